@@ -1,0 +1,21 @@
+# What the library is built with. Each is a Debian package, named when it is missing.
+
+macro(zorvane_find package debian)
+  find_package(${package} ${ARGN} QUIET)
+  if(NOT ${package}_FOUND)
+    message(FATAL_ERROR "Zorvane needs ${package}: apt-get install ${debian}")
+  endif()
+endmacro()
+
+zorvane_find(Threads libc6-dev)
+zorvane_find(SQLite3 libsqlite3-dev)
+zorvane_find(ZLIB zlib1g-dev)
+zorvane_find(CURL libcurl4-openssl-dev)
+zorvane_find(OpenSSL libssl-dev)
+zorvane_find(fmt libfmt-dev)
+zorvane_find(RapidJSON rapidjson-dev)
+zorvane_find(PkgConfig pkg-config)
+pkg_check_modules(PCRE2 QUIET IMPORTED_TARGET libpcre2-8)
+if(NOT PCRE2_FOUND)
+  message(FATAL_ERROR "Zorvane needs PCRE2: apt-get install libpcre2-dev")
+endif()
