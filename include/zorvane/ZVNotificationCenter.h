@@ -1,0 +1,39 @@
+// The process's notifications: every log line, every change of reachability, the application's background and
+// foreground.
+//
+// Thread:   any. Observers are called on the thread that posts, before post() returns; most often the work queue.
+//           An observer may call anything of Zorvane, and may add and remove observers.
+// Lifetime: one centre for the process, never destroyed.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string_view>
+
+#include <zorvane/ZVExport.h>
+#include <zorvane/ZVTypes.h>
+
+// A log line was written. User info: "type" (0 error, 1 warning, 2 info, 3 debug) and "message" (the whole line).
+ZORVANE_API extern const char* const k_ZV_LoggerMessageNotification;
+// The path to the collector changed. The object is the library's monitor; no user info.
+ZORVANE_API extern const char* const k_ZV_ReachabilityChangedNotification;
+
+struct ZVNotification {
+  std::string_view name;
+  const void* object = nullptr;
+  const ZVMap& userInfo;
+};
+
+class ZORVANE_API ZVNotificationCenter {
+ public:
+  using Observer = std::function<void(const ZVNotification&)>;
+  using Token = std::uint64_t;
+
+  // What an observer throws is swallowed. The token removes it again.
+  static Token addObserver(std::string_view name, Observer observer);
+  // Once this returns no new call begins; one that runs on another thread may still be on its way.
+  static void removeObserver(Token token) noexcept;
+  static void post(std::string_view name, const void* object, const ZVMap& userInfo) noexcept;
+  // False saves the poster from building a notification that nobody hears.
+  static bool hasObservers(std::string_view name) noexcept;
+};

@@ -1,0 +1,135 @@
+// The value types that a game hands to Zorvane and gets back: text that may be absent, JSON-like values, enumerations.
+//
+// Thread:   plain values; share one between threads only as you would a std::string.
+// Lifetime: ZVText borrows its characters for the length of a call; ZVValue and ZVMap own theirs.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <zorvane/ZVExport.h>
+
+// Borrowed UTF-8 text that may be absent: what a text argument is. A null pointer is absent, "" is present and empty.
+class ZVText {
+ public:
+  constexpr ZVText() noexcept = default;
+  constexpr ZVText(std::nullptr_t) noexcept {}
+  constexpr ZVText(std::nullopt_t) noexcept {}
+  constexpr ZVText(const char* text) noexcept
+      : view_(text != nullptr ? std::string_view(text) : std::string_view()), present_(text != nullptr) {}
+  constexpr ZVText(std::string_view text) noexcept : view_(text), present_(true) {}
+  ZVText(const std::string& text) noexcept : view_(text), present_(true) {}
+  ZVText(const std::optional<std::string>& text) noexcept
+      : view_(text ? std::string_view(*text) : std::string_view()), present_(text.has_value()) {}
+
+  [[nodiscard]] constexpr bool present() const noexcept { return present_; }
+  [[nodiscard]] constexpr bool empty() const noexcept { return view_.empty(); }     // absent, or of length 0
+  [[nodiscard]] constexpr std::string_view view() const noexcept { return view_; }  // "" when absent
+  [[nodiscard]] constexpr std::string_view orNull() const noexcept { return present_ ? view_ : "(null)"; }
+  [[nodiscard]] std::optional<std::string> copy() const {
+    return present_ ? std::optional<std::string>(view_) : std::nullopt;
+  }
+
+ private:
+  std::string_view view_;
+  bool present_ = false;
+};
+
+class ZVValue;
+
+// A JSON object: text keys to values, in the order in which the keys were first set.
+class ZORVANE_API ZVMap {
+ public:
+  struct Entry;
+  using const_iterator = const Entry*;
+
+  ZVMap() noexcept;
+  ZVMap(std::initializer_list<Entry> entries);  // a later entry with the same key replaces the earlier one's value
+  ZVMap(const ZVMap& other);
+  ZVMap(ZVMap&& other) noexcept;
+  ZVMap& operator=(const ZVMap& other);
+  ZVMap& operator=(ZVMap&& other) noexcept;
+  ~ZVMap();
+
+  void set(std::string key, ZVValue value);  // replaces in place when the key is there
+  bool erase(std::string_view key);          // true when the key was there
+  void clear() noexcept;
+  void reserve(std::size_t entries);
+
+  [[nodiscard]] const ZVValue* find(std::string_view key) const noexcept;  // null when the key is missing
+  [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
+  [[nodiscard]] std::size_t size() const noexcept;
+  [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+  [[nodiscard]] const_iterator begin() const noexcept;
+  [[nodiscard]] const_iterator end() const noexcept;
+
+  friend ZORVANE_API bool operator==(const ZVMap& left, const ZVMap& right);
+
+ private:
+  struct Index;
+  [[nodiscard]] std::optional<std::size_t> position(std::string_view key) const noexcept;
+
+  std::vector<Entry> entries_;
+  std::unique_ptr<Index> index_;  // only for maps too large to search one by one
+};
+
+// One JSON value. Numbers keep the kind they were given in: whole (64-bit) or double.
+class ZORVANE_API ZVValue {
+ public:
+  using Array = std::vector<ZVValue>;
+
+  ZVValue() noexcept = default;  // null
+  ZVValue(std::nullptr_t) noexcept {}
+  template <std::same_as<bool> Boolean>  // constrained: a pointer or a number must not turn into a boolean
+  ZVValue(Boolean value) noexcept : value_(value) {}
+  template <std::integral Integer>
+  requires(!std::same_as<Integer, bool>) ZVValue(Integer value)
+  noexcept {
+    if (std::in_range<std::int64_t>(value)) value_ = static_cast<std::int64_t>(value);
+    else value_ = static_cast<double>(value);
+  }
+  template <std::floating_point Float>
+  ZVValue(Float value) noexcept : value_(static_cast<double>(value)) {}
+  ZVValue(const char* text) {
+    if (text != nullptr) value_ = std::string(text);
+  }
+  ZVValue(std::string text) noexcept : value_(std::move(text)) {}
+  ZVValue(std::string_view text) : value_(std::string(text)) {}
+  ZVValue(Array array) noexcept : value_(std::move(array)) {}
+  ZVValue(ZVMap map) noexcept : value_(std::move(map)) {}
+
+  [[nodiscard]] bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
+  [[nodiscard]] bool isNumber() const noexcept {  // booleans count as numbers
+    return ifBool() != nullptr || ifInteger() != nullptr || ifDouble() != nullptr;
+  }
+  // The content when the value is of that kind, null otherwise.
+  [[nodiscard]] const bool* ifBool() const noexcept { return std::get_if<bool>(&value_); }
+  [[nodiscard]] const std::int64_t* ifInteger() const noexcept { return std::get_if<std::int64_t>(&value_); }
+  [[nodiscard]] const double* ifDouble() const noexcept { return std::get_if<double>(&value_); }
+  [[nodiscard]] const std::string* ifString() const noexcept { return std::get_if<std::string>(&value_); }
+  [[nodiscard]] const Array* ifArray() const noexcept { return std::get_if<Array>(&value_); }
+  [[nodiscard]] const ZVMap* ifMap() const noexcept { return std::get_if<ZVMap>(&value_); }
+
+  friend bool operator==(const ZVValue&, const ZVValue&) = default;
+
+ private:
+  std::variant<std::monostate, bool, std::int64_t, double, std::string, Array, ZVMap> value_;
+};
+
+struct ZVMap::Entry {
+  std::string key;
+  ZVValue value;
+  friend bool operator==(const Entry&, const Entry&) = default;
+};
+
+// How bad an error is. Sent to the collector by name.
+enum class ZVErrorSeverity : int { debug = 1, info = 2, warning = 3, error = 4, critical = 5 };
