@@ -1,0 +1,9 @@
+// The platform's console log: a line on standard error, prefixed by the time, the program and the thread.
+//
+// Thread: any; a line is written whole.
+#pragma once
+
+#include <string_view>
+
+// The three texts make one line; nothing in them is interpreted.
+void writeConsoleLine(std::string_view text, std::string_view more = {}, std::string_view rest = {}) noexcept;

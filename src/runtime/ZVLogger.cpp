@@ -1,0 +1,104 @@
+#include "runtime/ZVLogger.h"
+
+#include <array>
+#include <exception>
+
+#include <zorvane/ZVNotificationCenter.h>
+
+#include "platform/Console.h"
+#include "runtime/SharedInstance.h"
+
+const char* const k_ZV_LoggerMessageNotification = "k_ZV_LoggerMessageNotification";
+
+namespace {
+
+constinit SharedInstance<ZVLogger> shared;
+
+// A line that an observer causes while it hears of another is written, not posted: it would call itself without end.
+thread_local bool observersAreTold = false;
+
+struct LevelRow {
+  std::string_view name;      // of the operation
+  std::string_view lineWord;  // what its lines begin with
+  int messageType;
+};
+constexpr auto kLevels = std::to_array<LevelRow>({
+    // in the order of ZVLogger::Level
+    {"e", "Error", 0},
+    {"w", "Warning", 1},
+    {"i", "Info", 2},
+    {"ii", "Info", 2},
+    {"d", "Debug", 3},
+});
+
+const LevelRow& rowOf(ZVLogger::Level level) {
+  return kLevels[static_cast<std::size_t>(level)];
+}
+
+}  // namespace
+
+ZVLogger& ZVLogger::sharedInstance() {
+  return shared.get();
+}
+
+std::unique_ptr<ZVLogger> ZVLogger::setSharedInstance(std::unique_ptr<ZVLogger> instance) {
+  return shared.exchange(std::move(instance));
+}
+
+bool ZVLogger::isEnabled(Level level, int domain) noexcept {
+  const ZVLogger& logger = sharedInstance();
+  constexpr auto relaxed = std::memory_order_relaxed;
+  switch (level) {
+    case Level::error: return true;
+    case Level::warning: return logger.warningLogEnabled.load(relaxed);
+    case Level::info: return domain != 0 || logger.analyticsLogEnabled.load(relaxed);  // "ZV/System" can't be silenced
+    case Level::verbose: return logger.verboseLogEnabled.load(relaxed);
+    case Level::debug: return logger.debugEnabled.load(relaxed);
+  }
+  return false;
+}
+
+std::string_view ZVLogger::getMessageTagForDomain(int domain) noexcept {
+  switch (domain) {
+    case 0: return "ZV/Analytics";
+    case 1: return "ZV/System";
+    default: return "ZV";
+  }
+}
+
+void ZVLogger::sendNotificationMessage(std::string_view line, int messageType) noexcept {
+  if (observersAreTold || !ZVNotificationCenter::hasObservers(k_ZV_LoggerMessageNotification)) return;
+  observersAreTold = true;
+  try {
+    ZVNotificationCenter::post(k_ZV_LoggerMessageNotification, nullptr, {{"type", messageType}, {"message", line}});
+  } catch (const std::exception&) {
+    writeConsoleLine("ZVLogger could not post a line to its observers.");
+  }
+  observersAreTold = false;
+}
+
+void ZVLogger::setAnalyticsLog(bool enabled) noexcept {
+  sharedInstance().analyticsLogEnabled = enabled;
+}
+void ZVLogger::setOrbitLog(bool enabled) noexcept {
+  sharedInstance().orbitLogEnabled = enabled;
+}
+void ZVLogger::setVerboseLog(bool enabled) noexcept {
+  sharedInstance().verboseLogEnabled = enabled;
+}
+void ZVLogger::setWarningLog(bool enabled) noexcept {
+  sharedInstance().warningLogEnabled = enabled;
+}
+
+void ZVLogger::log(Level level, int domain, fmt::string_view format, fmt::format_args args) noexcept {
+  if (!isEnabled(level, domain)) return;
+  const LevelRow& row = rowOf(level);
+  try {
+    std::string line = fmt::format("{}/{}: ", row.lineWord, getMessageTagForDomain(domain));
+    fmt::vformat_to(std::back_inserter(line), format, args);
+    writeConsoleLine(line);
+    sendNotificationMessage(line, row.messageType);
+  } catch (const std::exception&) {
+    writeConsoleLine("ZVLogger :", row.name, " failed: called with invalid format.");
+  }
+}

@@ -1,0 +1,75 @@
+#include <zorvane/ZVNotificationCenter.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+struct Registration {
+  ZVNotificationCenter::Token token;
+  std::string name;
+  std::shared_ptr<const ZVNotificationCenter::Observer> observer;
+};
+
+struct Registry {
+  std::mutex mutex;
+  std::vector<Registration> registrations;    // guarded by mutex
+  ZVNotificationCenter::Token lastToken = 0;  // guarded by mutex
+  std::atomic<bool> empty{true};
+
+  std::vector<std::shared_ptr<const ZVNotificationCenter::Observer>> observersOf(std::string_view name) {
+    const std::scoped_lock lock(mutex);
+    std::vector<std::shared_ptr<const ZVNotificationCenter::Observer>> found;
+    for (const Registration& registration : registrations)
+      if (registration.name == name) found.push_back(registration.observer);
+    return found;
+  }
+};
+
+Registry& registry() {
+  static auto* const instance = new Registry;  // never destroyed: a game may log while it is leaving
+  return *instance;
+}
+
+}  // namespace
+
+ZVNotificationCenter::Token ZVNotificationCenter::addObserver(std::string_view name, Observer observer) {
+  Registry& all = registry();
+  const std::scoped_lock lock(all.mutex);
+  all.registrations.push_back(
+      {++all.lastToken, std::string(name), std::make_shared<const Observer>(std::move(observer))});
+  all.empty = false;
+  return all.lastToken;
+}
+
+void ZVNotificationCenter::removeObserver(Token token) noexcept {
+  Registry& all = registry();
+  const std::scoped_lock lock(all.mutex);
+  std::erase_if(all.registrations, [token](const Registration& entry) { return entry.token == token; });
+  all.empty = all.registrations.empty();
+}
+
+bool ZVNotificationCenter::hasObservers(std::string_view name) noexcept {
+  Registry& all = registry();
+  if (all.empty) return false;
+  const std::scoped_lock lock(all.mutex);
+  return std::ranges::any_of(all.registrations, [name](const Registration& entry) { return entry.name == name; });
+}
+
+void ZVNotificationCenter::post(std::string_view name, const void* object, const ZVMap& userInfo) noexcept {
+  try {
+    // Called without the lock: an observer may add and remove observers, and post.
+    for (const auto& observer : registry().observersOf(name)) {
+      try {
+        (*observer)({name, object, userInfo});
+      } catch (...) {  // the observer's own affair; the others still hear of it
+      }
+    }
+  } catch (...) {  // out of memory: nothing can be told
+  }
+}

@@ -1,0 +1,38 @@
+// ZVThreading owns the work queue "zorvaneQueue", on which all work of the library runs, one task after another.
+//
+// Thread:   any.
+// Lifetime: the queue exists from first use until the process ends.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "runtime/TaskQueue.h"
+
+class ZVThreading {
+ public:
+  ZVThreading();
+
+  static ZVThreading& sharedInstance();
+  static std::unique_ptr<ZVThreading> setSharedInstance(std::unique_ptr<ZVThreading> instance);
+
+  // Appends a task to the work queue and returns at once. Never runs it inline.
+  template <class Task>
+  static void performTaskOnZVThreadWithBlock(Task&& task) {
+    sharedInstance().queue.post(std::forward<Task>(task));
+  }
+  // Runs the task on the main loop's thread and returns when it has run: inline when called there.
+  static void performTaskOnMainThreadWithBlock(const std::function<void()>& task);
+  static bool isZVThread();
+
+  // From now on nobody waits for the main loop any more: a host that is leaving may have stopped pumping it.
+  static void stopWaitingForMainThread() noexcept;
+
+  TaskQueue queue;
+
+ private:
+  std::atomic<bool> mainThreadIsLeaving_{false};
+};
