@@ -1,0 +1,120 @@
+#include <cmath>
+#include <limits>
+
+#include <fmt/format.h>
+
+#include "device/ZVDevice.h"
+#include "events/ZVEvents.h"
+#include "platform/Platform.h"
+#include "state/ZVState.h"
+#include "transport/ZVHelpers.h"
+#include "validation/ZVValidator.h"
+
+namespace {
+
+constexpr int kEventVersion = 2;
+constexpr std::size_t kMostFields = 30;  // common ones and an event's own
+
+// The client's clock in whole seconds.
+std::int32_t clientSeconds() {
+  return static_cast<std::int32_t>(static_cast<std::int64_t>(platform().clock->secondsSince1970()));
+}
+
+std::string osVersion() {
+  return fmt::format("{} {}", ZVDevice::osPlatform(), ZVDevice::osVersion());
+}
+
+void setUnless(ZVMap& fields, const char* key, std::string value, std::string_view meansAbsent) {
+  if (value != meansAbsent) fields.set(key, std::move(value));
+}
+
+// Optional flags are true or absent, never false.
+void setIfTrue(ZVMap& fields, const char* key, bool value) {
+  if (value) fields.set(key, true);
+}
+
+void addEngineVersion(ZVMap& fields) {
+  if (auto version = ZVState::getEngineVersion()) fields.set("engine_version", std::move(*version));
+}
+
+void addRemoteConfigs(ZVMap& fields) {
+  ZVState& state = ZVState::sharedInstance();
+  const std::scoped_lock lock(state.configurationsGuard);
+  if (state.configurations && !state.configurations->empty()) fields.set("configurations", *state.configurations);
+  setUnless(fields, "ab_id", state.abId.value_or(""), "");
+  setUnless(fields, "ab_variant_id", state.abVariantId.value_or(""), "");
+}
+
+}  // namespace
+
+ZVMap ZVState::getEventAnnotations() {
+  ZVMap fields;
+  fields.reserve(kMostFields);
+  fields.set("v", kEventVersion);
+  fields.set("user_id", getUserId());
+  fields.set("event_uuid", ZVHelpers::generateUUID());
+  fields.set("ios_idfa", getIdfa());
+  fields.set("ios_idfv", getIdfv());
+  fields.set("client_ts", getClientTsAdjustedWithServertimeOffset());
+  fields.set("sdk_version", getSdkVersion());
+  fields.set("os_version", osVersion());
+  fields.set("manufacturer", ZVDevice::deviceMake());
+  fields.set("device", ZVDevice::deviceModel());
+  fields.set("platform", ZVDevice::osPlatform());
+  fields.set("session_id", sharedInstance().sessionId.value_or(""));
+  fields.set("session_num", getSessionNum());
+  fields.set("connection_type", ZVDevice::connectionType());
+
+  addEngineVersion(fields);
+  addRemoteConfigs(fields);
+  setIfTrue(fields, "jailbroken", ZVDevice::isJailbroken());
+  setIfTrue(fields, "limited_ad_tracking", ZVDevice::isLimitedAdTracking());
+  fields.set("build", getBuild());
+  setUnless(fields, "ios_bundle_id", ZVDevice::appBundleIdentifier(), "unassigned");
+  setUnless(fields, "ios_app_version", ZVDevice::appVersion(), "0.0.0");
+  setUnless(fields, "ios_app_build", ZVDevice::appBuild(), "0.0.0");
+  setUnless(fields, "ios_att", ZVDevice::idfaConsent(), "");
+  setIfTrue(fields, "ios_testflight", ZVDevice::isTestflightBuild());
+  return fields;
+}
+
+ZVMap ZVState::getSdkErrorEventAnnotations() {
+  ZVMap fields;
+  fields.set("v", kEventVersion);
+  fields.set("event_uuid", ZVHelpers::generateUUID());
+  fields.set("category", ZVEvents::sharedInstance().categorySdkError);
+  fields.set("sdk_version", getSdkVersion());
+  fields.set("os_version", osVersion());
+  fields.set("manufacturer", ZVDevice::deviceMake());
+  fields.set("device", ZVDevice::deviceModel());
+  fields.set("platform", ZVDevice::osPlatform());
+  addEngineVersion(fields);
+  setIfTrue(fields, "jailbroken", ZVDevice::isJailbroken());
+  return fields;
+}
+
+ZVMap ZVState::getInitAnnotations() {
+  ZVMap fields;
+  fields.set("user_id", sharedInstance().eventSubmissionEnabled ? getUserId() : std::string());
+  fields.set("ios_idfa", getIdfa());
+  fields.set("ios_idfv", getIdfv());
+  fields.set("sdk_version", getSdkVersion());
+  fields.set("os_version", osVersion());
+  fields.set("platform", ZVDevice::osPlatform());
+  fields.set("build", getBuild());
+  fields.set("random_salt", getSessionNum());
+  return fields;
+}
+
+double ZVState::getClientTsAdjustedWithServertimeOffset() {
+  const double now = clientSeconds();
+  const double adjusted = now + sharedInstance().clientServerTimeOffset.value_or(0);
+  return ZVValidator::validateClientTs(adjusted) ? adjusted : now;
+}
+
+std::int32_t ZVState::calculateServerTimeOffset(double serverTimestamp) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  const double offset = std::trunc(serverTimestamp) - clientSeconds();
+  if (!(offset > Limits::min())) return Limits::min();
+  return offset < Limits::max() ? static_cast<std::int32_t>(offset) : Limits::max();
+}

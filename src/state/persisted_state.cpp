@@ -1,0 +1,157 @@
+#include <array>
+#include <map>
+#include <utility>
+
+#include "platform/Platform.h"
+#include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
+#include "store/ZVStore.h"
+#include "transport/ZVHelpers.h"
+#include "values/Fields.h"
+#include "values/Text.h"
+
+namespace {
+
+constexpr auto kDimensionKeys = std::to_array<std::string_view>({"dimension01", "dimension02", "dimension03"});
+constexpr auto kDimensionNames = std::to_array<std::string_view>({"Dimension01", "Dimension02", "Dimension03"});
+constexpr auto kPersistDimension = std::to_array<void (*)(ZVText)>({ZVStore::persistStateDimension01WithValue,
+                                                                    ZVStore::persistStateDimension02WithValue,
+                                                                    ZVStore::persistStateDimension03WithValue});
+
+// What an earlier run left, as it was read.
+struct Persisted {
+  std::array<std::optional<std::string>, 3> dimensions;
+  bool newInstall = false;
+  bool useIdfv = false;
+  std::int64_t sessionNum = 0;
+  std::int64_t transactionNum = 0;
+};
+
+using KeyValues = std::map<std::string, std::string, std::less<>>;
+
+KeyValues readStateTable() {
+  KeyValues values;
+  const auto rows = ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_state;");
+  for (const ZVStore::Row& row : rows.value_or(ZVStore::Rows())) {
+    const std::string* key = row.find("key");
+    const std::string* value = row.find("value");
+    if (key != nullptr && value != nullptr) values.insert_or_assign(*key, *value);
+  }
+  return values;
+}
+
+std::optional<std::string> valueOf(const KeyValues& values, std::string_view key) {
+  const auto found = values.find(key);
+  return found == values.end() ? std::nullopt : std::optional(found->second);
+}
+
+// The configuration of an earlier run. For another player its hash is dropped, so the collector sends all of it anew.
+std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
+  auto parsed = ZVHelpers::dictionaryWithJsonString(json);
+  if (!parsed || parsed->ifMap() == nullptr) return std::nullopt;
+  ZVMap config = *parsed->ifMap();
+  const auto lastUsed = ZVState::getLastUsedIdentifier();
+  if (lastUsed && *lastUsed != ZVState::getUserId()) {
+    ZVLogger::w(0, "New identifier spotted compared to last one used, clearing cached configs hash!!");
+    config.erase("configs_hash");
+  }
+  return config;
+}
+
+void adoptConfigIds() {
+  ZVState& state = ZVState::sharedInstance();
+  const ZVMap& config = ZVState::getSdkConfig();
+  state.configsHash = textField(config, "configs_hash");
+  const std::scoped_lock lock(state.configurationsGuard);
+  state.abId = textField(config, "ab_id");
+  state.abVariantId = textField(config, "ab_variant_id");
+}
+
+void loadProgressionTries() {
+  const auto rows = ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_progression;");
+  for (const ZVStore::Row& row : rows.value_or(ZVStore::Rows())) {
+    const std::string* progression = row.find("progression");
+    const std::string* tries = row.find("tries");
+    if (progression != nullptr)
+      ZVState::sharedInstance().progressionTries[*progression] = tries != nullptr ? integerOfText(*tries) : 0;
+  }
+}
+
+Persisted readDatabase() {
+  ZVLogger::d(0, "Platform is iOS - retrieving persisted states from local SQLite db");
+  const KeyValues values = readStateTable();
+  Persisted persisted;
+  for (std::size_t i = 0; i < kDimensionKeys.size(); ++i) persisted.dimensions[i] = valueOf(values, kDimensionKeys[i]);
+  // The first run of an installation is the one that finds no such key and can write it.
+  const auto newInstall = valueOf(values, "new_install");
+  persisted.newInstall = newInstall ? booleanReading(*newInstall) : ZVStore::setDbStateWithKey("new_install", "NO");
+  persisted.useIdfv = booleanReading(valueOf(values, "use_idfv").value_or(""));
+  persisted.sessionNum = integerOfText(valueOf(values, "session_num").value_or(""));
+  persisted.transactionNum = integerOfText(valueOf(values, "transaction_num").value_or(""));
+  if (const auto config = valueOf(values, "sdk_config_cached"))
+    ZVState::sharedInstance().sdkConfigCached = cachedConfig(config);
+  adoptConfigIds();
+  loadProgressionTries();
+  return persisted;
+}
+
+Persisted readUserDefaults() {
+  ZVLogger::d(0, "Platform is TVos - retrieving persisted states from local NSUserDefaults");
+  const ZVUserDefaults& defaults = *platform().userDefaults;
+  Persisted persisted;
+  for (std::size_t i = 0; i < kDimensionKeys.size(); ++i)
+    persisted.dimensions[i] = defaults.stringForKey(kDimensionKeys[i]);
+  persisted.sessionNum = integerOfText(defaults.stringForKey("session_num").value_or(""));
+  persisted.transactionNum = integerOfText(defaults.stringForKey("transaction_num").value_or(""));
+  return persisted;
+}
+
+void adoptRandomUserId() {
+  auto randomUserId = platform().userDefaults->stringForKey("zv_testflight_user_id");
+  if (!randomUserId) return;
+  ZVLogger::d(0, "Randomly generated user_id found in persisted cache: {}", *randomUserId);
+  ZVState::sharedInstance().randomUserId = std::move(randomUserId);
+}
+
+// What the game set before initialisation wins and is written back.
+void adoptDimensions(const Persisted& persisted) {
+  auto& current = ZVState::sharedInstance().currentCustomDimensions;
+  for (std::size_t i = 0; i < current.size(); ++i) {
+    if (current[i]) {
+      kPersistDimension[i](current[i]);
+    } else if (persisted.dimensions[i]) {
+      current[i] = persisted.dimensions[i];
+      ZVLogger::d(0, "{} found in persisted cache: {}", kDimensionNames[i], *current[i]);
+    }
+  }
+}
+
+void adoptInstallation(const Persisted& persisted) {
+  ZVState& state = ZVState::sharedInstance();
+  state.newInstall = persisted.newInstall;
+  state.useIdfv = (persisted.newInstall && ZVStore::setDbStateWithKey("use_idfv", "YES")) || persisted.useIdfv;
+  if (state.useIdfv) ZVLogger::d(0, "Using idfv as user_id.");
+}
+
+void adoptCounter(std::optional<std::int64_t>& counter, std::int64_t persisted, void (*persist)(ZVText),
+                  std::string_view name) {
+  if (counter) {
+    persist(std::to_string(*counter));
+    return;
+  }
+  counter = persisted;
+  ZVLogger::d(0, "{} found in persisted cache.", name);
+}
+
+}  // namespace
+
+void ZVState::ensurePersistedStates() {
+  const Persisted persisted = isTVos() ? readUserDefaults() : readDatabase();
+  adoptRandomUserId();
+  adoptDimensions(persisted);
+  adoptInstallation(persisted);
+  ZVState& state = sharedInstance();
+  adoptCounter(state.sessionNum, persisted.sessionNum, ZVStore::persistStateSessionNumWithValue, "session_num");
+  adoptCounter(state.transactionNum, persisted.transactionNum, ZVStore::persistStateTransactionNumWithValue,
+               "transaction_num");
+}
