@@ -1,0 +1,78 @@
+// ZVEvents builds, records and submits events.
+//
+// Thread:   the work queue, but for the queue's timer: it is armed and fires on the main loop, and stopEventQueue() may
+//           be called from any thread.
+// Lifetime: one instance, kept for the life of the process.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <zorvane/ZVTypes.h>
+
+class ZVEvents {
+ public:
+  static ZVEvents& sharedInstance();
+  static std::unique_ptr<ZVEvents> setSharedInstance(std::unique_ptr<ZVEvents> instance);
+
+  // Recording: recording.cpp.
+  static void addEventToStoreWithEventData(const ZVMap& eventData);
+  static void addDimensionsToEventWithEventData(ZVMap& eventData);
+  static void addFieldsToEventWithEventData(ZVMap& eventData, const ZVMap& fields);
+  static void updateSessionTime();  // rewrites the snapshot of the session that is open
+
+  // Sessions: sessions.cpp.
+  static void addSessionStartEvent();
+  static void addSessionEndEvent();
+  static void fixMissingSessionEndEvents();
+
+  // The event queue: queue.cpp.
+  static void startEventQueue();
+  static void stopEventQueue();
+  static bool isEventQueueTimerArmed();
+  // `timerFired`: the queue is armed again when the run has finished.
+  static void processEventQueue(bool timerFired);
+  static void processEventsWithCategory(ZVText category, bool performCleanup);
+  static void cleanupEvents();
+  static void deleteAllEvents();  // does nothing
+
+  // Builders, one file a kind: design.cpp, error.cpp.
+  static void addDesignEventWithEventId(ZVText eventId, std::optional<double> value, const ZVMap& fields,
+                                        bool mergeFields);
+  static void addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, const ZVMap& fields, bool mergeFields,
+                                        bool skipAddingFields = false);
+
+  // SDK error events, sent at once and alone: sdk_errors.cpp.
+  static void sendSdkErrorEventWithCategory(int category, int area, int action, int parameter, ZVText reason,
+                                            ZVText gameKey, ZVText secretKey);
+  static void sendSdkErrorEventWithCategory(int category, int area, int action, ZVText reason, ZVText gameKey,
+                                            ZVText secretKey);
+
+  // Strings of the enumerations; absent for a code outside the table: strings.cpp.
+  static std::optional<std::string_view> errorSeverityString(ZVErrorSeverity severity);
+  static std::optional<std::string_view> sdkErrorCategoryString(int category);
+  static std::optional<std::string_view> sdkErrorAreaString(int area);
+  static std::optional<std::string_view> sdkErrorActionString(int action);
+  static std::optional<std::string_view> sdkErrorParameterString(int parameter);
+
+  const std::string categorySessionStart = "user";
+  const std::string categorySessionEnd = "session_end";
+  const std::string categoryDesign = "design";
+  const std::string categoryBusiness = "business";
+  const std::string categoryProgression = "progression";
+  const std::string categoryResource = "resource";
+  const std::string categoryError = "error";
+  const std::string categoryAds = "ads";
+  const std::string categoryImpression = "impression";
+  const std::string categorySdkError = "sdk_error";
+
+  double queueTimerWaitSeconds = 8.0;
+
+ private:
+  std::mutex timerGuard_;
+  std::optional<std::uint64_t> eventQueueTimer_;  // guarded by timerGuard_
+};

@@ -1,0 +1,28 @@
+#include <optional>
+#include <string_view>
+
+#include "events/ZVEvents.h"
+#include "events/custom_fields.h"
+#include "events/rejected.h"
+#include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
+#include "validation/ZVValidator.h"
+#include "values/Text.h"
+
+namespace {
+constexpr std::size_t kLoggedMessageLength = 15;
+}  // namespace
+
+void ZVEvents::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, const ZVMap& fields,
+                                         bool mergeFields, bool skipAddingFields) {
+  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (reportRejected(ZVValidator::validateErrorEventWithSeverity(severity, message))) return;
+  const std::string_view severityName = *errorSeverityString(severity);
+  ZVMap event{{"category", sharedInstance().categoryError}, {"severity", severityName}};
+  if (message.present()) event.set("message", message.view());
+  addDimensionsToEventWithEventData(event);
+  if (!skipAddingFields) addCustomFields(event, fields, mergeFields);
+  ZVLogger::i(0, "Add ERROR event: {{severity:{}, message:{}}}", severityName,
+              message.present() ? ZVText(prefixOfUtf16Length(message.view(), kLoggedMessageLength)) : message);
+  addEventToStoreWithEventData(event);
+}

@@ -1,0 +1,11 @@
+// What becomes of an event whose arguments were refused.
+//
+// Thread: the work queue.
+#pragma once
+
+#include <optional>
+
+#include "validation/ValidationResult.h"
+
+// Reports a refusal to the collector. False: there was none.
+bool reportRejected(const std::optional<ValidationResult>& refusal);
