@@ -1,0 +1,38 @@
+// The frame of every public operation: the library is loaded, nothing thrown gets out, a forked child does nothing.
+//
+// Thread: any.
+#pragma once
+
+#include <string_view>
+#include <utility>
+
+#include <zorvane/ZVTypes.h>
+
+#include "runtime/ZVThreading.h"
+
+// Loads the library on first use: opens the database (as a task) and makes the state record, before the caller's own
+// task is posted. False in a forked child, which must not touch its parent's database.
+bool enterLibrary() noexcept;
+
+// Called inside a catch block.
+void logFailedCall() noexcept;
+
+// Runs `body` on the caller's thread.
+template <class Body>
+void call(Body&& body) noexcept {
+  try {
+    if (enterLibrary()) body();
+  } catch (...) {
+    logFailedCall();
+  }
+}
+
+// Posts to the work queue the task that `makeTask` returns: a callable that owns copies of the call's arguments.
+template <class MakeTask>
+void post(MakeTask&& makeTask) noexcept {
+  call([&] { ZVThreading::performTaskOnZVThreadWithBlock(makeTask()); });
+}
+
+// Whether the library can take what a task wants of it. Asked inside the task. The warning of a failure begins with
+// `message`, when there is one.
+bool isSdkReadyWithNeedsInitialized(bool needsInitialized, bool warn = true, ZVText message = {});

@@ -1,0 +1,72 @@
+#include <zorvane/Zorvane.h>
+
+#include "api/frame.h"
+#include "device/ZVDevice.h"
+#include "events/ZVEvents.h"
+#include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
+#include "store/ZVStore.h"
+#include "validation/ZVValidator.h"
+
+namespace {
+
+bool internalInitialize() {
+  if (!ZVStore::sharedInstance().tableReady) return false;
+  ZVDevice::clearCachedResults();
+  ZVState::ensurePersistedStates();
+  return true;
+}
+
+void initializeAfterGameKeysAreSet() {
+  if (!internalInitialize()) return;  // the database's failure was reported when it happened
+  ZVState::generateRandomUserIdIfNeeded();
+  ZVState::setInitialized();
+  ZVState::setSDKPausedFlag(false);
+  ZVState::startNewSession();
+  if (ZVState::isEnabled()) ZVEvents::startEventQueue();
+}
+
+// Only a library that is ready in every respect refuses: one that was disabled or paused runs the sequence again.
+bool isInitializedAlready() {
+  if (!isSdkReadyWithNeedsInitialized(true, false)) return false;
+  ZVLogger::w(0, "SDK already initialized. Can only be called once.");
+  return true;
+}
+
+}  // namespace
+
+Zorvane& Zorvane::sharedInstance() noexcept {
+  static constinit Zorvane instance;
+  return instance;
+}
+
+void Zorvane::initializeWithGameKey(ZVText gameKey, ZVText gameSecret) noexcept {
+  post([&] {
+    return [key = gameKey.copy(), secret = gameSecret.copy()] {
+      if (isInitializedAlready()) return;
+      if (ZVDevice::isTestflightBuild()) ZVLogger::w(0, "This is a TestFlight install.");
+      if (!ZVValidator::validateKeysWithGameKey(key, secret)) {
+        ZVLogger::w(0,
+                    "SDK failed initialize. Game key or secret key is invalid. Can only contain characters A-z 0-9, "
+                    "gameKey is 32 length, gameSecret is 40 length. Failed keys - gameKey: {}, secretKey: {}",
+                    ZVText(key), ZVText(secret));
+        return;
+      }
+      ZVState::setKeysWithGameKey(key, secret);
+      initializeAfterGameKeysAreSet();
+    };
+  });
+}
+
+void Zorvane::initializeWithConfiguredGameKeyAndGameSecret() noexcept {
+  post([] {
+    return [] {
+      if (isInitializedAlready()) return;
+      if (ZVState::getGameKey().empty() || ZVState::getGameSecret().empty()) {
+        ZVLogger::w(0, "Cannot initialize - game key and secret key not configured before call.");
+        return;
+      }
+      initializeAfterGameKeysAreSet();
+    };
+  });
+}

@@ -1,0 +1,19 @@
+#include <zorvane/Zorvane.h>
+
+#include "api/frame.h"
+#include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
+
+void Zorvane::startSession() noexcept {
+  call([] {
+    if (ZVState::isManualSessionHandling()) ZVState::resumeSDKAndStartSession();
+    else ZVLogger::w(0, "Could not manually start a session as manual session handling is not enabled.");
+  });
+}
+
+void Zorvane::endSession() noexcept {
+  call([] {
+    if (ZVState::isManualSessionHandling()) ZVState::pauseSDKAndEndSession();
+    else ZVLogger::w(0, "Could not manually end the session as manual session handling is not enabled.");
+  });
+}

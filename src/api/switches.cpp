@@ -1,0 +1,58 @@
+#include <zorvane/Zorvane.h>
+
+#include "api/frame.h"
+#include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
+#include "transport/ZVHTTPApi.h"
+
+namespace {
+
+// A switch says of itself that it was turned, while it is on: before it goes off, after it came on.
+void turn(bool enabled, void (*set)(bool), void (*say)(bool)) noexcept {
+  post([=] {
+    return [=] {
+      if (enabled) set(true);
+      say(enabled);
+      if (!enabled) set(false);
+    };
+  });
+}
+
+const char* word(bool enabled) {
+  return enabled ? "enabled" : "disabled";
+}
+
+}  // namespace
+
+void Zorvane::setEnabledInfoLog(bool enabled) noexcept {
+  turn(enabled, ZVLogger::setAnalyticsLog, [](bool on) { ZVLogger::i(0, "Info logging {}", word(on)); });
+}
+
+void Zorvane::setEnabledVerboseLog(bool enabled) noexcept {
+  turn(enabled, ZVLogger::setVerboseLog, [](bool on) { ZVLogger::ii(0, "Verbose logging {}", word(on)); });
+}
+
+void Zorvane::setEnabledWarningLog(bool enabled) noexcept {
+  turn(enabled, ZVLogger::setWarningLog, [](bool on) { ZVLogger::w(0, "Warning logging {}", word(on)); });
+}
+
+void Zorvane::setEnableDebugLog(bool enabled) noexcept {
+  call([&] { ZVLogger::sharedInstance().debugEnabled = enabled; });
+}
+
+void Zorvane::setEnabledManualSessionHandling(bool enabled) noexcept {
+  turn(enabled, ZVState::setManualSessionHandling,
+       [](bool on) { ZVLogger::ii(0, "Manual session handling {}.", word(on)); });
+}
+
+void Zorvane::setEnabledErrorReporting(bool enabled) noexcept {
+  post([=] { return [=] { ZVState::setEnableErrorReporting(enabled); }; });
+}
+
+void Zorvane::setEnabledEventSubmission(bool enabled) noexcept {
+  turn(enabled, ZVState::setEnableEventSubmission, [](bool on) { ZVLogger::i(0, "Event submission {}.", word(on)); });
+}
+
+void Zorvane::setBaseUrl(ZVText baseUrl) noexcept {
+  call([&] { ZVHTTPApi::sharedInstance().setBaseUrl(baseUrl); });
+}
