@@ -1,0 +1,65 @@
+// zorvane-play: plays a recorded game session through the facade.
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <zorvane/ZVPlatform.h>
+
+#include "events/ZVEvents.h"
+#include "zorvane-play/Options.h"
+#include "zorvane-play/Recording.h"
+
+namespace {
+
+constexpr int kUnusable = 2;
+
+int refuse(const std::string& message) {
+  std::cerr << "zorvane-play: " << message << '\n';
+  return kUnusable;
+}
+
+std::variant<Recording, std::string> readRecordingFrom(const std::string& file) {
+  if (file.empty() || file == "-") return readRecording(std::cin);
+  std::ifstream lines(file);
+  if (!lines) return "can't read " + file;
+  return readRecording(lines);
+}
+
+ZVPlatform platformFor(const Options& options, ZVPlatform platform) {
+  if (options.collector) platform.collector = *options.collector;
+  platform.dataDirectory = options.dataDirectory;
+  platform.certificateAuthorityFile = options.caFile;
+  return platform;
+}
+
+int run(const std::vector<std::string>& arguments) {
+  const auto options = readOptions(arguments);
+  if (const auto* wrong = std::get_if<std::string>(&options)) return refuse(*wrong);
+  const auto& given = std::get<Options>(options);
+  if (given.help) {
+    std::cout << kUsage;
+    return 0;
+  }
+  const auto recording = readRecordingFrom(given.file);
+  if (const auto* wrong = std::get_if<std::string>(&recording)) return refuse(*wrong);
+  const auto& session = std::get<Recording>(recording);
+
+  ZVPlatform::install(platformFor(given, session.platform));
+  if (given.queueSeconds) ZVEvents::sharedInstance().queueTimerWaitSeconds = *given.queueSeconds;
+  play(session);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run({argv + 1, argv + argc});
+  } catch (const std::exception& failure) {
+    return refuse(failure.what());
+  }
+}
