@@ -1,0 +1,284 @@
+#include "transport/ZVHTTPApi.h"
+
+#include <array>
+#include <chrono>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include "events/SdkError.h"
+#include "events/ZVEvents.h"
+#include "platform/Platform.h"
+#include "runtime/SharedInstance.h"
+#include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
+#include "transport/ZVHTTPSessionDataTask.h"
+#include "transport/ZVHelpers.h"
+#include "values/Text.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = ZVHTTPApiResponse;
+
+constinit SharedInstance<ZVHTTPApi> shared;
+
+constexpr auto kPollingPeriod = 20ms;
+
+struct StatusKind {
+  long status;
+  Kind kind;
+  std::string_view meaning;  // logged; empty: no line
+};
+constexpr auto kStatusKinds = std::to_array<StatusKind>({
+    {200, Kind::Ok, ""},
+    {201, Kind::Created, ""},
+    {401, Kind::Unauthorized, "401 - Unauthorized."},
+    {400, Kind::BadRequest, "400 - Bad Request."},
+    {500, Kind::InternalServerError, "500 - Internal Server Error."},
+});
+
+struct InitField {
+  std::string_view name;
+  bool (*isOfType)(const ZVValue&);
+  bool onlyOfCreatedConfigs;
+};
+constexpr bool (*kIsText)(const ZVValue&) = [](const ZVValue& value) { return value.ifString() != nullptr; };
+constexpr auto kInitFields = std::to_array<InitField>({
+    {"server_ts", [](const ZVValue& value) { return value.isNumber(); }, false},
+    {"configs", [](const ZVValue& value) { return value.ifArray() != nullptr; }, true},
+    {"configs_hash", kIsText, true},
+    {"ab_id", kIsText, true},
+    {"ab_variant_id", kIsText, true},
+});
+
+// Some lines quote whole bodies; what only they need is not made while they are off.
+bool isDebugLogged() { return ZVLogger::isEnabled(ZVLogger::Level::debug, 0); }
+
+std::string describe(const std::optional<ZVValue>& value) { return describe(value.value_or(nullptr)); }
+
+ZVText header(const ZVURLRequest& request, std::string_view name) {
+  for (const auto& [key, value] : request.headers)
+    if (key == name) return value;
+  return nullptr;
+}
+
+void reportUndecodable(SdkErrorArea area, const std::optional<std::string>& body) {
+  ZVEvents::sendSdkErrorEventWithCategory(kCategoryHttp, area, kActionFailHttpJsonDecode,
+                                          withReplacementCharacters(body.value_or("")), ZVState::getGameKey(),
+                                          ZVState::getGameSecret());
+}
+
+// What the session's thread leaves for the waiting one. Whoever gives up waiting leaves it to the session.
+struct Exchange {
+  ZVHTTPApi::RawAnswer answer;  // written before, read after `done`
+  std::atomic<bool> done{false};
+};
+
+}  // namespace
+
+ZVHTTPApi::ZVHTTPApi()
+    : httpProtocol(platform().collector.protocol),
+      hostname(platform().collector.hostname),
+      session_(platform().makeURLSession()) {
+  if (const std::string& endpointPort = platform().collector.port; !endpointPort.empty())
+    hostname += ":" + endpointPort;
+  baseUrl_ = fmt::format("{}://{}/{}", httpProtocol, hostname, version);
+  remoteConfigsBaseUrl = fmt::format("{}://{}/remote_configs/{}", httpProtocol, hostname, remoteConfigsVersion);
+}
+
+ZVHTTPApi& ZVHTTPApi::sharedInstance() { return shared.get(); }
+
+std::unique_ptr<ZVHTTPApi> ZVHTTPApi::setSharedInstance(std::unique_ptr<ZVHTTPApi> instance) {
+  return shared.exchange(std::move(instance));
+}
+
+ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHash) {
+  const std::string url = fmt::format("{}/{}?game_key={}&interval_seconds=0&configs_hash={}", remoteConfigsBaseUrl,
+                                      initializeUrlPath, ZVState::getGameKey(), configsHash);
+  ZVLogger::d(0, "Sending 'init' URL: {}", url);
+  const auto json = ZVHelpers::jsonStringWithObject(ZVState::getInitAnnotations());
+  if (!json) return {Kind::JsonEncodeFailed, std::nullopt};
+
+  const ZVURLRequest request = createRequestWithPayload(*json, url, true);
+  const RawAnswer answer = sendSynchronousRequest(request);
+  auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
+  if (isDebugLogged()) ZVLogger::d(0, "init request content: {}", describe(content));
+
+  const Kind kind = processRequestResponse(answer, "Init");
+  if (kind != Kind::BadRequest && kind != Kind::Ok && kind != Kind::Created) {
+    ZVLogger::d(0, "Failed Init Call. URL: {}, Authorization: {}, JSONString: {}", url,
+                header(request, "Authorization"), *json);
+    return {kind, std::nullopt};
+  }
+  if (!content) {
+    ZVLogger::d(0, "Failed Init Call. Json decoding failed");
+    reportUndecodable(kAreaInitHttp, answer.body);
+    return {Kind::JsonDecodeFailed, std::nullopt};
+  }
+  if (kind == Kind::BadRequest) {
+    if (isDebugLogged()) ZVLogger::d(0, "Failed Init Call. Bad request. Response: {}", describe(content));
+    return {kind, std::move(content)};
+  }
+  auto cleaned = validateAndCleanInitRequestResponse(content, kind == Kind::Created);
+  if (!cleaned) return {Kind::BadResponse, std::nullopt};
+  return {kind, *std::move(cleaned)};
+}
+
+ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const ZVValue& events) {
+  if (events.ifArray() == nullptr || events.ifArray()->empty())
+    ZVLogger::d(0, "sendEventsInArray called with missing eventArray");
+  const std::string url = eventsUrl(ZVState::getGameKey());
+  ZVLogger::d(0, "Sending 'events' URL: {}", url);
+  const auto json = ZVHelpers::jsonStringWithObject(events);
+  if (!json) {
+    ZVLogger::d(0, "sendEventsInArray JSON encoding failed of eventArray");
+    return {Kind::JsonEncodeFailed, std::nullopt};
+  }
+
+  const ZVURLRequest request = createRequestWithPayload(*json, url, useGzip);
+  const RawAnswer answer = sendSynchronousRequest(request);
+  const Kind kind = processRequestResponse(answer, "Events");
+  if (kind != Kind::BadRequest && kind != Kind::Ok) {
+    ZVLogger::d(0, "Failed Events Call. URL: {}, Authorization: {}, JSONString: {}", url,
+                header(request, "Authorization"), *json);
+    return {kind, std::nullopt};
+  }
+  auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
+  if (!content) {
+    reportUndecodable(kAreaEventsHttp, answer.body);
+    return {Kind::JsonDecodeFailed, std::nullopt};
+  }
+  if (kind == Kind::BadRequest && isDebugLogged())
+    ZVLogger::d(0, "Failed Events Call. Bad request. Response: {}", describe(content));
+  return {kind, std::move(content)};
+}
+
+ZVHTTPApi::Answer ZVHTTPApi::requestItunesInfoReturningDict(std::string_view bundleId) {
+  const std::string url = fmt::format("http://{}/lookup?bundleId={}", platform().appStoreHostname, bundleId);
+  ZVLogger::d(0, "Calling itunes search.' URL: {}", url);
+  const RawAnswer answer = sendSynchronousRequest(createGETRequestWithUrl(url));
+  auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
+  const Kind kind = processRequestResponse(answer, "Itunes Seearch");
+  if (kind != Kind::BadRequest && kind != Kind::Ok) {
+    ZVLogger::d(0, "Failed Itunes Call. URL: {}", url);
+    return {kind, std::nullopt};
+  }
+  if (!content) {
+    ZVLogger::d(0, "Failed Itunes Call. Json decoding failed");
+    return {Kind::JsonDecodeFailed, std::nullopt};
+  }
+  if (kind == Kind::BadRequest && isDebugLogged())
+    ZVLogger::d(0, "Failed Itunes Call. Bad request. Response: {}", describe(content));
+  return {kind, std::move(content)};
+}
+
+void ZVHTTPApi::sendSdkErrorEventWithFormData(const ZVValue& events, std::string_view gameKey,
+                                              std::string_view secretKey, SuccessCallback success,
+                                              ErrorCallback error) {
+  // What can't be written is sent as an empty body: the request alone tells the collector of trouble.
+  std::string body = ZVHelpers::jsonStringWithObject(events).value_or("");
+  std::string signature = ZVHelpers::hmacWithKey(secretKey, body);
+  const auto task = ZVHTTPSessionDataTask::initWithRequest(
+      {eventsUrl(gameKey), "POST", {{"Authorization", std::move(signature)}}, std::move(body)});
+  const auto fail = [error = std::move(error)](const std::optional<ZVURLError>& failure,
+                                               const std::optional<ZVURLResponse>& response) {
+    if (error) error(failure, response);
+  };
+  task->performRequestWithSuccess(
+      [success = std::move(success), fail](const std::string& answer, const ZVURLResponse& response) {
+        if (response.statusCode != 200) fail(std::nullopt, response);
+        else if (success) success(answer, response);
+      },
+      fail, {});
+}
+
+ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::string url, bool usingGzip) {
+  ZVURLRequest request{std::move(url), "POST", {{"Content-Type", "application/json"}}, {}};
+  if (usingGzip) {
+    request.body = ZVHelpers::gzipEnflateWithData(json).value_or("");
+    request.headers.emplace_back("Content-Encoding", "gzip");
+    if (isDebugLogged())
+      ZVLogger::d(0, "Gzip stats. Size: {}, Compressed: {}, Content: {}", utf16Length(json).value_or(0),
+                  request.body.size(), json);
+  } else {
+    request.body = json;
+  }
+  request.headers.emplace_back("Authorization", ZVHelpers::hmacWithKey(ZVState::getGameSecret(), request.body));
+  return request;
+}
+
+ZVURLRequest ZVHTTPApi::createGETRequestWithUrl(std::string url) { return {std::move(url), "GET", {}, {}}; }
+
+ZVHTTPApiResponse ZVHTTPApi::processRequestResponse(const RawAnswer& answer, std::string_view requestId) {
+  const long status = answer.response ? answer.response->statusCode : 0;
+  if (!answer.body) {
+    ZVLogger::d(0, "{} request. failed. Might be no connection. Description: {}, Status code: {}", requestId,
+                answer.error ? ZVText(answer.error->localizedDescription) : ZVText(), status);
+    return Kind::NoResponse;
+  }
+  // A refused authentication can also reach us as an error without a status.
+  const bool wasRefused = status == 0 && answer.error && answer.error->code == ZVURLError::kUserCancelledAuthentication;
+  for (const StatusKind& row : kStatusKinds) {
+    if (row.status != (wasRefused ? 401 : status)) continue;
+    if (!row.meaning.empty()) ZVLogger::d(0, "{} request. {}", requestId, row.meaning);
+    return row.kind;
+  }
+  return Kind::UnknownResponseCode;
+}
+
+std::optional<ZVMap> ZVHTTPApi::validateAndCleanInitRequestResponse(const std::optional<ZVValue>& response,
+                                                                    bool configsCreated) {
+  const ZVMap* const fields = response ? response->ifMap() : nullptr;
+  if (fields == nullptr) {
+    ZVLogger::w(0, "validateInitRequestResponse failed - no response dictionary.");
+    return std::nullopt;
+  }
+  ZVMap cleaned;
+  for (const InitField& field : kInitFields) {
+    const ZVValue* const value = fields->find(field.name);
+    if (value == nullptr || (field.onlyOfCreatedConfigs && !configsCreated)) continue;
+    if (!field.isOfType(*value)) {
+      ZVLogger::w(0, "validateInitRequestResponse failed - invalid type in '{}' field.", field.name);
+      return std::nullopt;
+    }
+    cleaned.set(std::string(field.name), *value);
+  }
+  return cleaned;
+}
+
+std::string ZVHTTPApi::makeRequestAuthSha256Hash(std::string_view body) {
+  return ZVHelpers::sha256HashForData(std::string(body) + ZVState::getGameSecret());
+}
+
+ZVHTTPApi::RawAnswer ZVHTTPApi::sendSynchronousRequest(ZVURLRequest request) {
+  if (givingUp_.load(std::memory_order_relaxed)) return {};
+  const auto exchange = std::make_shared<Exchange>();
+  const auto task = session_->dataTask(std::move(request), [exchange](auto body, auto response, auto error) {
+    exchange->answer = {std::move(body), std::move(response), std::move(error)};
+    exchange->done.store(true, std::memory_order_release);
+  });
+  task->resume();
+  while (!exchange->done.load(std::memory_order_acquire)) {
+    if (givingUp_.load(std::memory_order_relaxed)) {
+      task->cancel();
+      return {};
+    }
+    std::this_thread::sleep_for(kPollingPeriod);
+  }
+  return std::move(exchange->answer);
+}
+
+void ZVHTTPApi::setBaseUrl(ZVText url) {
+  const std::scoped_lock lock(baseUrlGuard_);
+  baseUrl_ = url.view();
+}
+
+std::string ZVHTTPApi::getBaseUrl() const {
+  const std::scoped_lock lock(baseUrlGuard_);
+  return baseUrl_;
+}
+
+std::string ZVHTTPApi::eventsUrl(std::string_view gameKey) const {
+  return fmt::format("{}/{}/{}", getBaseUrl(), gameKey, eventsUrlPath);
+}

@@ -1,0 +1,96 @@
+// ZVHTTPApi is the client of the collector: it builds, signs and sends every request and sorts every answer into one
+// kind.
+//
+// Thread:   init, events and the app-store lookup on the work queue, which they hold until the answer is in; SDK error
+//           events from any thread; setBaseUrl() from any thread.
+// Lifetime: one instance, kept for the life of the process.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <zorvane/ZVPlatform.h>
+#include <zorvane/ZVTypes.h>
+
+enum class ZVHTTPApiResponse : int {
+  NoResponse = 0,
+  BadResponse = 1,
+  Reserved = 2,  // never produced; callers treat it like NoResponse
+  JsonEncodeFailed = 3,
+  JsonDecodeFailed = 4,
+  InternalServerError = 5,
+  BadRequest = 6,
+  Unauthorized = 7,
+  UnknownResponseCode = 8,
+  Ok = 9,
+  Created = 10,
+};
+
+class ZVHTTPApi {
+ public:
+  struct Answer {
+    ZVHTTPApiResponse kind = ZVHTTPApiResponse::NoResponse;
+    std::optional<ZVValue> content;  // the parsed body, where the exchange hands it out
+  };
+  struct RawAnswer {
+    std::optional<std::string> body;
+    std::optional<ZVURLResponse> response;
+    std::optional<ZVURLError> error;
+  };
+  using SuccessCallback = std::function<void(const std::string& body, const ZVURLResponse& response)>;
+  using ErrorCallback =
+      std::function<void(const std::optional<ZVURLError>& error, const std::optional<ZVURLResponse>& response)>;
+
+  ZVHTTPApi();
+
+  static ZVHTTPApi& sharedInstance();
+  static std::unique_ptr<ZVHTTPApi> setSharedInstance(std::unique_ptr<ZVHTTPApi> instance);
+
+  // The content, on success, is the cleaned map.
+  Answer requestInitReturningDict(std::string_view configsHash);
+  Answer sendEventsInArray(const ZVValue& events);
+  Answer requestItunesInfoReturningDict(std::string_view bundleId);
+  // Returns at once. The callbacks may be empty.
+  void sendSdkErrorEventWithFormData(const ZVValue& events, std::string_view gameKey, std::string_view secretKey,
+                                     SuccessCallback success = {}, ErrorCallback error = {});
+
+  static ZVURLRequest createRequestWithPayload(std::string_view json, std::string url, bool usingGzip);
+  static ZVURLRequest createGETRequestWithUrl(std::string url);
+  static ZVHTTPApiResponse processRequestResponse(const RawAnswer& answer, std::string_view requestId);
+  static std::optional<ZVMap> validateAndCleanInitRequestResponse(const std::optional<ZVValue>& response,
+                                                                  bool configsCreated);
+  static std::string makeRequestAuthSha256Hash(std::string_view body);
+  [[nodiscard]] std::string getApiHostname() const { return hostname; }
+
+  // Holds the calling thread until the request has completed, looking every 20 ms.
+  RawAnswer sendSynchronousRequest(ZVURLRequest request);
+
+  void setBaseUrl(ZVText url);
+  [[nodiscard]] std::string getBaseUrl() const;
+
+  // The process is about to exit: a request that holds the work queue is given up, later ones are not made.
+  void giveUpRequests() noexcept { givingUp_.store(true, std::memory_order_relaxed); }
+
+  std::string httpProtocol;
+  std::string hostname;
+  std::optional<std::string> port;  // nothing reads it: the host name bears it where there is one
+  std::string version = "v2";
+  std::string remoteConfigsVersion = "v1";
+  std::string remoteConfigsBaseUrl;
+  std::string initializeUrlPath = "init";
+  std::string eventsUrlPath = "events";
+  bool useGzip = true;
+
+ private:
+  [[nodiscard]] std::string eventsUrl(std::string_view gameKey) const;
+
+  mutable std::mutex baseUrlGuard_;
+  std::string baseUrl_;  // guarded by baseUrlGuard_
+  std::shared_ptr<ZVURLSession> session_;
+  std::atomic<bool> givingUp_{false};
+};

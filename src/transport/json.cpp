@@ -1,0 +1,178 @@
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/writer.h>
+
+#include "transport/ZVHelpers.h"
+#include "values/Text.h"
+
+namespace {
+
+// How deep arrays and maps may lie in each other. Values are written, copied and destroyed by recursion, so depth costs
+// stack; nothing that the collector understands comes near this.
+constexpr std::size_t kMaxDepth = 512;
+constexpr std::size_t kUsualLength = 1024;  // of a record: most are written without growing the text
+
+// Where the writer's characters go. A slash is written as "\/"; outside of strings JSON has none.
+struct EscapingOutput {
+  using Ch = char;
+  std::string& text;
+
+  void Put(char character) {
+    if (character == '/') text.push_back('\\');
+    text.push_back(character);
+  }
+  void Flush() {}
+};
+
+class Serialiser {
+ public:
+  explicit Serialiser(std::string& text) : output_{text}, writer_(output_) {}
+
+  // False as soon as something can't be expressed.
+  bool write(const ZVMap& map) {
+    const Nesting nesting(depth_);
+    if (depth_ > kMaxDepth || !writer_.StartObject()) return false;
+    for (const auto& [key, value] : map)
+      if (!writer_.Key(key.data(), length(key)) || !write(value)) return false;
+    return writer_.EndObject();
+  }
+  bool write(const ZVValue::Array& array) {
+    const Nesting nesting(depth_);
+    if (depth_ > kMaxDepth || !writer_.StartArray()) return false;
+    for (const ZVValue& value : array)
+      if (!write(value)) return false;
+    return writer_.EndArray();
+  }
+  bool write(const ZVValue& value) {
+    if (const auto* text = value.ifString()) return writer_.String(text->data(), length(*text));
+    if (const auto* whole = value.ifInteger()) return writer_.Int64(*whole);
+    if (const auto* number = value.ifDouble()) return write(*number);
+    if (const auto* flag = value.ifBool()) return writer_.Bool(*flag);
+    if (const auto* map = value.ifMap()) return write(*map);
+    if (const auto* array = value.ifArray()) return write(*array);
+    return writer_.Null();
+  }
+
+ private:
+  struct Nesting {
+    explicit Nesting(std::size_t& levels) : depth(levels) { ++depth; }
+    ~Nesting() { --depth; }
+    Nesting(const Nesting&) = delete;
+    Nesting& operator=(const Nesting&) = delete;
+    std::size_t& depth;
+  };
+  using Writer = rapidjson::Writer<EscapingOutput, rapidjson::UTF8<>, rapidjson::UTF8<>, rapidjson::CrtAllocator,
+                                   rapidjson::kWriteValidateEncodingFlag>;
+
+  static rapidjson::SizeType length(const std::string& text) { return static_cast<rapidjson::SizeType>(text.size()); }
+
+  bool write(double number) {
+    if (!std::isfinite(number)) return false;
+    const std::string text = decimalText(number);
+    return writer_.RawValue(text.data(), text.size(), rapidjson::kNumberType);
+  }
+
+  EscapingOutput output_;
+  Writer writer_;
+  std::size_t depth_ = 0;
+};
+
+template <class Container>
+std::optional<std::string> serialised(const Container& container) {
+  std::string text;
+  text.reserve(kUsualLength);
+  if (!Serialiser(text).write(container)) return std::nullopt;
+  return text;
+}
+
+// Builds the value while the reader walks through the text. A false return stops the reader.
+class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueBuilder> {
+ public:
+  using Length = rapidjson::SizeType;
+
+  bool Null() { return add(nullptr); }
+  bool Bool(bool flag) { return add(flag); }
+  bool Int(int number) { return add(number); }
+  bool Uint(unsigned number) { return add(number); }
+  bool Int64(std::int64_t number) { return add(number); }
+  bool Uint64(std::uint64_t number) { return add(number); }
+  bool Double(double number) { return add(number); }
+  bool String(const char* text, Length length, bool) { return add(std::string(text, length)); }
+  bool Key(const char* text, Length length, bool) {
+    open_.back().key.assign(text, length);
+    return true;
+  }
+  bool StartObject() { return start(true); }
+  bool StartArray() { return start(false); }
+  bool EndObject(Length) { return end(); }
+  bool EndArray(Length) { return end(); }
+
+  std::optional<ZVValue> takeResult() { return std::move(result_); }
+
+ private:
+  struct Container {
+    bool isMap;
+    ZVMap map;
+    ZVValue::Array array;
+    std::string key;  // of the map's next value
+  };
+
+  bool start(bool isMap) {
+    if (open_.size() == kMaxDepth) return false;
+    open_.push_back({isMap, {}, {}, {}});
+    return true;
+  }
+
+  bool end() {
+    Container closed = std::move(open_.back());
+    open_.pop_back();
+    ZVValue value = closed.isMap ? ZVValue(std::move(closed.map)) : ZVValue(std::move(closed.array));
+    if (!open_.empty()) return add(std::move(value));
+    result_ = std::move(value);
+    return true;
+  }
+
+  bool add(ZVValue value) {
+    if (open_.empty()) return false;  // a bare value is no document
+    Container& container = open_.back();
+    if (container.isMap) container.map.set(std::move(container.key), std::move(value));
+    else container.array.push_back(std::move(value));
+    return true;
+  }
+
+  std::vector<Container> open_;  // innermost last
+  std::optional<ZVValue> result_;
+};
+
+std::optional<ZVValue> parsed(std::string_view json) {
+  constexpr unsigned kFlags =
+      rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+  rapidjson::MemoryStream stream(json.data(), json.size());
+  rapidjson::Reader reader;
+  ValueBuilder builder;
+  // The reader takes a NUL for the end of the text, wherever it stands.
+  if (reader.Parse<kFlags>(stream, builder).IsError() || stream.Tell() != json.size()) return std::nullopt;
+  return builder.takeResult();
+}
+
+}  // namespace
+
+std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVValue& object) {
+  if (const auto* map = object.ifMap()) return serialised(*map);
+  if (const auto* array = object.ifArray()) return serialised(*array);
+  return std::nullopt;
+}
+
+std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVMap& object) { return serialised(object); }
+
+std::optional<ZVValue> ZVHelpers::dictionaryWithJsonString(ZVText json) {
+  return json.present() ? parsed(json.view()) : std::nullopt;
+}
+
+std::optional<ZVValue> ZVHelpers::dictionaryWithJsonData(const std::optional<std::string>& json) {
+  return dictionaryWithJsonString(json);
+}
