@@ -1,0 +1,59 @@
+// ZVValidator: every rule that decides whether a value may enter the library.
+//
+// Thread: the work queue; the rules keep no state. Most are silent and the caller logs; those that log say so.
+// Lengths are UTF-16 code units. Text that is not valid UTF-8 satisfies no rule.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <zorvane/ZVTypes.h>
+
+#include "validation/ValidationResult.h"
+
+class ZVValidator {
+ public:
+  using TextList = std::optional<std::vector<std::string>>;
+
+  // Length tiers: at most 32, 64, 256, 8192 and 64 code units.
+  static bool validateShortString(ZVText text, bool canBeEmpty = false);
+  static bool validateString(ZVText text, bool canBeEmpty = false);
+  static bool validateMediumString(ZVText text, bool canBeEmpty = false);
+  static bool validateLongString(ZVText text, bool canBeEmpty = false);
+  static bool validateEventPartLength(ZVText text, bool allowNull);
+
+  static bool validateKeysWithGameKey(ZVText gameKey, ZVText gameSecret);
+  static bool validateBuild(ZVText build);
+  static bool validateCustomUserId(ZVText userId);
+  static bool validateSdkWrapperVersion(ZVText version);
+  static bool validateEngineVersion(ZVText version);
+  static bool validateBundleIdentifier(ZVText identifier);
+  static bool validateAppVersion(ZVText version);
+  static bool validateAppBuild(ZVText build);
+  static bool validateClientTs(double clientTs);  // seconds since 1970; a NaN passes
+
+  // Lists that the game allows. Each logs why it refuses one.
+  static bool validateCustomDimensionsWithCustomDimensions(const TextList& customDimensions);
+  static bool validateResourceCurrenciesWithResourceCurrencies(const TextList& currencies);
+  static bool validateResourceItemTypesWithResourceItemTypes(const TextList& itemTypes);
+  // A maximum of 0 is none.
+  static bool validateArrayOfStringsWithArray(const TextList& array, std::size_t maxCount, std::size_t maxStringLength,
+                                              bool allowNoValues, ZVText tag);
+
+  // Empty, or one of the values that the game allows.
+  static bool validateDimension01(ZVText value);
+  static bool validateDimension02(ZVText value);
+  static bool validateDimension03(ZVText value);
+
+  static bool validateEventPartCharacters(ZVText part);
+  static bool validateEventIdLength(ZVText eventId);
+  static bool validateEventIdCharacters(ZVText eventId);
+
+  // Event rules: absent when the arguments are valid; otherwise one warning line has been logged.
+  static std::optional<ValidationResult> validateDesignEventWithEventId(ZVText eventId);
+  static std::optional<ValidationResult> validateErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message);
+  static bool validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, int category, int area, int action);
+};
