@@ -22,9 +22,7 @@ std::size_t writePrefix(std::array<char, 128>& buffer) noexcept {
   return more > 0 ? length + static_cast<std::size_t>(more) : length;
 }
 
-iovec span(std::string_view text) noexcept {
-  return {const_cast<char*>(text.data()), text.size()};
-}
+iovec span(std::string_view text) noexcept { return {const_cast<char*>(text.data()), text.size()}; }
 
 }  // namespace
 

@@ -1,0 +1,29 @@
+// The defaults of the platform edge. Which file implements them is the build's choice, one folder a platform.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <zorvane/ZVPlatform.h>
+
+ZVApplicationFacts defaultApplicationFacts();  // the program's own name as its identifier
+ZVDeviceFacts defaultDeviceFacts();
+std::string defaultDataDirectory(const std::string& applicationIdentifier);  // not made yet
+void makeDirectories(const std::string& path);                               // mode 0700; failures are silent
+
+std::shared_ptr<ZVClock> makeSystemClock();
+// Key-value pairs in one file, replaced as a whole; unchanged values are not written again.
+std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(const std::string& path);
+std::shared_ptr<ZVMainLoop> makeOwnThreadMainLoop();
+// Open tasks keep a normal exit waiting; outside an exit they are only counted.
+std::shared_ptr<ZVBackgroundTasks> makeExitDelayingBackgroundTasks();
+// The kernel's routes and links. Changes are told on `mainLoop`.
+std::shared_ptr<ZVReachabilitySource> makeKernelReachability(std::shared_ptr<ZVMainLoop> mainLoop);
+
+struct URLSessionOptions {
+  std::string certificateAuthorityFile;  // PEM; empty: the system's
+  double connectTimeoutSeconds = 15;
+  double requestTimeoutSeconds = 60;
+};
+// A session of its own; all of them are driven by the one transport thread.
+std::shared_ptr<ZVURLSession> makeCurlURLSession(const URLSessionOptions& options);

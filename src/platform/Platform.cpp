@@ -1,0 +1,124 @@
+#include "platform/Platform.h"
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+
+#include <zorvane/ZVNotificationCenter.h>
+#include <zorvane/ZVRemoteConfigsDelegate.h>
+
+#include "platform/Console.h"
+#include "platform/Defaults.h"
+#include "platform/Process.h"
+
+ZVClock::~ZVClock() = default;
+ZVUserDefaults::~ZVUserDefaults() = default;
+ZVMainLoop::~ZVMainLoop() = default;
+ZVBackgroundTasks::~ZVBackgroundTasks() = default;
+ZVURLDataTask::~ZVURLDataTask() = default;
+ZVURLSession::~ZVURLSession() = default;
+ZVReachabilitySource::~ZVReachabilitySource() = default;
+ZVRemoteConfigsDelegate::~ZVRemoteConfigsDelegate() = default;
+
+namespace {
+
+struct Slot {
+  std::mutex mutex;
+  ZVPlatform chosen;                         // guarded by mutex; what the host installed, its gaps still empty
+  std::unique_ptr<const ZVPlatform> filled;  // guarded by mutex
+  std::atomic<const ZVPlatform*> inForce{nullptr};
+
+  void putInForce(ZVPlatform platform) {
+    auto next = std::make_unique<const ZVPlatform>(std::move(platform));
+    inForce.store(next.get(), std::memory_order_release);  // first: threads that end with the old one may ask
+    filled.swap(next);
+  }
+};
+
+Slot& slot() {
+  static auto* const instance = new Slot;  // never destroyed: the library's threads outlive static destruction
+  return *instance;
+}
+
+// What a host's function throws must not come up in the middle of the library: it counts as having nothing to say.
+template <class Facts>
+std::function<Facts()> guarded(std::function<Facts()> ask) {
+  return [ask = std::move(ask)] {
+    try {
+      return ask();
+    } catch (...) {
+      return Facts{};
+    }
+  };
+}
+
+std::string directoryFor(const ZVApplicationFacts& facts) {
+  return defaultDataDirectory(facts.bundleIdentifier ? *facts.bundleIdentifier
+                                                     : defaultApplicationFacts().bundleIdentifier.value_or("unknown"));
+}
+
+ZVPlatform withDefaults(ZVPlatform platform) {
+  platform.application = platform.application ? guarded(std::move(platform.application)) : defaultApplicationFacts;
+  platform.device = platform.device ? guarded(std::move(platform.device)) : defaultDeviceFacts;
+  if (platform.dataDirectory.empty()) platform.dataDirectory = directoryFor(platform.application());
+  if (!platform.userDefaults) platform.userDefaults = makeFileUserDefaults(platform.dataDirectory + "/user_defaults");
+  if (!platform.mainLoop) platform.mainLoop = makeOwnThreadMainLoop();
+  if (!platform.backgroundTasks) platform.backgroundTasks = makeExitDelayingBackgroundTasks();
+  if (!platform.reachability) platform.reachability = makeKernelReachability(platform.mainLoop);
+  if (!platform.clock) platform.clock = makeSystemClock();
+  if (!platform.makeURLSession)
+    platform.makeURLSession =
+        [options = URLSessionOptions{platform.certificateAuthorityFile, platform.connectTimeoutSeconds,
+                                     platform.requestTimeoutSeconds}] { return makeCurlURLSession(options); };
+  if (platform.collector.protocol.empty()) platform.collector.protocol = "https";
+  if (platform.collector.hostname.empty()) platform.collector.hostname = ZORVANE_COLLECTOR_HOST;
+  if (platform.appStoreHostname.empty()) platform.appStoreHostname = ZORVANE_APP_STORE_HOST;
+  return platform;
+}
+
+void postApplicationState(std::string_view name) noexcept {
+  if (inForkedChild()) return;  // the session belongs to the parent
+  ZVNotificationCenter::post(name, nullptr, ZVMap());
+}
+
+}  // namespace
+
+const ZVPlatform& platform() {
+  Slot& slot = ::slot();
+  if (const ZVPlatform* inForce = slot.inForce.load(std::memory_order_acquire)) return *inForce;
+  const std::scoped_lock lock(slot.mutex);
+  if (!slot.filled) slot.putInForce(withDefaults(slot.chosen));
+  return *slot.filled;
+}
+
+const std::string& applicationDataDirectory() {
+  const std::string& directory = platform().dataDirectory;
+  makeDirectories(directory);
+  return directory;
+}
+
+void replacePlatform(ZVPlatform replacement) {
+  ZVPlatform filled = withDefaults(std::move(replacement));
+  const std::scoped_lock lock(slot().mutex);
+  slot().putInForce(std::move(filled));
+}
+
+bool isPlatformInForce() noexcept { return slot().inForce.load(std::memory_order_acquire) != nullptr; }
+
+bool ZVPlatform::install(ZVPlatform platform) noexcept {
+  try {
+    Slot& slot = ::slot();
+    const std::scoped_lock lock(slot.mutex);
+    if (!slot.filled) {
+      slot.chosen = std::move(platform);
+      return true;
+    }
+    writeConsoleLine("Error: a platform can be installed before the first call of Zorvane only.");
+  } catch (...) {  // no lock or no memory: the defaults stay
+  }
+  return false;
+}
+
+void ZVPlatform::applicationDidEnterBackground() noexcept { postApplicationState(kDidEnterBackgroundNotification); }
+
+void ZVPlatform::applicationWillEnterForeground() noexcept { postApplicationState(kWillEnterForegroundNotification); }

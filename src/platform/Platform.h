@@ -1,0 +1,27 @@
+// The platform in force, every member filled: what the host installed, and the defaults for the rest.
+//
+// Thread:   any.
+// Lifetime: resolved on first use and kept until the process ends.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <zorvane/ZVPlatform.h>
+
+// Posted when the host tells that the application left the foreground or comes back to it; no object, no user info.
+inline constexpr std::string_view kDidEnterBackgroundNotification = "UIApplicationDidEnterBackgroundNotification";
+inline constexpr std::string_view kWillEnterForegroundNotification = "UIApplicationWillEnterForegroundNotification";
+
+const ZVPlatform& platform();
+
+// The data directory of the application, made (mode 0700) when it is missing. A directory that can't be made is found
+// out by whoever opens a file there.
+const std::string& applicationDataDirectory();
+
+// Puts `replacement` in place of the platform in force, for tests. Nothing else may run meanwhile.
+void replacePlatform(ZVPlatform replacement);
+
+// True once the platform is in force: too late to install another.
+bool isPlatformInForce() noexcept;

@@ -1,0 +1,53 @@
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <vector>
+
+#include "platform/Defaults.h"
+
+namespace {
+
+constexpr std::size_t kMaxEntryBytes = std::size_t{1} << 20;
+constexpr std::size_t kMaxNameBytes = 200;
+
+// From the user database, not from the environment: a variable of the game's launcher must not move the data.
+std::string homeDirectory() {
+  passwd entry{};
+  passwd* found = nullptr;
+  int result = ERANGE;
+  for (std::vector<char> buffer(1024); result == ERANGE && buffer.size() <= kMaxEntryBytes;
+       buffer.resize(buffer.size() * 2)) {
+    result = getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found);
+    if (result == 0 && found != nullptr && entry.pw_dir != nullptr) return entry.pw_dir;
+  }
+  return "/nonexistent";  // as for the system's own users: what can't be stored there is logged by whoever tries
+}
+
+// The identifier as one directory's name. Different identifiers stay different: two games must never share a file.
+std::string directoryName(std::string_view identifier) {
+  constexpr std::string_view kHex = "0123456789ABCDEF";
+  std::string name;
+  for (const char character : identifier) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool unsafe = byte < 0x20 || byte == 0x7F || byte == '/' || byte == '%' || (byte == '.' && name.empty());
+    if (unsafe) name.append({'%', kHex[byte >> 4U], kHex[byte & 0xFU]});
+    else name += character;
+  }
+  return name.empty() ? "%" : name.substr(0, kMaxNameBytes);
+}
+
+}  // namespace
+
+std::string defaultDataDirectory(const std::string& applicationIdentifier) {
+  return homeDirectory() + "/.local/share/" + directoryName(applicationIdentifier);
+}
+
+void makeDirectories(const std::string& path) {
+  for (std::size_t end = 0; end != std::string::npos;) {
+    end = path.find('/', end + 1);
+    mkdir(path.substr(0, end).c_str(), S_IRWXU);
+  }
+}

@@ -1,0 +1,13 @@
+#include <sys/utsname.h>
+
+#include "platform/Defaults.h"
+
+ZVDeviceFacts defaultDeviceFacts() {
+  ZVDeviceFacts facts;
+  utsname system{};
+  if (uname(&system) == 0) {
+    facts.systemVersion = system.release;
+    facts.hardwareName = system.machine;
+  }
+  return facts;
+}

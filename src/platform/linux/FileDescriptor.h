@@ -1,0 +1,27 @@
+// A file descriptor that closes itself.
+//
+// Thread: a plain value, owned by one thread at a time.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int descriptor = -1) noexcept : descriptor_(descriptor) {}
+  ~FileDescriptor() {
+    if (valid()) close(descriptor_);
+  }
+  FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+
+  [[nodiscard]] bool valid() const noexcept { return descriptor_ >= 0; }
+  [[nodiscard]] int get() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
