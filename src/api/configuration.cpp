@@ -11,9 +11,7 @@ namespace {
 
 // Configuration is refused only once the library is ready in every respect: one that was initialised but is disabled
 // or paused still takes it.
-bool isTooLate() {
-  return isSdkReadyWithNeedsInitialized(true, false);
-}
+bool isTooLate() { return isSdkReadyWithNeedsInitialized(true, false); }
 
 using SetList = void (*)(const Zorvane::TextList&);
 

@@ -13,7 +13,6 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
-#include "transport/ZVHelpers.h"
 
 namespace {
 
@@ -38,7 +37,8 @@ void load() {
   if (begun) return;
   begun = true;
   watchForForks();
-  ZVHelpers::keepCryptographyAtExit();
+  keepCryptographyAtExit();
+  platform();  // in force from here on: what a host installs later comes too late
   ZVThreading::performTaskOnZVThreadWithBlock([] {
     if (!ZVStore::ensureDatabase(false)) ZVLogger::w(0, "Could not ensure/validate local event database");
   });

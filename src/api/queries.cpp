@@ -25,9 +25,7 @@ std::optional<std::string> Zorvane::getRemoteConfigsValueAsString(ZVText key, ZV
   return answer([&] { return ZVState::getConfigurationStringValue(key, defaultValue); });
 }
 
-bool Zorvane::isRemoteConfigsReady() noexcept {
-  return answer(ZVState::isRemoteConfigsReady);
-}
+bool Zorvane::isRemoteConfigsReady() noexcept { return answer(ZVState::isRemoteConfigsReady); }
 
 void Zorvane::setRemoteConfigsDelegate(std::weak_ptr<ZVRemoteConfigsDelegate> delegate) noexcept {
   call([&] { ZVState::setRemoteConfigsDelegate(std::move(delegate)); });
@@ -37,10 +35,6 @@ std::string Zorvane::getRemoteConfigsContentAsString() noexcept {
   return answer(ZVState::getConfigurationsContentAsString);
 }
 
-std::optional<std::string> Zorvane::getABTestingId() noexcept {
-  return answer(ZVState::getABTestingId);
-}
+std::optional<std::string> Zorvane::getABTestingId() noexcept { return answer(ZVState::getABTestingId); }
 
-std::optional<std::string> Zorvane::getABTestingVariantId() noexcept {
-  return answer(ZVState::getABTestingVariantId);
-}
+std::optional<std::string> Zorvane::getABTestingVariantId() noexcept { return answer(ZVState::getABTestingVariantId); }

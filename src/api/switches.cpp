@@ -18,9 +18,7 @@ void turn(bool enabled, void (*set)(bool), void (*say)(bool)) noexcept {
   });
 }
 
-const char* word(bool enabled) {
-  return enabled ? "enabled" : "disabled";
-}
+const char* word(bool enabled) { return enabled ? "enabled" : "disabled"; }
 
 }  // namespace
 

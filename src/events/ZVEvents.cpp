@@ -8,9 +8,7 @@ namespace {
 constinit SharedInstance<ZVEvents> shared;
 }  // namespace
 
-ZVEvents& ZVEvents::sharedInstance() {
-  return shared.get();
-}
+ZVEvents& ZVEvents::sharedInstance() { return shared.get(); }
 
 std::unique_ptr<ZVEvents> ZVEvents::setSharedInstance(std::unique_ptr<ZVEvents> instance) {
   return shared.exchange(std::move(instance));

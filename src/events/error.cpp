@@ -18,8 +18,7 @@ void ZVEvents::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText messag
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
   if (reportRejected(ZVValidator::validateErrorEventWithSeverity(severity, message))) return;
   const std::string_view severityName = *errorSeverityString(severity);
-  ZVMap event{{"category", sharedInstance().categoryError}, {"severity", severityName}};
-  if (message.present()) event.set("message", message.view());
+  ZVMap event{{"category", sharedInstance().categoryError}, {"severity", severityName}, {"message", message.view()}};
   addDimensionsToEventWithEventData(event);
   if (!skipAddingFields) addCustomFields(event, fields, mergeFields);
   ZVLogger::i(0, "Add ERROR event: {{severity:{}, message:{}}}", severityName,

@@ -160,8 +160,6 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
   ZVStore::executeQuerySyncWithSql("VACUUM");
 }
 
-void ZVEvents::cleanupEvents() {
-  ZVStore::executeQuerySyncWithSql("UPDATE zv_events SET status = 'new';");
-}
+void ZVEvents::cleanupEvents() { ZVStore::executeQuerySyncWithSql("UPDATE zv_events SET status = 'new';"); }
 
 void ZVEvents::deleteAllEvents() {}

@@ -94,9 +94,7 @@ std::optional<std::string_view> ZVEvents::errorSeverityString(ZVErrorSeverity se
 std::optional<std::string_view> ZVEvents::sdkErrorCategoryString(int category) {
   return stringOf(kSdkErrorCategories, category);
 }
-std::optional<std::string_view> ZVEvents::sdkErrorAreaString(int area) {
-  return stringOf(kSdkErrorAreas, area);
-}
+std::optional<std::string_view> ZVEvents::sdkErrorAreaString(int area) { return stringOf(kSdkErrorAreas, area); }
 std::optional<std::string_view> ZVEvents::sdkErrorActionString(int action) {
   return stringOf(kSdkErrorActions, action);
 }

@@ -21,22 +21,11 @@ thread_local const char* runningLabel = nullptr;
 
 }  // namespace
 
+// Somebody who waits for the queue to have nothing left.
 struct TaskQueue::Drain {
   std::mutex mutex;
   std::condition_variable changed;
   bool done = false;  // guarded by mutex
-
-  // Runs on the worker: tasks may have posted more tasks, so the mark goes to the back again until nothing is behind
-  // it.
-  static void mark(TaskQueue& queue, const std::shared_ptr<Drain>& drain) {
-    if (!queue.isEmpty()) {
-      queue.post([&queue, drain] { mark(queue, drain); });
-      return;
-    }
-    const std::scoped_lock lock(drain->mutex);
-    drain->done = true;
-    drain->changed.notify_all();
-  }
 };
 
 TaskQueue::TaskQueue(std::string label)
@@ -47,15 +36,22 @@ TaskQueue::~TaskQueue() {
   worker_.join();
 }
 
-const char* TaskQueue::currentLabel() noexcept {
-  return runningLabel;
-}
+const char* TaskQueue::currentLabel() noexcept { return runningLabel; }
 
 bool TaskQueue::drain(milliseconds limit) {
   const auto drain = std::make_shared<Drain>();
-  post([this, drain] { Drain::mark(*this, drain); });
+  post([this, drain] { drains_.push_back(drain); });
   std::unique_lock lock(drain->mutex);
   return drain->changed.wait_for(lock, limit, [&] { return drain->done; });
+}
+
+void TaskQueue::finishDrains() {
+  for (const auto& drain : drains_) {
+    const std::scoped_lock lock(drain->mutex);
+    drain->done = true;
+    drain->changed.notify_all();
+  }
+  drains_.clear();
 }
 
 void TaskQueue::push(Node* node) noexcept {
@@ -105,8 +101,12 @@ void TaskQueue::work() {
       ran = true;
     }
     if (ran) lastTask = steady_clock::now();
-    if (isEmpty()) rest(lastTask);
-    else std::this_thread::yield();  // a poster is between the two steps of link()
+    if (isEmpty()) {
+      finishDrains();
+      rest(lastTask);
+    } else {
+      std::this_thread::yield();  // a poster is between the two steps of link()
+    }
   }
 }
 

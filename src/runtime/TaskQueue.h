@@ -13,6 +13,7 @@
 #include <thread>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 class TaskQueue {
  public:
@@ -57,6 +58,7 @@ class TaskQueue {
   Node* pop() noexcept;
   [[nodiscard]] bool isEmpty() const noexcept;
   void work();
+  void finishDrains();
   static void runGuarded(Node& node) noexcept;
   void rest(std::chrono::steady_clock::time_point lastTask);
   void sleepUntilWoken();
@@ -67,5 +69,6 @@ class TaskQueue {
   alignas(64) std::atomic<Node*> back_{&sentinel_};  // the posters' end
   std::atomic<std::uint32_t> asleep_{0};
   std::atomic<bool> stopping_{false};
+  std::vector<std::shared_ptr<Drain>> drains_;  // the worker's: those who wait until nothing is left
   std::thread worker_;
 };

@@ -31,15 +31,11 @@ constexpr auto kLevels = std::to_array<LevelRow>({
     {"d", "Debug", 3},
 });
 
-const LevelRow& rowOf(ZVLogger::Level level) {
-  return kLevels[static_cast<std::size_t>(level)];
-}
+const LevelRow& rowOf(ZVLogger::Level level) { return kLevels[static_cast<std::size_t>(level)]; }
 
 }  // namespace
 
-ZVLogger& ZVLogger::sharedInstance() {
-  return shared.get();
-}
+ZVLogger& ZVLogger::sharedInstance() { return shared.get(); }
 
 std::unique_ptr<ZVLogger> ZVLogger::setSharedInstance(std::unique_ptr<ZVLogger> instance) {
   return shared.exchange(std::move(instance));
@@ -77,18 +73,10 @@ void ZVLogger::sendNotificationMessage(std::string_view line, int messageType) n
   observersAreTold = false;
 }
 
-void ZVLogger::setAnalyticsLog(bool enabled) noexcept {
-  sharedInstance().analyticsLogEnabled = enabled;
-}
-void ZVLogger::setOrbitLog(bool enabled) noexcept {
-  sharedInstance().orbitLogEnabled = enabled;
-}
-void ZVLogger::setVerboseLog(bool enabled) noexcept {
-  sharedInstance().verboseLogEnabled = enabled;
-}
-void ZVLogger::setWarningLog(bool enabled) noexcept {
-  sharedInstance().warningLogEnabled = enabled;
-}
+void ZVLogger::setAnalyticsLog(bool enabled) noexcept { sharedInstance().analyticsLogEnabled = enabled; }
+void ZVLogger::setOrbitLog(bool enabled) noexcept { sharedInstance().orbitLogEnabled = enabled; }
+void ZVLogger::setVerboseLog(bool enabled) noexcept { sharedInstance().verboseLogEnabled = enabled; }
+void ZVLogger::setWarningLog(bool enabled) noexcept { sharedInstance().warningLogEnabled = enabled; }
 
 void ZVLogger::log(Level level, int domain, fmt::string_view format, fmt::format_args args) noexcept {
   if (!isEnabled(level, domain)) return;

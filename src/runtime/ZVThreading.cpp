@@ -44,9 +44,7 @@ struct HandOver {
 
 ZVThreading::ZVThreading() : queue(std::string(kQueueLabel)) {}
 
-ZVThreading& ZVThreading::sharedInstance() {
-  return shared.get();
-}
+ZVThreading& ZVThreading::sharedInstance() { return shared.get(); }
 
 std::unique_ptr<ZVThreading> ZVThreading::setSharedInstance(std::unique_ptr<ZVThreading> instance) {
   return shared.exchange(std::move(instance));

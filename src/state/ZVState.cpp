@@ -23,9 +23,7 @@ ZVState::~ZVState() {
   ZVNotificationCenter::removeObserver(foregroundObserver_);
 }
 
-ZVState& ZVState::sharedInstance() {
-  return shared.get();
-}
+ZVState& ZVState::sharedInstance() { return shared.get(); }
 
 std::unique_ptr<ZVState> ZVState::setSharedInstance(std::unique_ptr<ZVState> instance) {
   return shared.exchange(std::move(instance));

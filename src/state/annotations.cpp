@@ -20,9 +20,7 @@ std::int32_t clientSeconds() {
   return static_cast<std::int32_t>(static_cast<std::int64_t>(platform().clock->secondsSince1970()));
 }
 
-std::string osVersion() {
-  return fmt::format("{} {}", ZVDevice::osPlatform(), ZVDevice::osVersion());
-}
+std::string osVersion() { return fmt::format("{} {}", ZVDevice::osPlatform(), ZVDevice::osVersion()); }
 
 void setUnless(ZVMap& fields, const char* key, std::string value, std::string_view meansAbsent) {
   if (value != meansAbsent) fields.set(key, std::move(value));

@@ -84,6 +84,4 @@ void ZVState::setGlobalCustomEventFields(const ZVMap& fields) {
   ZVLogger::i(0, "Set global custom event fields: {}", ZVText(ZVHelpers::jsonStringWithObject(fields)));
 }
 
-const ZVMap& ZVState::getGlobalCustomEventFields() {
-  return sharedInstance().currentGlobalCustomEventFields;
-}
+const ZVMap& ZVState::getGlobalCustomEventFields() { return sharedInstance().currentGlobalCustomEventFields; }

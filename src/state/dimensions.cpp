@@ -44,35 +44,17 @@ void setCurrent(std::size_t index, ZVText value) {
 
 }  // namespace
 
-void ZVState::setAvailableCustomDimensions01(const TextList& values) {
-  setAvailable(0, values);
-}
-void ZVState::setAvailableCustomDimensions02(const TextList& values) {
-  setAvailable(1, values);
-}
-void ZVState::setAvailableCustomDimensions03(const TextList& values) {
-  setAvailable(2, values);
-}
+void ZVState::setAvailableCustomDimensions01(const TextList& values) { setAvailable(0, values); }
+void ZVState::setAvailableCustomDimensions02(const TextList& values) { setAvailable(1, values); }
+void ZVState::setAvailableCustomDimensions03(const TextList& values) { setAvailable(2, values); }
 
-void ZVState::setCustomDimension01(ZVText value) {
-  setCurrent(0, value);
-}
-void ZVState::setCustomDimension02(ZVText value) {
-  setCurrent(1, value);
-}
-void ZVState::setCustomDimension03(ZVText value) {
-  setCurrent(2, value);
-}
+void ZVState::setCustomDimension01(ZVText value) { setCurrent(0, value); }
+void ZVState::setCustomDimension02(ZVText value) { setCurrent(1, value); }
+void ZVState::setCustomDimension03(ZVText value) { setCurrent(2, value); }
 
-std::optional<std::string> ZVState::getDimension01() {
-  return sharedInstance().currentCustomDimensions[0];
-}
-std::optional<std::string> ZVState::getDimension02() {
-  return sharedInstance().currentCustomDimensions[1];
-}
-std::optional<std::string> ZVState::getDimension03() {
-  return sharedInstance().currentCustomDimensions[2];
-}
+std::optional<std::string> ZVState::getDimension01() { return sharedInstance().currentCustomDimensions[0]; }
+std::optional<std::string> ZVState::getDimension02() { return sharedInstance().currentCustomDimensions[1]; }
+std::optional<std::string> ZVState::getDimension03() { return sharedInstance().currentCustomDimensions[2]; }
 
 bool ZVState::hasAvailableCustomDimensions01(ZVText value) {
   return holds(sharedInstance().availableCustomDimensions[0], value);

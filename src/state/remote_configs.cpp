@@ -24,9 +24,7 @@ bool isActive(const ZVMap& entry, double now) {
          now < static_cast<double>(bound(entry, "end_ts", kForever));
 }
 
-std::string shown(const ZVValue* value) {
-  return value != nullptr ? describe(*value) : "(null)";
-}
+std::string shown(const ZVValue* value) { return value != nullptr ? describe(*value) : "(null)"; }
 
 void addIfActive(ZVMap& configurations, const ZVMap& entry, double now) {
   const ZVValue* key = entry.find("key");
@@ -83,9 +81,7 @@ std::string ZVState::getConfigurationsContentAsString() {
   return state.configurations ? describe(*state.configurations) : "(null)";
 }
 
-bool ZVState::isRemoteConfigsReady() {
-  return sharedInstance().remoteConfigsIsReady;
-}
+bool ZVState::isRemoteConfigsReady() { return sharedInstance().remoteConfigsIsReady; }
 
 void ZVState::setRemoteConfigsDelegate(std::weak_ptr<ZVRemoteConfigsDelegate> delegate) {
   ZVState& state = sharedInstance();

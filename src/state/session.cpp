@@ -160,12 +160,8 @@ void ZVState::startNewSession() {
   state.restartEventQueue = true;
 }
 
-void ZVState::pauseSDKAndEndSession() {
-  sharedInstance().pause();
-}
-void ZVState::resumeSDKAndStartSession() {
-  sharedInstance().resume();
-}
+void ZVState::pauseSDKAndEndSession() { sharedInstance().pause(); }
+void ZVState::resumeSDKAndStartSession() { sharedInstance().resume(); }
 
 void ZVState::pause() {
   if (sdkPaused) {

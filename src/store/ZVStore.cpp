@@ -26,21 +26,15 @@ ZVStore::ZVStore() {
 
 ZVStore::~ZVStore() = default;
 
-void ZVStore::Closer::operator()(sqlite3* handle) const noexcept {
-  sqlite3_close_v2(handle);
-}
+void ZVStore::Closer::operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
 
-ZVStore& ZVStore::sharedInstance() {
-  return shared.get();
-}
+ZVStore& ZVStore::sharedInstance() { return shared.get(); }
 
 std::unique_ptr<ZVStore> ZVStore::setSharedInstance(std::unique_ptr<ZVStore> instance) {
   return shared.exchange(std::move(instance));
 }
 
-sqlite3* ZVStore::getDatabase() {
-  return sharedInstance().database.get();
-}
+sqlite3* ZVStore::getDatabase() { return sharedInstance().database.get(); }
 
 const std::string* ZVStore::Row::find(std::string_view column) const {
   for (const auto& [name, text] : columns_)

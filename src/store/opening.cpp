@@ -126,6 +126,4 @@ std::int32_t ZVStore::getDbSize() {
   return failure ? 0 : static_cast<std::int32_t>(size);
 }
 
-bool ZVStore::isDbTooLargeForEvents() {
-  return getDbSize() > sharedInstance().maxDbSizeBytes;
-}
+bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }

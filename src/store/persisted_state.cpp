@@ -25,21 +25,11 @@ void ZVStore::setUserDefaultsStateWithKey(const std::string& key, ZVText value) 
   else platform().userDefaults->removeKey(key);
 }
 
-void ZVStore::persistStateDimension01WithValue(ZVText value) {
-  persist("dimension01", value);
-}
-void ZVStore::persistStateDimension02WithValue(ZVText value) {
-  persist("dimension02", value);
-}
-void ZVStore::persistStateDimension03WithValue(ZVText value) {
-  persist("dimension03", value);
-}
-void ZVStore::persistStateSessionNumWithValue(ZVText value) {
-  persist("session_num", value);
-}
-void ZVStore::persistStateTransactionNumWithValue(ZVText value) {
-  persist("transaction_num", value);
-}
+void ZVStore::persistStateDimension01WithValue(ZVText value) { persist("dimension01", value); }
+void ZVStore::persistStateDimension02WithValue(ZVText value) { persist("dimension02", value); }
+void ZVStore::persistStateDimension03WithValue(ZVText value) { persist("dimension03", value); }
+void ZVStore::persistStateSessionNumWithValue(ZVText value) { persist("session_num", value); }
+void ZVStore::persistStateTransactionNumWithValue(ZVText value) { persist("transaction_num", value); }
 
 void ZVStore::persistStateCachedConfigWithValue(ZVText value) {
   if (ZVState::isTVos()) ZVLogger::d(0, "Trying to cache config init data on TVos - cannot. Skipping.");

@@ -88,9 +88,7 @@ ZVStore::Rows readRows(sqlite3_stmt* statement) {
 }
 
 // Some errors, a full disk among them, have already rolled back by themselves.
-bool isTransactionOpen(sqlite3* database) {
-  return sqlite3_get_autocommit(database) == 0;
-}
+bool isTransactionOpen(sqlite3* database) { return sqlite3_get_autocommit(database) == 0; }
 
 void rollBack(sqlite3* database) {
   if (!isTransactionOpen(database) || execute(database, "ROLLBACK")) return;
