@@ -99,18 +99,10 @@ struct Reader<std::weak_ptr<ZVRemoteConfigsDelegate>> {
 
 // ---- From the facade's answers to JSON.
 
-ZVValue answerOf(bool answer) {
-  return answer;
-}
-ZVValue answerOf(std::string answer) {
-  return answer;
-}
-ZVValue answerOf(std::optional<std::string> answer) {
-  return answer ? ZVValue(std::move(*answer)) : ZVValue();
-}
-ZVValue answerOf(const Zorvane&) {
-  return "Zorvane";
-}
+ZVValue answerOf(bool answer) { return answer; }
+ZVValue answerOf(std::string answer) { return answer; }
+ZVValue answerOf(std::optional<std::string> answer) { return answer ? ZVValue(std::move(*answer)) : ZVValue(); }
+ZVValue answerOf(const Zorvane&) { return "Zorvane"; }
 
 // ---- A function of the facade as an operation.
 
@@ -170,15 +162,11 @@ using Z = Zorvane;
 using Value = std::optional<double>;
 
 // Forms that the facade writes as one function with a default argument.
-void designWithFields(ZVText id, ZVMap fields) noexcept {
-  Z::addDesignEventWithEventId(id, std::move(fields));
-}
+void designWithFields(ZVText id, ZVMap fields) noexcept { Z::addDesignEventWithEventId(id, std::move(fields)); }
 void designWithValueAndFields(ZVText id, Value value, ZVMap fields) noexcept {
   Z::addDesignEventWithEventId(id, value, std::move(fields));
 }
-std::optional<std::string> remoteConfig(ZVText key) noexcept {
-  return Z::getRemoteConfigsValueAsString(key);
-}
+std::optional<std::string> remoteConfig(ZVText key) noexcept { return Z::getRemoteConfigsValueAsString(key); }
 std::optional<std::string> remoteConfigOr(ZVText key, ZVText defaultValue) noexcept {
   return Z::getRemoteConfigsValueAsString(key, defaultValue);
 }

@@ -1,0 +1,210 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <zorvane/Zorvane.h>
+
+#include "api/frame.h"
+#include "events/ZVEvents.h"
+#include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
+#include "support/Game.h"
+
+namespace {
+
+using testing::SizeIs;
+
+using List = std::vector<std::string>;
+
+TEST(Configuration, TakesWhatIsValidAndSaysAtInfoLevelWhatIsNot) {
+  Game game;
+  Zorvane::configureBuild(std::string(33, 'b'));  // silent: info is off
+  game.settle();
+  EXPECT_FALSE(game.log.contains("configure build"));
+  Zorvane::setEnabledInfoLog(true);
+  Zorvane::configureBuild(std::string(32, 'b'));
+  Zorvane::configureBuild(std::string(33, 'b'));
+  Zorvane::configureBuild("");
+  Zorvane::configureBuild(nullptr);
+  Zorvane::configureUserId(std::string(64, 'u'));
+  Zorvane::configureUserId(std::string(65, 'u'));
+  Zorvane::configureSdkVersion("unity 5.6.1");
+  Zorvane::configureSdkVersion("unity 5.6.1.2");
+  Zorvane::configureEngineVersion("unreal 4.20");
+  Zorvane::configureEngineVersion("air 1.0");
+  game.settle();
+  EXPECT_EQ(ZVState::getBuild(), std::string(32, 'b'));
+  EXPECT_EQ(game.log.count("Info/ZV/Analytics: Validation fail - configure build: Cannot be null, empty or above 32 "
+                           "length. String: "),
+            3U);
+  EXPECT_TRUE(game.log.contains("above 32 length. String: (null)"));
+  EXPECT_EQ(ZVState::getUserId(), std::string(64, 'u'));
+  EXPECT_TRUE(game.log.contains("Will use default user_id method. Used string: " + std::string(65, 'u')));
+  EXPECT_EQ(ZVState::getSdkVersion(), "unity 5.6.1");
+  EXPECT_TRUE(game.log.contains("configure sdk version: Sdk version not supported. String: unity 5.6.1.2"));
+  EXPECT_EQ(ZVState::getEngineVersion(), "unreal 4.20");
+  EXPECT_TRUE(game.log.contains("configure engine: Engine version not supported. String: air 1.0"));
+}
+
+TEST(Configuration, IsRefusedOnceTheLibraryIsReady) {
+  struct Case {
+    std::string name;
+    void (*configure)();
+    std::string line;  // "": ignored silently
+  };
+  const std::string dimensions = "Available custom dimensions must be set before SDK is initialized";
+  const std::vector<Case> cases{
+      {"build", [] { Zorvane::configureBuild("late"); }, "Build version must be set before SDK is initialized."},
+      {"user", [] { Zorvane::configureUserId("late"); }, "A custom userid must be set before SDK is initialized."},
+      {"sdk", [] { Zorvane::configureSdkVersion("unity 1"); }, ""},
+      {"engine", [] { Zorvane::configureEngineVersion("unity 1"); }, ""},
+      {"auto", [] { Zorvane::configureAutoDetectAppVersion(true); }, ""},
+      {"dimensions01", [] { Zorvane::configureAvailableCustomDimensions01(List{"a"}); }, dimensions},
+      {"dimensions02", [] { Zorvane::configureAvailableCustomDimensions02(List{"a"}); }, dimensions},
+      {"dimensions03", [] { Zorvane::configureAvailableCustomDimensions03(List{"a"}); }, dimensions},
+      {"currencies", [] { Zorvane::configureAvailableResourceCurrencies(List{"gems"}); },
+       "Available resource currencies must be set before SDK is initialized"},
+      {"itemTypes", [] { Zorvane::configureAvailableResourceItemTypes(List{"boost"}); },
+       "Available resource item types must be set before SDK is initialized"},
+      {"keys", [] { Zorvane::configureGameKey(Game::kKey, Game::kSecret); },
+       "SDK is initialized. Cannot set or change game and secret key."},
+      {"initialize", [] { Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret); },
+       "SDK already initialized. Can only be called once."},
+      {"initializeConfigured", [] { Zorvane::initializeWithConfiguredGameKeyAndGameSecret(); },
+       "SDK already initialized. Can only be called once."},
+  };
+  Game game;
+  Zorvane::setEnabledInfoLog(true);
+  Zorvane::configureBuild("early");
+  game.start();
+  for (const auto& [name, configure, line] : cases) {
+    game.log.clear();
+    configure();
+    game.settle();
+    EXPECT_THAT(game.log.lines(), SizeIs(line.empty() ? 0 : 1)) << name;
+    EXPECT_EQ(game.log.count(line), line.empty() ? 0U : 1U) << name;
+  }
+  EXPECT_EQ(ZVState::getBuild(), "early");
+  EXPECT_FALSE(ZVState::hasAvailableResourceCurrency("gems"));
+  EXPECT_THAT(game.sent("user"), SizeIs(1));
+
+  game.onQueue([] { ZVState::setSDKPausedFlag(true); });  // initialised, but not ready: taken
+  Zorvane::configureBuild("while paused");
+  game.settle();
+  EXPECT_EQ(ZVState::getBuild(), "while paused");
+}
+
+TEST(Keys, AreCheckedKeptAndNeeded) {
+  Game game;
+  Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
+  Zorvane::configureGameKey("short", Game::kSecret);
+  Zorvane::initializeWithGameKey(std::string(31, 'k'), nullptr);
+  game.settle();
+  EXPECT_TRUE(game.log.contains("Cannot initialize - game key and secret key not configured before call."));
+  EXPECT_TRUE(
+      game.log.contains("Failed to configure game key and secret key. They are invalid. Can only contain "
+                        "characters A-z 0-9, gameKey is 32 length, gameSecret is 40 length. Failed keys - "
+                        "gameKey: short, secretKey: " +
+                        std::string(Game::kSecret)));
+  EXPECT_TRUE(game.log.contains("SDK failed initialize. Game key or secret key is invalid."));
+  EXPECT_TRUE(game.log.contains("gameKey: " + std::string(31, 'k') + ", secretKey: (null)"));
+  EXPECT_FALSE(ZVState::isInitialized());
+  Zorvane::configureGameKey(Game::kKey, Game::kSecret);
+  Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
+  game.settle();
+  EXPECT_TRUE(ZVState::isInitialized());
+  EXPECT_THAT(game.sent("user"), SizeIs(1));
+}
+
+TEST(Gate, ChecksInItsOrderAndSaysWhyUnderTheCallersName) {
+  Game game;
+  const auto ask = [&](bool needsInitialized, bool warn, ZVText message) {
+    bool ready = false;
+    game.log.clear();
+    game.onQueue([&] { ready = isSdkReadyWithNeedsInitialized(needsInitialized, warn, message); });
+    const auto lines = game.log.lines();
+    return ready ? "ready" : lines.empty() ? "silent" : lines.front();
+  };
+  const std::string prefix = "Warning/ZV/Analytics: ";
+  EXPECT_EQ(ask(false, true, {}), "ready");
+  EXPECT_EQ(ask(true, true, "Could not"), prefix + "Could not: SDK is not initialized");
+  EXPECT_EQ(ask(true, false, "Could not"), "silent");
+  game.collector.answer(LoopbackServer::kInit, {401, "{}"});
+  game.start();
+  EXPECT_EQ(ask(true, true, {}), prefix + "SDK is disabled");
+  game.onQueue([] { ZVState::sharedInstance().initAuthorized = true; });
+  EXPECT_EQ(ask(true, true, "100% {}"), "ready");
+  game.onQueue([] { ZVState::setSDKPausedFlag(true); });
+  EXPECT_EQ(ask(true, true, "100% {}"), prefix + "100% {}: SDK is paused");
+  game.onQueue([] { ZVStore::sharedInstance().tableReady = false; });
+  EXPECT_EQ(ask(false, true, {}), prefix + "Datastore not initialized");
+}
+
+TEST(Switches, SayThatTheyWereTurnedWhileTheyAreOn) {
+  Game game;
+  ZVLogger::sharedInstance().debugEnabled = false;
+  game.log.clear();
+  for (const bool on : {true, false}) {
+    Zorvane::setEnabledInfoLog(on);
+    Zorvane::setEnabledVerboseLog(on);
+    Zorvane::setEnabledWarningLog(on);
+    Zorvane::setEnabledWarningLog(true);
+  }
+  Zorvane::setEnabledVerboseLog(true);
+  Zorvane::setEnabledManualSessionHandling(true);
+  Zorvane::setEnabledEventSubmission(false);
+  game.settle();
+  EXPECT_THAT(game.log.lines(),
+              testing::ElementsAre(
+                  "Info/ZV/Analytics: Info logging enabled", "Info/ZV/Analytics: Verbose logging enabled",
+                  "Warning/ZV/Analytics: Warning logging enabled", "Warning/ZV/Analytics: Warning logging enabled",
+                  "Info/ZV/Analytics: Info logging disabled", "Info/ZV/Analytics: Verbose logging disabled",
+                  "Warning/ZV/Analytics: Warning logging disabled", "Warning/ZV/Analytics: Warning logging enabled",
+                  "Info/ZV/Analytics: Verbose logging enabled", "Info/ZV/Analytics: Manual session handling enabled."));
+  EXPECT_FALSE(ZVState::sharedInstance().eventSubmissionEnabled);
+}
+
+TEST(Dimensions, TakeTheirConfiguredValuesAndTheThirdFailsLikeTheSecond) {
+  Game game;
+  Zorvane::configureAvailableCustomDimensions01(List{"one"});
+  Zorvane::configureAvailableCustomDimensions03(List{"three"});
+  game.start();
+  Zorvane::setCustomDimension01("one");
+  Zorvane::setCustomDimension02("");
+  Zorvane::setCustomDimension02("two");
+  Zorvane::setCustomDimension03("other");
+  game.settle();
+  EXPECT_EQ(ZVState::getDimension01(), "one");
+  EXPECT_EQ(ZVState::getDimension03(), std::nullopt);
+  EXPECT_TRUE(
+      game.log.contains("Could not set custom02 dimension value to 'two'. Value not found in available custom02 "
+                        "dimension values"));
+  EXPECT_TRUE(game.log.contains("Could not set custom02 dimension value to 'other'."));
+  game.onQueue([] { ZVState::setAvailableCustomDimensions01(List{"else"}); });
+  EXPECT_EQ(ZVState::getDimension01(), std::nullopt) << "cleared at once";
+  EXPECT_TRUE(game.log.contains("Invalid dimension01 found in variable. Setting to nil. Invalid dimension: one"));
+  EXPECT_THAT(game.query("SELECT * FROM zv_state WHERE key = 'dimension01'"), SizeIs(0));
+}
+
+TEST(ForkedChild, TouchesNothingOfItsParents) {
+  Game game;
+  game.start();
+  const auto requests = game.collector.requests().size();
+  const pid_t child = fork();
+  if (child == 0) {
+    Zorvane::addDesignEventWithEventId("of:the:child");
+    ZVPlatform::applicationDidEnterBackground();
+    Zorvane::startSession();
+    std::exit(Zorvane::isRemoteConfigsReady() ? 1 : 0);  // runs the exit handlers as well
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  Zorvane::addDesignEventWithEventId("of:the:parent");
+  game.settle();
+  EXPECT_THAT(game.stored("design"), SizeIs(1));
+  EXPECT_EQ(game.collector.requests().size(), requests);
+}
+
+}  // namespace

@@ -1,0 +1,528 @@
+#include "collector/Collector.h"
+
+#include <arpa/inet.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <netinet/in.h>
+#include <openssl/pem.h>
+#include <sqlite3.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "collector/Json.h"
+#include "collector/Server.h"
+#include "collector/Signature.h"
+#include "support/Certificate.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryFolder.h"
+
+namespace collector {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
+
+const std::string kKey(32, 'k');
+const std::string kSecret(40, 's');
+const std::string kConfigured = std::string(31, 'k') + '^';  // a key that an URL can't hold as it is
+const std::string kEvents = "/v2/" + kKey + "/events";
+
+// What every record of a kind has in common, open at its end.
+const std::string kCommon =
+    R"({"v":2,"user_id":"u","event_uuid":"0a1b2c3d-0000-4000-8000-00000000000f","ios_idfa":"","ios_idfv":"",)"
+    R"("client_ts":1700000000,"sdk_version":"linux 1","os_version":"linux 6","manufacturer":"","device":"x",)"
+    R"("platform":"linux","session_id":"","session_num":1,"connection_type":"wifi","build":"")";
+const std::string kTrouble =
+    R"({"v":2,"event_uuid":"0a1b2c3d-0000-4000-8000-00000000000f","category":"sdk_error","sdk_version":"linux 1",)"
+    R"("os_version":"linux 6","manufacturer":"","device":"x","platform":"linux","error_category":"db",)"
+    R"("error_area":"sql","error_action":"sql_prepare")";
+const std::string kInit =
+    R"({"user_id":"u","ios_idfa":"","ios_idfv":"","sdk_version":"linux 1","os_version":"linux 6",)"
+    R"("platform":"linux","build":"","random_salt":0})";
+
+std::string record(const std::string& category, const std::string& own) {
+  return kCommon + R"(,"category":")" + category + '"' + (own.empty() ? "" : ',' + own) + '}';
+}
+const std::string kDesign = record("design", R"("event_id":"a:b","value":1.5)");
+
+std::string gzip(const std::string& text) {
+  z_stream stream{};
+  deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY);
+  std::string member(deflateBound(&stream, text.size()), '\0');
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+  stream.avail_in = static_cast<uInt>(text.size());
+  stream.next_out = reinterpret_cast<Bytef*>(member.data());
+  stream.avail_out = static_cast<uInt>(member.size());
+  deflate(&stream, Z_FINISH);
+  member.resize(stream.total_out);
+  deflateEnd(&stream);
+  return member;
+}
+
+struct Body {
+  std::string sent;
+  httplib::Headers headers;
+};
+
+Body plain(const std::string& text) { return {text, {{"Authorization", signatureOf(text, kSecret)}}}; }
+Body compressed(const std::string& text) {
+  auto body = plain(gzip(text));
+  body.headers.emplace("Content-Encoding", "gzip");
+  return body;
+}
+Body raw(const std::string& bytes) {
+  auto body = plain(bytes);
+  body.headers.emplace("Content-Encoding", "gzip");
+  return body;
+}
+
+httplib::Result post(httplib::Client& client, const std::string& target, const Body& body,
+                     const std::string& type = "application/json") {
+  return client.Post(target, body.headers, body.sent, type);
+}
+
+// A socket that a well-behaved client would never open.
+class RawClient {
+ public:
+  explicit RawClient(int port, const std::string& beginning) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const timeval limit{10, 0};
+    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    connected_ = ::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    send(beginning);
+  }
+  ~RawClient() { ::close(socket_); }
+  RawClient(const RawClient&) = delete;
+  RawClient& operator=(const RawClient&) = delete;
+
+  [[nodiscard]] bool connected() const { return connected_; }
+  bool send(const std::string& text) {
+    return ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+  }
+  // All that comes until the server closes; absent when it doesn't.
+  std::optional<std::string> readToTheEnd() {
+    std::string text;
+    char bytes[1024];
+    for (;;) {
+      const auto count = ::recv(socket_, bytes, sizeof bytes, 0);
+      if (count == 0) return text;
+      if (count < 0) return errno == ECONNRESET ? std::optional(text) : std::nullopt;
+      text.append(bytes, static_cast<std::size_t>(count));
+    }
+  }
+
+ private:
+  const int socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
+  bool connected_ = false;
+};
+
+class CollectorTest : public testing::Test {
+ protected:
+  void start(const Limits& limits = {}, const TlsContext& tls = nullptr) {
+    std::string problem;
+    const auto configs = writeConfigs();
+    archive_ = Archive::open(folder_.file("archive.sqlite"), problem);
+    ASSERT_TRUE(archive_) << problem;
+    collector_ = std::make_unique<Collector>(Collector::Games{{kKey, kSecret}, {kConfigured, kSecret}},
+                                             *Configs::load(configs, problem), *archive_);
+    server_ = std::make_unique<Server>(
+        *collector_, tls, [](const std::string&) {}, limits);
+    const auto port = server_->listen("127.0.0.1", 0);
+    ASSERT_TRUE(port);
+    port_ = *port;
+    client_ = std::make_unique<httplib::Client>(fmt::format("{}://127.0.0.1:{}", tls ? "https" : "http", port_));
+  }
+
+  std::string writeConfigs() {
+    const auto path = folder_.file("configs.json");
+    std::ofstream(path) << fmt::format(
+        R"({{"{}":{{"configs":[{{"key":"k","value":"7","start_ts":null,"end_ts":9}}],"configs_hash":"h+1/=",)"
+        R"("ab_id":"a","ab_variant_id":"b"}}}})",
+        kConfigured);
+    return path;
+  }
+
+  std::string get(const std::string& target) {
+    const auto answer = client_->Get(target);
+    return answer ? answer->body : httplib::to_string(answer.error());
+  }
+  std::int64_t counted(const std::string& name) {
+    const auto text = get("/summary");
+    const auto summary = parseJson(text);
+    return summary.document.IsObject() ? findMember(summary.document, name)->GetInt64() : -1;
+  }
+
+  TemporaryFolder folder_;
+  std::unique_ptr<Archive> archive_;
+  std::unique_ptr<Collector> collector_;
+  std::unique_ptr<Server> server_;
+  std::unique_ptr<httplib::Client> client_;
+  int port_ = 0;
+};
+
+TEST_F(CollectorTest, TakesEveryKindOfRecord) {
+  start();
+  const std::vector<std::string> records = {
+      record("user", R"("install":true)"),
+      record("session_end", R"("length":0)"),
+      record("business", R"("event_id":"t:i","currency":"EUR","amount":0,"transaction_num":1,"cart_type":"c",)"
+                         R"("receipt_info":{"receipt":"r","store":"apple"})"),
+      record("resource", R"("event_id":"Sink:gems:boost:speed","amount":-10)"),
+      record("progression", R"("event_id":"Complete:w:l","score":1,"attempt_num":3)"),
+      kDesign,
+      record("error", R"("severity":"critical","message":"")"),
+      record("ads", R"("ad_sdk_name":"s","ad_placement":"p","ad_type":"video","ad_action":"failed_show",)"
+                    R"("ad_fail_show_reason":"no_fill","ad_duration":5)"),
+      record("impression", R"("ad_network_name":"admob","ad_network_version":"1.2.3.4","impression_data":{"a":1})"),
+      record("design", R"("event_id":"a\u00a0b.(!)?","jailbroken":true,"custom_01":"d","configurations":{"k":"v"},)"
+                       R"("custom_fields":{"a":1,"b":"x","c":false},"of_its_own":[])"),
+  };
+  const auto answer = post(*client_, kEvents, compressed(fmt::format("[{}]", fmt::join(records, " , "))));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->body, "[]");
+  EXPECT_EQ(answer->status, 200);
+  const auto trouble =
+      plain('[' + kTrouble + R"(,"error_parameter":"amount","reason":")" + std::string(256, 'r') + "\"}]");
+  EXPECT_EQ(post(*client_, kEvents, trouble, "")->status, 200);
+  EXPECT_EQ(post(*client_, kEvents, plain("[]"))->body, "[]");
+
+  EXPECT_EQ(counted("events"), 11);
+  EXPECT_EQ(counted("duplicates"), 10);
+  const auto listed = get("/events?after=9&limit=1");
+  EXPECT_NE(listed.find(R"("id":10,)"), std::string::npos) << listed;
+  EXPECT_NE(listed.find(records.back()), std::string::npos) << "kept as received: " << listed;
+}
+
+TEST_F(CollectorTest, ReportsEveryBrokenPromiseAndKeepsTheRest) {
+  start();
+  const auto without = [](std::string text, const std::string& part, const std::string& instead = "") {
+    return text.replace(text.find(part), part.size(), instead);
+  };
+  struct Case {
+    std::string record, reason;
+  };
+  const std::vector<Case> cases = {
+      {"7", "the record is not an object"},
+      {without(kDesign, R"("category":"design",)"), "category"},
+      {record("users", ""), "category"},
+      {without(kDesign, R"("v":2,)"), "v: is missing"},
+      {without(kDesign, R"("v":2)", R"("v":"2")"), "v: is not 2"},
+      {without(kDesign, R"("user_id":"u",)"), "user_id: is missing"},
+      {without(kDesign, "0a1b", "0A1b"), "event_uuid"},
+      {without(kDesign, "1700000000", "1700000000.0"), "client_ts"},
+      {without(kDesign, "1700000000", "0"), "client_ts"},
+      {without(kDesign, "1700000000", "100000000000"), "client_ts"},
+      {without(kDesign, R"("session_num":1)", R"("session_num":1.5)"), "session_num"},
+      {record("design", R"("event_id":"a","jailbroken":false)"), "jailbroken: is not true"},
+      {record("design", R"("event_id":"a","configurations":{})"), "configurations"},
+      {record("design", R"("event_id":"a","ios_app_version":"0.0.0")"), "ios_app_version"},
+      {record("design", R"("event_id":"a","custom_02":null)"), "custom_02"},
+      {record("design", R"("event_id":"a","custom_fields":{"a-b":1})"), "custom_fields"},
+      {record("design", R"("event_id":"a","custom_fields":{"a":[]})"), "custom_fields"},
+      {record("design", R"("event_id":"a","custom_fields":{"a":")" + std::string(257, 'x') + "\"}"), "custom_fields"},
+      {record("design", R"("event_id":"a:b:c:d:e:f")"), "event_id"},
+      {record("design", R"("event_id":"a::b")"), "event_id"},
+      {record("design", R"("event_id":"a","value":"1")"), "value: is not a number"},
+      {record("session_end", R"("length":-1)"), "length: is too small"},
+      {record("business", R"("event_id":"t:i","currency":"Eur","amount":1,"transaction_num":1)"), "currency"},
+      {record("business", R"("event_id":"t:i","currency":"EUR","amount":1.0,"transaction_num":1)"), "amount"},
+      {record("resource", R"("event_id":"Sink:g:t:i","amount":10)"), "amount: has the wrong sign"},
+      {record("resource", R"("event_id":"Drain:g:t:i","amount":10)"), "flow type"},
+      {record("progression", R"("event_id":"Start:w","score":1)"), "score"},
+      {record("progression", R"("event_id":"Complete:w")"), "attempt_num"},
+      {record("error", R"("severity":"fatal","message":"")"), "severity"},
+      {record("error", R"("severity":"info","message":")" + std::string(8193, 'm') + '"'), "message: is too long"},
+      {record("ads", R"("ad_sdk_name":"s","ad_placement":"p","ad_type":"banner","ad_action":"show","ad_duration":1)"),
+       "ad_duration"},
+      {record("impression", R"("ad_network_name":"admob","ad_network_version":"1.2.3.4.5")"), "ad_network_version"},
+      {kTrouble + R"(,"user_id":"u"})", "user_id: must not be sent"},
+      {kTrouble + R"(,"reason":")" + std::string(257, 'r') + "\"}", "reason: is too long"},
+  };
+  std::string batch = "[" + kDesign;
+  for (const auto& each : cases) batch += ',' + each.record;
+  const auto answer = post(*client_, kEvents, compressed(batch + ']'));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->status, 400);
+  const auto rejected = parseJson(answer->body);
+  ASSERT_EQ(rejected.elements.size(), cases.size()) << answer->body;
+  for (std::size_t at = 0; at < cases.size(); ++at) {
+    EXPECT_EQ(findMember(rejected.document[static_cast<rapidjson::SizeType>(at)], "index")->GetUint(), at + 1);
+    EXPECT_NE(rejected.elements[at].find(cases[at].reason), std::string_view::npos)
+        << cases[at].record << " -> " << rejected.elements[at];
+    EXPECT_EQ(rejected.document[static_cast<rapidjson::SizeType>(at)]["reasons"].Size(), 1U) << rejected.elements[at];
+  }
+  EXPECT_EQ(counted("events"), 1);
+  EXPECT_EQ(counted("rejected"), static_cast<std::int64_t>(cases.size()));
+}
+
+TEST_F(CollectorTest, AnswersAnInitCallByTheHashOfTheConfigurations) {
+  start();
+  const auto target = [](const std::string& key, const std::string& hash) {
+    return fmt::format("/remote_configs/v1/init?game_key={}&interval_seconds=0&configs_hash={}", key, hash);
+  };
+  const auto news = post(*client_, target(kConfigured, ""), compressed(kInit));
+  ASSERT_TRUE(news);
+  EXPECT_EQ(news->status, 201);
+  EXPECT_NE(news->body.find(R"("configs":[{"key":"k","value":"7","start_ts":null,"end_ts":9}],"configs_hash":"h+1/=",)"
+                            R"("ab_id":"a","ab_variant_id":"b"})"),
+            std::string::npos)
+      << news->body;
+  struct Case {
+    std::string target;
+    Body body;
+    int status;
+  };
+  for (const auto& each :
+       {Case{target(kConfigured, "h+1/="), compressed(kInit), 200},
+        Case{target(kConfigured, "h"), compressed(kInit), 201}, Case{target(kKey, "h"), compressed(kInit), 200},
+        Case{target(std::string(32, 'x'), ""), compressed(kInit), 401}, Case{target(kKey, ""), plain(kInit), 400},
+        Case{target(kKey, ""), compressed("[]"), 400}, Case{target(kKey, ""), compressed(R"({"user_id":1})"), 400},
+        Case{"/remote_configs/v1/init?game_key=" + kKey, compressed(kInit), 400}}) {
+    const auto answer = post(*client_, each.target, each.body);
+    ASSERT_TRUE(answer) << each.target;
+    EXPECT_EQ(answer->status, each.status) << each.target << ' ' << answer->body;
+    EXPECT_EQ(answer->body.find("server_ts") != std::string::npos, each.status < 300) << answer->body;
+  }
+  EXPECT_EQ(counted("inits"), 4);
+}
+
+TEST_F(CollectorTest, RefusesWhatIsHostileOrDamagedAndKeepsNothingOfIt) {
+  start();
+  const auto zeros = std::string(64 * kMebibyte, ' ');
+  const auto member = gzip("[]");
+  const auto deep = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+  struct Case {
+    const char* name;
+    std::string target;
+    Body body;
+    int status;
+  };
+  const std::vector<Case> cases = {
+      {"no signature", kEvents, {"[]", {}}, 401},
+      {"signature of another body", kEvents, {"[]", {{"Authorization", signatureOf("[ ]", kSecret)}}}, 401},
+      {"signature with another secret", kEvents, {"[]", {{"Authorization", signatureOf("[]", kSecret + "s")}}}, 401},
+      {"signature of the inflated body",
+       kEvents,
+       {member, {{"Authorization", signatureOf("[]", kSecret)}, {"Content-Encoding", "gzip"}}},
+       401},
+      {"unknown game", "/v2/" + std::string(32, 'u') + "/events", plain("[]"), 401},
+      {"gzip cut short", kEvents, raw(member.substr(0, member.size() - 1)), 400},
+      {"nothing instead of gzip", kEvents, raw(""), 400},
+      {"garbage behind gzip", kEvents, raw(member + "x"), 400},
+      {"two members", kEvents, raw(member + member), 400},
+      {"plain text called gzip", kEvents, raw("[]"), 400},
+      {"64 MiB once inflated", kEvents, compressed("[" + zeros.substr(2) + "]"), 200},
+      {"over 64 MiB once inflated", kEvents, compressed("[" + zeros.substr(1) + "]"), 413},
+      {"8 MiB as sent", kEvents, plain("[" + zeros.substr(0, 8 * kMebibyte - 2) + "]"), 200},
+      {"over 8 MiB as sent", kEvents, plain("[" + zeros.substr(0, 8 * kMebibyte - 1) + "]"), 413},
+      {"9 MiB as sent", kEvents, plain(zeros.substr(0, 9 * kMebibyte)), 413},
+      {"40 MiB as sent", kEvents, plain(zeros.substr(0, 40 * kMebibyte)), 413},
+      {"no body", kEvents, plain(""), 400},
+      {"no JSON", kEvents, plain("[{]"), 400},
+      {"an object", kEvents, plain("{}"), 400},
+      {"garbage behind JSON", kEvents, plain("[] []"), 400},
+      {"garbage behind a zero", kEvents, plain(std::string("[]\0[]", 5)), 400},
+      {"not UTF-8", kEvents, plain("[" + record("error", "\"severity\":\"info\",\"message\":\"\xff\"") + "]"), 400},
+      {"half a surrogate pair", kEvents, plain("[" + record("error", R"("severity":"info","message":"\ud800")") + "]"),
+       400},
+      {"a number beyond all numbers", kEvents, plain("[1e999]"), 400},
+      {"nested too deep", kEvents, plain(deep(65)), 400},
+      {"nested to the stack's end", kEvents, plain(deep(4 * kMebibyte)), 400},
+      {"unknown encoding",
+       kEvents,
+       {"[]", {{"Authorization", signatureOf("[]", kSecret)}, {"Content-Encoding", "br"}}},
+       400},
+  };
+  for (const auto& each : cases) {
+    const auto answer = post(*client_, each.target, each.body);
+    ASSERT_TRUE(answer) << each.name << ": " << httplib::to_string(answer.error());
+    EXPECT_EQ(answer->status, each.status) << each.name << ' ' << answer->body;
+  }
+  EXPECT_EQ(post(*client_, kEvents, plain("[]"), "multipart/form-data; boundary=x")->status, 200);
+  EXPECT_EQ(client_->Post("/elsewhere", "[]", "application/json")->status, 404);
+  for (const auto* const bad :
+       {"after=x", "after=-1", "limit=0", "limit=1001", "limit=1x", "after=99999999999999999999"})
+    EXPECT_EQ(client_->Get(std::string("/events?") + bad)->status, 400) << bad;
+  EXPECT_EQ(counted("events"), 0);
+  EXPECT_EQ(counted("rejected"), 0);
+  EXPECT_EQ(counted("requests"), static_cast<std::int64_t>(cases.size()) + 1);
+}
+
+TEST_F(CollectorTest, ServesGoodClientsWhileOthersHangHalfOpen) {
+  Limits patient;
+  patient.head = patient.body = 1h;  // so that none of the hanging clients goes away by itself
+  start(patient);
+  const auto head = fmt::format("POST {} HTTP/1.1\r\nHost: h\r\nContent-Length: 100\r\n", kEvents);
+  std::vector<std::unique_ptr<RawClient>> hanging;
+  for (int each = 0; each < 64; ++each) {
+    const std::vector<std::string> beginnings = {"", "POST", head, head + "\r\n[{"};
+    hanging.push_back(
+        std::make_unique<RawClient>(port_, beginnings[static_cast<std::size_t>(each) % beginnings.size()]));
+    ASSERT_TRUE(hanging.back()->connected());
+  }
+  client_->set_read_timeout(10s);
+  const auto answer = post(*client_, kEvents, plain('[' + kDesign + ']'));
+  ASSERT_TRUE(answer) << httplib::to_string(answer.error());
+  EXPECT_EQ(answer->status, 200);
+  server_->stop();  // nor do they hold up the end
+  for (auto& each : hanging) EXPECT_TRUE(each->readToTheEnd());
+}
+
+TEST_F(CollectorTest, EndsAClientThatDripsOrWritesWithoutEnd) {
+  Limits strict;
+  strict.head = strict.body = 300ms;
+  strict.linger = 50ms;
+  start(strict);
+  const auto head = fmt::format("POST {} HTTP/1.1\r\nHost: h\r\n", kEvents);
+  struct Case {
+    std::string beginning, drip;
+  };
+  for (const auto& [beginning, drip] :
+       {Case{"G", "G"}, Case{"", std::string(4096, 'G')}, Case{head + "X", "x"}, Case{head, "Name: value\r\n"},
+        Case{head + "Content-Length: 1000000\r\n\r\n[", " "},
+        Case{head + "Transfer-Encoding: chunked\r\n\r\n", "1\r\n \r\n"}}) {
+    RawClient client(port_, beginning);
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    while (client.send(drip) && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_TRUE(client.readToTheEnd()) << beginning << drip.substr(0, 20);
+    EXPECT_LT(std::chrono::steady_clock::now(), end) << beginning << drip.substr(0, 20);
+  }
+  EXPECT_EQ(counted("events"), 0);
+}
+
+TEST_F(CollectorTest, RefusesALargeBodyThatComesInChunks) {
+  start();
+  const std::string piece(kMebibyte, ' ');
+  const auto answer = client_->Post(
+      kEvents, {{"Authorization", "x"}},
+      [&](std::size_t offset, httplib::DataSink& sink) {
+        if (offset < 9 * kMebibyte) return sink.write(piece.data(), piece.size());
+        sink.done();
+        return true;
+      },
+      "application/json");
+  ASSERT_TRUE(answer) << httplib::to_string(answer.error());
+  EXPECT_EQ(answer->status, 413);
+}
+
+TEST_F(CollectorTest, AnswersFailureWhenItCannotKeepARecord) {
+  start();
+  sqlite3* intruder = nullptr;
+  sqlite3_open(folder_.file("archive.sqlite").c_str(), &intruder);
+  sqlite3_exec(intruder, "DROP TABLE events", nullptr, nullptr, nullptr);
+  sqlite3_close(intruder);
+  EXPECT_EQ(post(*client_, kEvents, plain('[' + kDesign + ']'))->status, 500);
+  EXPECT_EQ(client_->Get("/summary")->status, 500);
+}
+
+TEST_F(CollectorTest, SpeaksTls) {
+  const Certificate certificate("IP:127.0.0.1");
+  const auto pem = folder_.file("server.pem");
+  const auto key = folder_.file("key.pem");
+  certificate.writePem(pem);
+  auto* const keyFile = std::fopen(key.c_str(), "w");
+  PEM_write_PrivateKey(keyFile, certificate.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+  std::fclose(keyFile);
+  std::string problem;
+  EXPECT_FALSE(makeTlsContext(pem, folder_.file("missing.pem"), problem));
+  EXPECT_NE(problem.find("missing.pem"), std::string::npos);
+  start({}, makeTlsContext(pem, key, problem));
+  client_->set_ca_cert_path(pem);
+  const auto large = post(*client_, kEvents, plain('[' + kDesign + std::string(7 * kMebibyte, ' ') + ']'));
+  ASSERT_TRUE(large) << httplib::to_string(large.error());
+  EXPECT_EQ(large->status, 200);
+  EXPECT_EQ(RawClient(port_, "GET / HTTP/1.1\r\n\r\n").readToTheEnd().value_or("").find("HTTP"), std::string::npos);
+  EXPECT_EQ(counted("events"), 1);
+}
+
+// The program itself.
+
+class CollectorProgram : public testing::Test {
+ protected:
+  ChildProcess run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), ZORVANE_COLLECTOR);
+    return {folder_.path(), std::move(arguments)};
+  }
+  std::vector<std::string> goodArguments() {
+    return {"--port", "0", "--game", kKey + ':' + kSecret, "--database", folder_.file("archive.sqlite")};
+  }
+  static std::string address(const ChildProcess& program) {
+    const auto line = program.firstLine();
+    const std::string beginning = "zorvane-collector listens on ";
+    return line.starts_with(beginning) ? line.substr(beginning.size()) : line;
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(CollectorProgram, HasAllItAnsweredAfterItWasKilled) {
+  for (const int killedBefore : {0, 1, 2}) {
+    auto program = run(goodArguments());
+    httplib::Client client(address(program));
+    const auto before = client.Get("/events");
+    ASSERT_TRUE(before) << program.errors();
+    EXPECT_EQ(parseJson(before->body).elements.size(), static_cast<std::size_t>(killedBefore));
+    EXPECT_EQ(post(client, kEvents, plain('[' + kDesign + ']'))->status, 200);
+    program.kill(SIGKILL);
+    program.wait();
+  }
+}
+
+TEST_F(CollectorProgram, EndsOrderlyOnASignal) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    auto program = run(goodArguments());
+    ASSERT_TRUE(address(program).starts_with("http://127.0.0.1:")) << program.errors();
+    program.kill(signal);
+    const auto ending = program.wait();
+    ASSERT_TRUE(ending);
+    EXPECT_EQ(ending->status, 0);
+    EXPECT_NE(program.output().find("holds 0 events"), std::string::npos) << program.output();
+  }
+}
+
+TEST_F(CollectorProgram, RefusesArgumentsThatMakeNoSense) {
+  const auto file = folder_.file("file");
+  std::ofstream(file) << R"({"k":{"configs":[{"key":"k","value":"v","start_ts":null}]}})";
+  const auto game = kKey + ':' + kSecret;
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {},
+           {"--game", kKey + kSecret},
+           {"--game", kKey + "k:" + kSecret},
+           {"--game", kKey + ':' + std::string(40, '-')},
+           {"--game", game, "--game", game},
+           {"--game", game, "--port", "65536"},
+           {"--game", game, "--port", "8080x"},
+           {"--game", game, "--port"},
+           {"--game", game, "--tls-cert", file},
+           {"--game", game, "--tls-cert", file, "--tls-key", file},
+           {"--game", game, "--configs", file},
+           {"--game", game, "--configs", folder_.file("missing")},
+           {"--game", game, "--unknown"},
+       }) {
+    auto program = run(arguments);
+    const auto ending = program.wait();
+    ASSERT_TRUE(ending);
+    EXPECT_EQ(ending->status, 2) << fmt::format("{}", fmt::join(arguments, " "));
+    EXPECT_TRUE(program.errors().starts_with("zorvane-collector: ")) << program.errors();
+  }
+}
+
+}  // namespace
+}  // namespace collector

@@ -1,0 +1,162 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include "events/ZVEvents.h"
+#include "store/ZVStore.h"
+#include "support/Game.h"
+
+namespace {
+
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class EventQueue : public testing::Test {
+ protected:
+  void SetUp() override {
+    Zorvane::setEnabledInfoLog(true);
+    game.start();
+    game.log.clear();
+  }
+
+  // Puts a row in the table as it is.
+  void store(const std::string& clientTs, const std::string& event, const std::string& status = "new") {
+    game.onQueue([&] {
+      ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES(?, 'design', 's', ?, ?);",
+                                       {status, clientTs, event});
+    });
+  }
+  void storeMany(int count, const std::string& clientTs) {
+    game.onQueue([&] {
+      for (int i = 0; i < count; ++i)
+        ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', 's', ?, ?);",
+                                         {clientTs, R"({"category":"design","client_ts":)" + clientTs + "}"});
+    });
+  }
+  void submit() {
+    ZVEvents::processEventQueue(false);
+    game.settle();
+  }
+  std::size_t pending() { return game.query("SELECT 1 FROM zv_events WHERE status = 'new'").size(); }
+
+  Game game;
+};
+
+TEST_F(EventQueue, BatchesTheOldestFiveHundredAndTheirWholeLastSecond) {
+  struct Case {
+    std::vector<std::pair<int, std::string>> stored;  // how many with which timestamp, in storing order
+    std::size_t sent;
+  };
+  for (const auto& [stored, sent] :
+       {Case{{{500, "1700000001"}}, 500}, Case{{{1, "1700000002"}, {500, "1700000001"}}, 500},
+        Case{{{499, "1700000001"}, {2, "1700000002"}, {99, "1700000003"}}, 501}, Case{{{600, "1700000001"}}, 600}}) {
+    game.onQueue([] { ZVStore::executeQuerySyncWithSql("DELETE FROM zv_events"); });
+    std::size_t all = 0;
+    for (const auto& [count, clientTs] : stored) {
+      storeMany(count, clientTs);
+      all += static_cast<std::size_t>(count);
+    }
+    submit();
+    EXPECT_THAT(Game::eventsOf(game.collector.requests().back()), SizeIs(sent));
+    EXPECT_EQ(pending(), all - sent);
+  }
+}
+
+TEST_F(EventQueue, KeepsABatchOnlyWhenNoAnswerCame) {
+  struct Case {
+    int status;
+    std::string body;
+    std::string line;
+  };
+  for (const auto& [status, body, line] :
+       {Case{200, "[]", "Event queue: 10 events sent."},
+        Case{400, R"([{"index":1},{"index":2},{"index":5}])",
+             "Event queue: 10 events sent. 3 events failed ZV server validation."},
+        Case{400, R"({"error":"all"})", "Event queue: Failed to send events."},
+        Case{400, "<html>", "Event queue: Failed to send events."},
+        Case{200, "", "Event queue: Failed to send events."}, Case{201, "[]", "Event queue: Failed to send events."},
+        Case{401, "[]", "Event queue: Failed to send events."}, Case{500, "[]", "Event queue: Failed to send events."},
+        Case{418, "[]", "Event queue: Failed to send events."}}) {
+    game.log.clear();
+    storeMany(10, "1700000001");
+    game.collector.answerOnly(LoopbackServer::kEvents, {status, body});
+    submit();
+    EXPECT_TRUE(game.log.contains(line)) << status << body;
+    EXPECT_THAT(game.query("SELECT 1 FROM zv_events"), IsEmpty()) << status << body;
+  }
+  game.log.clear();
+  storeMany(10, "1700000001");
+  game.collector.tear();
+  submit();
+  EXPECT_TRUE(game.log.contains("Event queue: Failed to send events to collector - Retrying next time"));
+  EXPECT_EQ(pending(), 10U);
+  game.collector.resume();
+  game.collector.answerOnly(LoopbackServer::kEvents, {200, "[]"});
+  submit();
+  EXPECT_EQ(pending(), 0U);
+  EXPECT_THAT(Game::eventsOf(game.collector.requests().back()), SizeIs(10));
+}
+
+TEST_F(EventQueue, ReturnsRowsThatAnEarlierRunLeftInFlight) {
+  store("1700000001", R"({"category":"design"})", "0E984725-C51C-4BF4-9960-E1C80E27ABA0");
+  game.onQueue([] { ZVEvents::processEventsWithCategory("design", false); });
+  EXPECT_EQ(pending(), 0U);
+  EXPECT_THAT(game.query("SELECT 1 FROM zv_events"), SizeIs(1));
+  submit();
+  EXPECT_THAT(game.query("SELECT 1 FROM zv_events"), IsEmpty());
+}
+
+TEST_F(EventQueue, LeavesOutWhatIsNoEventAndTimestampsThatCanNotBe) {
+  store("1", R"({"category":"design","event_id":"bad","client_ts":100000000000})");
+  store("1", R"({"category":"design","event_id":"edge","client_ts":99999999999})");
+  store("1", R"({"category":"design","event_id":"negative","client_ts":-1})");
+  store("1", "no json");
+  submit();
+  const auto events = Game::eventsOf(game.collector.requests().back());
+  ASSERT_THAT(events, SizeIs(3));
+  EXPECT_EQ(shown(events[0], "client_ts"), "(none)");
+  EXPECT_EQ(shown(events[1], "client_ts"), "99999999999");
+  EXPECT_EQ(shown(events[2], "client_ts"), "(none)");
+  EXPECT_THAT(game.query("SELECT 1 FROM zv_events"), IsEmpty());
+}
+
+TEST_F(EventQueue, RunsEveryEightSecondsCountedFromTheEndOfTheLastRun) {
+  ASSERT_EQ(game.platform.loop->timers(), 1U);
+  storeMany(1, "1700000001");
+  game.platform.loop->advance(7.9);
+  game.settle();
+  EXPECT_EQ(pending(), 1U);
+  game.platform.loop->advance(0.2);
+  game.settle();
+  EXPECT_EQ(pending(), 0U);
+  EXPECT_EQ(game.platform.loop->timers(), 1U) << "armed again";
+  submit();  // without a timer: once, and the timer's turn is over
+  EXPECT_EQ(game.platform.loop->timers(), 0U);
+}
+
+TEST_F(EventQueue, RefreshesTheSessionsSnapshotWhenNothingIsPending) {
+  game.platform.clock->advance(30);
+  submit();
+  EXPECT_TRUE(game.log.contains("Event queue: No events to send"));
+  const auto rows = game.query("SELECT event FROM zv_session");
+  ASSERT_THAT(rows, SizeIs(1));
+  EXPECT_THAT(*rows[0].find("event"), testing::Not(testing::HasSubstr("\"category\"")));
+  EXPECT_THAT(*rows[0].find("event"), testing::HasSubstr(shown(game.sent("user")[0], "session_id")));
+}
+
+TEST_F(EventQueue, NeverTouchesWhatIsStoredWhileABatchIsInFlight) {
+  storeMany(3, "1700000001");
+  game.collector.answer(LoopbackServer::kEvents, {200, "[]"});
+  Zorvane::addDesignEventWithEventId("first");
+  ZVEvents::processEventQueue(false);
+  Zorvane::addDesignEventWithEventId("second");
+  game.settle();
+  const auto left = game.stored("design");
+  ASSERT_THAT(left, SizeIs(1));
+  EXPECT_EQ(shown(left[0], "event_id"), "second");
+  game.onQueue([] { ZVEvents::deleteAllEvents(); });
+  EXPECT_THAT(game.stored("design"), SizeIs(1));
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include <limits>
+
+#include "events/ZVEvents.h"
+#include "state/ZVState.h"
+#include "support/Game.h"
+
+namespace {
+
+using testing::IsEmpty;
+using testing::SizeIs;
+
+TEST(Recording, BlocksOrdinaryEventsWhenTheDatabaseIsTooLarge) {
+  Game game;
+  game.start();
+  struct Case {
+    std::string category;
+    bool stored;
+  };
+  for (const auto& [category, stored] : {Case{"design", false}, Case{"users", false}, Case{"xbusiness", false},
+                                         Case{"user", true}, Case{"session_end", true}, Case{"business", true}}) {
+    game.onQueue([&] {
+      ZVStore::sharedInstance().maxDbSizeBytes = ZVStore::getDbSize() - 1;
+      ZVEvents::addEventToStoreWithEventData({{"category", category}, {"event_id", "x"}});
+    });
+    EXPECT_EQ(game.stored(category).size(), stored ? 1U : 0U) << category;
+  }
+  EXPECT_EQ(game.log.count("Database too large. Event has been blocked."), 3U);
+  ASSERT_TRUE(game.collector.waitForRequests(2 + 3));
+  for (const ZVMap& error : game.sdkErrors()) {
+    EXPECT_EQ(shown(error, "error_category") + ":" + shown(error, "error_area") + ":" + shown(error, "error_action"),
+              "db:add_events_to_store:db_too_large");
+    EXPECT_EQ(shown(error, "reason"), "(none)");
+  }
+  game.onQueue([] {  // at exactly the limit it is not too large
+    ZVStore::sharedInstance().maxDbSizeBytes = ZVStore::getDbSize();
+    ZVEvents::addEventToStoreWithEventData({{"category", "design"}});
+  });
+  EXPECT_THAT(game.stored("design"), SizeIs(1));
+}
+
+TEST(Recording, LetsAnEventsOwnFieldsWinAndKeepsTheSnapshotInStep) {
+  Game game;
+  game.start();
+  game.onQueue([] {
+    ZVEvents::addEventToStoreWithEventData({{"category", "design"}, {"session_id", "mine"}, {"client_ts", 12.0}});
+  });
+  const auto rows = game.query("SELECT session_id, client_ts, status FROM zv_events WHERE category = 'design'");
+  ASSERT_THAT(rows, SizeIs(1));
+  EXPECT_EQ(*rows[0].find("session_id"), "mine");
+  EXPECT_EQ(*rows[0].find("client_ts"), "12");
+  EXPECT_EQ(*rows[0].find("status"), "new");
+  EXPECT_THAT(game.query("SELECT * FROM zv_session"), SizeIs(1));
+  game.onQueue([] { ZVEvents::addEventToStoreWithEventData({{"category", "session_end"}}); });
+  EXPECT_THAT(game.query("SELECT * FROM zv_session"), IsEmpty());
+}
+
+TEST(Recording, DropsWhatJsonCanNotSayAndNothingElse) {
+  Game game;
+  game.start();
+  game.onQueue([] {
+    for (const ZVValue& bad : {ZVValue("\xff"), ZVValue(std::numeric_limits<double>::quiet_NaN()),
+                               ZVValue(ZVValue::Array{ZVMap{{"\xc3", 1}}})})
+      ZVEvents::addEventToStoreWithEventData({{"category", "design"}, {"bad", bad}});
+    ZVEvents::addEventToStoreWithEventData({{"category", "design"}, {"event_id", "good"}});
+  });
+  EXPECT_EQ(game.log.count("Warning/ZV/Analytics: Could not add event: "), 3U);
+  ASSERT_THAT(game.stored("design"), SizeIs(1));
+  EXPECT_EQ(shown(game.stored("design")[0], "event_id"), "good");
+}
+
+TEST(DesignEvent, MergesItsFieldsWithTheGlobalOnes) {
+  Game game;
+  game.start();
+  Zorvane::setGlobalCustomEventFields({{"a", 2}, {"b", 3}});
+  Zorvane::addDesignEventWithEventId("merged", 1.0, {{"a", 1}}, true);
+  Zorvane::addDesignEventWithEventId("own", 1.0, {{"a", 1}}, false);
+  Zorvane::addDesignEventWithEventId("global", 1.0, ZVMap(), true);
+  Zorvane::setGlobalCustomEventFields({});
+  Zorvane::addDesignEventWithEventId("none");
+  game.settle();
+  const auto events = game.stored("design");
+  ASSERT_THAT(events, SizeIs(4));
+  EXPECT_EQ(*events[0].find("custom_fields"), ZVValue(ZVMap{{"a", 1}, {"b", 3}}));
+  EXPECT_EQ(*events[1].find("custom_fields"), ZVValue(ZVMap{{"a", 1}}));
+  EXPECT_EQ(*events[2].find("custom_fields"), ZVValue(ZVMap{{"a", 2}, {"b", 3}}));
+  EXPECT_EQ(events[3].find("custom_fields"), nullptr);
+  EXPECT_EQ(shown(events[3], "value"), "0") << "an absent value counts as 0";
+}
+
+TEST(DesignEvent, SummariesAreCrossed) {
+  Game game;
+  Zorvane::setEnabledInfoLog(true);
+  game.start();
+  Zorvane::addDesignEventWithEventId("with", 7.0);
+  game.onQueue([] { ZVEvents::addDesignEventWithEventId("without", std::nullopt, {}, false); });
+  EXPECT_TRUE(game.log.contains("Info/ZV/Analytics: Add DESIGN event: {eventId:with}"));
+  EXPECT_TRUE(game.log.contains("Info/ZV/Analytics: Add DESIGN event: {eventId:without, value:(null)}"));
+  EXPECT_EQ(shown(game.stored("design")[1], "value"), "(none)");
+}
+
+TEST(SessionStart, SaysOnceThatItIsAnInstall) {
+  Game game;
+  game.start();
+  EXPECT_EQ(shown(game.sent("user")[0], "install"), "1");
+  ZVPlatform::applicationWillEnterForeground();
+  game.settle();
+  EXPECT_EQ(shown(game.sent("user").at(1), "install"), "(none)");
+  game.restart();
+  game.start();
+  EXPECT_EQ(shown(game.sent("user").at(2), "install"), "(none)");
+  EXPECT_EQ(shown(game.sent("user").at(2), "session_num"), "3");
+}
+
+TEST(MissingSessionEnd, SkipsASnapshotThatCanNotBeReadAndKeepsIt) {
+  Game game;
+  game.start();
+  game.onQueue([] {
+    ZVStore::executeQuerySyncWithSql("INSERT INTO zv_session VALUES('torn', '1', 'no json')");
+    ZVStore::executeQuerySyncWithSql(
+        R"(INSERT INTO zv_session VALUES('early', '100', '{"v":2,"session_id":"early","client_ts":40}'))");
+    ZVEvents::fixMissingSessionEndEvents();
+  });
+  const auto ends = game.stored("session_end");
+  ASSERT_THAT(ends, SizeIs(1));
+  EXPECT_EQ(shown(ends[0], "session_id"), "early");
+  EXPECT_EQ(shown(ends[0], "length"), "0");
+  EXPECT_TRUE(
+      game.log.contains("While fixing missing session end event; the session length was calculated to be less"));
+  EXPECT_THAT(game.query("SELECT 1 FROM zv_session WHERE session_id = 'torn'"), SizeIs(1));
+}
+
+}  // namespace

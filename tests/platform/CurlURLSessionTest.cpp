@@ -1,0 +1,233 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <future>
+#include <memory>
+
+#include "platform/Defaults.h"
+#include "support/LoopbackServer.h"
+
+namespace {
+
+using testing::HasSubstr;
+using Headers = LoopbackServer::Headers;
+
+constexpr auto kLimit = std::chrono::seconds(20);
+
+struct Outcome {
+  std::optional<std::string> body;
+  std::optional<ZVURLResponse> response;
+  std::optional<ZVURLError> error;
+
+  long status() const { return response ? response->statusCode : 0; }
+  int code() const { return error ? error->code : 0; }
+  std::string text() const { return error ? error->localizedDescription : ""; }
+};
+
+// One request and its outcome. A completion that came twice would fail in the promise.
+class Exchange {
+ public:
+  Exchange(const std::shared_ptr<ZVURLSession>& session, ZVURLRequest request) {
+    task = session->dataTask(std::move(request), [given = given_](auto body, auto response, auto error) {
+      given->set_value({std::move(body), response, std::move(error)});
+      throw 1;  // a completion's own trouble
+    });
+  }
+  Outcome outcome() {
+    auto future = given_->get_future();
+    if (future.wait_for(kLimit) == std::future_status::ready) return future.get();
+    ADD_FAILURE() << "the completion did not run";
+    return {};
+  }
+  std::shared_ptr<ZVURLDataTask> task;
+
+ private:
+  std::shared_ptr<std::promise<Outcome>> given_ = std::make_shared<std::promise<Outcome>>();
+};
+
+Outcome perform(const std::shared_ptr<ZVURLSession>& session, ZVURLRequest request) {
+  Exchange exchange(session, std::move(request));
+  exchange.task->resume();
+  exchange.task->resume();  // one too many changes nothing
+  return exchange.outcome();
+}
+
+Outcome get(const std::shared_ptr<ZVURLSession>& session, const std::string& url) {
+  return perform(session, {.url = url, .method = "GET", .headers = {}, .body = {}});
+}
+
+ZVURLRequest post(const std::string& url, std::string body, Headers headers = {}) {
+  return {.url = url, .method = "POST", .headers = std::move(headers), .body = std::move(body)};
+}
+
+class CurlURLSession : public testing::Test {
+ protected:
+  LoopbackServer server;
+  std::shared_ptr<ZVURLSession> session = makeCurlURLSession({});
+};
+
+}  // namespace
+
+TEST_F(CurlURLSession, SendsTheHeadersThatWereAskedForAndWhatHttpNeeds) {
+  const std::string host = "127.0.0.1:" + std::to_string(server.port());
+  const std::string binary("\x1f\x8b\0\r\nx", 6);
+  struct Case {
+    ZVURLRequest request;
+    Headers expected;
+  };
+  const Case cases[] = {
+      {post(server.url("/a?b=c&d=%20"), binary,
+            {{"Content-Type", "application/json"}, {"Content-Encoding", "gzip"}, {"Authorization", "abc="}}),
+       {{"Authorization", "abc="},
+        {"Content-Encoding", "gzip"},
+        {"Content-Length", "6"},
+        {"Content-Type", "application/json"},
+        {"Host", host}}},
+      {post(server.url("/empty"), ""), {{"Content-Length", "0"}, {"Host", host}}},
+      {post(server.url("/large"), std::string(2'000'000, 'x')), {{"Content-Length", "2000000"}, {"Host", host}}},
+      {{.url = server.url("/get"), .method = "GET", .headers = {{"accept", "text/plain"}}, .body = {}},
+       {{"Host", host}, {"accept", "text/plain"}}},
+  };
+  for (const auto& [request, expected] : cases) {
+    EXPECT_EQ(perform(session, request).status(), 200) << request.url;
+    const auto sent = server.requests().back();
+    EXPECT_EQ(server.url(sent.target), request.url);
+    EXPECT_EQ(sent.method, request.method);
+    EXPECT_THAT(sent.headers, testing::UnorderedElementsAreArray(expected)) << request.url;
+    EXPECT_TRUE(sent.body == request.body) << request.url;
+  }
+}
+
+TEST_F(CurlURLSession, HandsOverEveryAnswerThatIsWhole) {
+  const std::string limit(std::size_t{16} << 20, 'x');
+  for (const int status : {200, 201, 204, 400, 401, 413, 500, 503}) {
+    const std::string body = status == 204 ? "" : "{\"status\":" + std::to_string(status) + '}';
+    const std::string path = '/' + std::to_string(status);
+    server.answer(path, {status, body});
+    const Outcome outcome = perform(session, post(server.url(path), "[]"));
+    EXPECT_EQ(outcome.status(), status);
+    EXPECT_EQ(outcome.body, body) << status;
+    EXPECT_FALSE(outcome.error) << status << ' ' << outcome.text();
+  }
+  server.answer("/limit", {200, limit});
+  server.answer("/more", {200, limit + 'x'});
+  EXPECT_TRUE(get(session, server.url("/limit")).body == limit);
+  const Outcome more = get(session, server.url("/more"));
+  EXPECT_FALSE(more.body);
+  EXPECT_EQ(more.code(), ZVURLError::kOther);
+}
+
+TEST_F(CurlURLSession, GoesNowhereButWhereItWasSent) {
+  for (const char* variable : {"http_proxy", "ALL_PROXY", "HTTPS_PROXY"}) setenv(variable, "http://127.0.0.1:9", 1);
+  const LoopbackServer elsewhere;
+  server.answer("/moved", {302, "moved", "text/plain", {{"Location", elsewhere.url("/there")}}});
+  const Outcome outcome = perform(session, post(server.url("/moved"), "signed"));
+  EXPECT_EQ(outcome.status(), 302);
+  EXPECT_EQ(outcome.body, "moved");
+  EXPECT_TRUE(elsewhere.requests().empty());
+  EXPECT_EQ(get(session, "file:///etc/hostname").code(), ZVURLError::kOther);
+}
+
+TEST_F(CurlURLSession, RefusesWhatItCannotSend) {
+  const std::string url = server.url("/");
+  const ZVURLRequest requests[] = {
+      {.url = "", .method = "GET", .headers = {}, .body = {}},
+      {.url = url, .method = "DELETE", .headers = {}, .body = {}},
+      post(url, "", {{"Authorization", "abc\r\nX-Smuggled: 1"}}),
+      post(url, "", {{"X-Name\n", "value"}}),
+  };
+  for (const ZVURLRequest& request : requests) {
+    const Outcome outcome = perform(session, request);
+    EXPECT_TRUE(!outcome.body && !outcome.response && outcome.code() == ZVURLError::kOther);
+    EXPECT_FALSE(outcome.text().empty());
+  }
+  EXPECT_TRUE(server.requests().empty());
+}
+
+TEST_F(CurlURLSession, ReportsAConnectionThatFailsOrBreaks) {
+  const std::string gone = LoopbackServer().url("/");  // nobody listens there any more
+  const Outcome refused = get(session, gone);
+  EXPECT_TRUE(!refused.body && !refused.response && refused.code() == ZVURLError::kOther);
+  EXPECT_THAT(refused.text(), HasSubstr("connect"));
+
+  server.tear();
+  const Outcome torn = perform(session, post(server.url("/v2"), "[]"));
+  EXPECT_FALSE(torn.body) << "half an answer is none";
+  EXPECT_EQ(torn.status(), 200) << "the status had come";
+  EXPECT_EQ(torn.code(), ZVURLError::kOther);
+}
+
+TEST_F(CurlURLSession, CancelsAtAnyTimeAndCompletesOnce) {
+  server.hang();
+  Exchange hanging(session, post(server.url("/v2"), "[]"));
+  hanging.task->resume();
+  ASSERT_TRUE(server.waitForRequests(1));
+  hanging.task->cancel();
+  hanging.task->cancel();
+  Exchange early(session, post(server.url("/never"), "[]"));
+  early.task->cancel();
+  early.task->resume();
+  for (Exchange* const exchange : {&hanging, &early}) {
+    const Outcome outcome = exchange->outcome();
+    EXPECT_TRUE(!outcome.body && !outcome.response);
+    EXPECT_EQ(outcome.code(), ZVURLError::kCancelled);
+  }
+  server.resume();
+  Exchange done(session, post(server.url("/v2"), "[]"));
+  done.task->resume();
+  EXPECT_EQ(done.outcome().status(), 200);
+  done.task->cancel();
+  EXPECT_EQ(get(session, server.url("/after")).status(), 200) << "by now a second completion would have run";
+  EXPECT_TRUE(server.requests("/never").empty());
+}
+
+TEST_F(CurlURLSession, GivesUpInFiniteTimeAndServesOthersMeanwhile) {
+  server.hang();
+  const auto impatient = makeCurlURLSession({"", 5, 0.3});
+  Exchange late(impatient, post(server.url("/v2"), "[]"));
+  late.task->resume();
+  late.task.reset();
+  const LoopbackServer other;
+  EXPECT_EQ(get(makeCurlURLSession({}), other.url("/")).status(), 200);
+  EXPECT_EQ(late.outcome().code(), ZVURLError::kOther);
+}
+
+TEST(CurlURLSessionTls, TrustsOnlyTheGivenAuthorityForTheRightName) {
+  using Security = LoopbackServer::Security;
+  const LoopbackServer server(Security::tls);
+  const LoopbackServer stranger(Security::tls);
+  const LoopbackServer misnamed(Security::tls, "DNS:elsewhere.example");
+  struct Case {
+    const LoopbackServer& server;
+    std::string caFile;
+    const char* problem;  // null: none
+  };
+  for (const auto& [to, caFile, problem] :
+       {Case{server, server.caFile(), nullptr}, Case{server, stranger.caFile(), "certificate"},
+        Case{server, "", "certificate"}, Case{server, "/nonexistent.pem", "certificate"},
+        Case{misnamed, misnamed.caFile(), "name"}}) {
+    const Outcome outcome = get(makeCurlURLSession({caFile}), to.url("/"));
+    EXPECT_EQ(outcome.status(), problem == nullptr ? 200 : 0) << caFile;
+    EXPECT_THAT(outcome.text(), HasSubstr(problem == nullptr ? "" : problem)) << caFile;
+  }
+  EXPECT_EQ(server.requests().size(), 1u);
+  EXPECT_TRUE(misnamed.requests().empty());
+}
+
+TEST(CurlURLSessionTls, NeverRaisesSigpipe) {
+  static std::atomic<int> raised{0};
+  LoopbackServer server(LoopbackServer::Security::tls);
+  server.slam();
+  struct sigaction action {};
+  action.sa_handler = [](int) { ++raised; };
+  struct sigaction before {};
+  sigaction(SIGPIPE, &action, &before);
+  const auto session = makeCurlURLSession({server.caFile()});
+  for (int round = 0; round < 5; ++round) perform(session, post(server.url("/v2"), std::string(4'000'000, 'x')));
+  sigaction(SIGPIPE, &before, nullptr);
+  EXPECT_EQ(raised, 0);
+}

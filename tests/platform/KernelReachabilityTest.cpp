@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <cstring>
+#include <string>
+
+#include "platform/Defaults.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/Network.h"
+#include "support/TestPlatform.h"
+
+namespace {
+
+using Source = ZVReachabilitySource;
+
+constexpr std::uint32_t kDirectly = Source::kReachable | Source::kIsDirect;
+
+std::shared_ptr<ZVReachabilitySource> source() { return makeKernelReachability(std::make_shared<ZVPumpedMainLoop>()); }
+
+bool bringLoopback(bool up) {
+  const FileDescriptor any(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  ifreq request{};
+  std::strcpy(request.ifr_name, "lo");
+  request.ifr_flags = up ? IFF_UP : 0;
+  return ioctl(any.get(), SIOCSIFFLAGS, &request) == 0;
+}
+
+}  // namespace
+
+TEST(KernelReachability, AcceptsAddressesAndPossibleHostNames) {
+  struct Case {
+    std::string name;
+    bool accepted;
+  };
+  for (const auto& [name, accepted] :
+       {Case{"", true}, Case{"collector.example.com", true}, Case{std::string(253, 'a'), true},
+        Case{std::string(254, 'a'), false}, Case{"two words", false}, Case{"tab\t", false}, Case{"line\n", false},
+        Case{std::string("nul\0nul", 7), false}, Case{"del\x7F", false},
+        Case{"b\xC3\xBC"
+             "cher.example",
+             true}})
+    EXPECT_EQ(source()->accepts({.hostName = name}), accepted) << '"' << name << '"';
+}
+
+// Which network the machine has is its own affair; how the answers hang together is not.
+TEST(KernelReachability, TellsTheMachineFromItsNetworksAndTheInternet) {
+  const auto network = readNetwork();
+  ASSERT_TRUE(network);
+  const auto flags = [](const ZVReachabilityTarget& target) { return source()->flags(target).value_or(0xFFFF'FFFF); };
+
+  const std::uint32_t self = network->loopback ? kDirectly : 0;
+  for (const char* name : {"localhost", "LocalHost", "127.0.0.1", "127.9.9.9", "::1"})
+    EXPECT_EQ(flags({.hostName = name}), self) << name;
+  EXPECT_EQ(flags({.hostName = {}, .address = {127, 0, 0, 1}}), self);
+
+  const std::uint32_t internet = network->defaultRoute ? Source::kReachable : 0;
+  EXPECT_EQ(flags({}), internet);
+  for (const char* name : {"collector.example.com", "localhost.example.com", "2001:db8::1"})
+    EXPECT_EQ(flags({.hostName = name}), internet) << name;
+  EXPECT_EQ(flags({.hostName = {}, .address = {169, 254, 0, 0}}), network->localNetwork ? kDirectly : 0);
+
+  for (const auto& route : network->routes)
+    EXPECT_NE(flags({.hostName = {}, .address = route.destination}) & Source::kReachable, 0u);
+}
+
+// A namespace of the test's own starts with nothing but a loopback interface that is down.
+TEST(KernelReachability, TellsOfChangesOnTheMainLoopUntilToldToStop) {
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) GTEST_SKIP() << "no network namespaces here";
+  const auto loop = std::make_shared<FakeMainLoop>();
+  const auto watched = makeKernelReachability(loop);
+  int told = 0;
+  int toldAnother = 0;
+  const auto first = watched->watch([&] { ++told; });
+  const auto second = watched->watch([&] { ++toldAnother; });
+  ASSERT_TRUE(first != 0 && second != 0 && first != second);
+  EXPECT_EQ(watched->flags({.hostName = "localhost"}), 0u);
+  EXPECT_EQ(watched->flags({}), 0u);
+
+  ASSERT_TRUE(bringLoopback(true));
+  EXPECT_TRUE(loop->runUntil([&] { return told > 0 && toldAnother > 0; }));
+  EXPECT_EQ(watched->flags({.hostName = "localhost"}), kDirectly);
+  EXPECT_EQ(watched->flags({}), 0u) << "loopback leads nowhere";
+  EXPECT_EQ(watched->flags({.hostName = {}, .address = {169, 254, 0, 0}}), 0u);
+
+  watched->unwatch(first);
+  told = toldAnother = 0;
+  ASSERT_TRUE(bringLoopback(false));
+  EXPECT_TRUE(loop->runUntil([&] { return toldAnother > 0; }));
+  EXPECT_EQ(told, 0);
+}

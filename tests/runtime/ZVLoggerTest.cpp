@@ -1,0 +1,114 @@
+#include "runtime/ZVLogger.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/ZVNotificationCenter.h>
+
+#include "support/TestPlatform.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+void logEverything() {
+  for (const int domain : {0, 1, 2}) {
+    ZVLogger::e(domain, "e");
+    ZVLogger::w(domain, "w");
+    ZVLogger::i(domain, "i");
+    ZVLogger::ii(domain, "ii");
+    ZVLogger::d(domain, "d");
+  }
+}
+
+TEST(Logger, WritesByDefaultWarningsErrorsAndTheSystemsInfo) {
+  const LogCapture log(LogCapture::Levels::asTheyAre);
+  logEverything();
+  EXPECT_THAT(log.lines(),
+              ElementsAre("Error/ZV/Analytics: e", "Warning/ZV/Analytics: w", "Error/ZV/System: e",
+                          "Warning/ZV/System: w", "Info/ZV/System: i", "Error/ZV: e", "Warning/ZV: w", "Info/ZV: i"));
+}
+
+TEST(Logger, HasASwitchForEachLevelButErrors) {
+  const LogCapture log(LogCapture::Levels::asTheyAre);
+  ZVLogger::setWarningLog(false);
+  ZVLogger::setAnalyticsLog(true);
+  ZVLogger::setVerboseLog(true);
+  ZVLogger::setOrbitLog(true);
+  ZVLogger::sharedInstance().debugEnabled = true;
+  logEverything();
+  auto lines = log.lines();
+  lines.resize(4);
+  EXPECT_THAT(lines, ElementsAre("Error/ZV/Analytics: e", "Info/ZV/Analytics: i", "Info/ZV/Analytics: ii",
+                                 "Debug/ZV/Analytics: d"));
+}
+
+TEST(Logger, WritesWhatItIsGivenUnaltered) {
+  const LogCapture log(LogCapture::Levels::asTheyAre);
+  ZVLogger::w(0, "{} {}", "100 % {} %@ %s", ZVText());
+  EXPECT_THAT(log.lines(), ElementsAre("Warning/ZV/Analytics: 100 % {} %@ %s (null)"));
+}
+
+TEST(Logger, TellsObserversTheLineAndItsType) {
+  std::vector<ZVMap> told;
+  const auto token = ZVNotificationCenter::addObserver(
+      k_ZV_LoggerMessageNotification, [&](const ZVNotification& line) { told.push_back(line.userInfo); });
+  ZVLogger::e(0, "a");
+  ZVLogger::w(0, "b");
+  ZVLogger::i(1, "c");
+  ZVNotificationCenter::removeObserver(token);
+  ZVLogger::e(0, "unheard");
+  EXPECT_THAT(told, ElementsAre(ZVMap{{"type", 0}, {"message", "Error/ZV/Analytics: a"}},
+                                ZVMap{{"type", 1}, {"message", "Warning/ZV/Analytics: b"}},
+                                ZVMap{{"type", 2}, {"message", "Info/ZV/System: c"}}));
+}
+
+struct Unprintable {};
+
+}  // namespace
+
+template <>
+struct fmt::formatter<Unprintable> : fmt::formatter<std::string_view> {
+  template <class Context>
+  auto format(const Unprintable&, Context& context) const -> decltype(context.out()) {
+    throw fmt::format_error("can't be printed");
+  }
+};
+
+namespace {
+
+TEST(Logger, SaysWithItsFixedLineWhatItCanNotFormatAndTellsNobody) {
+  const LogCapture log(LogCapture::Levels::asTheyAre);
+  ZVLogger::setAnalyticsLog(true);
+  ZVLogger::setVerboseLog(true);
+  ZVLogger::sharedInstance().debugEnabled = true;
+  testing::internal::CaptureStderr();
+  ZVLogger::e(0, "{}", Unprintable());
+  ZVLogger::w(0, "{}", Unprintable());
+  ZVLogger::i(0, "{}", Unprintable());
+  ZVLogger::ii(0, "{}", Unprintable());
+  ZVLogger::d(0, "{}", Unprintable());
+  const std::string console = testing::internal::GetCapturedStderr();
+  for (const char* level : {"e", "w", "i", "ii", "d"})
+    EXPECT_THAT(console,
+                testing::HasSubstr(std::string("] ZVLogger :") + level + " failed: called with invalid format.\n"));
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(NotificationCenter, SurvivesObserversThatThrowLogAndChangeTheObservers) {
+  std::vector<std::string> heard;
+  ZVNotificationCenter::Token last = 0;
+  ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification, [&](const ZVNotification& line) {
+    heard.push_back(*line.userInfo.find("message")->ifString());
+    ZVLogger::w(0, "of the observer itself");  // written, not told: it would call itself without end
+    ZVNotificationCenter::removeObserver(last);
+    last = ZVNotificationCenter::addObserver("other", [](const ZVNotification&) {});
+    throw 1;
+  });
+  ZVLogger::w(0, "one");
+  ZVLogger::w(0, "two");
+  EXPECT_THAT(heard, ElementsAre("Warning/ZV/Analytics: one", "Warning/ZV/Analytics: two"));
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include "state/ZVState.h"
+#include "support/Game.h"
+
+namespace {
+
+using testing::SizeIs;
+
+TEST(CustomFields, AreKeptOrLeftOutOneByOneWithAWarningAndAnErrorEvent) {
+  struct Case {
+    std::string key;
+    ZVValue value;
+    std::string because;  // "" when it is kept
+  };
+  const std::string emoji = "\xF0\x9F\x98\x80";  // two code units
+  std::string half;
+  for (int i = 0; i < 128; ++i) half += emoji;
+  const std::string badKey =
+      "its key contains illegal character, is empty or exceeds the max number of characters (64)";
+  const std::string badLength = "its value is an empty string or exceeds the max number of characters (256)";
+  const std::string badType = "its value is not a string or number";
+  Game game;
+  game.start();
+  for (const auto& [key, value, because] :
+       {Case{std::string(64, 'k'), 1, ""}, Case{std::string(65, 'k'), 1, badKey}, Case{"", 1, badKey},
+        Case{"with-hyphen", 1, badKey}, Case{"with blank", 1, badKey}, Case{"\xC3\xA9", 1, badKey},
+        Case{"text", std::string(256, 'v'), ""}, Case{"text", std::string(257, 'v'), badLength},
+        Case{"text", "", badLength}, Case{"emoji", half, ""}, Case{"emoji", half + "x", badLength},
+        Case{"true", true, ""}, Case{"double", -0.5, ""}, Case{"array", ZVValue::Array{1}, badType},
+        Case{"map", ZVMap{{"a", 1}}, badType}, Case{"null", nullptr, "its key or value is null"}}) {
+    game.log.clear();
+    ZVMap kept;
+    game.onQueue([&, &k = key, &v = value] { kept = ZVState::validateAndCleanCustomFields({{k, v}}); });
+    EXPECT_THAT(kept, SizeIs(because.empty() ? 1 : 0)) << key;
+    if (!because.empty()) {
+      EXPECT_EQ(game.log.count("has been omitted because " + because), 1U) << key;
+    }
+  }
+  EXPECT_FALSE(game.stored("error").empty());
+}
+
+TEST(CustomFields, KeepTheFirstFiftyAndReportTenOfTheRest) {
+  Game game;
+  game.start();
+  Zorvane::setGlobalCustomEventFields({{"global", 1}});
+  ZVMap many;
+  for (int i = 0; i < 62; ++i) many.set("k" + std::to_string(i), i);
+  ZVMap kept;
+  game.onQueue([&] { kept = ZVState::validateAndCleanCustomFields(many); });
+  EXPECT_THAT(kept, SizeIs(50));
+  EXPECT_TRUE(kept.contains("k0") && kept.contains("k49") && !kept.contains("k50"));
+  EXPECT_EQ(game.log.count("it exceeds the max number of custom fields (50)"), 12U);
+  const auto errors = game.stored("error");
+  ASSERT_THAT(errors, SizeIs(10));
+  EXPECT_EQ(shown(errors[0], "message"),
+            "validateAndCleanCustomFields: entry with key=k50, value=50 has been omitted because it exceeds the max "
+            "number of custom fields (50)");
+  EXPECT_EQ(shown(errors[0], "custom_fields"), "(none)") << "not even the global ones";
+}
+
+TEST(GlobalCustomFields, AreReplacedAndAnEmptyMapClearsThemInSilence) {
+  Game game;
+  Zorvane::setEnabledInfoLog(true);
+  Zorvane::setGlobalCustomEventFields({{"a", 1}, {"b", "x/y"}});
+  Zorvane::setGlobalCustomEventFields({{"c", 2}});
+  game.settle();
+  EXPECT_TRUE(game.log.contains(R"(Info/ZV/Analytics: Set global custom event fields: {"a":1,"b":"x\/y"})"));
+  EXPECT_EQ(ZVState::getGlobalCustomEventFields(), (ZVMap{{"c", 2}}));
+  game.log.clear();
+  Zorvane::setGlobalCustomEventFields({});
+  game.settle();
+  EXPECT_TRUE(ZVState::getGlobalCustomEventFields().empty());
+  EXPECT_TRUE(game.log.lines().empty());
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include "device/ZVDevice.h"
+#include "platform/Platform.h"
+#include "state/ZVState.h"
+#include "support/Game.h"
+
+namespace {
+
+constexpr const char* kIdfa = "AAAAAAAA-0000-4000-8000-000000000001";
+constexpr const char* kIdfv = "BBBBBBBB-0000-4000-8000-000000000002";
+
+struct Case {
+  std::string name;
+  std::optional<std::string> custom;
+  std::optional<std::string> idfa;  // absent: tracking is not authorised
+  std::optional<std::string> idfv;
+  bool testflight;
+  std::string userId;  // "random": one that was made
+};
+
+class UserId : public testing::TestWithParam<Case> {};
+
+TEST_P(UserId, IsTheBestIdentifierThereIs) {
+  const auto& [name, custom, idfa, idfv, testflight, userId] = GetParam();
+  Game game;
+  game.platform.device->change([&](ZVDeviceFacts& device, ZVApplicationFacts&) {
+    device.trackingStatus = idfa ? 3 : 2;
+    device.advertisingIdentifier = idfa;
+    device.vendorIdentifier = idfv;
+  });
+  game.restart();
+  if (custom) Zorvane::configureUserId(custom);
+  if (name == "later_run_without_idfv_preference")
+    game.onQueue([] {
+      ZVStore::setDbStateWithKey("new_install", "NO");
+      ZVStore::setDbStateWithKey("use_idfv", "NO");
+    });
+  game.start();
+  if (testflight) {
+    game.onQueue([] { ZVDevice::sharedInstance().setTestflightBuild(true); });
+    game.onQueue([] { ZVState::generateRandomUserIdIfNeeded(); });
+  }
+  std::string chosen;
+  game.onQueue([&] { chosen = ZVState::getUserId(); });
+  EXPECT_EQ(userId == "random" ? chosen.size() : 0U, userId == "random" ? 36U : 0U);
+  if (userId == "random") {
+    EXPECT_EQ(platform().userDefaults->stringForKey("zv_testflight_user_id"), chosen);
+    game.restart();
+    game.start();
+    game.onQueue([&] { EXPECT_EQ(ZVState::getUserId(), chosen) << "kept across runs"; });
+  } else {
+    EXPECT_EQ(chosen, userId);
+  }
+  EXPECT_EQ(platform().userDefaults->stringForKey("zv_last_used_identifier"), chosen);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, UserId,
+                         testing::ValuesIn(std::vector<Case>{
+                             {"custom_wins", "player", kIdfa, kIdfv, false, "player"},
+                             {"idfv_on_a_fresh_installation", {}, kIdfa, kIdfv, false, kIdfv},
+                             {"idfa_without_idfv", {}, kIdfa, std::nullopt, false, kIdfa},
+                             {"later_run_without_idfv_preference", {}, kIdfa, kIdfv, false, kIdfa},
+                             {"idfv_without_tracking", {}, std::nullopt, kIdfv, false, kIdfv},
+                             {"random_without_both", {}, std::nullopt, std::nullopt, false, "random"},
+                             {"testflight_with_idfv", {}, kIdfa, kIdfv, true, kIdfv},
+                         }),
+                         [](const auto& param) { return param.param.name; });
+
+TEST(Connection, CountsOnlyWhenItIsWwanOrWifi) {
+  Game game;
+  for (const auto& [flags, connected] : {std::pair{ZVReachabilitySource::kReachable, true}, std::pair{0U, false}}) {
+    game.platform.network->set(flags);
+    game.restart();
+    game.onQueue([connected = connected] { EXPECT_EQ(ZVState::hasConnection(), connected); });
+  }
+}
+
+}  // namespace

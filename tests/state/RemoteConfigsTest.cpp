@@ -1,0 +1,83 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include <memory>
+
+#include "state/ZVState.h"
+#include "support/Game.h"
+#include "transport/ZVHelpers.h"
+
+namespace {
+
+constexpr int kNow = 1'700'000'000;
+
+void populate(Game& game, const std::string& entries) {
+  const auto config = ZVHelpers::dictionaryWithJsonString(R"({"configs":[)" + entries + "]}");
+  ASSERT_TRUE(config) << entries;
+  game.onQueue([&] { ZVState::populateConfigurations(*config->ifMap()); });
+}
+
+TEST(RemoteConfigs, AreActiveStrictlyBetweenTheirBounds) {
+  struct Case {
+    std::string bounds;
+    bool active;
+  };
+  Game game;
+  game.platform.clock->set(kNow);
+  for (const auto& [bounds, active] :
+       {Case{R"("start_ts":null,"end_ts":null)", true}, Case{R"("start_ts":1699999999,"end_ts":1700000001)", true},
+        Case{R"("start_ts":1700000000,"end_ts":null)", false}, Case{R"("start_ts":null,"end_ts":1700000000)", false},
+        Case{R"("start_ts":null)", false}, Case{R"("end_ts":null)", true},
+        Case{R"("start_ts":"x","end_ts":"y")", false}, Case{R"("start_ts":1e400,"end_ts":null)", false}}) {
+    const auto config = ZVHelpers::dictionaryWithJsonString(R"({"configs":[{"key":"k","value":"v",)" + bounds + "}]}");
+    if (!config) continue;  // a number that no double holds is no JSON of ours
+    game.onQueue([&] { ZVState::populateConfigurations(*config->ifMap()); });
+    EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k", "default"), active ? "v" : "default") << bounds;
+  }
+}
+
+TEST(RemoteConfigs, SkipWhatIsNullAndSayWhatCanNotBeAdded) {
+  Game game;
+  const std::string always = R"(,"start_ts":null,"end_ts":null})";
+  populate(game, R"({"key":null,"value":"v")" + always + R"(,{"key":"k","value":null)" + always +
+                     R"(,{"key":7,"value":"v")" + always + R"(,{"value":"v")" + always + R"(,{"key":"k")" + always +
+                     R"(,"no entry",7)" + R"(,{"key":"twice","value":"first")" + always +
+                     R"(,{"key":"twice","value":{"a":[1,true]})" + always);
+  EXPECT_EQ(game.log.count("populateConfigurations failed - unable to add configuration"), 3U);
+  EXPECT_TRUE(game.log.contains("unable to add configuration '7' with value 'v'."));
+  EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k"), std::nullopt);
+  EXPECT_TRUE(game.log.contains("Warning/ZV/Analytics: Key 'k' has a NULL value. Returning defaultValue '(null)'."));
+  EXPECT_THAT(*Zorvane::getRemoteConfigsValueAsString("twice"), testing::HasSubstr("a"));
+  EXPECT_THAT(Zorvane::getRemoteConfigsContentAsString(), testing::HasSubstr("twice"));
+}
+
+TEST(RemoteConfigs, TellADelegateThatLivesWhenThereIsSomethingToTell) {
+  struct Counter : ZVRemoteConfigsDelegate {
+    void onRemoteConfigsUpdated() override {
+      ++calls;
+      readyThen = Zorvane::isRemoteConfigsReady();
+    }
+    int calls = 0;
+    bool readyThen = true;
+  };
+  Game game;
+  EXPECT_FALSE(Zorvane::isRemoteConfigsReady());
+  auto counter = std::make_shared<Counter>();
+  Zorvane::setRemoteConfigsDelegate(counter);
+  populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
+  EXPECT_EQ(counter->calls, 1);
+  EXPECT_FALSE(counter->readyThen) << "told before the flag is set";
+  EXPECT_TRUE(Zorvane::isRemoteConfigsReady());
+  populate(game, "");
+  EXPECT_EQ(counter->calls, 1) << "an empty map is not told";
+  EXPECT_TRUE(Zorvane::isRemoteConfigsReady());
+  EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k", ""), "");
+  counter.reset();
+  populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
+  game.onQueue([] { ZVState::populateConfigurations({}); });
+  EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k"), "v") << "without a list the map stays";
+}
+
+}  // namespace

@@ -1,0 +1,268 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include "events/ZVEvents.h"
+#include "state/ZVState.h"
+#include "support/Game.h"
+#include "transport/ZVHelpers.h"
+
+namespace {
+
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr double kNow = 1'700'000'000;
+
+// How an init call ends that brought no good answer, and what is left of it.
+struct Outcome {
+  std::string name;
+  LoopbackServer::Answer answer;
+  std::string line;  // that must be logged
+  bool enabled = true;
+  int sdkErrors = 0;
+};
+
+class InitAnswers : public testing::TestWithParam<Outcome> {};
+
+TEST_P(InitAnswers, EachEndsAsItShould) {
+  const Outcome& outcome = GetParam();
+  Game game;
+  Zorvane::setEnabledInfoLog(true);
+  game.collector.answer(LoopbackServer::kInit, outcome.answer);
+  game.start();
+  EXPECT_TRUE(game.log.contains(outcome.line)) << outcome.line;
+  EXPECT_EQ(ZVState::isEnabled(), outcome.enabled);
+  EXPECT_EQ(ZVEvents::isEventQueueTimerArmed(), outcome.enabled);
+  ASSERT_TRUE(game.collector.waitForRequests(outcome.enabled ? 2 + static_cast<std::size_t>(outcome.sdkErrors) : 1));
+  EXPECT_THAT(game.sdkErrors(), SizeIs(outcome.sdkErrors));
+  EXPECT_THAT(game.sent("user"), SizeIs(outcome.enabled ? 1 : 0));
+  Zorvane::addDesignEventWithEventId("after");
+  game.settle();
+  EXPECT_THAT(game.stored("design"), SizeIs(outcome.enabled ? 1 : 0));
+  EXPECT_EQ(game.log.contains("Could not add design event: SDK is disabled"), !outcome.enabled);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, InitAnswers,
+    testing::ValuesIn(std::vector<Outcome>{
+        {"ok", {200, R"({"server_ts":1700000100})"}, "Add SESSION START event"},
+        {"created", {201, R"({"server_ts":1700000100,"configs":[]})"}, "Add SESSION START event"},
+        {"empty_object", {200, "{}"}, "Add SESSION START event"},
+        {"unauthorized", {401, "{}"}, "Initialize SDK failed - Unauthorized", false},
+        {"bad_request_json", {400, R"({"why":"x"})"}, "failed - bad request or unknown response."},
+        {"bad_request_garbage", {400, "<html>"}, "failed - bad response. Could be bad response from proxy", true, 1},
+        {"server_error", {500, "{}"}, "using default init values."},
+        {"unknown_code", {302, "{}"}, "failed - bad request or unknown response."},
+        {"garbage", {200, "{\"server_ts\":"}, "failed - bad response. Could be bad response from proxy", true, 1},
+        {"empty", {200, ""}, "Failed Init Call. Json decoding failed", true, 1},
+        {"wrong_server_ts", {200, R"({"server_ts":"now"})"}, "invalid type in 'server_ts' field."},
+        {"wrong_configs", {201, R"({"configs":{}})"}, "invalid type in 'configs' field."},
+        {"wrong_hash", {201, R"({"configs_hash":7})"}, "invalid type in 'configs_hash' field."},
+        {"wrong_ab_id", {201, R"({"ab_id":[]})"}, "invalid type in 'ab_id' field."},
+        {"wrong_ab_variant", {201, R"({"ab_variant_id":null})"}, "invalid type in 'ab_variant_id' field."},
+    }),
+    [](const auto& param) { return param.param.name; });
+
+TEST(InitWithoutAnswer, StartsOfflineAndKeepsTheSessionStart) {
+  struct Case {
+    std::string name;
+    void (LoopbackServer::*misbehave)();
+  };
+  for (const auto& [name, misbehave] :
+       {Case{"torn", &LoopbackServer::tear}, Case{"timed out", &LoopbackServer::hang}}) {
+    Game game([](ZVPlatform& platform) { platform.requestTimeoutSeconds = 0.3; });
+    Zorvane::setEnabledInfoLog(true);
+    (game.collector.*misbehave)();
+    game.start();
+    EXPECT_TRUE(game.log.contains("Init call (session start) failed - no response. Could be offline or timeout."))
+        << name;
+    EXPECT_TRUE(game.log.contains("failed - using default init values.")) << name;
+    EXPECT_TRUE(ZVState::isEnabled());
+    EXPECT_THAT(game.stored("user"), SizeIs(1)) << name;
+    game.collector.resume();
+    ZVEvents::processEventQueue(false);
+    game.settle();
+    EXPECT_THAT(game.stored("user"), IsEmpty()) << name;
+  }
+}
+
+TEST(InitWithoutAnswer, IsGivenUpAfterItsTimeAndNeverBlocksTheGame) {
+  Game game([](ZVPlatform& platform) { platform.requestTimeoutSeconds = 0.3; });
+  game.collector.hang();
+  Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret);
+  for (int i = 0; i < 1000; ++i) Zorvane::addDesignEventWithEventId("while:waiting");
+  EXPECT_FALSE(Zorvane::isRemoteConfigsReady());
+  game.settle();
+  EXPECT_THAT(game.stored("design"), SizeIs(1000));
+}
+
+TEST(InitOverHttps, RefusesACollectorThatCanNotProveItsName) {
+  const LoopbackServer impostor(LoopbackServer::Security::tls, "DNS:elsewhere.example");
+  Game game([&](ZVPlatform& platform) {
+    platform.collector = {"https", "127.0.0.1", std::to_string(impostor.port())};
+    platform.certificateAuthorityFile = impostor.caFile();
+  });
+  game.start();
+  EXPECT_THAT(impostor.requests(), IsEmpty());
+  EXPECT_TRUE(ZVState::isEnabled());
+  EXPECT_THAT(game.stored("user"), SizeIs(1));
+}
+
+TEST(Session, TakesTheServersClockAndKeepsItOffline) {
+  Game game;
+  game.platform.clock->set(kNow + 0.9);
+  game.collector.answer(LoopbackServer::kInit, {200, R"({"server_ts":1700003600.7})"});
+  game.start();
+  EXPECT_EQ(shown(game.sent("user")[0], "client_ts"), "1700003600");
+  game.restart();
+  game.collector.tear();
+  game.start();
+  EXPECT_EQ(shown(game.stored("user")[0], "client_ts"), "1700003600") << "the cached offset";
+}
+
+TEST(Session, IgnoresAnOffsetThatWouldLeaveTheCalendar) {
+  for (const char* serverTs : {"-1700000001", "-1e300", "0"}) {
+    Game game;
+    game.platform.clock->set(kNow);
+    game.collector.answer(LoopbackServer::kInit, {200, std::string(R"({"server_ts":)") + serverTs + "}"});
+    game.start();
+    EXPECT_EQ(shown(game.sent("user").at(0), "client_ts"), "1700000000") << serverTs;
+  }
+}
+
+TEST(Session, EndsInTheBackgroundAndStartsInTheForeground) {
+  Game game;
+  Zorvane::setEnabledInfoLog(true);
+  game.start();
+  const std::string first = shown(game.sent("user")[0], "session_id");
+  game.platform.clock->advance(65);
+  Zorvane::addDesignEventWithEventId("just:before");
+  ZVPlatform::applicationDidEnterBackground();
+  Zorvane::addDesignEventWithEventId("too:late");
+  game.settle();
+  ASSERT_THAT(game.sent("session_end"), SizeIs(1));
+  EXPECT_EQ(shown(game.sent("session_end")[0], "length"), "65");
+  EXPECT_EQ(shown(game.sent("session_end")[0], "session_id"), first);
+  ASSERT_THAT(game.sent("design"), SizeIs(1)) << "what was reported before the pause counts";
+  EXPECT_EQ(game.log.count("Could not add design event: SDK is paused"), 1U);
+  EXPECT_FALSE(ZVEvents::isEventQueueTimerArmed());
+  EXPECT_THAT(game.query("SELECT * FROM zv_session"), IsEmpty());
+
+  ZVPlatform::applicationDidEnterBackground();
+  EXPECT_TRUE(game.log.contains("SDK is already paused. Cannot pause SDK and end session."));
+  ZVPlatform::applicationWillEnterForeground();
+  game.settle();
+  ASSERT_THAT(game.sent("user"), SizeIs(2));
+  EXPECT_NE(shown(game.sent("user")[1], "session_id"), first);
+  EXPECT_EQ(shown(game.sent("user")[1], "session_num"), "2");
+  EXPECT_TRUE(ZVEvents::isEventQueueTimerArmed());
+
+  ZVPlatform::applicationWillEnterForeground();  // while a session is open
+  game.settle();
+  EXPECT_TRUE(game.log.contains("Active session in progress. Ending current session and starting new."));
+  EXPECT_THAT(game.sent("session_end"), SizeIs(2));
+  EXPECT_THAT(game.sent("user"), SizeIs(3));
+}
+
+TEST(Session, IsDisabledByA401UntilTheNextStart) {
+  Game game;
+  game.collector.answer(LoopbackServer::kInit, {401, "{}"});
+  game.collector.answer(LoopbackServer::kInit, {200, "{}"});
+  game.start();
+  EXPECT_TRUE(game.log.contains("Could not start session: SDK is disabled."));
+  ZVPlatform::applicationDidEnterBackground();
+  EXPECT_TRUE(game.log.contains("SDK is disabled - cannot pause SDK and end session."));
+  ZVPlatform::applicationWillEnterForeground();
+  game.settle();
+  EXPECT_THAT(game.sent("user"), SizeIs(1));
+  EXPECT_TRUE(ZVEvents::isEventQueueTimerArmed());
+}
+
+TEST(Session, ByHandNeedsItsSwitch) {
+  Game game;
+  game.start();
+  Zorvane::startSession();
+  Zorvane::endSession();
+  game.settle();
+  EXPECT_TRUE(game.log.contains("Could not manually start a session as manual session handling is not enabled."));
+  EXPECT_TRUE(game.log.contains("Could not manually end the session as manual session handling is not enabled."));
+  EXPECT_THAT(game.sent("session_end"), IsEmpty());
+  Zorvane::setEnabledManualSessionHandling(true);
+  game.settle();
+  Zorvane::endSession();
+  game.settle();
+  Zorvane::startSession();
+  game.settle();
+  EXPECT_THAT(game.sent("session_end"), SizeIs(1));
+  EXPECT_THAT(game.sent("user"), SizeIs(2));
+}
+
+TEST(Session, TakesTheBuildFromTheAppsVersionWhenAsked) {
+  struct Case {
+    std::optional<std::string> version;
+    std::string build;
+  };
+  for (const auto& [version, build] : {Case{"2.5", "2.5"}, Case{"0.0.0", "mine"}, Case{std::nullopt, "mine"}}) {
+    Game game;
+    game.platform.device->change([&](ZVDeviceFacts&, ZVApplicationFacts& app) { app.version = version; });
+    game.restart();
+    Zorvane::configureBuild("mine");
+    Zorvane::configureAutoDetectAppVersion(true);
+    game.start();
+    EXPECT_EQ(shown(game.sent("user").at(0), "build"), build);
+  }
+}
+
+TEST(Session, ThatWasCutOffGetsItsEndAtTheNextRunWithTheTimeOfItsLastEvent) {
+  Game game;
+  game.platform.clock->set(kNow);
+  game.collector.answer(LoopbackServer::kInit, {200, "{}"});
+  game.start();
+  const std::string cutOff = shown(game.sent("user")[0], "session_id");
+  game.platform.clock->advance(42);
+  Zorvane::addDesignEventWithEventId("last:seen");
+  game.settle();
+  game.restart();
+  game.platform.clock->advance(1000);
+  game.start();
+  EXPECT_THAT(game.sent("session_end"), IsEmpty());
+  game.platform.loop->advance(8.1);
+  game.settle();
+  ASSERT_THAT(game.sent("session_end"), SizeIs(1));
+  const ZVMap end = game.sent("session_end")[0];
+  EXPECT_EQ(shown(end, "session_id"), cutOff);
+  EXPECT_EQ(shown(end, "length"), "42");
+  EXPECT_EQ(shown(end, "client_ts"), "1700000042");
+  EXPECT_THAT(game.query("SELECT * FROM zv_session"), SizeIs(1)) << "the new session's own";
+}
+
+TEST(Session, NeverHasANegativeLength) {
+  Game game;
+  game.collector.answer(LoopbackServer::kInit, {200, "{}"});
+  game.start();
+  game.platform.clock->advance(-100);
+  ZVPlatform::applicationDidEnterBackground();
+  game.settle();
+  EXPECT_EQ(shown(game.sent("session_end").at(0), "length"), "0");
+  EXPECT_TRUE(game.log.contains("Session length was calculated to be less then 0. Should not be possible."));
+}
+
+TEST(EventSubmission, SwitchedOffStoresAndSendsNothingButTheInitCallWithoutAUser) {
+  Game game;
+  Zorvane::setEnabledEventSubmission(false);
+  game.start();
+  Zorvane::addDesignEventWithEventId("unheard");
+  Zorvane::addDesignEventWithEventId("un:heard:of:in:all:parts");  // not even reported as an error
+  ZVEvents::processEventQueue(false);
+  game.settle();
+  ASSERT_THAT(game.collector.requests(), SizeIs(1));
+  const auto body =
+      ZVHelpers::dictionaryWithJsonData(ZVHelpers::gzipDeflateWithData(game.collector.requests()[0].body));
+  EXPECT_EQ(shown(*body->ifMap(), "user_id"), "");
+  EXPECT_THAT(game.query("SELECT * FROM zv_events"), IsEmpty());
+  EXPECT_EQ(ZVState::getSessionNum(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "runtime/ZVThreading.h"
+#include "state/ZVState.h"
+#include "store/ZVStore.h"
+#include "support/Game.h"
+#include "support/Sqlite.h"
+
+namespace {
+
+using testing::IsEmpty;
+using testing::SizeIs;
+
+TEST(Queries, RunOnTheWorkQueueAloneUnlessACrashIsHandled) {
+  Game game;
+  EXPECT_FALSE(ZVStore::executeQuerySyncWithSql("DELETE FROM zv_state"));
+  EXPECT_EQ(game.log.count("Debug/ZV/Analytics: Trying to execute query on non-ZVThread"), 1U);
+  EXPECT_EQ(game.log.count("Debug/ZV/Analytics: Not on ZVThread"), 1U);
+  ZVState::sharedInstance().isHandlingUncaughtException = true;
+  EXPECT_TRUE(ZVStore::executeQuerySyncWithSql("DELETE FROM zv_state"));
+  ZVState::sharedInstance().isHandlingUncaughtException = false;
+}
+
+TEST(Queries, AnswerWithRowsOrWithNothing) {
+  Game game;
+  game.onQueue([&] {
+    EXPECT_THAT(ZVStore::executeQuerySyncWithSql("insert into zv_state values(?, ?)", {"k", "v'\"; --"})
+                    .value_or(ZVStore::Rows(1)),
+                IsEmpty());
+    EXPECT_TRUE(ZVStore::executeQuerySyncWithSql("INSERT INTO zv_state(key) VALUES('null')"));
+    const auto rows =
+        ZVStore::executeQuerySyncWithSql("SELECT key, value FROM zv_state ORDER BY key").value_or(ZVStore::Rows());
+    ASSERT_THAT(rows, SizeIs(2));
+    EXPECT_EQ(*rows[0].find("value"), "v'\"; --");
+    EXPECT_EQ(rows[1].find("value"), nullptr);
+    const std::string withNul("a\0b", 3);
+    ZVStore::setDbStateWithKey("nul", withNul);
+    EXPECT_EQ(*ZVStore::executeQuerySyncWithSql("SELECT value FROM zv_state WHERE key = 'nul'")->at(0).find("value"),
+              withNul);
+
+    EXPECT_FALSE(ZVStore::executeQuerySyncWithSql("INSERT INTO zv_state VALUES('k', 'again')"));
+    EXPECT_TRUE(game.log.contains("SQLITE3 FINALIZE ERROR: UNIQUE constraint failed"));
+    EXPECT_FALSE(ZVStore::executeQuerySyncWithSql("SELEKT", {}, true));
+    EXPECT_TRUE(game.log.contains("SQLITE3 PREPARE ERROR: "));
+    EXPECT_TRUE(ZVStore::executeQuerySyncWithSql("UPDATE zv_state SET value = 'x' WHERE key = 'k'"))
+        << "no transaction was left open";
+    EXPECT_TRUE(ZVStore::executeQuerySyncWithSql("BEGIN"));
+    EXPECT_FALSE(ZVStore::executeQuerySyncWithSql("DELETE FROM zv_state"));
+    EXPECT_TRUE(game.log.contains("SQLITE3 BEGIN ERROR: "));
+    EXPECT_TRUE(ZVStore::executeQuerySyncWithSql("ROLLBACK"));
+  });
+}
+
+TEST(Queries, LeaveOutColumnsThatAreNull) {
+  Game game;
+  EXPECT_EQ(game.query("SELECT NULL").at(0).size(), 0U);
+}
+
+TEST(Queries, CallBackOnceTheDatabaseIsReady) {
+  Game game;
+  std::vector<std::string> answers;
+  const auto note = [&](const std::optional<ZVStore::Rows>& rows, const std::optional<std::string>& error) {
+    answers.push_back(rows ? std::to_string(rows->size()) + " rows" : *error);
+  };
+  ZVStore::executeQueryWithSql("SELECT 1 WHERE 1 = ?", {"1"}, note);
+  ZVStore::executeQueryWithSql("SELECT * FROM nowhere", note);
+  ZVStore::executeQueryWithSql("SELECT 1", nullptr);
+  game.settle();
+  ZVStore::sharedInstance().tableReady = false;
+  ZVStore::executeQueryWithSql("SELECT 1", note);
+  EXPECT_THAT(answers, testing::ElementsAre("0 rows", "no such table: nowhere", "Database and/or table not ready"));
+}
+
+TEST(Opening, MakesAnewEachTableThatCanNotBeReadAndKeepsTheOthers) {
+  struct Case {
+    std::string table;
+    std::string line;
+  };
+  for (const auto& [table, line] :
+       {Case{"zv_events", "zv_events corrupt, recreating."}, Case{"zv_session", "zv_session corrupt, recreating."},
+        Case{"zv_state", "zv_state corrupt, recreating."}, Case{"zv_progression", "zv_state corrupt, recreating."}}) {
+    Game game;
+    game.onQueue([&] {
+      ZVStore::executeQuerySyncWithSql("DROP TABLE " + table);
+      ZVStore::executeQuerySyncWithSql("CREATE TABLE " + table + "(other TEXT)");
+    });
+    game.log.clear();
+    game.restart();
+    EXPECT_EQ(game.log.count(line), 1U) << table;
+    EXPECT_EQ(game.log.count("corrupt"), 1U) << table;
+    EXPECT_TRUE(ZVStore::sharedInstance().tableReady) << table;
+  }
+}
+
+TEST(Opening, FailsWhereATableCanNotBeMade) {
+  Game game;
+  game.onQueue([] {
+    ZVStore::executeQuerySyncWithSql("DROP TABLE zv_state");
+    ZVStore::executeQuerySyncWithSql("CREATE INDEX zv_state ON zv_events(status)");
+  });
+  game.restart();
+  EXPECT_FALSE(ZVStore::sharedInstance().tableReady);
+  game.log.clear();
+  game.start();
+  EXPECT_FALSE(ZVState::isInitialized());
+}
+
+TEST(Opening, DropsEverythingWhenAsked) {
+  Game game;
+  game.onQueue([&] {
+    ZVStore::setDbStateWithKey("k", "v");
+    EXPECT_TRUE(ZVStore::ensureDatabase(true));
+    EXPECT_THAT(ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_state").value_or(ZVStore::Rows(1)), IsEmpty());
+  });
+}
+
+TEST(Trimming, DeletesTheThreeSessionsWhoseLatestEventIsOldest) {
+  Game game;
+  game.onQueue([&] {
+    const auto insert = [](const std::string& session, const std::string& clientTs) {
+      ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', ?, ?, '{}')",
+                                       {session, clientTs});
+    };
+    insert("early-but-alive", "100");
+    insert("early-but-alive", "900");
+    insert("second", "300");
+    insert("first", "200");
+    insert("third", "400");
+    insert("fourth", "500");
+    ZVStore& store = ZVStore::sharedInstance();
+    ZVStore::executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
+    store.maxDbSizeBytesBeforeTrim = ZVStore::getDbSize();
+    EXPECT_FALSE(ZVStore::trimEventTable()) << "at the limit";
+    store.maxDbSizeBytesBeforeTrim -= 1;
+    EXPECT_TRUE(ZVStore::trimEventTable());
+    EXPECT_EQ(
+        game.log.count("Warning/ZV/Analytics: Database too large when initializing. Deleting the oldest 3 sessions."),
+        1U);
+    std::vector<std::string> left;
+    for (const auto& row :
+         ZVStore::executeQuerySyncWithSql("SELECT DISTINCT session_id AS s FROM zv_events").value_or(ZVStore::Rows()))
+      left.push_back(*row.find("s"));
+    EXPECT_THAT(left, testing::UnorderedElementsAre("early-but-alive", "fourth"));
+  });
+}
+
+TEST(TheTelevision, KeepsItsStateInTheUserDefaultsAndNoTries) {
+  Game game;
+  game.restart();
+  game.onQueue([&] {
+    ZVStore::setSharedInstance(nullptr);
+    ZVState::sharedInstance().tvOs = true;
+    ASSERT_TRUE(ZVStore::ensureDatabase(false));
+    EXPECT_EQ(ZVStore::getDbSize(), 0);
+    EXPECT_FALSE(std::filesystem::exists("file::memory:"));
+    ZVStore::persistStateDimension01WithValue("ninja");
+    ZVStore::persistStateSessionNumWithValue("7");
+    ZVStore::persistStateCachedConfigWithValue("{}");
+    ZVState::incrementProgressionTries("world1");
+    ZVStore::persistProgressionTries("1", "world1");
+    ZVStore::clearStoredProgressionTriesForProgressionId("world1");
+    EXPECT_THAT(ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_state").value_or(ZVStore::Rows(1)), IsEmpty());
+    EXPECT_THAT(ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_progression").value_or(ZVStore::Rows(1)), IsEmpty());
+    EXPECT_EQ(ZVState::getProgressionTries("world1"), 0);
+    ZVState::ensurePersistedStates();
+    EXPECT_EQ(ZVState::getDimension01(), "ninja");
+    EXPECT_EQ(ZVState::getSessionNum(), 7);
+    ZVStore::persistStateDimension01WithValue({});
+  });
+  EXPECT_EQ(game.log.count("on TVos - cannot. Skipping."), 3U);
+  EXPECT_EQ(game.log.count("Trying to cache config init data on TVos - cannot. Skipping."), 1U);
+}
+
+}  // namespace

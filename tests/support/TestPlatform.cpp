@@ -1,0 +1,209 @@
+#include "support/TestPlatform.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/Platform.h"
+#include "runtime/ZVLogger.h"
+#include "support/LoopbackServer.h"
+
+namespace {
+
+constexpr auto kLookAgain = std::chrono::milliseconds(5);
+constexpr const char* kDiscardPort = "9";
+
+}  // namespace
+
+FakeDevice::FakeDevice() {
+  device_.systemVersion = "17.2";
+  device_.hardwareName = "Phone12,1";
+  application_.bundleIdentifier = "com.example.game";
+  application_.version = "1.4.2";
+  application_.build = "1421";
+}
+
+void FakeDevice::change(const std::function<void(ZVDeviceFacts&, ZVApplicationFacts&)>& change) {
+  const std::scoped_lock lock(mutex_);
+  change(device_, application_);
+}
+
+ZVDeviceFacts FakeDevice::device() {
+  ++asked_;
+  const std::scoped_lock lock(mutex_);
+  return device_;
+}
+
+ZVApplicationFacts FakeDevice::application() {
+  ++asked_;
+  const std::scoped_lock lock(mutex_);
+  return application_;
+}
+
+void FakeMainLoop::post(Task task) {
+  const std::scoped_lock lock(mutex_);
+  tasks_.push_back(std::move(task));
+  posted_.notify_all();
+}
+
+ZVMainLoop::TimerId FakeMainLoop::scheduleTimer(double seconds, Task task) {
+  const std::scoped_lock lock(mutex_);
+  timers_.emplace(++lastTimer_, Timer{now_ + seconds, std::move(task)});
+  return lastTimer_;
+}
+
+void FakeMainLoop::cancelTimer(TimerId timer) {
+  const std::scoped_lock lock(mutex_);
+  timers_.erase(timer);
+}
+
+std::size_t FakeMainLoop::timers() const {
+  const std::scoped_lock lock(mutex_);
+  return timers_.size();
+}
+
+ZVMainLoop::Task FakeMainLoop::takeTask() {
+  const std::scoped_lock lock(mutex_);
+  if (tasks_.empty()) return nullptr;
+  Task task = std::move(tasks_.front());
+  tasks_.pop_front();
+  return task;
+}
+
+ZVMainLoop::Task FakeMainLoop::takeTimer(double until) {
+  const std::scoped_lock lock(mutex_);
+  const auto next =
+      std::ranges::min_element(timers_, {}, [](const auto& entry) { return std::pair(entry.second.due, entry.first); });
+  if (next == timers_.end() || next->second.due > until) return nullptr;
+  now_ = std::max(now_, next->second.due);
+  return std::move(timers_.extract(next).mapped().task);
+}
+
+void FakeMainLoop::pump() {
+  while (const Task task = takeTask()) task();
+}
+
+void FakeMainLoop::advance(double seconds) {
+  pump();
+  const double until = now_ + seconds;  // only this thread changes it
+  while (const Task task = takeTimer(until)) {
+    task();
+    pump();
+  }
+  const std::scoped_lock lock(mutex_);
+  now_ = until;
+}
+
+bool FakeMainLoop::runUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (true) {
+    pump();
+    if (done()) return true;
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::unique_lock lock(mutex_);
+    posted_.wait_for(lock, kLookAgain, [this] { return !tasks_.empty(); });
+  }
+}
+
+bool FakeReachability::accepts(const ZVReachabilityTarget&) const { return !refuses_; }
+
+std::optional<std::uint32_t> FakeReachability::flags(const ZVReachabilityTarget& target) const {
+  const std::scoped_lock lock(mutex_);
+  targets_.push_back(target);
+  return flags_;
+}
+
+ZVReachabilitySource::WatchId FakeReachability::watch(std::function<void()> changed) {
+  const std::scoped_lock lock(mutex_);
+  if (refuses_) return 0;
+  watchers_.emplace(++lastWatch_, std::move(changed));
+  return lastWatch_;
+}
+
+void FakeReachability::unwatch(WatchId watch) {
+  const std::scoped_lock lock(mutex_);
+  watchers_.erase(watch);
+}
+
+void FakeReachability::set(std::optional<std::uint32_t> flags) {
+  const std::scoped_lock lock(mutex_);
+  flags_ = flags;
+}
+
+void FakeReachability::tell() {
+  std::unique_lock lock(mutex_);
+  const auto watchers = watchers_;
+  lock.unlock();
+  for (const auto& [id, changed] : watchers) changed();
+}
+
+std::vector<ZVReachabilityTarget> FakeReachability::targets() const {
+  const std::scoped_lock lock(mutex_);
+  return targets_;
+}
+
+TestPlatform TestPlatform::make(const LoopbackServer& server, const Change& change) {
+  TestPlatform made;
+  made.install({server.protocol(), "127.0.0.1", std::to_string(server.port())}, server.caFile(), change);
+  return made;
+}
+
+TestPlatform TestPlatform::make(const Change& change) {
+  TestPlatform made;
+  made.install({"http", "127.0.0.1", kDiscardPort}, "", change);
+  return made;
+}
+
+void TestPlatform::install(ZVCollectorEndpoint collector, std::string caFile, const Change& change) const {
+  ZVPlatform platform;
+  platform.application = [asked = device] { return asked->application(); };
+  platform.device = [asked = device] { return asked->device(); };
+  platform.dataDirectory = folder.path();
+  platform.mainLoop = loop;
+  platform.reachability = network;
+  platform.clock = clock;
+  platform.collector = std::move(collector);
+  platform.appStoreHostname = "127.0.0.1";
+  platform.certificateAuthorityFile = std::move(caFile);
+  platform.connectTimeoutSeconds = 5;
+  platform.requestTimeoutSeconds = 10;
+  platform.exitSeconds = 0.2;
+  platform.backgroundSeconds = 0.2;
+  if (change) change(platform);
+  replacePlatform(std::move(platform));
+}
+
+struct LogCapture::Lines {
+  std::mutex mutex;
+  std::vector<std::string> all;  // guarded by mutex
+};
+
+LogCapture::LogCapture(Levels levels) : lines_(std::make_shared<Lines>()) {
+  if (levels == Levels::all) {
+    ZVLogger& logger = ZVLogger::sharedInstance();
+    logger.analyticsLogEnabled = logger.verboseLogEnabled = logger.debugEnabled = logger.warningLogEnabled = true;
+  }
+  observer_ = ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification,
+                                                [lines = lines_](const ZVNotification& notification) {
+                                                  const ZVValue* const message = notification.userInfo.find("message");
+                                                  const std::scoped_lock lock(lines->mutex);
+                                                  lines->all.push_back(*message->ifString());
+                                                });
+}
+
+LogCapture::~LogCapture() { ZVNotificationCenter::removeObserver(observer_); }
+
+std::vector<std::string> LogCapture::lines() const {
+  const std::scoped_lock lock(lines_->mutex);
+  return lines_->all;
+}
+
+std::size_t LogCapture::count(std::string_view text) const {
+  const std::scoped_lock lock(lines_->mutex);
+  return static_cast<std::size_t>(std::ranges::count_if(
+      lines_->all, [text](const std::string& line) { return line.find(text) != std::string::npos; }));
+}
+
+void LogCapture::clear() {
+  const std::scoped_lock lock(lines_->mutex);
+  lines_->all.clear();
+}

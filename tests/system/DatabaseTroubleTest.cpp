@@ -1,0 +1,84 @@
+// What a game lives through when its storage fails.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "support/Sqlite.h"
+#include "system/Processes.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::SizeIs;
+
+const std::string kSubmit = "[\"@submit\"]\n[\"@drain\"]\n";
+const std::string kDebug = "[\"setEnableDebugLog:\",true]\n";
+
+TEST(DatabaseTrouble, AFolderThatCanNotBeWrittenIsSaidAndStopsNothingElse) {
+  const TemporaryFolder folder;
+  const RunningCollector collector(folder);
+  std::ofstream(folder.file("data")) << "a file where the folder should be";
+  const auto game = Player{folder, collector.url()}.start(kDebug + initialising() + designs(0, 1));
+  ASSERT_EQ(game->wait()->status, 0);
+  EXPECT_THAT(game->errors(), HasSubstr("Could not open database: "));
+  EXPECT_THAT(game->errors(), HasSubstr("Could not ensure/validate local event database"));
+  EXPECT_THAT(game->errors(), HasSubstr("Could not add design event: Datastore not initialized"));
+}
+
+TEST(DatabaseTrouble, AFileThatIsNoDatabaseIsLeftAlone) {
+  const TemporaryFolder folder;
+  const RunningCollector collector(folder);
+  const Player player{folder, collector.url()};
+  std::filesystem::create_directory(folder.file("data"));
+  const std::string garbage(5000, 'x');
+  std::ofstream(player.database()) << garbage;
+  const auto game = player.start(initialising() + designs(0, 1));
+  ASSERT_EQ(game->wait()->status, 0);
+  EXPECT_THAT(game->errors(), HasSubstr("Could not ensure/validate local event database"));
+  std::string kept;
+  std::ifstream(player.database()) >> kept;
+  EXPECT_EQ(kept, garbage);
+}
+
+TEST(DatabaseTrouble, ATableThatCanNotBeReadIsMadeAnewAndTheOthersStay) {
+  const TemporaryFolder folder;
+  const RunningCollector collector(folder);
+  const Player player{folder, collector.url()};
+  ASSERT_EQ(player.start(initialising())->wait()->status, 0);
+  execute(player.database(), "DROP TABLE zv_events; CREATE TABLE zv_events(other TEXT);");
+  const auto game = player.start(kDebug + initialising() + designs(0, 3) + kSubmit);
+  ASSERT_EQ(game->wait()->status, 0);
+  EXPECT_THAT(game->errors(), HasSubstr("zv_events corrupt, recreating."));
+  EXPECT_THAT(collector.records("design"), SizeIs(3));
+  EXPECT_EQ(countRows(player.database(), "SELECT value FROM zv_state WHERE key = 'session_num'"), 2U);
+}
+
+TEST(DatabaseTrouble, AFullDiskCostsEventsButNotTheDatabase) {
+  const TemporaryFolder folder;
+  const RunningCollector collector(folder);
+  const Player player{folder, collector.url()};
+  const auto full = player.start(kDebug + initialising() + designs(0, 2000) + "[\"@drain\"]\n", {.fileSize = 200'000});
+  ASSERT_EQ(full->wait()->status, 0);
+  EXPECT_THAT(full->errors(), HasSubstr("SQLITE3 "));
+  ASSERT_EQ(player.start(initialising() + designs(5000, 3) + kSubmit)->wait()->status, 0);
+  EXPECT_GT(collector.records("design").size(), 3U);  // what had fitted, and what came once there was room again
+}
+
+TEST(DatabaseTrouble, ALockedFileIsWaitedForThenReported) {
+  const TemporaryFolder folder;
+  const RunningCollector collector(folder);
+  const Player player{folder, collector.url()};
+  ASSERT_EQ(player.start(initialising())->wait()->status, 0);
+  auto lock = std::make_unique<HeldLock>(player.database());
+  const auto game = player.start(kDebug + initialising() + designs(0, 1) + "[\"@drain\"]\n");
+  ASSERT_EQ(game->wait()->status, 0);
+  EXPECT_THAT(game->errors(), HasSubstr("database is locked"));
+  lock.reset();
+  ASSERT_EQ(player.start(initialising() + designs(1, 1) + kSubmit)->wait()->status, 0);
+  EXPECT_FALSE(collector.records("design").empty());
+}
+
+}  // namespace

@@ -1,0 +1,201 @@
+#include "transport/ZVHelpers.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cmath>
+#include <limits>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::string_literals;
+
+ZVValue nested(std::size_t depth) {
+  ZVValue value = ZVValue::Array{};
+  for (std::size_t level = 1; level < depth; ++level) value = ZVValue::Array{std::move(value)};
+  return value;
+}
+
+std::string brackets(std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
+
+TEST(Json, WritesCompactTextInTheOrderOfTheMap) {
+  const ZVMap map{{"z/\"\n", "a/b\\ \x01 \xC3\xA9"},
+                  {"a", ZVValue::Array{nullptr, true, false, -5, 1.5, ZVMap{}}},
+                  {"", ZVValue::Array{}},
+                  {"whole", 1700000000.0},
+                  {"big", std::numeric_limits<std::int64_t>::min()}};
+  EXPECT_EQ(ZVHelpers::jsonStringWithObject(map), R"({"z\/\"\n":"a\/b\\ \u0001 )"
+                                                  "\xC3\xA9"
+                                                  R"(","a":[null,true,false,-5,1.5,{}],"":[],)"
+                                                  R"("whole":1700000000,"big":-9223372036854775808})");
+  EXPECT_EQ(ZVHelpers::jsonStringWithObject(ZVValue::Array{}), "[]");
+}
+
+TEST(Json, RefusesWhatItCannotExpress) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const ZVValue& value :
+       {ZVValue("text"), ZVValue(1), ZVValue(), ZVValue(ZVMap{{"k", std::nan("")}}), ZVValue(ZVValue::Array{-infinity}),
+        ZVValue(ZVMap{{"k", "bad \xC3"}}), ZVValue(ZVMap{{"bad \xED\xA0\x80", 1}}), nested(513)})
+    EXPECT_EQ(ZVHelpers::jsonStringWithObject(value), std::nullopt);
+  EXPECT_EQ(ZVHelpers::jsonStringWithObject(nested(512)), brackets(512));
+}
+
+TEST(Json, ReadsMapsAndArraysOnly) {
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(R"( {"a":[1,-2.5,"x\/\u00e9",{"b":null}],"a\u0000":true} )"),
+            ZVValue(ZVMap{{"a", ZVValue::Array{1, -2.5, "x/\xC3\xA9", ZVMap{{"b", nullptr}}}}, {"a\0"s, true}}));
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(R"({"a":1,"b":2,"a":3})"), ZVValue(ZVMap{{"a", 3}, {"b", 2}}));
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonData("[]"), ZVValue(ZVValue::Array{}));
+  for (const auto& json : {""s, "5"s, "\"text\""s, "null"s, "{"s, "[1,]"s, "{\"a\"}"s, "[] x"s, "[]\0"s, "[\"\0\"]"s,
+                           "[\"\xC3\"]"s, "\xFF[]"s, "[\"\\ud800\"]"s, "[1e999]"s, "[NaN]"s, "[01]"s})
+    EXPECT_EQ(ZVHelpers::dictionaryWithJsonData(json), std::nullopt) << testing::PrintToString(json);
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(nullptr), std::nullopt);
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonData(std::nullopt), std::nullopt);
+}
+
+TEST(Json, ReadsNumbersExactly) {
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(
+                "[9223372036854775807,-9223372036854775808,9223372036854775808,1e2,0.30000000000000004]"),
+            ZVValue(ZVValue::Array{std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min(),
+                                   9223372036854775808.0, 100.0, 0.30000000000000004}));
+  for (const double number : {0.1, 474.59380568556355, 1e-7, 5e-324, 1.7976931348623157e308, 1e22, -123456.789}) {
+    const auto text = ZVHelpers::jsonStringWithObject(ZVValue::Array{number});
+    ASSERT_TRUE(text);
+    EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(*text)->ifArray()->front(), ZVValue(number)) << *text;
+  }
+}
+
+TEST(Json, SurvivesDepth) {
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(brackets(512)), nested(512));
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(brackets(513)), std::nullopt);
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(std::string(5'000'000, '[')), std::nullopt);
+}
+
+std::string noise(std::size_t length) {
+  std::string text;
+  for (std::uint32_t state = 1; text.size() < length; state = state * 1664525U + 1013904223U)
+    text += static_cast<char>(state >> 24U);
+  return text;
+}
+
+TEST(Gzip, RestoresWhatItCompressed) {
+  std::string repetitive;
+  while (repetitive.size() < 100'000) repetitive += R"({"category":"design","event_id":"level:boss"},)";
+  for (const std::string& data : {std::string(1, 'x'), repetitive, noise(16'360), noise(200'000)}) {
+    const auto compressed = ZVHelpers::gzipEnflateWithData(data);
+    ASSERT_TRUE(compressed);
+    EXPECT_EQ(compressed->substr(0, 2), "\x1f\x8b");
+    EXPECT_TRUE(ZVHelpers::gzipDeflateWithData(*compressed) == data) << data.size();
+    EXPECT_EQ(ZVHelpers::gzipDeflateWithData(compressed->substr(0, compressed->size() - 1)), std::nullopt);
+  }
+}
+
+TEST(Gzip, DecompressesZlibStreamsAndNothingElse) {
+  const std::string data = "plain text, plain text, plain text";
+  std::string packed(100, '\0');
+  uLongf length = packed.size();
+  ASSERT_EQ(compress(reinterpret_cast<Bytef*>(packed.data()), &length, reinterpret_cast<const Bytef*>(data.data()),
+                     data.size()),
+            Z_OK);
+  packed.resize(length);
+  EXPECT_EQ(ZVHelpers::gzipDeflateWithData(packed), data);
+  EXPECT_EQ(ZVHelpers::gzipEnflateWithData(""), std::nullopt);
+  for (const auto& bad : {""s, "x"s, "not compressed"s, "\x1f\x8b"s})
+    EXPECT_EQ(ZVHelpers::gzipDeflateWithData(bad), std::nullopt) << testing::PrintToString(bad);
+}
+
+TEST(Digests, AgreeWithTheStandardVectors) {
+  EXPECT_EQ(ZVHelpers::dataToMd5(""), "d41d8cd98f00b204e9800998ecf8427e");
+  EXPECT_EQ(ZVHelpers::stringToMd5("abc"), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_EQ(ZVHelpers::stringToMd5("abc\0def"s), ZVHelpers::stringToMd5("abc"));
+  EXPECT_NE(ZVHelpers::dataToMd5("abc\0def"s), ZVHelpers::dataToMd5("abc"));
+  EXPECT_EQ(ZVHelpers::sha256HashForData("abc"), "ungWv48Bz+pBQUDeXa4iI7ADYaOWF3qctBD/YfIAFa0=");
+  const std::string_view fox = "The quick brown fox jumps over the lazy dog";
+  const std::string signature = "97yD9DBThCSxMpjmqm+xQ+9NWaFJRhdZl0edvC0aPNg=";
+  EXPECT_EQ(ZVHelpers::hmacWithKey("key", fox), signature);
+  EXPECT_EQ(ZVHelpers::hmacWithKey("key\0more"s, fox), signature);
+  EXPECT_EQ(ZVHelpers::hmacWithKey("", ""), "thNnmggU2ex3L5XXeMNfxf8Wl8STcVZTxscSFEKSxa0=");
+}
+
+TEST(Base64, PadsToGroupsOfFour) {
+  struct Case {
+    std::string data, text;
+  };
+  for (const auto& [data, text] : {Case{"", ""}, Case{"f", "Zg=="}, Case{"fo", "Zm8="}, Case{"foo", "Zm9v"},
+                                   Case{"foob", "Zm9vYg=="}, Case{"\xFB\xEF\xBE\xFF", "++++/w=="}})
+    EXPECT_EQ(ZVHelpers::base64forData(data), text);
+}
+
+TEST(Uuid, IsRandomAndCanonical) {
+  const std::string lower = ZVHelpers::generateUUID();
+  EXPECT_THAT(lower, testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
+  EXPECT_THAT(ZVHelpers::generateUpperUUID(), testing::MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
+  EXPECT_NE(lower, ZVHelpers::generateUUID());
+}
+
+TEST(EncryptString, NeedsTextAndAKeyOfSixteenCharacters) {
+  EXPECT_EQ(ZVHelpers::encryptString("", "0123456789abcdef"), std::nullopt);
+  EXPECT_EQ(ZVHelpers::encryptString(nullptr, "0123456789abcdef"), std::nullopt);
+  EXPECT_EQ(ZVHelpers::encryptString("text", "0123456789abcde"), std::nullopt);
+  EXPECT_EQ(ZVHelpers::encryptString("text", "\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9"),
+            std::nullopt)
+      << "sixteen bytes, eight characters";
+  struct Case {
+    std::string text;
+    std::size_t length;
+  };  // padding always adds, a whole block when it must
+  for (const auto& [text, length] : {Case{"x", 24}, Case{std::string(15, 'x'), 24}, Case{std::string(16, 'x'), 44}})
+    EXPECT_EQ(ZVHelpers::encryptString(text, "0123456789abcdef")->size(), length) << text;
+  EXPECT_EQ(ZVHelpers::encryptString("attack at dawn", "0123456789abcdef0123456789abcdef"), "N2ZtrVvp1ur4f38y3L9wSQ==");
+}
+
+TEST(StringMatch, FollowsTheDialectOfThePatterns) {
+  struct Case {
+    std::string text, pattern;
+    bool matches;
+  };
+  for (const auto& [text, pattern, matches] : {
+           Case{"", "^$", false},                           // nothing matches in an empty text
+           Case{"xaby", "ab", true},                        // anywhere
+           Case{"AB", "ab", false}, Case{"a", "(", false},  // no pattern at all
+           Case{"abc\n", "^abc$", true},                    // "$" stands before a final line terminator, of any kind
+           Case{"abc\r\n", "^abc$", true}, Case{"abc\xE2\x80\xA8", "^abc$", true}, Case{"abc\nd", "^abc$", false},
+           Case{"abc\n\n", "^abc$", false},
+           Case{"\xE3\x80\x80", "^\\s$", true},               // the ideographic space is white space
+           Case{"\xC3\xA9\xF0\x9F\x98\x80", "^.{2}$", true},  // characters, not bytes
+           Case{"a\0b"s, "^a.b$", true}, Case{"a\xFF", "a", false}, Case{"aaa", "^a++a", false},  // possessive
+       })
+    EXPECT_EQ(ZVHelpers::stringMatchWithString(text, pattern), matches) << testing::PrintToString(text) << pattern;
+  EXPECT_FALSE(ZVHelpers::stringMatchWithString(nullptr, "a*"));
+}
+
+TEST(StringMatch, EndsOnHostileText) {
+  EXPECT_FALSE(ZVHelpers::stringMatchWithString(std::string(10'000, 'a'), "^(a|aa)+b$"));
+  EXPECT_FALSE(ZVHelpers::stringMatchWithString(std::string(10'000'000, 'a'), "^[a-z]{1,64}$"));
+}
+
+TEST(StringMatch, WorksOnManyThreadsAndPatterns) {
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread)
+    threads.emplace_back([] {
+      for (int round = 0; round < 300; ++round) {
+        const std::string number = std::to_string(round % 100);  // more patterns than are kept
+        EXPECT_TRUE(ZVHelpers::stringMatchWithString(number, "^" + number + "$"));
+        EXPECT_FALSE(ZVHelpers::stringMatchWithString(number + "x", "^" + number + "$"));
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(UrlQuery, EscapesValuesAndSortsPairs) {
+  EXPECT_EQ(ZVHelpers::querystringWithDictionary({{"b", "x y"}, {"A", "1"}, {"c", 2}}), "A=1&b=x%20y");
+  EXPECT_EQ(ZVHelpers::querystringWithDictionary({{"k y", ""}, {"K", "b"}, {"k", "C"}}), "k y=&K=b&k=C");
+  EXPECT_EQ(ZVHelpers::querystringWithDictionary({}), "");
+  EXPECT_EQ(ZVHelpers::escapeValueForURLParameter(" !*'();:@&=+$,/?%#[]\"<>\\`{}|"),
+            "%20%21%2A%27%28%29%3B%3A%40%26%3D%2B%24%2C%2F%3F%25%23%5B%5D%22%3C%3E%5C%60%7B%7D%7C");
+  EXPECT_EQ(ZVHelpers::escapeValueForURLParameter("aZ09-._~^\n\xC3\xA9"), "aZ09-._~^\n%C3%A9");
+}
+
+}  // namespace
