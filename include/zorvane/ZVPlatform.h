@@ -189,7 +189,7 @@ struct ZORVANE_API ZVPlatform {
 
   ZVCollectorEndpoint collector;
   std::string appStoreHostname;          // empty: the host that the library was built for
-  std::string certificateAuthorityFile;  // PEM, for development; empty: the system's
+  std::string certificateAuthorityFile;  // PEM, an extra one for development
   double connectTimeoutSeconds = 15;
   double requestTimeoutSeconds = 60;
   double exitSeconds = 1.5;      // how long a normal exit may wait for posted work to be stored; 0: not at all

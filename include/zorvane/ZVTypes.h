@@ -46,6 +46,9 @@ class ZVText {
 
 class ZVValue;
 
+template <class T>
+concept ZVInteger = std::integral<T> && !std::same_as<T, bool>;
+
 // A JSON object: text keys to values, in the order in which the keys were first set.
 class ZORVANE_API ZVMap {
  public:
@@ -91,12 +94,8 @@ class ZORVANE_API ZVValue {
   ZVValue(std::nullptr_t) noexcept {}
   template <std::same_as<bool> Boolean>  // constrained: a pointer or a number must not turn into a boolean
   ZVValue(Boolean value) noexcept : value_(value) {}
-  template <std::integral Integer>
-  requires(!std::same_as<Integer, bool>) ZVValue(Integer value)
-  noexcept {
-    if (std::in_range<std::int64_t>(value)) value_ = static_cast<std::int64_t>(value);
-    else value_ = static_cast<double>(value);
-  }
+  template <ZVInteger Integer>
+  ZVValue(Integer value) noexcept : value_(wholeOrDouble(value)) {}
   template <std::floating_point Float>
   ZVValue(Float value) noexcept : value_(static_cast<double>(value)) {}
   ZVValue(const char* text) {
@@ -122,7 +121,15 @@ class ZORVANE_API ZVValue {
   friend bool operator==(const ZVValue&, const ZVValue&) = default;
 
  private:
-  std::variant<std::monostate, bool, std::int64_t, double, std::string, Array, ZVMap> value_;
+  using Content = std::variant<std::monostate, bool, std::int64_t, double, std::string, Array, ZVMap>;
+
+  template <ZVInteger Integer>
+  static Content wholeOrDouble(Integer value) noexcept {
+    if (std::in_range<std::int64_t>(value)) return Content(std::in_place_type<std::int64_t>, value);
+    return Content(std::in_place_type<double>, static_cast<double>(value));
+  }
+
+  Content value_;
 };
 
 struct ZVMap::Entry {

@@ -11,8 +11,9 @@
 #include "runtime/ZVThreading.h"
 
 // Loads the library on first use: opens the database (as a task) and makes the state record, before the caller's own
-// task is posted. False in a forked child, which must not touch its parent's database.
-bool enterLibrary() noexcept;
+// task is posted. False in a forked child, which must not touch its parent's database. Throws where the machine has no
+// thread or memory left.
+bool enterLibrary();
 
 // Called inside a catch block.
 void logFailedCall() noexcept;

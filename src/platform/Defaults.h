@@ -1,6 +1,7 @@
 // The defaults of the platform edge. Which file implements them is the build's choice, one folder a platform.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -13,7 +14,11 @@ void makeDirectories(const std::string& path);                               // 
 
 std::shared_ptr<ZVClock> makeSystemClock();
 // Key-value pairs in one file, replaced as a whole; unchanged values are not written again.
-std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(const std::string& path);
+// `locate` names the file, once it is needed.
+std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(std::function<std::string()> locate);
+inline std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(const std::string& path) {
+  return makeFileUserDefaults([path] { return path; });
+}
 std::shared_ptr<ZVMainLoop> makeOwnThreadMainLoop();
 // Open tasks keep a normal exit waiting; outside an exit they are only counted.
 std::shared_ptr<ZVBackgroundTasks> makeExitDelayingBackgroundTasks();
@@ -21,7 +26,7 @@ std::shared_ptr<ZVBackgroundTasks> makeExitDelayingBackgroundTasks();
 std::shared_ptr<ZVReachabilitySource> makeKernelReachability(std::shared_ptr<ZVMainLoop> mainLoop);
 
 struct URLSessionOptions {
-  std::string certificateAuthorityFile;  // PEM; empty: the system's
+  std::string certificateAuthorityFile;  // PEM, an extra one
   double connectTimeoutSeconds = 15;
   double requestTimeoutSeconds = 60;
 };

@@ -57,11 +57,12 @@ std::string directoryFor(const ZVApplicationFacts& facts) {
                                                      : defaultApplicationFacts().bundleIdentifier.value_or("unknown"));
 }
 
+// Asks no function of the host's: it may call the facade, which needs the platform that is being made here.
 ZVPlatform withDefaults(ZVPlatform platform) {
   platform.application = platform.application ? guarded(std::move(platform.application)) : defaultApplicationFacts;
   platform.device = platform.device ? guarded(std::move(platform.device)) : defaultDeviceFacts;
-  if (platform.dataDirectory.empty()) platform.dataDirectory = directoryFor(platform.application());
-  if (!platform.userDefaults) platform.userDefaults = makeFileUserDefaults(platform.dataDirectory + "/user_defaults");
+  if (!platform.userDefaults)
+    platform.userDefaults = makeFileUserDefaults([] { return applicationDataDirectory() + "/user_defaults"; });
   if (!platform.mainLoop) platform.mainLoop = makeOwnThreadMainLoop();
   if (!platform.backgroundTasks) platform.backgroundTasks = makeExitDelayingBackgroundTasks();
   if (!platform.reachability) platform.reachability = makeKernelReachability(platform.mainLoop);
@@ -91,8 +92,9 @@ const ZVPlatform& platform() {
   return *slot.filled;
 }
 
-const std::string& applicationDataDirectory() {
-  const std::string& directory = platform().dataDirectory;
+std::string applicationDataDirectory() {
+  const ZVPlatform& edge = platform();
+  const std::string directory = edge.dataDirectory.empty() ? directoryFor(edge.application()) : edge.dataDirectory;
   makeDirectories(directory);
   return directory;
 }

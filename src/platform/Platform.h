@@ -18,7 +18,7 @@ const ZVPlatform& platform();
 
 // The data directory of the application, made (mode 0700) when it is missing. A directory that can't be made is found
 // out by whoever opens a file there.
-const std::string& applicationDataDirectory();
+std::string applicationDataDirectory();
 
 // Puts `replacement` in place of the platform in force, for tests. Nothing else may run meanwhile.
 void replacePlatform(ZVPlatform replacement);

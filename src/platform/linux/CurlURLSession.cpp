@@ -1,6 +1,7 @@
 // The URL session on libcurl. All requests of the process run in one multi handle, on one thread that begins with the
 // first of them. Other threads only hand over orders; a request's state is touched by the transport thread alone.
 #include <curl/curl.h>
+#include <openssl/ssl.h>
 
 #include <algorithm>
 #include <array>
@@ -16,7 +17,8 @@
 
 namespace {
 
-constexpr std::size_t kMaxBodyBytes = std::size_t{16} << 20;  // no answer of the collector's comes near it
+// Far above what a collector says of the largest batch, far below what its parsed form could cost the game.
+constexpr std::size_t kMaxBodyBytes = std::size_t{4} << 20;
 constexpr int kLongestPollMilliseconds = 60'000;
 constexpr double kLongestTimeoutSeconds = 3600;
 
@@ -109,6 +111,12 @@ void set(const Easy& easy, CURLoption option, Value value) {
   if ((curl_easy_setopt)(easy.get(), option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
 }
 
+// The environment must not make libcurl write down the secrets of a connection.
+CURLcode forgetSecrets(CURL*, void* context, void*) noexcept {
+  SSL_CTX_set_keylog_callback(static_cast<SSL_CTX*>(context), nullptr);
+  return CURLE_OK;
+}
+
 // What a signed body may meet on its way: the configured host alone, proved by its certificate, whatever the
 // environment of the game says.
 void setSafety(const Easy& easy, const URLSessionOptions& options) {
@@ -118,9 +126,9 @@ void setSafety(const Easy& easy, const URLSessionOptions& options) {
   set(easy, CURLOPT_SSL_VERIFYHOST, 2L);
   set(easy, CURLOPT_PROXY, "");
   set(easy, CURLOPT_NETRC, long{CURL_NETRC_IGNORED});
-  if (options.certificateAuthorityFile.empty()) return;
-  set(easy, CURLOPT_CAINFO, options.certificateAuthorityFile.c_str());
-  set(easy, CURLOPT_CAPATH, static_cast<const char*>(nullptr));  // or the system's authorities would count as well
+  set(easy, CURLOPT_SSL_CTX_FUNCTION, &forgetSecrets);
+  // In place of the system's file of authorities; those of its folder count all the same.
+  if (!options.certificateAuthorityFile.empty()) set(easy, CURLOPT_CAINFO, options.certificateAuthorityFile.c_str());
 }
 
 void setLimits(const Easy& easy, const URLSessionOptions& options) {

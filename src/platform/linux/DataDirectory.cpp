@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -26,6 +27,13 @@ std::string homeDirectory() {
   return "/nonexistent";  // as for the system's own users: what can't be stored there is logged by whoever tries
 }
 
+// FNV-1a: the same in every build, for it names files that outlive them.
+std::string digest(std::string_view text) {
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const char character : text) hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001B3;
+  return std::to_string(hash);
+}
+
 // The identifier as one directory's name. Different identifiers stay different: two games must never share a file.
 std::string directoryName(std::string_view identifier) {
   constexpr std::string_view kHex = "0123456789ABCDEF";
@@ -36,7 +44,8 @@ std::string directoryName(std::string_view identifier) {
     if (unsafe) name.append({'%', kHex[byte >> 4U], kHex[byte & 0xFU]});
     else name += character;
   }
-  return name.empty() ? "%" : name.substr(0, kMaxNameBytes);
+  if (name.empty()) return "%";
+  return name.size() <= kMaxNameBytes ? name : name.substr(0, kMaxNameBytes) + '%' + digest(identifier);
 }
 
 }  // namespace

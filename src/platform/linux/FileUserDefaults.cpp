@@ -5,12 +5,12 @@
 // synchronize().
 #include <fcntl.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -89,6 +89,21 @@ std::optional<Values> parse(std::string_view text) {
   return values;
 }
 
+// The file's bytes, none when there is no such file; absent when it can't be read.
+std::optional<std::string> readAll(const std::string& path) {
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.valid()) return errno == ENOENT ? std::optional<std::string>("") : std::nullopt;
+  std::string text;
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    const ssize_t count = read(file.get(), buffer.data(), buffer.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) return text;
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
 bool writeAll(int file, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(file, text.data(), text.size());
@@ -124,7 +139,7 @@ bool replaceFile(const std::string& path, std::string_view text, Durability dura
 
 class FileUserDefaults final : public ZVUserDefaults {
  public:
-  explicit FileUserDefaults(std::string path) : path_(std::move(path)) {}
+  explicit FileUserDefaults(std::function<std::string()> locate) : locate_(std::move(locate)) {}
 
   std::optional<std::string> stringForKey(std::string_view key) const override {
     const std::scoped_lock lock(mutex_);
@@ -163,27 +178,49 @@ class FileUserDefaults final : public ZVUserDefaults {
   }
 
   Values load() const {
-    std::error_code failure;
-    if (!std::filesystem::exists(path_, failure) && !failure) return {};
-    std::ifstream file(path_, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (auto parsed = parse(text)) return std::move(*parsed);
-    writeConsoleLine("The user defaults can't be read and start empty: ", path_);
+    path_ = locate_();
+    const auto text = readAll(path_);
+    if (!text) {
+      writeConsoleLine("The user defaults can't be read: ", path_);
+      inReach_ = false;
+      return {};
+    }
+    if (text->empty()) return {};
+    if (auto parsed = parse(*text)) return std::move(*parsed);
+    writeConsoleLine("The user defaults are damaged and start empty: ", path_);
     return {};
   }
 
-  void write(Durability durability) {
-    flushed_ = replaceFile(path_, fileText(values()), durability) && durability == Durability::flushed;
+  // What lies there may be good and only out of reach for now, so it is not replaced; once it is back, it joins what
+  // was set meanwhile.
+  bool isInReach() {
+    if (inReach_) return true;
+    const auto text = readAll(path_);
+    if (!text) return false;
+    if (auto kept = parse(*text)) values_->merge(*kept);
+    inReach_ = true;
+    return true;
   }
 
-  const std::string path_;
+  void write(Durability durability) {
+    values();
+    const bool written = isInReach() && replaceFile(path_, fileText(*values_), durability);
+    if (!written && !failureIsKnown_) writeConsoleLine("The user defaults can't be written: ", path_);
+    failureIsKnown_ = !written;
+    flushed_ = written && durability == Durability::flushed;
+  }
+
+  const std::function<std::string()> locate_;
   mutable std::mutex mutex_;
+  mutable std::string path_;              // guarded by mutex_; known once the values were read
   mutable std::optional<Values> values_;  // guarded by mutex_; absent until read
+  mutable bool inReach_ = true;           // guarded by mutex_; false: there is a file that could not be read
+  bool failureIsKnown_ = false;           // guarded by mutex_
   bool flushed_ = true;                   // guarded by mutex_; false: the machine could lose a change
 };
 
 }  // namespace
 
-std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(const std::string& path) {
-  return std::make_shared<FileUserDefaults>(path);
+std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(std::function<std::string()> locate) {
+  return std::make_shared<FileUserDefaults>(std::move(locate));
 }

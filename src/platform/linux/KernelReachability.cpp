@@ -48,6 +48,8 @@ bool isLocalhost(std::string_view name) {
 
 // A name is never looked up: it is somewhere on the internet, unless it names this very machine.
 Destination destinationOf(const std::string& hostName) {
+  if (hostName.size() > 2 && hostName.front() == '[' && hostName.back() == ']')  // an IPv6 address, as URLs write it
+    return destinationOf(hostName.substr(1, hostName.size() - 2));
   in6_addr long6{};
   IPv4 address{};
   if (isLocalhost(hostName)) return {Kind::loopback, address};

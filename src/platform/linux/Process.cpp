@@ -8,6 +8,11 @@
 namespace {
 
 constinit std::atomic<bool> forked{false};
+constinit std::atomic<void (*)()> veryLast{nullptr};
+
+__attribute__((destructor)) void runVeryLast() {
+  if (void (*const last)() = veryLast.load()) last();
+}
 
 }  // namespace
 
@@ -17,5 +22,7 @@ void watchForForks() noexcept {
 }
 
 bool inForkedChild() noexcept { return forked.load(std::memory_order_relaxed); }
+
+void callAtTheVeryEnd(void (*last)()) noexcept { veryLast.store(last); }
 
 void keepCryptographyAtExit() noexcept { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); }

@@ -6,18 +6,32 @@
 #include <csignal>
 #include <utility>
 
+namespace {
+
+// Holds back from the calling thread, and from those that it makes, every signal but the faults of a thread's own.
+class SignalsHeldBack {
+ public:
+  SignalsHeldBack() {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    for (const int fault : std::array{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
+      sigdelset(&blocked, fault);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+  }
+  ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeldBack(const SignalsHeldBack&) = delete;
+  SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
+}  // namespace
+
 std::thread startThread(std::string name, std::function<void()> body) {
-  sigset_t blocked;
-  sigset_t before;
-  sigfillset(&blocked);
-  // Faults of this very thread must still reach the process's handlers.
-  for (const int fault : std::array{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
-    sigdelset(&blocked, fault);
-  pthread_sigmask(SIG_BLOCK, &blocked, &before);  // inherited from here, so there is no moment without it
-  std::thread thread([name = std::move(name), body = std::move(body)] {
+  const SignalsHeldBack inherited;  // by the new thread, so there is no moment without it
+  return std::thread([name = std::move(name), body = std::move(body)] {
     pthread_setname_np(pthread_self(), name.c_str());
     body();
   });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
 }
