@@ -1,5 +1,5 @@
 // The vocabulary of SDK error events: what the library reports of its own troubles and of the game's bad arguments.
-// The codes are used inside, the strings (in sdk_error_strings.cpp) go to the collector.
+// The codes are used inside, the strings (in strings.cpp) go to the collector.
 #pragma once
 
 enum SdkErrorCategory : int {

@@ -82,6 +82,17 @@ ZVValue::Array eventsOf(const ZVStore::Rows& rows) {
   return events;
 }
 
+// Arms the queue again when a run has ended, however it went.
+struct Rearm {
+  bool wanted;
+  ~Rearm() {
+    try {
+      if (wanted) ZVEvents::startEventQueue();
+    } catch (...) {  // a host's loop that fails has lost the timer with it
+    }
+  }
+};
+
 void settle(const ZVHTTPApi::Answer& answer, const std::string& requestId, std::size_t sent) {
   const auto remove = [&] {
     ZVStore::executeQuerySyncWithSql(fmt::format("DELETE FROM zv_events WHERE status = '{}'", requestId));
@@ -139,8 +150,8 @@ bool ZVEvents::isEventQueueTimerArmed() {
 void ZVEvents::processEventQueue(bool timerFired) {
   stopEventQueue();
   ZVThreading::performTaskOnZVThreadWithBlock([timerFired] {
+    const Rearm rearm{timerFired};
     processEventsWithCategory({}, true);
-    if (timerFired) startEventQueue();
   });
 }
 

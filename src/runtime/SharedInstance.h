@@ -29,7 +29,6 @@ class SharedInstance {
   std::unique_ptr<T> exchange(std::unique_ptr<T> replacement) {
     return std::unique_ptr<T>(instance_.exchange(replacement.release(), std::memory_order_acq_rel));
   }
-  [[nodiscard]] bool exists() const { return instance_.load(std::memory_order_acquire) != nullptr; }
 
  private:
   std::atomic<T*> instance_{nullptr};

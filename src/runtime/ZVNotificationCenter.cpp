@@ -49,8 +49,12 @@ ZVNotificationCenter::Token ZVNotificationCenter::addObserver(std::string_view n
 
 void ZVNotificationCenter::removeObserver(Token token) noexcept {
   Registry& all = registry();
+  std::shared_ptr<const Observer> removed;  // destroyed without the lock: what it owns may call in here
   const std::scoped_lock lock(all.mutex);
-  std::erase_if(all.registrations, [token](const Registration& entry) { return entry.token == token; });
+  const auto found = std::ranges::find(all.registrations, token, &Registration::token);
+  if (found == all.registrations.end()) return;
+  removed = std::move(found->observer);
+  all.registrations.erase(found);
   all.empty = all.registrations.empty();
 }
 

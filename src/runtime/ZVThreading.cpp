@@ -4,7 +4,6 @@
 #include <mutex>
 #include <string_view>
 
-#include "device/ZVDevice.h"
 #include "platform/Platform.h"
 #include "runtime/SharedInstance.h"
 #include "runtime/ZVLogger.h"
@@ -24,9 +23,13 @@ struct HandOver {
 
   void run(const std::function<void()>& task) {
     if (!move(Stage::waiting, Stage::running)) return;
+    const Done done{*this};  // also when the task throws: that is the loop's affair, and somebody waits
     task();
-    move(Stage::running, Stage::done);
   }
+  struct Done {
+    HandOver& handOver;
+    ~Done() { handOver.move(Stage::running, Stage::done); }
+  };
   bool move(Stage from, Stage to) {
     const std::scoped_lock lock(mutex);
     if (stage != from) return false;
@@ -69,7 +72,6 @@ void ZVThreading::stopWaitingForMainThread() noexcept {
 }
 
 bool ZVThreading::isZVThread() {
-  if (ZVDevice::deviceIsLowerOrEqualToIos6()) return true;
   const char* label = TaskQueue::currentLabel();
   const bool onQueue = label != nullptr && kQueueLabel == label;
   if (!onQueue) ZVLogger::d(0, "Not on ZVThread");

@@ -157,10 +157,12 @@ class ZVState {
   // The configurations' lock covers what the game reads on its own threads. It is recursive because the delegate,
   // which is told while it is held, reads configurations.
   std::recursive_mutex configurationsGuard;
-  std::optional<ZVMap> configurations;              // guarded by configurationsGuard
-  std::weak_ptr<ZVRemoteConfigsDelegate> delegate;  // guarded by configurationsGuard
-  std::optional<std::string> abId;                  // guarded by configurationsGuard
-  std::optional<std::string> abVariantId;           // guarded by configurationsGuard
+  std::optional<ZVMap> configurations;  // guarded by configurationsGuard
+  // What the game asks or sets on its own threads beside: never held while anything of the game's runs.
+  std::mutex answersGuard;
+  std::weak_ptr<ZVRemoteConfigsDelegate> delegate;  // guarded by answersGuard
+  std::optional<std::string> abId;                  // guarded by answersGuard
+  std::optional<std::string> abVariantId;           // guarded by answersGuard
   std::optional<std::string> configsHash;
 
   std::array<TextList, 3> availableCustomDimensions;                  // of dimensions 01 to 03

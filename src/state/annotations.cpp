@@ -37,10 +37,12 @@ void addEngineVersion(ZVMap& fields) {
 
 void addRemoteConfigs(ZVMap& fields) {
   ZVState& state = ZVState::sharedInstance();
-  const std::scoped_lock lock(state.configurationsGuard);
-  if (state.configurations && !state.configurations->empty()) fields.set("configurations", *state.configurations);
-  setUnless(fields, "ab_id", state.abId.value_or(""), "");
-  setUnless(fields, "ab_variant_id", state.abVariantId.value_or(""), "");
+  {
+    const std::scoped_lock lock(state.configurationsGuard);
+    if (state.configurations && !state.configurations->empty()) fields.set("configurations", *state.configurations);
+  }
+  setUnless(fields, "ab_id", ZVState::getABTestingId().value_or(""), "");
+  setUnless(fields, "ab_variant_id", ZVState::getABTestingVariantId().value_or(""), "");
 }
 
 }  // namespace

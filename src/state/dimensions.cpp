@@ -37,8 +37,9 @@ void setAvailable(std::size_t index, const TextList& values) {
 }
 
 void setCurrent(std::size_t index, ZVText value) {
-  ZVState::sharedInstance().currentCustomDimensions[index] = value.copy();
-  if (ZVStore::sharedInstance().tableReady) kDimensions[index].persist(value);
+  const ZVText kept = value.empty() ? ZVText() : value;  // "" clears as well
+  ZVState::sharedInstance().currentCustomDimensions[index] = kept.copy();
+  if (ZVStore::sharedInstance().tableReady) kDimensions[index].persist(kept);
   ZVLogger::i(0, "Set custom{} dimension value: {}", kDimensions[index].number, value);
 }
 

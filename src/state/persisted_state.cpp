@@ -51,7 +51,8 @@ std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
   if (!parsed || parsed->ifMap() == nullptr) return std::nullopt;
   ZVMap config = *parsed->ifMap();
   const auto lastUsed = ZVState::getLastUsedIdentifier();
-  if (lastUsed && *lastUsed != ZVState::getUserId()) {
+  const std::string current = ZVState::getUserId();  // becomes the last one used
+  if (lastUsed && *lastUsed != current) {
     ZVLogger::w(0, "New identifier spotted compared to last one used, clearing cached configs hash!!");
     config.erase("configs_hash");
   }
@@ -62,7 +63,7 @@ void adoptConfigIds() {
   ZVState& state = ZVState::sharedInstance();
   const ZVMap& config = ZVState::getSdkConfig();
   state.configsHash = textField(config, "configs_hash");
-  const std::scoped_lock lock(state.configurationsGuard);
+  const std::scoped_lock lock(state.answersGuard);
   state.abId = textField(config, "ab_id");
   state.abVariantId = textField(config, "ab_variant_id");
 }

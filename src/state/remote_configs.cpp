@@ -40,9 +40,15 @@ void addIfActive(ZVMap& configurations, const ZVMap& entry, double now) {
   ZVLogger::d(0, "configuration added: '{}' + '{}'.", shown(key), shown(value));
 }
 
-void tell(const std::weak_ptr<ZVRemoteConfigsDelegate>& delegate) {
+std::shared_ptr<ZVRemoteConfigsDelegate> currentDelegate() {
+  ZVState& state = ZVState::sharedInstance();
+  const std::scoped_lock lock(state.answersGuard);
+  return state.delegate.lock();
+}
+
+void tellDelegate() {
   try {
-    if (const auto receiver = delegate.lock()) receiver->onRemoteConfigsUpdated();
+    if (const auto delegate = currentDelegate()) delegate->onRemoteConfigsUpdated();
   } catch (const std::exception& failure) {
     ZVLogger::e(0, "The remote configurations' delegate failed: {}", failure.what());
   } catch (...) {
@@ -62,7 +68,7 @@ void ZVState::populateConfigurations(const ZVMap& sdkConfig) {
     for (const ZVValue& entry : *entries)
       if (const ZVMap* fields = entry.ifMap()) addIfActive(*state.configurations, *fields, now);
   }
-  if (state.configurations && !state.configurations->empty()) tell(state.delegate);
+  if (state.configurations && !state.configurations->empty()) tellDelegate();
   state.remoteConfigsIsReady = true;
 }
 
@@ -85,18 +91,18 @@ bool ZVState::isRemoteConfigsReady() { return sharedInstance().remoteConfigsIsRe
 
 void ZVState::setRemoteConfigsDelegate(std::weak_ptr<ZVRemoteConfigsDelegate> delegate) {
   ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.configurationsGuard);
+  const std::scoped_lock lock(state.answersGuard);
   state.delegate = std::move(delegate);
 }
 
 std::optional<std::string> ZVState::getABTestingId() {
   ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.configurationsGuard);
+  const std::scoped_lock lock(state.answersGuard);
   return state.abId;
 }
 
 std::optional<std::string> ZVState::getABTestingVariantId() {
   ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.configurationsGuard);
+  const std::scoped_lock lock(state.answersGuard);
   return state.abVariantId;
 }

@@ -1,11 +1,10 @@
 #include <algorithm>
-#include <array>
+#include <atomic>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string_view>
 #include <utility>
-
-#include <fmt/format.h>
 
 #include "device/ZVDevice.h"
 #include "events/ZVEvents.h"
@@ -48,7 +47,7 @@ void acceptInitAnswer(ZVMap answer, bool unchanged) {
   if (unchanged) carryOver(answer, ZVState::getSdkConfig());
   state.configsHash = textField(answer, "configs_hash");
   {
-    const std::scoped_lock lock(state.configurationsGuard);
+    const std::scoped_lock lock(state.answersGuard);
     state.abId = textField(answer, "ab_id");
     state.abVariantId = textField(answer, "ab_variant_id");
   }
@@ -123,6 +122,13 @@ void openSession() {
   ZVEvents::addSessionStartEvent();
 }
 
+// Ends a background task however the work that it stood for went.
+struct BackgroundTaskEnd {
+  ZVBackgroundTasks& tasks;
+  ZVBackgroundTasks::TaskId id;
+  ~BackgroundTaskEnd() { tasks.end(id); }
+};
+
 void resumeOnQueue() {
   ZVState& state = ZVState::sharedInstance();
   ZVState::setSDKPausedFlag(false);
@@ -132,9 +138,7 @@ void resumeOnQueue() {
     return;
   }
   ZVLogger::i(0, "Resuming SDK (starting event queue).");
-  if (!state.restartEventQueue) return;
-  ZVEvents::startEventQueue();
-  state.restartEventQueue = false;
+  if (state.restartEventQueue.exchange(false)) ZVEvents::startEventQueue();
 }
 
 }  // namespace
@@ -150,7 +154,7 @@ void ZVState::startNewSession() {
   if (isAutoDetectAppVersionEnabled()) detectBuild();
   requestInit();
   adoptTimeOffset();
-  populateConfigurations(ZVMap(getSdkConfig()));
+  populateConfigurations(getSdkConfig());
   if (isEnabled()) {
     openSession();
     return;
@@ -173,7 +177,7 @@ void ZVState::pause() {
     ZVLogger::w(0, "SDK is disabled - cannot pause SDK and end session.");
     return;
   }
-  sdkPaused = true;
+  if (sdkPaused.exchange(true)) return;  // another thread was quicker
   ZVLogger::i(0, "Pausing SDK (stopping event queue) and adding session end event.");
   if (ZVEvents::isEventQueueTimerArmed()) {
     restartEventQueue = true;
@@ -196,9 +200,10 @@ void ZVState::addSessionEndEventAndSendInLongBackgroundThread() {
   const auto id = std::make_shared<std::atomic<ZVBackgroundTasks::TaskId>>(0);
   *id = tasks->begin([tasks, id] { tasks->end(*id); });
   ZVThreading::performTaskOnZVThreadWithBlock([tasks, id] {
-    sharedInstance().pausedOnQueue = true;
+    const BackgroundTaskEnd end{*tasks, *id};
+    ZVState& state = sharedInstance();
+    state.pausedOnQueue = state.sdkPaused.load();  // not when a resume has overtaken this pause
     ZVEvents::addSessionEndEvent();
-    tasks->end(*id);
   });
 }
 

@@ -1,5 +1,6 @@
+#include <fmt/format.h>
+
 #include "device/ZVDevice.h"
-#include "runtime/TaskQueue.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 
