@@ -35,11 +35,11 @@ constexpr auto kTables = std::to_array<Table>({
 // Small pages keep what one event writes small (two transactions rewrite a handful of pages), and a small checkpoint
 // interval keeps the file's size, by which events are refused, close to what the database holds. In this mode a commit
 // survives a killed process without a sync; only a power cut may take the latest ones.
-constexpr const char* kSettings =
-    "PRAGMA page_size = 1024;"
-    "PRAGMA journal_mode = WAL;"
-    "PRAGMA synchronous = NORMAL;"
-    "PRAGMA wal_autocheckpoint = 512;";
+constexpr auto kSettings = std::to_array<const char*>({
+    "PRAGMA page_size = 1024", "PRAGMA journal_mode = WAL", "PRAGMA synchronous = NORMAL",
+    "PRAGMA wal_autocheckpoint = 1000",
+    "PRAGMA journal_size_limit = 1048576",  // what one large transaction took is given back
+});
 constexpr int kBusyMilliseconds = 3000;  // another process of the same game may be writing
 
 bool open(ZVStore& store) {
@@ -64,7 +64,8 @@ bool open(ZVStore& store) {
 void configure(sqlite3* database) {
   sqlite3_busy_timeout(database, kBusyMilliseconds);
   sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);  // trimming quotes session ids doubly
-  sqlite3_exec(database, kSettings, nullptr, nullptr, nullptr);      // what fails here fails again at the first table
+  // One by one: a log that can't be had (another process is at it) must not cost the other settings.
+  for (const char* setting : kSettings) sqlite3_exec(database, setting, nullptr, nullptr, nullptr);
 }
 
 void dropTables() {

@@ -1,6 +1,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -12,7 +13,6 @@
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
 
 namespace {
 
@@ -30,12 +30,10 @@ bool execute(sqlite3* database, const char* sql) {
   return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-bool changesData(std::string_view sql) {
-  // Only the first word counts, so no more than its length is upper-cased.
-  std::string start(sql.substr(0, std::string_view("UPDATE").size()));
-  std::ranges::transform(start, start.begin(),
-                         [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
-  return ZVHelpers::stringMatchWithString(start, "^(UPDATE|INSERT|DELETE)");
+// By its first word, in any case.
+bool changesData(const std::string& sql) {
+  constexpr auto kWords = std::to_array<const char*>({"UPDATE", "INSERT", "DELETE"});
+  return std::ranges::any_of(kWords, [&](const char* word) { return sqlite3_strnicmp(sql.c_str(), word, 6) == 0; });
 }
 
 bool mayQuery() {

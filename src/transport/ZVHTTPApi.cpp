@@ -25,6 +25,10 @@ constinit SharedInstance<ZVHTTPApi> shared;
 
 constexpr auto kPollingPeriod = 20ms;
 
+// The configurations are kept in the database and go out with every event: an answer that is larger than this would
+// fill it for good.
+constexpr std::size_t kMaxInitAnswerBytes = 256 * 1024;
+
 struct StatusKind {
   long status;
   Kind kind;
@@ -80,11 +84,11 @@ struct Exchange {
 ZVHTTPApi::ZVHTTPApi()
     : httpProtocol(platform().collector.protocol),
       hostname(platform().collector.hostname),
+      port(platform().collector.port),
       session_(platform().makeURLSession()) {
-  if (const std::string& endpointPort = platform().collector.port; !endpointPort.empty())
-    hostname += ":" + endpointPort;
-  baseUrl_ = fmt::format("{}://{}/{}", httpProtocol, hostname, version);
-  remoteConfigsBaseUrl = fmt::format("{}://{}/remote_configs/{}", httpProtocol, hostname, remoteConfigsVersion);
+  const std::string host = port.empty() ? hostname : hostname + ":" + port;
+  baseUrl_ = fmt::format("{}://{}/{}", httpProtocol, host, version);
+  remoteConfigsBaseUrl = fmt::format("{}://{}/remote_configs/{}", httpProtocol, host, remoteConfigsVersion);
 }
 
 ZVHTTPApi& ZVHTTPApi::sharedInstance() { return shared.get(); }
@@ -102,6 +106,10 @@ ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHa
 
   const ZVURLRequest request = createRequestWithPayload(*json, url, true);
   const RawAnswer answer = sendSynchronousRequest(request);
+  if (answer.body && answer.body->size() > kMaxInitAnswerBytes) {
+    ZVLogger::w(0, "The init call's answer is too large: {} bytes", answer.body->size());
+    return {Kind::BadResponse, std::nullopt};
+  }
   auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
   if (isDebugLogged()) ZVLogger::d(0, "init request content: {}", describe(content));
 

@@ -78,7 +78,7 @@ class ZVHTTPApi {
 
   std::string httpProtocol;
   std::string hostname;
-  std::optional<std::string> port;  // nothing reads it: the host name bears it where there is one
+  std::string port;  // empty: the protocol's own
   std::string version = "v2";
   std::string remoteConfigsVersion = "v1";
   std::string remoteConfigsBaseUrl;

@@ -16,21 +16,45 @@ namespace {
 constexpr std::size_t kMaxDepth = 512;
 constexpr std::size_t kUsualLength = 1024;  // of a record: most are written without growing the text
 
-// Where the writer's characters go. A slash is written as "\/"; outside of strings JSON has none.
-struct EscapingOutput {
+// Where the writer's characters go, one at a time: into room that is there already. A slash is written as "\/"; outside
+// of strings JSON has none.
+class EscapingOutput {
+ public:
   using Ch = char;
-  std::string& text;
 
+  explicit EscapingOutput(std::string& text) : text_(text) {
+    text_.resize(kUsualLength);
+    restart(0);
+  }
   void Put(char character) {
-    if (character == '/') text.push_back('\\');
-    text.push_back(character);
+    if (end_ - next_ < 2) grow();
+    if (character == '/') *next_++ = '\\';
+    *next_++ = character;
   }
   void Flush() {}
+  void finish() { text_.resize(used()); }
+
+ private:
+  [[nodiscard]] std::size_t used() const { return static_cast<std::size_t>(next_ - text_.data()); }
+  void grow() {
+    const std::size_t kept = used();
+    text_.resize(2 * text_.size());
+    restart(kept);
+  }
+  void restart(std::size_t kept) {
+    next_ = text_.data() + kept;
+    end_ = text_.data() + text_.size();
+  }
+
+  std::string& text_;
+  char* next_ = nullptr;
+  char* end_ = nullptr;
 };
 
 class Serialiser {
  public:
-  explicit Serialiser(std::string& text) : output_{text}, writer_(output_) {}
+  explicit Serialiser(std::string& text) : output_(text), writer_(output_) {}
+  void finish() { output_.finish(); }
 
   // False as soon as something can't be expressed.
   bool write(const ZVMap& map) {
@@ -84,8 +108,9 @@ class Serialiser {
 template <class Container>
 std::optional<std::string> serialised(const Container& container) {
   std::string text;
-  text.reserve(kUsualLength);
-  if (!Serialiser(text).write(container)) return std::nullopt;
+  Serialiser serialiser(text);
+  if (!serialiser.write(container)) return std::nullopt;
+  serialiser.finish();
   return text;
 }
 

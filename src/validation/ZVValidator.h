@@ -49,6 +49,9 @@ class ZVValidator {
   static bool validateDimension03(ZVText value);
 
   static bool validateEventPartCharacters(ZVText part);
+  static bool validateCurrency(ZVText currency);
+  static bool validateAdNetworkName(ZVText name);
+  static bool validateAdNetworkVersion(ZVText version);
   static bool validateEventIdLength(ZVText eventId);
   static bool validateEventIdCharacters(ZVText eventId);
 

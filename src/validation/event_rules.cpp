@@ -9,10 +9,12 @@
 
 namespace {
 
-constexpr std::string_view kEventPartCharactersPattern = "^[A-Za-z0-9\\s\\-_\\.\\(\\)\\!\\?]{1,64}$";
+// White space is written out: the regular-expression engine's own class holds one character that collectors refuse.
+constexpr std::string_view kEventPartCharactersPattern = "^[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,64}$";
 constexpr std::string_view kEventIdLengthPattern = "^[^:]{1,64}+(?::[^:]{1,64}+){0,4}$";
 constexpr std::string_view kEventIdCharactersPattern =
-    "^[A-Za-z0-9\\s\\-_\\.\\(\\)\\!\\?]{1,64}(:[A-Za-z0-9\\s\\-_\\.\\(\\)\\!\\?]{1,64}){0,4}$";
+    "^[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,64}(:[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,"
+    "64}){0,4}$";
 
 // One thing that a text argument must pass. The failure's message ends with the text.
 struct TextCheck {
@@ -49,6 +51,16 @@ std::optional<ValidationResult> firstFailure(SdkErrorArea area, ZVText text, std
 
 bool ZVValidator::validateEventPartCharacters(ZVText part) {
   return ZVHelpers::stringMatchWithString(part, kEventPartCharactersPattern);
+}
+
+bool ZVValidator::validateCurrency(ZVText currency) { return ZVHelpers::stringMatchWithString(currency, "^[A-Z]{3}$"); }
+
+bool ZVValidator::validateAdNetworkName(ZVText name) {
+  return ZVHelpers::stringMatchWithString(name, "^(mopub|fyber|ironsource|topon|hyperbid|max|aequus|admob)$");
+}
+
+bool ZVValidator::validateAdNetworkVersion(ZVText version) {
+  return ZVHelpers::stringMatchWithString(version, "^[0-9]{0,5}(\\.[0-9]{0,5}){0,3}$");
 }
 
 bool ZVValidator::validateEventIdLength(ZVText eventId) {
