@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "collector/Json.h"
 
@@ -42,9 +42,9 @@ GameConfigs readGame(const JsonValue& game) {
 
 std::optional<std::string> readFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  std::string content(std::istreambuf_iterator<char>(file), {});
-  return file.bad() ? std::nullopt : std::optional(std::move(content));
+  std::ostringstream content;
+  content << file.rdbuf();
+  return file.good() && content.good() ? std::optional(content.str()) : std::nullopt;
 }
 
 }  // namespace

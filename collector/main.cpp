@@ -87,7 +87,6 @@ int main(int count, char** arguments) {
     fmt::print("{}", helpText());
     return 0;
   } catch (const std::exception& failure) {
-    std::fputs(failure.what(), stderr);
-    return 1;
+    return complain(failure.what(), 1);
   }
 }

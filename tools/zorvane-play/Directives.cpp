@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <thread>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -69,8 +70,9 @@ bool readInto(const ZVValue& value, bool& fact) {
 }
 bool readInto(const ZVValue& value, int& fact) {
   const auto* whole = value.ifInteger();
-  if (whole != nullptr) fact = static_cast<int>(*whole);
-  return whole != nullptr;
+  if (whole == nullptr || !std::in_range<int>(*whole)) return false;
+  fact = static_cast<int>(*whole);
+  return true;
 }
 
 template <auto group, auto member>

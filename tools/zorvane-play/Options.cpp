@@ -1,6 +1,7 @@
 #include "zorvane-play/Options.h"
 
 #include <charconv>
+#include <fstream>
 #include <regex>
 
 #include <fmt/format.h>
@@ -8,9 +9,13 @@
 namespace {
 
 std::optional<ZVCollectorEndpoint> endpointOf(const std::string& url) {
+  constexpr std::size_t kLongestUrl = 300;
+  constexpr int kLastPort = 65535;
+  if (url.size() > kLongestUrl) return std::nullopt;
   static const std::regex pattern(R"((https?)://([A-Za-z0-9.\-]+|\[[0-9a-fA-F:]+\])(:([0-9]{1,5}))?/?)");
   std::smatch parts;
   if (!std::regex_match(url, parts, pattern)) return std::nullopt;
+  if (parts[4].matched && std::stoi(parts[4]) > kLastPort) return std::nullopt;
   return ZVCollectorEndpoint{.protocol = parts[1], .hostname = parts[2], .port = parts[4]};
 }
 
@@ -28,8 +33,10 @@ std::optional<std::string> take(const std::string& name, const std::string& valu
     if (!options.collector) return fmt::format("--collector takes http[s]://HOST[:PORT], not \"{}\"", value);
   } else if (name == "--data-dir") {
     options.dataDirectory = value;
+    if (value.empty()) return "--data-dir takes a folder";
   } else if (name == "--ca-file") {
     options.caFile = value;
+    if (!std::ifstream(value).good()) return fmt::format("--ca-file: can't read \"{}\"", value);
   } else if (name == "--queue-seconds") {
     options.queueSeconds = secondsOf(value);
     if (!options.queueSeconds) return fmt::format("--queue-seconds takes a number up to 3600, not \"{}\"", value);

@@ -20,8 +20,9 @@ std::optional<std::string> readLine(const std::string& line, Recording& recordin
 
   std::optional<std::string> wrong;
   if (*name == kPlatformDirective) {
-    wrong = recording.steps.empty() ? readPlatform(arguments, recording.platform)
-                                    : std::optional<std::string>("must come before the first call");
+    if (!recording.steps.empty()) wrong = "must come before the first call";
+    else if (recording.platform.application) wrong = "comes twice";
+    else wrong = readPlatform(arguments, recording.platform);
   } else if (const Directive* directive = findDirective(*name)) {
     wrong = directive->check(arguments);
     recording.steps.push_back({directive, std::move(arguments)});
@@ -50,6 +51,7 @@ std::variant<Recording, std::string> readRecording(std::istream& lines) {
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
     if (const auto wrong = readLine(line, recording)) return fmt::format("line {}: {}", number, *wrong);
   }
+  if (lines.bad()) return "can't be read to its end";
   return recording;
 }
 
