@@ -22,22 +22,6 @@ void overwrite(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
-// Changes with every replacement of the file: the old one is kept in use, so its number is not given out again.
-class Replaced {
- public:
-  explicit Replaced(const std::string& path) : path_(path), kept_(path) {}
-  operator bool() const { return number(path_) != first_; }
-
- private:
-  static ino_t number(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
-  }
-  const std::string path_;
-  const std::ifstream kept_;
-  const ino_t first_ = number(path_);
-};
-
 class FileUserDefaults : public testing::Test {
  protected:
   TemporaryFolder folder;
@@ -48,13 +32,8 @@ class FileUserDefaults : public testing::Test {
 
 TEST_F(FileUserDefaults, KeepsEveryByteAcrossRestartsInAPrivateFile) {
   const std::string nul("a\0b", 3);
-  const std::pair<std::string, std::string> pairs[] = {{"plain", "value"},
-                                                       {"empty", ""},
-                                                       {"", "no key"},
-                                                       {"tab\tkey", "line\nline\r\n"},
-                                                       {"back\\slash", "\\n\\t\\\\"},
-                                                       {nul, nul},
-                                                       {"ünicode", "日本\xFF"}};
+  const std::pair<std::string, std::string> pairs[] = {
+      {"empty", ""}, {"", "no key"}, {"tab\tkey", "line\nline\r\n"}, {"back\\slash", "\\n\\t\\\\"}, {nul, "日本\xFF"}};
   {
     const auto defaults = makeFileUserDefaults(path);
     for (const auto& [key, value] : pairs) defaults->setString(key, value);
@@ -81,13 +60,14 @@ TEST_F(FileUserDefaults, WritesAChangeAtOnceAndNothingElse) {
   EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("key"), "value") << "without a flush";
 
   EXPECT_TRUE(defaults->synchronize());
-  const Replaced replaced(path);
+  const fs::path kept = folder.file("kept");
+  fs::create_hard_link(path, kept);  // a replaced file is another one
   defaults->setString("key", "value");
   defaults->removeKey("unknown");
   EXPECT_TRUE(defaults->synchronize());
-  EXPECT_FALSE(replaced);
+  EXPECT_TRUE(fs::equivalent(path, kept));
   defaults->setString("key", "other");
-  EXPECT_TRUE(replaced);
+  EXPECT_FALSE(fs::equivalent(path, kept));
 }
 
 TEST_F(FileUserDefaults, StartsEmptyFromADamagedFileAndRecovers) {
@@ -107,8 +87,22 @@ TEST_F(FileUserDefaults, StartsEmptyFromADamagedFileAndRecovers) {
   }
 }
 
+TEST_F(FileUserDefaults, LeavesAloneWhatIsOutOfReachAndJoinsItOnceItIsBack) {
+  const std::string elsewhere = folder.file("elsewhere");
+  makeFileUserDefaults(elsewhere)->setString("kept", "old");
+  fs::create_directories(path);  // can be opened, not read
+  const auto defaults = makeFileUserDefaults(path);
+  defaults->setString("added", "new");
+  EXPECT_FALSE(defaults->synchronize());
+  fs::remove(path);
+  fs::copy_file(elsewhere, path);
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("kept"), "old");
+  EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("added"), "new");
+}
+
 TEST_F(FileUserDefaults, SaysWhenItCannotFlushAndTriesAgain) {
-  overwrite(folder.file("below"), "a file where the folder should be");
+  fs::create_symlink(folder.file("missing/folder"), folder.file("below"));  // no folder can be made here
   const auto defaults = makeFileUserDefaults(path);
   defaults->setString("key", "value");
   EXPECT_FALSE(defaults->synchronize());

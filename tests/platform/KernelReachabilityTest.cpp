@@ -14,6 +14,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using Source = ZVReachabilitySource;
 
 constexpr std::uint32_t kDirectly = Source::kReachable | Source::kIsDirect;
@@ -31,18 +32,10 @@ bool bringLoopback(bool up) {
 }  // namespace
 
 TEST(KernelReachability, AcceptsAddressesAndPossibleHostNames) {
-  struct Case {
-    std::string name;
-    bool accepted;
-  };
-  for (const auto& [name, accepted] :
-       {Case{"", true}, Case{"collector.example.com", true}, Case{std::string(253, 'a'), true},
-        Case{std::string(254, 'a'), false}, Case{"two words", false}, Case{"tab\t", false}, Case{"line\n", false},
-        Case{std::string("nul\0nul", 7), false}, Case{"del\x7F", false},
-        Case{"b\xC3\xBC"
-             "cher.example",
-             true}})
-    EXPECT_EQ(source()->accepts({.hostName = name}), accepted) << '"' << name << '"';
+  for (const std::string& name : {""s, "collector.example.com"s, std::string(253, 'a'), "b\u00FCcher.example"s})
+    EXPECT_TRUE(source()->accepts({.hostName = name})) << name;
+  for (const std::string& name : {std::string(254, 'a'), "two words"s, "line\n"s, "nul\0nul"s, "del\x7F"s})
+    EXPECT_FALSE(source()->accepts({.hostName = name})) << name;
 }
 
 // Which network the machine has is its own affair; how the answers hang together is not.
@@ -52,13 +45,12 @@ TEST(KernelReachability, TellsTheMachineFromItsNetworksAndTheInternet) {
   const auto flags = [](const ZVReachabilityTarget& target) { return source()->flags(target).value_or(0xFFFF'FFFF); };
 
   const std::uint32_t self = network->loopback ? kDirectly : 0;
-  for (const char* name : {"localhost", "LocalHost", "127.0.0.1", "127.9.9.9", "::1"})
-    EXPECT_EQ(flags({.hostName = name}), self) << name;
+  for (const char* name : {"LocalHost", "127.9.9.9", "::1"}) EXPECT_EQ(flags({.hostName = name}), self) << name;
   EXPECT_EQ(flags({.hostName = {}, .address = {127, 0, 0, 1}}), self);
 
   const std::uint32_t internet = network->defaultRoute ? Source::kReachable : 0;
   EXPECT_EQ(flags({}), internet);
-  for (const char* name : {"collector.example.com", "localhost.example.com", "2001:db8::1"})
+  for (const char* name : {"localhost.example.com", "2001:db8::1"})
     EXPECT_EQ(flags({.hostName = name}), internet) << name;
   EXPECT_EQ(flags({.hostName = {}, .address = {169, 254, 0, 0}}), network->localNetwork ? kDirectly : 0);
 

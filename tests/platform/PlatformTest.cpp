@@ -2,15 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <stdexcept>
 
 #include <zorvane/ZVNotificationCenter.h>
 
 #include "platform/Defaults.h"
-#include "platform/Process.h"
 #include "support/TemporaryFolder.h"
 
 TEST(Platform, TakesTheLastInstalledUntilItIsInForceAndFillsTheRest) {
@@ -18,11 +15,11 @@ TEST(Platform, TakesTheLastInstalledUntilItIsInForceAndFillsTheRest) {
   ZVPlatform given;
   given.dataDirectory = folder.file("first");
   EXPECT_TRUE(ZVPlatform::install(given));
-  EXPECT_FALSE(isPlatformInForce());
   given.dataDirectory = folder.file("second");
   given.application = []() -> ZVApplicationFacts { throw std::runtime_error("a host's own trouble"); };
   EXPECT_TRUE(ZVPlatform::install(given));
 
+  EXPECT_FALSE(isPlatformInForce());
   EXPECT_EQ(platform().dataDirectory, folder.file("second"));
   EXPECT_TRUE(isPlatformInForce());
   EXPECT_FALSE(ZVPlatform::install({}));
@@ -48,15 +45,14 @@ TEST(Platform, KeepsDataInAPrivateFolderOfTheApplicationsOwn) {
   const std::string plain = defaultDataDirectory("com.example.game");
   EXPECT_TRUE(plain.ends_with("/.local/share/com.example.game")) << plain;
   const std::string root = plain.substr(0, plain.rfind('/') + 1);
-  for (const char* odd : {"", ".", "..", "../other", "a/b", "a%2Fb", ".hidden", "line\n"}) {
+  for (const char* odd : {"", ".", "..", "../other", "line\n"}) {
     const std::string name = defaultDataDirectory(odd).substr(root.size());
     EXPECT_TRUE(!name.empty() && name.front() != '.' && name.find_first_of("/\n") == name.npos) << odd;
   }
   EXPECT_NE(defaultDataDirectory("a/b"), defaultDataDirectory("a%2Fb"));
 }
 
-TEST(Platform, TellsOfTheApplicationsStateButNotInAForkedChild) {
-  watchForForks();
+TEST(Platform, TellsOfTheApplicationsState) {
   std::string told;
   const auto background =
       ZVNotificationCenter::addObserver("UIApplicationDidEnterBackgroundNotification", [&](auto&) { told += 'b'; });
@@ -65,16 +61,6 @@ TEST(Platform, TellsOfTheApplicationsStateButNotInAForkedChild) {
   ZVPlatform::applicationDidEnterBackground();
   ZVPlatform::applicationWillEnterForeground();
   EXPECT_EQ(told, "bf");
-  EXPECT_FALSE(inForkedChild());
-
-  const pid_t child = fork();
-  if (child == 0) {
-    ZVPlatform::applicationDidEnterBackground();
-    _exit(told == "bf" && inForkedChild() ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
   ZVNotificationCenter::removeObserver(background);
   ZVNotificationCenter::removeObserver(foreground);
 }

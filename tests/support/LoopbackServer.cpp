@@ -71,9 +71,9 @@ struct LoopbackServer::State {
 
   State(Security security, const std::string& certified) : protocol(security == Security::tls ? "https" : "http") {
     if (security == Security::tls) {
-      const Certificate made(certified);
-      made.writePem(folder.file("ca.pem"));
-      server = std::make_unique<httplib::SSLServer>(made.certificate.get(), made.key.get());
+      const std::string pem = folder.file("ca.pem");
+      writeCertificate(pem, certified);
+      server = std::make_unique<httplib::SSLServer>(pem.c_str(), pem.c_str());
     } else {
       server = std::make_unique<httplib::Server>();
     }

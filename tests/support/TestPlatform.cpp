@@ -28,13 +28,11 @@ void FakeDevice::change(const std::function<void(ZVDeviceFacts&, ZVApplicationFa
 }
 
 ZVDeviceFacts FakeDevice::device() {
-  ++asked_;
   const std::scoped_lock lock(mutex_);
   return device_;
 }
 
 ZVApplicationFacts FakeDevice::application() {
-  ++asked_;
   const std::scoped_lock lock(mutex_);
   return application_;
 }

@@ -35,20 +35,18 @@ class FakeClock final : public ZVClock {
   std::atomic<double> now_{1'700'000'000};
 };
 
-// What the device and the application say of themselves, and how often they were asked.
+// What the device and the application say of themselves.
 class FakeDevice {
  public:
   FakeDevice();
   void change(const std::function<void(ZVDeviceFacts&, ZVApplicationFacts&)>& change);
   ZVDeviceFacts device();
   ZVApplicationFacts application();
-  int asked() const { return asked_; }
 
  private:
   std::mutex mutex_;
   ZVDeviceFacts device_;            // guarded by mutex_
   ZVApplicationFacts application_;  // guarded by mutex_
-  std::atomic<int> asked_{0};
 };
 
 // The main loop of a test: its thread is the one that made it, and its time passes by advance().

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <cmath>
 #include <limits>
@@ -31,27 +30,31 @@ TEST(Json, WritesCompactTextInTheOrderOfTheMap) {
                                                   "\xC3\xA9"
                                                   R"(","a":[null,true,false,-5,1.5,{}],"":[],)"
                                                   R"("whole":1700000000,"big":-9223372036854775808})");
-  EXPECT_EQ(ZVHelpers::jsonStringWithObject(ZVValue::Array{}), "[]");
 }
 
 TEST(Json, RefusesWhatItCannotExpress) {
   const double infinity = std::numeric_limits<double>::infinity();
   for (const ZVValue& value :
        {ZVValue("text"), ZVValue(1), ZVValue(), ZVValue(ZVMap{{"k", std::nan("")}}), ZVValue(ZVValue::Array{-infinity}),
-        ZVValue(ZVMap{{"k", "bad \xC3"}}), ZVValue(ZVMap{{"bad \xED\xA0\x80", 1}}), nested(513)})
+        ZVValue(ZVMap{{"k", "bad \xC3"}}), ZVValue(ZVMap{{"bad \xED\xA0\x80", 1}})})
     EXPECT_EQ(ZVHelpers::jsonStringWithObject(value), std::nullopt);
+}
+
+TEST(Json, SurvivesDepth) {
   EXPECT_EQ(ZVHelpers::jsonStringWithObject(nested(512)), brackets(512));
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(brackets(512)), nested(512));
+  EXPECT_EQ(ZVHelpers::jsonStringWithObject(nested(513)), std::nullopt);
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(brackets(513)), std::nullopt);
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(std::string(5'000'000, '[')), std::nullopt);
 }
 
 TEST(Json, ReadsMapsAndArraysOnly) {
   EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(R"( {"a":[1,-2.5,"x\/\u00e9",{"b":null}],"a\u0000":true} )"),
             ZVValue(ZVMap{{"a", ZVValue::Array{1, -2.5, "x/\xC3\xA9", ZVMap{{"b", nullptr}}}}, {"a\0"s, true}}));
   EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(R"({"a":1,"b":2,"a":3})"), ZVValue(ZVMap{{"a", 3}, {"b", 2}}));
-  EXPECT_EQ(ZVHelpers::dictionaryWithJsonData("[]"), ZVValue(ZVValue::Array{}));
-  for (const auto& json : {""s, "5"s, "\"text\""s, "null"s, "{"s, "[1,]"s, "{\"a\"}"s, "[] x"s, "[]\0"s, "[\"\0\"]"s,
-                           "[\"\xC3\"]"s, "\xFF[]"s, "[\"\\ud800\"]"s, "[1e999]"s, "[NaN]"s, "[01]"s})
+  for (const auto& json : {""s, "\"text\""s, "null"s, "[1,]"s, "[] x"s, "[]\0"s, "[\"\xC3\"]"s, "\xFF[]"s,
+                           "[\"\\ud800\"]"s, "[1e999]"s, "[NaN]"s, "[01]"s})
     EXPECT_EQ(ZVHelpers::dictionaryWithJsonData(json), std::nullopt) << testing::PrintToString(json);
-  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(nullptr), std::nullopt);
   EXPECT_EQ(ZVHelpers::dictionaryWithJsonData(std::nullopt), std::nullopt);
 }
 
@@ -60,17 +63,11 @@ TEST(Json, ReadsNumbersExactly) {
                 "[9223372036854775807,-9223372036854775808,9223372036854775808,1e2,0.30000000000000004]"),
             ZVValue(ZVValue::Array{std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min(),
                                    9223372036854775808.0, 100.0, 0.30000000000000004}));
-  for (const double number : {0.1, 474.59380568556355, 1e-7, 5e-324, 1.7976931348623157e308, 1e22, -123456.789}) {
+  for (const double number : {474.59380568556355, 5e-324, 1.7976931348623157e308, 1e22}) {
     const auto text = ZVHelpers::jsonStringWithObject(ZVValue::Array{number});
     ASSERT_TRUE(text);
     EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(*text)->ifArray()->front(), ZVValue(number)) << *text;
   }
-}
-
-TEST(Json, SurvivesDepth) {
-  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(brackets(512)), nested(512));
-  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(brackets(513)), std::nullopt);
-  EXPECT_EQ(ZVHelpers::dictionaryWithJsonString(std::string(5'000'000, '[')), std::nullopt);
 }
 
 std::string noise(std::size_t length) {
@@ -81,9 +78,7 @@ std::string noise(std::size_t length) {
 }
 
 TEST(Gzip, RestoresWhatItCompressed) {
-  std::string repetitive;
-  while (repetitive.size() < 100'000) repetitive += R"({"category":"design","event_id":"level:boss"},)";
-  for (const std::string& data : {std::string(1, 'x'), repetitive, noise(16'360), noise(200'000)}) {
+  for (const std::string& data : {"x"s, std::string(100'000, 'x'), noise(16'360), noise(200'000)}) {
     const auto compressed = ZVHelpers::gzipEnflateWithData(data);
     ASSERT_TRUE(compressed);
     EXPECT_EQ(compressed->substr(0, 2), "\x1f\x8b");
@@ -93,38 +88,25 @@ TEST(Gzip, RestoresWhatItCompressed) {
 }
 
 TEST(Gzip, DecompressesZlibStreamsAndNothingElse) {
-  const std::string data = "plain text, plain text, plain text";
-  std::string packed(100, '\0');
-  uLongf length = packed.size();
-  ASSERT_EQ(compress(reinterpret_cast<Bytef*>(packed.data()), &length, reinterpret_cast<const Bytef*>(data.data()),
-                     data.size()),
-            Z_OK);
-  packed.resize(length);
-  EXPECT_EQ(ZVHelpers::gzipDeflateWithData(packed), data);
+  EXPECT_EQ(ZVHelpers::gzipDeflateWithData("\x78\x9c\x4b\x4c\x4a\x06\x00\x02\x4d\x01\x27"s), "abc");
   EXPECT_EQ(ZVHelpers::gzipEnflateWithData(""), std::nullopt);
-  for (const auto& bad : {""s, "x"s, "not compressed"s, "\x1f\x8b"s})
+  for (const auto& bad : {""s, "not compressed"s, "\x1f\x8b"s})
     EXPECT_EQ(ZVHelpers::gzipDeflateWithData(bad), std::nullopt) << testing::PrintToString(bad);
 }
 
 TEST(Digests, AgreeWithTheStandardVectors) {
-  EXPECT_EQ(ZVHelpers::dataToMd5(""), "d41d8cd98f00b204e9800998ecf8427e");
   EXPECT_EQ(ZVHelpers::stringToMd5("abc"), "900150983cd24fb0d6963f7d28e17f72");
   EXPECT_EQ(ZVHelpers::stringToMd5("abc\0def"s), ZVHelpers::stringToMd5("abc"));
   EXPECT_NE(ZVHelpers::dataToMd5("abc\0def"s), ZVHelpers::dataToMd5("abc"));
   EXPECT_EQ(ZVHelpers::sha256HashForData("abc"), "ungWv48Bz+pBQUDeXa4iI7ADYaOWF3qctBD/YfIAFa0=");
-  const std::string_view fox = "The quick brown fox jumps over the lazy dog";
-  const std::string signature = "97yD9DBThCSxMpjmqm+xQ+9NWaFJRhdZl0edvC0aPNg=";
-  EXPECT_EQ(ZVHelpers::hmacWithKey("key", fox), signature);
-  EXPECT_EQ(ZVHelpers::hmacWithKey("key\0more"s, fox), signature);
+  EXPECT_EQ(ZVHelpers::hmacWithKey("key\0more"s, "The quick brown fox jumps over the lazy dog"),
+            "97yD9DBThCSxMpjmqm+xQ+9NWaFJRhdZl0edvC0aPNg=");
   EXPECT_EQ(ZVHelpers::hmacWithKey("", ""), "thNnmggU2ex3L5XXeMNfxf8Wl8STcVZTxscSFEKSxa0=");
 }
 
 TEST(Base64, PadsToGroupsOfFour) {
-  struct Case {
-    std::string data, text;
-  };
-  for (const auto& [data, text] : {Case{"", ""}, Case{"f", "Zg=="}, Case{"fo", "Zm8="}, Case{"foo", "Zm9v"},
-                                   Case{"foob", "Zm9vYg=="}, Case{"\xFB\xEF\xBE\xFF", "++++/w=="}})
+  for (const auto& [data, text] :
+       {std::pair{"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xFB\xEF\xBE\xFF", "++++/w=="}})
     EXPECT_EQ(ZVHelpers::base64forData(data), text);
 }
 
@@ -136,18 +118,12 @@ TEST(Uuid, IsRandomAndCanonical) {
 }
 
 TEST(EncryptString, NeedsTextAndAKeyOfSixteenCharacters) {
+  const std::string accents = "\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9";
   EXPECT_EQ(ZVHelpers::encryptString("", "0123456789abcdef"), std::nullopt);
-  EXPECT_EQ(ZVHelpers::encryptString(nullptr, "0123456789abcdef"), std::nullopt);
   EXPECT_EQ(ZVHelpers::encryptString("text", "0123456789abcde"), std::nullopt);
-  EXPECT_EQ(ZVHelpers::encryptString("text", "\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9"),
-            std::nullopt)
-      << "sixteen bytes, eight characters";
-  struct Case {
-    std::string text;
-    std::size_t length;
-  };  // padding always adds, a whole block when it must
-  for (const auto& [text, length] : {Case{"x", 24}, Case{std::string(15, 'x'), 24}, Case{std::string(16, 'x'), 44}})
-    EXPECT_EQ(ZVHelpers::encryptString(text, "0123456789abcdef")->size(), length) << text;
+  EXPECT_EQ(ZVHelpers::encryptString("text", accents), std::nullopt) << "sixteen bytes, eight characters";
+  for (const auto& [length, encrypted] : {std::pair{15U, 24U}, {16U, 44U}})  // padding adds a block when it must
+    EXPECT_EQ(ZVHelpers::encryptString(std::string(length, 'x'), "0123456789abcdef")->size(), encrypted);
   EXPECT_EQ(ZVHelpers::encryptString("attack at dawn", "0123456789abcdef0123456789abcdef"), "N2ZtrVvp1ur4f38y3L9wSQ==");
 }
 

@@ -17,12 +17,9 @@ TEST(Utf16Length, CountsCodeUnitsOfValidTextOnly) {
     std::optional<std::size_t> length;
   };
   for (const auto& [text, length] : {
-           Case{"", 0},
            Case{"a\0b"s, 3},
-           Case{std::string(17, 'a'), 17},
            Case{"12345678\xC3\xA9", 9},
            Case{"\xED\x9F\xBF\xEE\x80\x80", 2},     // around the surrogates
-           Case{"\xF0\x90\x80\x80", 2},             // U+10000 takes a pair
            Case{"\xF4\x8F\xBF\xBF", 2},             // U+10FFFF, the last one
            Case{"\xF4\x90\x80\x80", std::nullopt},  // beyond it
            Case{"\xED\xA0\x80", std::nullopt},      // a lone surrogate
@@ -31,10 +28,8 @@ TEST(Utf16Length, CountsCodeUnitsOfValidTextOnly) {
            Case{"\xF0\x8F\xBF\xBF", std::nullopt},
            Case{"1234567\x80", std::nullopt},       // the last byte of a block
            Case{"12345678\xE2\x82", std::nullopt},  // cut off
-           Case{"\xE2\x82", std::nullopt},
            Case{"\xE2\x28\xA1", std::nullopt},
            Case{"\xF0\x9F\x98\x28", std::nullopt},
-           Case{"\xFF", std::nullopt},
        }) {
     EXPECT_EQ(utf16Length(text), length) << testing::PrintToString(text);
     EXPECT_EQ(isValidUtf8(text), length.has_value()) << testing::PrintToString(text);
@@ -43,32 +38,23 @@ TEST(Utf16Length, CountsCodeUnitsOfValidTextOnly) {
 
 TEST(PrefixOfUtf16Length, SplitsNoCharacter) {
   const std::string text = "a\xC3\xA9\xF0\x9F\x98\x80z";  // 1 + 1 + 2 + 1 code units
-  struct Case {
-    std::size_t units;
-    std::size_t bytes;
-  };
-  for (const auto& [units, bytes] :
-       {Case{0, 0}, Case{1, 1}, Case{2, 3}, Case{3, 3}, Case{4, 7}, Case{5, 8}, Case{6, 8}})
-    EXPECT_EQ(prefixOfUtf16Length(text, units), text.substr(0, bytes)) << units;
+  const std::size_t bytes[] = {0, 1, 3, 3, 7, 8, 8};
+  for (std::size_t units = 0; units < std::size(bytes); ++units)
+    EXPECT_EQ(prefixOfUtf16Length(text, units), text.substr(0, bytes[units])) << units;
   EXPECT_EQ(prefixOfUtf16Length("ab\xFFz", 4), "ab");
 }
 
 TEST(WithReplacementCharacters, TouchesOnlyWhatIsNotUtf8) {
-  EXPECT_EQ(withReplacementCharacters("a\xC3\xA9"), "a\xC3\xA9");
-  EXPECT_EQ(withReplacementCharacters("a\xFF"
-                                      "b\xC3"),
-            "a\xEF\xBF\xBD"
-            "b\xEF\xBF\xBD");
+  EXPECT_EQ(withReplacementCharacters("\xC3\xA9\xFF\xC3"), "\xC3\xA9\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
 TEST(DecimalText, WritesWholeNumbersWithoutFractionAndOthersExactly) {
-  struct Case {
-    double number;
-    std::string text;
-  };
-  for (const auto& [number, text] :
-       {Case{1700000000.0, "1700000000"}, Case{-3.0, "-3"}, Case{-0.0, "0"}, Case{0.1, "0.1"}, Case{-2.5, "-2.5"},
-        Case{9007199254740991.0, "9007199254740991"}, Case{1700000000.25, "1700000000.25"}, Case{1e300, "1e+300"}})
+  for (const auto& [number, text] : {std::pair{1700000000.0, "1700000000"},
+                                     {-0.0, "0"},
+                                     {-2.5, "-2.5"},
+                                     {9007199254740991.0, "9007199254740991"},
+                                     {1700000000.25, "1700000000.25"},
+                                     {1e300, "1e+300"}})
     EXPECT_EQ(decimalText(number), text);
 }
 
@@ -84,16 +70,15 @@ TEST(IntegerReading, TakesLeadingDigitsAndStaysWithin64Bits) {
     std::int64_t number;
   };
   for (const auto& [value, number] :
-       {Case{"42", 42}, Case{" \t-7 apples", -7}, Case{"+5", 5}, Case{"+-5", 0}, Case{"x5", 0}, Case{"", 0},
-        Case{"1.9", 1}, Case{"9223372036854775808", kMax}, Case{"-9223372036854775809", kMin}, Case{2.9, 2},
-        Case{-2.9, -2}, Case{1e19, kMax}, Case{-1e19, kMin}, Case{std::numeric_limits<double>::quiet_NaN(), 0},
-        Case{true, 1}, Case{nullptr, 0}, Case{ZVValue::Array{1}, 0}})
+       {Case{" \t-7 apples", -7}, Case{"+5", 5}, Case{"+-5", 0}, Case{"", 0}, Case{"1.9", 1},
+        Case{"9223372036854775808", kMax}, Case{"-9223372036854775809", kMin}, Case{-2.9, -2}, Case{1e19, kMax},
+        Case{-1e19, kMin}, Case{std::numeric_limits<double>::quiet_NaN(), 0}, Case{true, 1}, Case{nullptr, 0}})
     EXPECT_EQ(integerReading(value), number) << describe(value);
 }
 
 TEST(BooleanReading, TakesYesTrueAndDigitsOtherThanZero) {
-  for (const auto* text : {"YES", "yes", "True", "1", "007", " -1", "9x"}) EXPECT_TRUE(booleanReading(text)) << text;
-  for (const auto* text : {"NO", "no", "false", "0", "000", "", "-", "x1"}) EXPECT_FALSE(booleanReading(text)) << text;
+  for (const auto* text : {"YES", "true", "007", " -1", "9x"}) EXPECT_TRUE(booleanReading(text)) << text;
+  for (const auto* text : {"NO", "false", "000", "", "-", "x1"}) EXPECT_FALSE(booleanReading(text)) << text;
 }
 
 }  // namespace
