@@ -25,20 +25,20 @@
 
 // What the host knows of the application. Absent where it does not say.
 struct ZVApplicationFacts {
-  std::optional<std::string> bundleIdentifier;  // "com.company.game": names the data directory, too
-  std::optional<std::string> version;           // shown to players, "1.4.2"
-  std::optional<std::string> build;             // "1421"
-  std::optional<std::string> internalBuild;     // a build number of the studio's own, shown in crash reports
-  std::optional<std::string> receiptPath;       // file of the store's receipt
-  std::optional<std::string> resourceDirectory;
+  std::optional<std::string> bundleIdentifier = {};  // "com.company.game": names the data directory, too
+  std::optional<std::string> version = {};           // shown to players, "1.4.2"
+  std::optional<std::string> build = {};             // "1421"
+  std::optional<std::string> internalBuild = {};     // a build number of the studio's own, shown in crash reports
+  std::optional<std::string> receiptPath = {};       // file of the store's receipt
+  std::optional<std::string> resourceDirectory = {};
 };
 
 // What the host knows of the device. The defaults are those of a machine without advertising services.
 struct ZVDeviceFacts {
-  std::string systemVersion;                         // "17.2"
-  std::string hardwareName;                          // "x86_64"
-  std::optional<std::string> vendorIdentifier;       // canonical UUID text
-  std::optional<std::string> advertisingIdentifier;  // canonical UUID text
+  std::string systemVersion = {};                         // "17.2"
+  std::string hardwareName = {};                          // "x86_64"
+  std::optional<std::string> vendorIdentifier = {};       // canonical UUID text
+  std::optional<std::string> advertisingIdentifier = {};  // canonical UUID text
   bool asksForTracking = true;  // the system asks the player (version 14 and later): `trackingStatus` counts
   int trackingStatus = 0;       // 0 not determined, 1 restricted, 2 denied, 3 authorized
   bool advertisingTrackingEnabled = false;  // counts when the system does not ask
@@ -47,9 +47,9 @@ struct ZVDeviceFacts {
 
 // Where events go: protocol://hostname[:port].
 struct ZVCollectorEndpoint {
-  std::string protocol;  // "https" or "http"; empty: https
-  std::string hostname;  // empty: the host that the library was built for
-  std::string port;      // empty: the protocol's own
+  std::string protocol = {};  // "https" or "http"; empty: https
+  std::string hostname = {};  // empty: the host that the library was built for
+  std::string port = {};      // empty: the protocol's own
 };
 
 class ZORVANE_API ZVClock {

@@ -13,6 +13,39 @@ namespace {
 // or paused still takes it.
 bool isTooLate() { return isSdkReadyWithNeedsInitialized(true, false); }
 
+// One text that the game configures. The line of a refused value ends with the value; it shows at info level only.
+struct TextSetting {
+  const char* tooLate;  // null: ignored silently
+  bool (*isValid)(ZVText);
+  void (*set)(ZVText);
+  const char* invalid;
+};
+constexpr TextSetting kBuild{"Build version must be set before SDK is initialized.", ZVValidator::validateBuild,
+                             ZVState::setBuild,
+                             "Validation fail - configure build: Cannot be null, empty or above 32 length. String: "};
+constexpr TextSetting kUserId{
+    "A custom userid must be set before SDK is initialized.", ZVValidator::validateCustomUserId,
+    ZVState::setCustomUserId,
+    "Validation fail - configure user_id: Cannot be null, empty or above 64 length. Will use default user_id method. "
+    "Used string: "};
+constexpr TextSetting kSdkVersion{nullptr, ZVValidator::validateSdkWrapperVersion, ZVState::setSdkWrapperVersion,
+                                  "Validation fail - configure sdk version: Sdk version not supported. String: "};
+constexpr TextSetting kEngineVersion{nullptr, ZVValidator::validateEngineVersion, ZVState::setEngineVersion,
+                                     "Validation fail - configure engine: Engine version not supported. String: "};
+
+void configureText(ZVText value, const TextSetting& setting) noexcept {
+  post([&] {
+    return [value = value.copy(), &setting] {
+      if (!isTooLate()) {
+        if (setting.isValid(value)) setting.set(value);
+        else ZVLogger::i(0, "{}{}", setting.invalid, ZVText(value));
+      } else if (setting.tooLate != nullptr) {
+        ZVLogger::w(0, "{}", setting.tooLate);
+      }
+    };
+  });
+}
+
 using SetList = void (*)(const Zorvane::TextList&);
 
 void configureList(Zorvane::TextList values, SetList set, const char* tooLate) noexcept {
@@ -28,54 +61,10 @@ constexpr const char* kDimensionsTooLate = "Available custom dimensions must be 
 
 }  // namespace
 
-void Zorvane::configureBuild(ZVText build) noexcept {
-  post([&] {
-    return [build = build.copy()] {
-      if (isTooLate()) ZVLogger::w(0, "Build version must be set before SDK is initialized.");
-      else if (ZVValidator::validateBuild(build)) ZVState::setBuild(build);
-      else
-        ZVLogger::i(0, "Validation fail - configure build: Cannot be null, empty or above 32 length. String: {}",
-                    ZVText(build));
-    };
-  });
-}
-
-void Zorvane::configureUserId(ZVText userId) noexcept {
-  post([&] {
-    return [userId = userId.copy()] {
-      if (isTooLate()) ZVLogger::w(0, "A custom userid must be set before SDK is initialized.");
-      else if (ZVValidator::validateCustomUserId(userId)) ZVState::setCustomUserId(userId);
-      else
-        ZVLogger::i(0,
-                    "Validation fail - configure user_id: Cannot be null, empty or above 64 length. Will use default "
-                    "user_id method. Used string: {}",
-                    ZVText(userId));
-    };
-  });
-}
-
-void Zorvane::configureSdkVersion(ZVText wrapperVersion) noexcept {
-  post([&] {
-    return [version = wrapperVersion.copy()] {
-      if (isTooLate()) return;
-      if (ZVValidator::validateSdkWrapperVersion(version)) ZVState::setSdkWrapperVersion(version);
-      else
-        ZVLogger::i(0, "Validation fail - configure sdk version: Sdk version not supported. String: {}",
-                    ZVText(version));
-    };
-  });
-}
-
-void Zorvane::configureEngineVersion(ZVText engineVersion) noexcept {
-  post([&] {
-    return [version = engineVersion.copy()] {
-      if (isTooLate()) return;
-      if (ZVValidator::validateEngineVersion(version)) ZVState::setEngineVersion(version);
-      else
-        ZVLogger::i(0, "Validation fail - configure engine: Engine version not supported. String: {}", ZVText(version));
-    };
-  });
-}
+void Zorvane::configureBuild(ZVText build) noexcept { configureText(build, kBuild); }
+void Zorvane::configureUserId(ZVText userId) noexcept { configureText(userId, kUserId); }
+void Zorvane::configureSdkVersion(ZVText wrapperVersion) noexcept { configureText(wrapperVersion, kSdkVersion); }
+void Zorvane::configureEngineVersion(ZVText engineVersion) noexcept { configureText(engineVersion, kEngineVersion); }
 
 void Zorvane::configureAutoDetectAppVersion(bool enabled) noexcept {
   post([&] {

@@ -22,7 +22,7 @@ class ZVEvents {
   // Recording: recording.cpp.
   static void addEventToStoreWithEventData(const ZVMap& eventData);
   static void addDimensionsToEventWithEventData(ZVMap& eventData);
-  static void addFieldsToEventWithEventData(ZVMap& eventData, const ZVMap& fields);
+  static void addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields);
   static void updateSessionTime();  // rewrites the snapshot of the session that is open
 
   // Sessions: sessions.cpp.

@@ -3,11 +3,24 @@
 #include "events/ZVEvents.h"
 #include "state/ZVState.h"
 
-void addCustomFields(ZVMap& event, const ZVMap& callFields, bool mergeFields) {
+namespace {
+
+// The call's fields, and what they lack of the global ones.
+ZVMap merged(ZVMap fields, const ZVMap& globalFields) {
+  for (const auto& [key, value] : globalFields)
+    if (!fields.contains(key)) fields.set(key, value);
+  return fields;
+}
+
+ZVMap chosenFields(const ZVMap& callFields, bool mergeFields) {
   const ZVMap& globalFields = ZVState::getGlobalCustomEventFields();
-  ZVMap fields = callFields.empty() ? globalFields : callFields;
-  if (mergeFields && !callFields.empty())
-    for (const auto& [key, value] : globalFields)
-      if (!callFields.contains(key)) fields.set(key, value);
-  ZVEvents::addFieldsToEventWithEventData(event, ZVState::validateAndCleanCustomFields(fields));
+  if (callFields.empty()) return ZVState::validateAndCleanCustomFields(globalFields);
+  if (!mergeFields) return ZVState::validateAndCleanCustomFields(callFields);
+  return ZVState::validateAndCleanCustomFields(merged(callFields, globalFields));
+}
+
+}  // namespace
+
+void addCustomFields(ZVMap& event, const ZVMap& callFields, bool mergeFields) {
+  ZVEvents::addFieldsToEventWithEventData(event, chosenFields(callFields, mergeFields));
 }

@@ -69,8 +69,8 @@ void ZVEvents::addDimensionsToEventWithEventData(ZVMap& eventData) {
   if (auto dimension = ZVState::getDimension03()) eventData.set("custom_03", std::move(*dimension));
 }
 
-void ZVEvents::addFieldsToEventWithEventData(ZVMap& eventData, const ZVMap& fields) {
-  if (!fields.empty()) eventData.set("custom_fields", fields);
+void ZVEvents::addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields) {
+  if (!fields.empty()) eventData.set("custom_fields", std::move(fields));
 }
 
 void ZVEvents::updateSessionTime() {

@@ -2,21 +2,29 @@
 
 #include <charconv>
 #include <fstream>
-#include <regex>
 
 #include <fmt/format.h>
 
+#include "transport/ZVHelpers.h"
+
 namespace {
 
+// http[s]://HOST[:PORT][/]
 std::optional<ZVCollectorEndpoint> endpointOf(const std::string& url) {
   constexpr std::size_t kLongestUrl = 300;
   constexpr int kLastPort = 65535;
-  if (url.size() > kLongestUrl) return std::nullopt;
-  static const std::regex pattern(R"((https?)://([A-Za-z0-9.\-]+|\[[0-9a-fA-F:]+\])(:([0-9]{1,5}))?/?)");
-  std::smatch parts;
-  if (!std::regex_match(url, parts, pattern)) return std::nullopt;
-  if (parts[4].matched && std::stoi(parts[4]) > kLastPort) return std::nullopt;
-  return ZVCollectorEndpoint{.protocol = parts[1], .hostname = parts[2], .port = parts[4]};
+  constexpr std::string_view kPattern = R"(^https?://([A-Za-z0-9.\-]+|\[[0-9a-fA-F:]+\])(:[0-9]{1,5})?/?$)";
+  if (url.size() > kLongestUrl || !ZVHelpers::stringMatchWithString(url, kPattern)) return std::nullopt;
+  const std::size_t separator = url.find("://");
+  std::string host = url.substr(separator + 3);
+  if (host.back() == '/') host.pop_back();
+  ZVCollectorEndpoint endpoint{.protocol = url.substr(0, separator), .hostname = host, .port = {}};
+  const std::size_t colon = host.rfind(':');
+  if (colon == std::string::npos || host.back() == ']') return endpoint;
+  endpoint.hostname = host.substr(0, colon);
+  endpoint.port = host.substr(colon + 1);
+  if (std::stoi(endpoint.port) > kLastPort) return std::nullopt;
+  return endpoint;
 }
 
 std::optional<double> secondsOf(const std::string& text) {
