@@ -86,6 +86,29 @@ std::string listing(const Items& items, char open, std::string_view separator, c
   return text += close;
 }
 
+// How deep a description goes; what lies deeper is left out, for a game may nest without end.
+constexpr int kDescribedDepth = 64;
+
+std::string describeWithin(int depth, const ZVMap& map);
+
+std::string describeWithin(int depth, const ZVValue& value) {
+  if (const auto* text = value.ifString()) return *text;
+  if (const auto* flag = value.ifBool()) return *flag ? "1" : "0";
+  if (const auto* whole = value.ifInteger()) return std::to_string(*whole);
+  if (const auto* number = value.ifDouble()) return decimalText(*number);
+  if (const auto* map = value.ifMap()) return describeWithin(depth, *map);
+  const auto* array = value.ifArray();
+  if (array == nullptr) return "(null)";
+  if (depth == 0) return "(...)";
+  return listing(*array, '(', ", ", ')', [=](const ZVValue& item) { return describeWithin(depth - 1, item); });
+}
+
+std::string describeWithin(int depth, const ZVMap& map) {
+  if (depth == 0) return "{...}";
+  return listing(map, '{', "; ", '}',
+                 [=](const ZVMap::Entry& entry) { return entry.key + " = " + describeWithin(depth - 1, entry.value); });
+}
+
 }  // namespace
 
 bool isValidUtf8(std::string_view text) noexcept { return utf16Length(text).has_value(); }
@@ -128,21 +151,8 @@ std::string withReplacementCharacters(std::string_view text) {
   return repaired;
 }
 
-std::string describe(const ZVValue& value) {
-  if (const auto* text = value.ifString()) return *text;
-  if (const auto* flag = value.ifBool()) return *flag ? "1" : "0";
-  if (const auto* whole = value.ifInteger()) return std::to_string(*whole);
-  if (const auto* number = value.ifDouble()) return decimalText(*number);
-  if (const auto* map = value.ifMap()) return describe(*map);
-  if (const auto* array = value.ifArray())
-    return listing(*array, '(', ", ", ')', [](const ZVValue& item) { return describe(item); });
-  return "(null)";
-}
-
-std::string describe(const ZVMap& map) {
-  return listing(map, '{', "; ", '}',
-                 [](const ZVMap::Entry& entry) { return entry.key + " = " + describe(entry.value); });
-}
+std::string describe(const ZVValue& value) { return describeWithin(kDescribedDepth, value); }
+std::string describe(const ZVMap& map) { return describeWithin(kDescribedDepth, map); }
 
 std::string decimalText(double number) {
   std::array<char, 32> buffer{};

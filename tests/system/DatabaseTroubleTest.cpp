@@ -21,9 +21,8 @@ TEST(DatabaseTrouble, AFolderThatCanNotBeWrittenIsSaidAndStopsNothingElse) {
   const TemporaryFolder folder;
   const RunningCollector collector(folder);
   std::ofstream(folder.file("data")) << "a file where the folder should be";
-  const auto game = Player{folder, collector.url()}.start(kDebug + initialising() + designs(0, 1));
+  const auto game = Player{folder, collector.url()}.start(initialising() + designs(0, 1));
   ASSERT_EQ(game->wait()->status, 0);
-  EXPECT_THAT(game->errors(), HasSubstr("Could not open database: "));
   EXPECT_THAT(game->errors(), HasSubstr("Could not ensure/validate local event database"));
   EXPECT_THAT(game->errors(), HasSubstr("Could not add design event: Datastore not initialized"));
 }
@@ -49,9 +48,8 @@ TEST(DatabaseTrouble, ATableThatCanNotBeReadIsMadeAnewAndTheOthersStay) {
   const Player player{folder, collector.url()};
   ASSERT_EQ(player.start(initialising())->wait()->status, 0);
   execute(player.database(), "DROP TABLE zv_events; CREATE TABLE zv_events(other TEXT);");
-  const auto game = player.start(kDebug + initialising() + designs(0, 3) + kSubmit);
+  const auto game = player.start(initialising() + designs(0, 3) + kSubmit);
   ASSERT_EQ(game->wait()->status, 0);
-  EXPECT_THAT(game->errors(), HasSubstr("zv_events corrupt, recreating."));
   EXPECT_THAT(collector.records("design"), SizeIs(3));
   EXPECT_EQ(countRows(player.database(), "SELECT value FROM zv_state WHERE key = 'session_num'"), 2U);
 }
