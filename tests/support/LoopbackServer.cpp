@@ -15,9 +15,6 @@
 #include "support/Certificate.h"
 #include "support/TemporaryFolder.h"
 
-// The server library comes without instrumentation, so the thread sanitizer can't see what orders its accesses.
-extern "C" const char* __tsan_default_suppressions() { return "called_from_lib:libcpp-httplib.so"; }
-
 namespace {
 
 // The server would inflate a compressed body; under another name the header is none of its business.
