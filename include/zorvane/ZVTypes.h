@@ -138,5 +138,30 @@ struct ZVMap::Entry {
   friend bool operator==(const Entry&, const Entry&) = default;
 };
 
-// How bad an error is. Sent to the collector by name.
+// A boolean that only a boolean makes. Text, numbers and pointers turn into a plain bool, so a string literal would
+// choose an overload that takes one over an overload that takes text.
+class ZVFlag {
+ public:
+  template <std::same_as<bool> Boolean>
+  constexpr ZVFlag(Boolean value) noexcept : value_(value) {}
+  constexpr operator bool() const noexcept { return value_; }
+
+ private:
+  bool value_;
+};
+
+// The enumerations of events. They are sent by name, and a value outside its list (by a cast) is refused as any other
+// bad argument is.
+enum class ZVProgressionStatus : int { start = 1, complete = 2, fail = 3 };
+enum class ZVResourceFlowType : int { source = 1, sink = 2 };  // the player gained, the player spent
 enum class ZVErrorSeverity : int { debug = 1, info = 2, warning = 3, error = 4, critical = 5 };
+enum class ZVAdAction : int { clicked = 1, show = 2, failedShow = 3, rewardReceived = 4, request = 5, loaded = 6 };
+enum class ZVAdType : int { video = 1, rewardedVideo = 2, playable = 3, interstitial = 4, offerWall = 5, banner = 6 };
+enum class ZVAdError : int {  // why an ad was not shown
+  unknown = 1,
+  offline = 2,
+  noFill = 3,
+  internalError = 4,
+  invalidRequest = 5,
+  unableToPrecache = 6,
+};

@@ -2,14 +2,16 @@
 //
 // Thread:   any. A call copies its arguments, posts them to the library's work queue and returns at once; calls of one
 //           thread take effect in the order in which they were made. Where an operation differs it says so.
-// Errors:   nothing is thrown and nothing is returned. A refused argument is a log line (standard error and
-//           k_ZV_LoggerMessageNotification), and most refused events are reported to the collector as well.
+// Errors:   nothing is returned, and nothing is thrown but by adTypeToString(). A refused argument is a log line
+//           (standard error and k_ZV_LoggerMessageNotification), and most refused events are reported to the collector
+//           as well.
 // Lifetime: usable from the first static constructor to the last static destructor. In a forked child every call does
 //           nothing.
 //
 // Text is UTF-8; its length is counted in UTF-16 code units. Absent text (null) and "" differ only where said.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -67,18 +69,86 @@ class ZORVANE_API Zorvane {
   // Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once.
   static void setBaseUrl(ZVText baseUrl) noexcept;
 
-  // ---- Design events: whatever the game wants to count or measure.
-  // `eventId`: 1 to 5 parts, joined by ":", each 1 to 64 characters of [A-Za-z0-9 -_.()!?].
-  // `value`: any finite number; absent counts as 0.
+  // ---- Events.
   // `customFields`: up to 50 entries; keys of 1 to 64 characters of [A-Za-z0-9_], values numbers, booleans or text of
   // 1 to 256 characters. Empty: the global custom fields are used instead.
   // `mergeFields`: the global custom fields are added to `customFields`, whose values win.
+  // A part is 1 to 64 characters of [A-Za-z0-9 -_.()!?].
 
+  // Purchases with real money. `currency`: three capitals, "USD". `amount`: 0 or more, in the currency's smallest unit.
+  // `itemType`, `itemId`: a part each. `cartType`: where the purchase began, up to 32 characters or absent.
+  // `receipt`: the store's receipt as base64; absent: none. `autoFetchReceipt`, `getReceiptAutomatically`: it is read
+  // from the file that the platform names (ZVApplicationFacts::receiptPath), on the caller's thread; an event whose
+  // receipt can't be read is dropped.
+  static void addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+                                           ZVText cartType, ZVFlag autoFetchReceipt, ZVMap customFields = {},
+                                           ZVFlag mergeFields = false) noexcept;
+  static void addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+                                           ZVText cartType, ZVText receipt, ZVMap customFields = {},
+                                           ZVFlag mergeFields = false) noexcept;
+  static void addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+                                           ZVText cartType, ZVText receipt, ZVFlag getReceiptAutomatically,
+                                           ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+
+  // What the player gains and spends of the game's own currencies. `currency` and `itemType`: of the configured lists.
+  // `amount`: above 0, whichever way it flows. `itemId`: a part.
+  static void addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, std::optional<double> amount,
+                                           ZVText itemType, ZVText itemId, ZVMap customFields = {},
+                                           ZVFlag mergeFields = false) noexcept;
+
+  // Levels and the like. `progression01` to `progression03`: a part each; the third, or the second and the third, may
+  // be absent. A complete carries the number of tries since the last one. `score`: not kept with a start.
+  static void addProgressionEventWithProgressionStatus(ZVProgressionStatus status, ZVText progression01,
+                                                       ZVText progression02, ZVText progression03,
+                                                       ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+  static void addProgressionEventWithProgressionStatus(ZVProgressionStatus status, ZVText progression01,
+                                                       ZVText progression02, ZVText progression03, std::int64_t score,
+                                                       ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+
+  // Whatever the game wants to count or measure. `eventId`: 1 to 5 parts, joined by ":".
+  // `value`: any finite number; absent counts as 0.
   static void addDesignEventWithEventId(ZVText eventId) noexcept;
-  static void addDesignEventWithEventId(ZVText eventId, ZVMap customFields, bool mergeFields = false) noexcept;
-  static void addDesignEventWithEventId(ZVText eventId, std::optional<double> value) noexcept;
-  static void addDesignEventWithEventId(ZVText eventId, std::optional<double> value, ZVMap customFields,
-                                        bool mergeFields = false) noexcept;
+  static void addDesignEventWithEventId(ZVText eventId, ZVMap customFields, ZVFlag mergeFields = false) noexcept;
+  static void addDesignEventWithEventId(ZVText eventId, std::optional<double> value, ZVMap customFields = {},
+                                        ZVFlag mergeFields = false) noexcept;
+
+  // The game's own errors. `message`: up to 8192 characters.
+  static void addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, ZVMap customFields = {},
+                                        ZVFlag mergeFields = false) noexcept;
+
+  // Ads. `adSdkName`: 1 to 32 characters. `adPlacement`: 1 to 64. `duration`: milliseconds, kept with videos and
+  // rewarded videos. `noAdReason`: kept with a failed show.
+  static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
+                                   std::int64_t duration, ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+  static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
+                                   ZVAdError noAdReason, ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+  static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
+                                   ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+
+  // What an ad network tells of an ad that was shown. `adNetworkName`: one of those of the shortcuts below, in small
+  // letters. `adNetworkVersion`: up to four numbers, joined by ".". `impressionData`: at least one entry.
+  static void addImpressionEventWithAdNetworkName(ZVText adNetworkName, ZVText adNetworkVersion, ZVMap impressionData,
+                                                  ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+  static void addImpressionMopubEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                          ZVMap customFields = {}) noexcept;
+  static void addImpressionFyberEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                          ZVMap customFields = {}) noexcept;
+  static void addImpressionIronSourceEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                               ZVMap customFields = {}) noexcept;
+  static void addImpressionTopOnEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                          ZVMap customFields = {}) noexcept;
+  static void addImpressionHyperBidEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                             ZVMap customFields = {}) noexcept;
+  static void addImpressionMaxEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                        ZVMap customFields = {}) noexcept;
+  static void addImpressionAequusEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                           ZVMap customFields = {}) noexcept;
+  static void addImpressionAdMobEventWithAdNetworkVersion(ZVText adNetworkVersion, ZVMap impressionData,
+                                                          ZVMap customFields = {}) noexcept;
+
+  // "VIDEO", "REWARDED_VIDEO" and so on. The one operation that throws: std::runtime_error for a value outside the
+  // list.
+  static std::string adTypeToString(ZVAdType adType);
 
   // ---- Sessions by hand, with manual session handling on. A start ends a session that is open.
 
@@ -103,4 +173,13 @@ class ZORVANE_API Zorvane {
   static std::string getRemoteConfigsContentAsString() noexcept;       // all of them, to be shown, not parsed
   static std::optional<std::string> getABTestingId() noexcept;         // absent before initialisation
   static std::optional<std::string> getABTestingVariantId() noexcept;  // absent before initialisation
+
+  // ---- Named timers: how long something took, by the wall clock, to be reported as a duration.
+  // Run at once. Use them from one thread at a time.
+
+  static void startTimer(ZVText key) noexcept;   // makes the timer, at 0 and paused; it runs from resumeTimer() on
+  static void pauseTimer(ZVText key) noexcept;   // keeps what was counted
+  static void resumeTimer(ZVText key) noexcept;  // counts on
+  // Pauses it and returns the milliseconds counted so far; 0 when there is no such timer.
+  static std::int64_t stopTimer(ZVText key) noexcept;
 };

@@ -70,6 +70,7 @@ enum SdkErrorAction : int {
   kActionInvalidString = 33,
   kActionInvalidAdNetwork = 34,
   kActionImpressionDataNull = 35,
+  kActionInvalidAdNetworkVersion = 36,  // has no string
 };
 
 enum SdkErrorParameter : int {
@@ -94,4 +95,5 @@ enum SdkErrorParameter : int {
   kParameterAdPlacement = 18,
   kParameterAdNetwork = 19,
   kParameterImpressionData = 20,
+  kParameterAdNetworkVersion = 21,  // has no string
 };

@@ -40,11 +40,24 @@ class ZVEvents {
   static void cleanupEvents();
   static void deleteAllEvents();  // does nothing
 
-  // Builders, one file a kind: design.cpp, error.cpp.
+  // Builders, one file a kind. Each validates its arguments, records the event, or reports why it is refused.
+  static void addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+                                           ZVText cartType, ZVText receipt, const ZVMap& fields, bool mergeFields);
+  static void addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, std::optional<double> amount,
+                                           ZVText itemType, ZVText itemId, const ZVMap& fields, bool mergeFields);
+  static void addProgressionEventWithProgressionStatus(ZVProgressionStatus status, ZVText progression01,
+                                                       ZVText progression02, ZVText progression03,
+                                                       std::optional<std::int64_t> score, const ZVMap& fields,
+                                                       bool mergeFields);
   static void addDesignEventWithEventId(ZVText eventId, std::optional<double> value, const ZVMap& fields,
                                         bool mergeFields);
   static void addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, const ZVMap& fields, bool mergeFields,
                                         bool skipAddingFields = false);
+  static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
+                                   ZVAdError noAdReason, std::int64_t duration, bool sendDuration, const ZVMap& fields,
+                                   bool mergeFields);
+  static void addImpressionEventWithAdNetworkName(ZVText adNetworkName, ZVText adNetworkVersion,
+                                                  const ZVMap& impressionData, const ZVMap& fields, bool mergeFields);
 
   // SDK error events, sent at once and alone: sdk_errors.cpp.
   static void sendSdkErrorEventWithCategory(int category, int area, int action, int parameter, ZVText reason,
@@ -53,7 +66,12 @@ class ZVEvents {
                                             ZVText secretKey);
 
   // Strings of the enumerations; absent for a code outside the table: strings.cpp.
+  static std::optional<std::string_view> progressionStatusString(ZVProgressionStatus status);
+  static std::optional<std::string_view> resourceFlowTypeString(ZVResourceFlowType flowType);
   static std::optional<std::string_view> errorSeverityString(ZVErrorSeverity severity);
+  static std::optional<std::string_view> adActionString(ZVAdAction action);
+  static std::optional<std::string_view> adTypeString(ZVAdType adType);
+  static std::optional<std::string_view> adErrorReasonString(ZVAdError reason);
   static std::optional<std::string_view> sdkErrorCategoryString(int category);
   static std::optional<std::string_view> sdkErrorAreaString(int area);
   static std::optional<std::string_view> sdkErrorActionString(int action);

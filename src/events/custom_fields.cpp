@@ -21,6 +21,7 @@ ZVMap chosenFields(const ZVMap& callFields, bool mergeFields) {
 
 }  // namespace
 
-void addCustomFields(ZVMap& event, const ZVMap& callFields, bool mergeFields) {
+void addDimensionsAndFields(ZVMap& event, const ZVMap& callFields, bool mergeFields) {
+  ZVEvents::addDimensionsToEventWithEventData(event);
   ZVEvents::addFieldsToEventWithEventData(event, chosenFields(callFields, mergeFields));
 }

@@ -1,10 +1,11 @@
-// The custom fields of one event: the call's own, the global ones, or both merged; cleaned.
+// What every event of the game's carries beside its own fields: the dimensions, and custom fields, which are the call's
+// own, the global ones, or both merged; cleaned.
 //
 // Thread: the work queue.
 #pragma once
 
 #include <zorvane/ZVTypes.h>
 
-// Adds them to `event`. Without fields of the call's own the global ones are taken; with `mergeFields` the global ones
+// Adds both to `event`. Without fields of the call's own the global ones are taken; with `mergeFields` the global ones
 // fill in what the call's lack.
-void addCustomFields(ZVMap& event, const ZVMap& callFields, bool mergeFields);
+void addDimensionsAndFields(ZVMap& event, const ZVMap& callFields, bool mergeFields);

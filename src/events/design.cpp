@@ -11,8 +11,7 @@ void ZVEvents::addDesignEventWithEventId(ZVText eventId, std::optional<double> v
   if (reportRejected(ZVValidator::validateDesignEventWithEventId(eventId))) return;
   ZVMap event{{"category", sharedInstance().categoryDesign}, {"event_id", eventId.view()}};
   if (value) event.set("value", *value);
-  addDimensionsToEventWithEventData(event);
-  addCustomFields(event, fields, mergeFields);
+  addDimensionsAndFields(event, fields, mergeFields);
   // The two lines are crossed, and games match on them: the value is shown only where there is none.
   if (value) ZVLogger::i(0, "Add DESIGN event: {{eventId:{}}}", eventId);
   else ZVLogger::i(0, "Add DESIGN event: {{eventId:{}, value:{}}}", eventId, ZVText());

@@ -19,8 +19,8 @@ void ZVEvents::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText messag
   if (reportRejected(ZVValidator::validateErrorEventWithSeverity(severity, message))) return;
   const std::string_view severityName = *errorSeverityString(severity);
   ZVMap event{{"category", sharedInstance().categoryError}, {"severity", severityName}, {"message", message.view()}};
-  addDimensionsToEventWithEventData(event);
-  if (!skipAddingFields) addCustomFields(event, fields, mergeFields);
+  if (skipAddingFields) addDimensionsToEventWithEventData(event);
+  else addDimensionsAndFields(event, fields, mergeFields);
   ZVLogger::i(0, "Add ERROR event: {{severity:{}, message:{}}}", severityName,
               message.present() ? ZVText(prefixOfUtf16Length(message.view(), kLoggedMessageLength)) : message);
   addEventToStoreWithEventData(event);

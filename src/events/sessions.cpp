@@ -58,8 +58,7 @@ void ZVEvents::addSessionStartEvent() {
   }
   ZVState::incrementSessionNum();
   ZVStore::persistStateSessionNumWithValue(std::to_string(ZVState::getSessionNum()));
-  addDimensionsToEventWithEventData(event);
-  addCustomFields(event, {}, false);
+  addDimensionsAndFields(event, {}, false);
   ZVLogger::i(0, "Add SESSION START event");
   addEventToStoreWithEventData(event);
   processEventsWithCategory(category, false);
@@ -68,8 +67,7 @@ void ZVEvents::addSessionStartEvent() {
 void ZVEvents::addSessionEndEvent() {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
   ZVMap event{{"category", sharedInstance().categorySessionEnd}, {"length", sessionLength()}};
-  addDimensionsToEventWithEventData(event);
-  addCustomFields(event, {}, false);
+  addDimensionsAndFields(event, {}, false);
   ZVLogger::i(0, "Add SESSION END event.");
   addEventToStoreWithEventData(event);
   processEventsWithCategory({}, false);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -56,7 +57,23 @@ class ZVValidator {
   static bool validateEventIdCharacters(ZVText eventId);
 
   // Event rules: absent when the arguments are valid; otherwise one warning line has been logged.
+  // Impressions are refused without a line.
+  static std::optional<ValidationResult> validateBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
+                                                                           ZVText cartType, ZVText itemType,
+                                                                           ZVText itemId);
+  static std::optional<ValidationResult> validateResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency,
+                                                                           std::optional<double> amount,
+                                                                           ZVText itemType, ZVText itemId);
+  static std::optional<ValidationResult> validateProgressionEventWithProgressionStatus(ZVProgressionStatus status,
+                                                                                       ZVText progression01,
+                                                                                       ZVText progression02,
+                                                                                       ZVText progression03);
   static std::optional<ValidationResult> validateDesignEventWithEventId(ZVText eventId);
   static std::optional<ValidationResult> validateErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message);
+  static std::optional<ValidationResult> validateAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName,
+                                                                   ZVText adPlacement);
+  static std::optional<ValidationResult> validateImpressionEventWithAdNetworkName(ZVText adNetworkName,
+                                                                                  ZVText adNetworkVersion,
+                                                                                  const ZVMap& impressionData);
   static bool validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, int category, int area, int action);
 };

@@ -1,11 +1,16 @@
 #include <array>
+#include <initializer_list>
 #include <span>
+#include <string>
+#include <string_view>
 
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
+#include "state/ZVState.h"
 #include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
+#include "values/Text.h"
 
 namespace {
 
@@ -16,7 +21,8 @@ constexpr std::string_view kEventIdCharactersPattern =
     "^[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,64}(:[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,"
     "64}){0,4}$";
 
-// One thing that a text argument must pass. The failure's message ends with the text.
+// One thing that a text argument must pass. The message shows the text where it has a placeholder; without a message
+// the failure is silent.
 struct TextCheck {
   bool (*passes)(ZVText);
   SdkErrorAction action;
@@ -24,27 +30,149 @@ struct TextCheck {
   std::string_view message;
 };
 
+// An argument and what it must pass.
+struct CheckedText {
+  ZVText text;
+  std::span<const TextCheck> checks;
+};
+
+bool isPresent(ZVText text) { return !text.empty(); }
+bool isShort(ZVText text) { return ZVValidator::validateShortString(text); }
+bool isShortOrEmpty(ZVText text) { return ZVValidator::validateShortString(text, true); }
+bool isString(ZVText text) { return ZVValidator::validateString(text); }
+bool isLongOrEmpty(ZVText text) { return ZVValidator::validateLongString(text, true); }
+bool isPartLong(ZVText text) { return ZVValidator::validateEventPartLength(text, false); }
+
+constexpr auto kBusinessCurrency = std::to_array<TextCheck>({
+    {ZVValidator::validateCurrency, kActionInvalidCurrency, kParameterCurrency,
+     "Validation fail - business event - currency: Cannot be (null) and need to be A-Z, 3 characters and in the "
+     "standard at iso.org. Failed currency: {}"},
+});
+constexpr auto kCartType = std::to_array<TextCheck>({
+    {isShortOrEmpty, kActionInvalidShortString, kParameterCartType,
+     "Validation fail - business event - cartType. Cannot be null, empty or above 32 length. String: {}"},
+});
+constexpr auto kBusinessItemType = std::to_array<TextCheck>({
+    {isPartLong, kActionInvalidEventPartLength, kParameterItemType,
+     "Validation fail - business event - itemType: Cannot be (null), empty or above 64 characters. String: {}"},
+    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemType,
+     "Validation fail - business event - itemType: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: "
+     "{}"},
+});
+constexpr auto kBusinessItemId = std::to_array<TextCheck>({
+    {isPartLong, kActionInvalidEventPartLength, kParameterItemId,
+     "Validation fail - business event - itemId. Cannot be (null), empty or above 64 characters. String: {}"},
+    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemId,
+     "Validation fail - business event - itemId: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: {}"},
+});
+
+constexpr auto kResourceCurrency = std::to_array<TextCheck>({
+    {isPresent, kActionStringEmptyOrNull, kParameterCurrency,
+     "Validation fail - resource event - currency: Cannot be (null)"},
+    {ZVState::hasAvailableResourceCurrency, kActionNotFoundInAvailableCurrencies, kParameterCurrency,
+     "Validation fail - resource event - currency: Not found in list of pre-defined available resource currencies. "
+     "String: {}"},
+});
+constexpr auto kResourceItemType = std::to_array<TextCheck>({
+    {isPresent, kActionStringEmptyOrNull, kParameterItemType,
+     "Validation fail - resource event - itemType: Cannot be (null)"},
+    {isPartLong, kActionInvalidEventPartLength, kParameterItemType,
+     "Validation fail - resource event - itemType: Cannot be (null), empty or above 64 characters. String: {}"},
+    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemType,
+     "Validation fail - resource event - itemType: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: "
+     "{}"},
+    {ZVState::hasAvailableResourceItemType, kActionNotFoundInAvailableItemTypes, kParameterItemType,
+     "Validation fail - resource event - itemType: Not found in list of pre-defined available resource itemTypes. "
+     "String: {}"},
+});
+constexpr auto kResourceItemId = std::to_array<TextCheck>({
+    {isPartLong, kActionInvalidEventPartLength, kParameterItemId,
+     "Validation fail - resource event - itemId: Cannot be (null), empty or above 64 characters. String: {}"},
+    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemId,
+     "Validation fail - resource event - itemId: Cannot contain other characters than A-z, 0-9, -_., ():!?. String: "
+     "{}"},
+});
+
+constexpr auto kProgression01 = std::to_array<TextCheck>({
+    {isPartLong, kActionInvalidEventPartLength, kParameterProgression01,
+     "Validation fail - progression event - progression01: Cannot be (null), empty or above 64 characters. String: {}"},
+    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterProgression01,
+     "Validation fail - progression event - progression01: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
+     "String: {}"},
+});
+constexpr auto kProgression02 = std::to_array<TextCheck>({
+    {isPartLong, kActionInvalidEventPartLength, kParameterProgression02,
+     "Validation fail - progression event - progression02: Cannot be empty or above 64 characters. String: {}"},
+    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterProgression02,
+     "Validation fail - progression event - progression02: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
+     "String: {}"},
+});
+constexpr auto kProgression03 = std::to_array<TextCheck>({
+    {isPartLong, kActionInvalidEventPartLength, kParameterProgression03,
+     "Validation fail - progression event - progression03: Cannot be empty or above 64 characters. String: {}"},
+    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterProgression03,
+     "Validation fail - progression event - progression03: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
+     "String: {}"},
+});
+
 constexpr auto kDesignEventId = std::to_array<TextCheck>({
     {ZVValidator::validateEventIdLength, kActionInvalidEventIdLength, kParameterEventId,
      "Validation fail - design event - eventId: Cannot be (null) or empty. Only 5 event parts allowed seperated by :. "
-     "Each part need to be 64 characters or less. String: "},
+     "Each part need to be 64 characters or less. String: {}"},
     {ZVValidator::validateEventIdCharacters, kActionInvalidEventIdCharacters, kParameterEventId,
-     "Validation fail - design event - eventId: Non valid characters. Only allowed A-z, 0-9, -_., ()!?. String: "},
+     "Validation fail - design event - eventId: Non valid characters. Only allowed A-z, 0-9, -_., ()!?. String: {}"},
+});
+constexpr auto kErrorMessage = std::to_array<TextCheck>({
+    {isLongOrEmpty, kActionInvalidLongString, kParameterMessage,
+     "Validation fail - error event - message: Message cannot be above 8192 characters."},
+});
+constexpr auto kAdSdkName = std::to_array<TextCheck>({
+    {isShort, kActionInvalidShortString, kParameterAdSdkName,
+     "Validation fail - ad event - adSdkName: Ad SDK name cannot be above 32 characters."},
+});
+constexpr auto kAdPlacement = std::to_array<TextCheck>({
+    {isString, kActionInvalidString, kParameterAdPlacement,
+     "Validation fail - ad event - adPlacement: Ad placement cannot be above 64 characters."},
+});
+constexpr auto kAdNetworkName = std::to_array<TextCheck>({
+    {ZVValidator::validateAdNetworkName, kActionInvalidAdNetwork, kParameterAdNetwork, ""},
+});
+constexpr auto kAdNetworkVersion = std::to_array<TextCheck>({
+    {ZVValidator::validateAdNetworkVersion, kActionInvalidAdNetworkVersion, kParameterAdNetworkVersion, ""},
 });
 
 ValidationResult failure(SdkErrorArea area, SdkErrorAction action, SdkErrorParameter parameter,
-                         std::optional<std::string> reason) {
+                         std::optional<std::string> reason = "") {
   return {kCategoryEventValidation, area, action, parameter, std::move(reason)};
 }
 
-// The first check that `text` fails, logged.
-std::optional<ValidationResult> firstFailure(SdkErrorArea area, ZVText text, std::span<const TextCheck> checks) {
-  for (const TextCheck& check : checks) {
-    if (check.passes(text)) continue;
-    ZVLogger::w(0, "{}{}", check.message, text);
-    return failure(area, check.action, check.parameter, text.copy());
+// The first check that fails, argument by argument, logged.
+std::optional<ValidationResult> firstFailure(SdkErrorArea area, std::initializer_list<CheckedText> arguments) {
+  for (const auto& [text, checks] : arguments) {
+    for (const TextCheck& check : checks) {
+      if (check.passes(text)) continue;
+      if (!check.message.empty()) ZVLogger::w(0, "{}", fmt::format(fmt::runtime(check.message), text));
+      return failure(area, check.action, check.parameter, text.copy());
+    }
   }
   return std::nullopt;
+}
+
+// The amount is read in single precision, as collectors do: one too small for it is 0.
+bool isAboveZeroInSinglePrecision(double amount) { return static_cast<float>(amount) > 0; }
+
+// What is wrong with which of the three are there.
+std::string_view wrongProgressionOrder(ZVText progression01, ZVText progression02, ZVText progression03) {
+  if (!progression03.empty() && progression02.empty() && !progression01.empty())
+    return "Validation fail - progression event: 03 found but 01+02 are invalid. Progression must be set as either 01, "
+           "01+02 or 01+02+03.";
+  if (!progression02.empty() && progression01.empty())
+    return "Validation fail - progression event: 02 found but not 01. Progression must be set as either 01, 01+02 or "
+           "01+02+03";
+  if (progression01.empty())
+    return "Validation fail - progression event: progression01 not valid. Progressions must be set as either 01, 01+02 "
+           "or 01+02+03";
+  return {};
 }
 
 }  // namespace
@@ -71,20 +199,90 @@ bool ZVValidator::validateEventIdCharacters(ZVText eventId) {
   return ZVHelpers::stringMatchWithString(eventId, kEventIdCharactersPattern);
 }
 
+std::optional<ValidationResult> ZVValidator::validateBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
+                                                                               ZVText cartType, ZVText itemType,
+                                                                               ZVText itemId) {
+  if (auto failed = firstFailure(kAreaBusiness, {{currency, kBusinessCurrency}})) return failed;
+  if (amount < 0) {
+    ZVLogger::w(0, "Validation fail - business event - amount. Cannot be less than 0. Failed amount: {}", amount);
+    return failure(kAreaBusiness, kActionInvalidAmount, kParameterAmount, std::to_string(amount));
+  }
+  return firstFailure(kAreaBusiness, {{cartType, kCartType}, {itemType, kBusinessItemType}, {itemId, kBusinessItemId}});
+}
+
+std::optional<ValidationResult> ZVValidator::validateResourceEventWithFlowType(ZVResourceFlowType flowType,
+                                                                               ZVText currency,
+                                                                               std::optional<double> amount,
+                                                                               ZVText itemType, ZVText itemId) {
+  if (!ZVEvents::resourceFlowTypeString(flowType)) {
+    ZVLogger::w(0, "Validation fail - resource event - flowType: Invalid flow type.");
+    return failure(kAreaResource, kActionInvalidFlowType, kParameterFlowType);
+  }
+  if (auto failed = firstFailure(kAreaResource, {{currency, kResourceCurrency}})) return failed;
+  if (!amount) {
+    ZVLogger::w(0, "Validation fail - resource event - amount: Cannot be (null).");
+    return failure(kAreaResource, kActionInvalidAmount, kParameterAmount, std::nullopt);
+  }
+  if (!isAboveZeroInSinglePrecision(*amount)) {
+    const std::string text = decimalText(*amount);
+    ZVLogger::w(0, "Validation fail - resource event - amount: Float amount cannot be 0 or negative. Value: {}", text);
+    return failure(kAreaResource, kActionInvalidAmount, kParameterAmount, text);
+  }
+  return firstFailure(kAreaResource, {{itemType, kResourceItemType}, {itemId, kResourceItemId}});
+}
+
+std::optional<ValidationResult> ZVValidator::validateProgressionEventWithProgressionStatus(ZVProgressionStatus status,
+                                                                                           ZVText progression01,
+                                                                                           ZVText progression02,
+                                                                                           ZVText progression03) {
+  if (!ZVEvents::progressionStatusString(status)) {
+    ZVLogger::w(0, "Validation fail - progression event: Invalid progression status.");
+    return failure(kAreaProgression, kActionInvalidProgressionStatus, kParameterProgressionStatus);
+  }
+  const std::string_view wrong = wrongProgressionOrder(progression01, progression02, progression03);
+  if (!wrong.empty()) {
+    ZVLogger::w(0, "{}", wrong);
+    return failure(kAreaProgression, kActionWrongProgressionOrder, kParameterNone,
+                   fmt::format("{}:{}:{}", progression01, progression02, progression03));
+  }
+  using Checks = std::span<const TextCheck>;
+  return firstFailure(kAreaProgression, {{progression01, kProgression01},
+                                         {progression02, progression02.empty() ? Checks() : kProgression02},
+                                         {progression03, progression03.empty() ? Checks() : kProgression03}});
+}
+
 std::optional<ValidationResult> ZVValidator::validateDesignEventWithEventId(ZVText eventId) {
-  return firstFailure(kAreaDesign, eventId, kDesignEventId);
+  return firstFailure(kAreaDesign, {{eventId, kDesignEventId}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message) {
   if (!ZVEvents::errorSeverityString(severity)) {
     ZVLogger::w(0, "Validation fail - error event - severity: Severity was unsupported value.");
-    return failure(kAreaError, kActionInvalidSeverity, kParameterSeverity, "");
+    return failure(kAreaError, kActionInvalidSeverity, kParameterSeverity);
   }
-  if (!validateLongString(message, true)) {
-    ZVLogger::w(0, "Validation fail - error event - message: Message cannot be above 8192 characters.");
-    return failure(kAreaError, kActionInvalidLongString, kParameterMessage, message.copy());
+  return firstFailure(kAreaError, {{message, kErrorMessage}});
+}
+
+std::optional<ValidationResult> ZVValidator::validateAdEventWithAction(ZVAdAction action, ZVAdType adType,
+                                                                       ZVText adSdkName, ZVText adPlacement) {
+  if (!ZVEvents::adActionString(action)) {
+    ZVLogger::w(0, "Validation fail - ad event - action: Ad action was unsupported value.");
+    return failure(kAreaAd, kActionInvalidAdAction, kParameterAdAction);
   }
-  return std::nullopt;
+  if (!ZVEvents::adTypeString(adType)) {
+    ZVLogger::w(0, "Validation fail - ad event - adType: Ad type was unsupported value.");
+    return failure(kAreaAd, kActionInvalidAdType, kParameterAdType);
+  }
+  return firstFailure(kAreaAd, {{adSdkName, kAdSdkName}, {adPlacement, kAdPlacement}});
+}
+
+std::optional<ValidationResult> ZVValidator::validateImpressionEventWithAdNetworkName(ZVText adNetworkName,
+                                                                                      ZVText adNetworkVersion,
+                                                                                      const ZVMap& impressionData) {
+  auto failed = firstFailure(kAreaImpression, {{adNetworkName, kAdNetworkName}, {adNetworkVersion, kAdNetworkVersion}});
+  if (!failed && impressionData.empty())
+    failed = failure(kAreaImpression, kActionImpressionDataNull, kParameterImpressionData);
+  return failed;
 }
 
 bool ZVValidator::validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, int category, int area,

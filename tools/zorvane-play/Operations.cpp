@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <type_traits>
 #include <utility>
 
 #include <fmt/format.h>
+#include <zorvane/ZVTimer.h>
 #include <zorvane/Zorvane.h>
 
 namespace {
@@ -37,13 +40,43 @@ struct Reader<bool> {
 };
 
 template <>
+struct Reader<std::int64_t> {
+  static constexpr std::string_view kTakes = "a whole number";
+  static std::optional<std::int64_t> read(const ZVValue& value) {
+    const auto* whole = value.ifInteger();
+    return whole != nullptr ? std::optional(*whole) : std::nullopt;
+  }
+};
+
+// By its number; one outside its list as well, for that is what a game can do.
+template <class Enumeration>
+requires std::is_enum_v<Enumeration>
+struct Reader<Enumeration> {
+  static constexpr std::string_view kTakes = "the number of an enumeration's value";
+  static std::optional<Enumeration> read(const ZVValue& value) {
+    const auto* whole = value.ifInteger();
+    if (whole == nullptr || !std::in_range<int>(*whole)) return std::nullopt;
+    return static_cast<Enumeration>(*whole);
+  }
+};
+
+template <>
+struct Reader<double> {
+  static constexpr std::string_view kTakes = "a number";
+  static std::optional<double> read(const ZVValue& value) {
+    if (const auto* whole = value.ifInteger()) return static_cast<double>(*whole);
+    const auto* fraction = value.ifDouble();
+    return fraction != nullptr ? std::optional(*fraction) : std::nullopt;
+  }
+};
+
+template <>
 struct Reader<std::optional<double>> {
   static constexpr std::string_view kTakes = "a number or null";
   static std::optional<std::optional<double>> read(const ZVValue& value) {
     if (value.isNull()) return std::optional<double>();
-    if (const auto* whole = value.ifInteger()) return std::optional(static_cast<double>(*whole));
-    if (const auto* fraction = value.ifDouble()) return std::optional(*fraction);
-    return std::nullopt;
+    const auto number = Reader<double>::read(value);
+    return number ? std::optional(number) : std::nullopt;
   }
 };
 
@@ -97,21 +130,53 @@ struct Reader<std::weak_ptr<ZVRemoteConfigsDelegate>> {
   }
 };
 
+// A timer's task: another call.
+template <>
+struct Reader<ZVTimer::Task> {
+  static constexpr std::string_view kTakes = "a call or null";
+  static std::optional<ZVTimer::Task> read(const ZVValue& value) {
+    if (value.isNull()) return ZVTimer::Task();
+    const ZVValue::Array* call = value.ifArray();
+    if (call == nullptr || call->empty() || (*call)[0].ifString() == nullptr) return std::nullopt;
+    const Operation* operation = findOperation(*(*call)[0].ifString());
+    const ZVValue::Array arguments(call->begin() + 1, call->end());
+    if (operation == nullptr || operation->check(arguments)) return std::nullopt;
+    return [operation, arguments] { operation->play(arguments); };
+  }
+};
+
 // ---- From the facade's answers to JSON.
 
 ZVValue answerOf(bool answer) { return answer; }
 ZVValue answerOf(std::string answer) { return answer; }
 ZVValue answerOf(std::optional<std::string> answer) { return answer ? ZVValue(std::move(*answer)) : ZVValue(); }
+ZVValue answerOf(std::int64_t answer) { return answer; }
 ZVValue answerOf(const Zorvane&) { return "Zorvane"; }
+ZVValue answerOf(const std::shared_ptr<ZVTimer>& answer) { return answer != nullptr; }
 
 // ---- A function of the facade as an operation.
 
 template <class... Arguments>
 struct Signature {
-  template <std::size_t... I>
-  static std::optional<std::string> check(const ZVValue::Array& values, std::index_sequence<I...>) {
+  using Indices = std::index_sequence_for<Arguments...>;
+
+  static std::optional<std::string> check(const ZVValue::Array& values) {
     if (values.size() != sizeof...(Arguments))
       return fmt::format("takes {} arguments, not {}", sizeof...(Arguments), values.size());
+    return firstWrong(values, Indices());
+  }
+
+  template <auto function>
+  static std::optional<ZVValue> play(const ZVValue::Array& values) try {
+    return playWith(function, values, Indices());
+  } catch (const std::exception& failure) {
+    return ZVMap{{"thrown", failure.what()}};
+  }
+
+ private:
+  template <std::size_t... I>
+  static std::optional<std::string> firstWrong([[maybe_unused]] const ZVValue::Array& values,
+                                               std::index_sequence<I...>) {
     std::optional<std::string> wrong;
     [[maybe_unused]] const auto checkOne = [&](std::size_t index, bool fits, std::string_view takes) {
       if (!fits && !wrong) wrong = fmt::format("argument {} must be {}", index + 1, takes);
@@ -122,8 +187,8 @@ struct Signature {
   }
 
   template <class Function, std::size_t... I>
-  static std::optional<ZVValue> play(Function function, [[maybe_unused]] const ZVValue::Array& values,
-                                     std::index_sequence<I...>) {
+  static std::optional<ZVValue> playWith(Function function, [[maybe_unused]] const ZVValue::Array& values,
+                                         std::index_sequence<I...>) {
     if constexpr (std::is_void_v<std::invoke_result_t<Function, Arguments...>>) {
       function(*Reader<std::decay_t<Arguments>>::read(values[I])...);
       return std::nullopt;
@@ -133,43 +198,46 @@ struct Signature {
   }
 };
 
-template <auto function>
-struct Playable;
+template <class Function>
+struct SignatureOf;
+template <class Result, class... Arguments>
+struct SignatureOf<Result (*)(Arguments...)> : Signature<Arguments...> {};
+template <class Result, class... Arguments>
+struct SignatureOf<Result (*)(Arguments...) noexcept> : Signature<Arguments...> {};
 
-template <class Result, class... Arguments, Result (*function)(Arguments...) noexcept>
-struct Playable<function> {
-  using Indices = std::index_sequence_for<Arguments...>;
-  static std::optional<std::string> check(const ZVValue::Array& values) {
-    return Signature<Arguments...>::check(values, Indices());
-  }
-  static std::optional<ZVValue> play(const ZVValue::Array& values) {
-    return Signature<Arguments...>::play(function, values, Indices());
-  }
-};
-
+// A function that has one form.
 template <auto function>
 constexpr Operation row(std::string_view name) {
-  return {name, Playable<function>::check, Playable<function>::play};
+  using Taken = SignatureOf<decltype(function)>;
+  return {name, Taken::check, Taken::template play<function>};
 }
 
-// Names one of several overloads by its arguments.
-template <class... Arguments>
-constexpr auto taking(void (*function)(Arguments...) noexcept) {
-  return function;
+// One form of a family of overloads, by the arguments that it takes.
+template <auto family, class... Arguments>
+constexpr Operation form(std::string_view name) {
+  return {name, Signature<Arguments...>::check, Signature<Arguments...>::template play<family>};
 }
 
 using Z = Zorvane;
-using Value = std::optional<double>;
+using Number = std::optional<double>;
+using Integer = std::int64_t;
 
-// Forms that the facade writes as one function with a default argument.
-void designWithFields(ZVText id, ZVMap fields) noexcept { Z::addDesignEventWithEventId(id, std::move(fields)); }
-void designWithValueAndFields(ZVText id, Value value, ZVMap fields) noexcept {
-  Z::addDesignEventWithEventId(id, value, std::move(fields));
-}
-std::optional<std::string> remoteConfig(ZVText key) noexcept { return Z::getRemoteConfigsValueAsString(key); }
-std::optional<std::string> remoteConfigOr(ZVText key, ZVText defaultValue) noexcept {
-  return Z::getRemoteConfigsValueAsString(key, defaultValue);
-}
+constexpr auto business = [](auto... a) { Z::addBusinessEventWithCurrency(std::move(a)...); };
+constexpr auto resource = [](auto... a) { Z::addResourceEventWithFlowType(std::move(a)...); };
+constexpr auto progression = [](auto... a) { Z::addProgressionEventWithProgressionStatus(std::move(a)...); };
+constexpr auto design = [](auto... a) { Z::addDesignEventWithEventId(std::move(a)...); };
+constexpr auto error = [](auto... a) { Z::addErrorEventWithSeverity(std::move(a)...); };
+constexpr auto ad = [](auto... a) { Z::addAdEventWithAction(std::move(a)...); };
+constexpr auto impression = [](auto... a) { Z::addImpressionEventWithAdNetworkName(std::move(a)...); };
+constexpr auto mopub = [](auto... a) { Z::addImpressionMopubEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto fyber = [](auto... a) { Z::addImpressionFyberEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto ironSource = [](auto... a) { Z::addImpressionIronSourceEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto topOn = [](auto... a) { Z::addImpressionTopOnEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto hyperBid = [](auto... a) { Z::addImpressionHyperBidEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto maxNetwork = [](auto... a) { Z::addImpressionMaxEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto aequus = [](auto... a) { Z::addImpressionAequusEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto adMob = [](auto... a) { Z::addImpressionAdMobEventWithAdNetworkVersion(std::move(a)...); };
+constexpr auto remoteConfig = [](auto... a) { return Z::getRemoteConfigsValueAsString(a...); };
 
 constexpr auto kOperations = std::to_array<Operation>({
     row<Z::sharedInstance>("sharedInstance"),
@@ -194,27 +262,112 @@ constexpr auto kOperations = std::to_array<Operation>({
     row<Z::setEnabledErrorReporting>("setEnabledErrorReporting:"),
     row<Z::setEnabledEventSubmission>("setEnabledEventSubmission:"),
     row<Z::setBaseUrl>("setBaseUrl:"),
-    row<taking<ZVText>(Z::addDesignEventWithEventId)>("addDesignEventWithEventId:"),
-    row<designWithFields>("addDesignEventWithEventId:customFields:"),
-    row<taking<ZVText, ZVMap, bool>(Z::addDesignEventWithEventId)>(
-        "addDesignEventWithEventId:customFields:mergeFields:"),
-    row<taking<ZVText, Value>(Z::addDesignEventWithEventId)>("addDesignEventWithEventId:value:"),
-    row<designWithValueAndFields>("addDesignEventWithEventId:value:customFields:"),
-    row<taking<ZVText, Value, ZVMap, bool>(Z::addDesignEventWithEventId)>(
-        "addDesignEventWithEventId:value:customFields:mergeFields:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, bool>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:autoFetchReceipt:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, bool, ZVMap>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:autoFetchReceipt:customFields:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, bool, ZVMap, bool>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:autoFetchReceipt:customFields:mergeFields:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVMap>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:customFields:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVMap, bool>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:customFields:mergeFields:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, bool>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:getReceiptAutomatically:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, bool, ZVMap>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:getReceiptAutomatically:customFields:"),
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, bool, ZVMap, bool>(
+        "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:getReceiptAutomatically:customFields:"
+        "mergeFields:"),
+    form<resource, ZVResourceFlowType, ZVText, Number, ZVText, ZVText>(
+        "addResourceEventWithFlowType:currency:amount:itemType:itemId:"),
+    form<resource, ZVResourceFlowType, ZVText, Number, ZVText, ZVText, ZVMap>(
+        "addResourceEventWithFlowType:currency:amount:itemType:itemId:customFields:"),
+    form<resource, ZVResourceFlowType, ZVText, Number, ZVText, ZVText, ZVMap, bool>(
+        "addResourceEventWithFlowType:currency:amount:itemType:itemId:customFields:mergeFields:"),
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText>(
+        "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:"),
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, ZVMap>(
+        "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:customFields:"),
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, ZVMap, bool>(
+        "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:customFields:mergeFields:"),
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, Integer>(
+        "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:score:"),
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, Integer, ZVMap>(
+        "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:score:customFields:"),
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, Integer, ZVMap, bool>(
+        "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:score:customFields:"
+        "mergeFields:"),
+    form<design, ZVText>("addDesignEventWithEventId:"),
+    form<design, ZVText, ZVMap>("addDesignEventWithEventId:customFields:"),
+    form<design, ZVText, ZVMap, bool>("addDesignEventWithEventId:customFields:mergeFields:"),
+    form<design, ZVText, Number>("addDesignEventWithEventId:value:"),
+    form<design, ZVText, Number, ZVMap>("addDesignEventWithEventId:value:customFields:"),
+    form<design, ZVText, Number, ZVMap, bool>("addDesignEventWithEventId:value:customFields:mergeFields:"),
+    form<error, ZVErrorSeverity, ZVText>("addErrorEventWithSeverity:message:"),
+    form<error, ZVErrorSeverity, ZVText, ZVMap>("addErrorEventWithSeverity:message:customFields:"),
+    form<error, ZVErrorSeverity, ZVText, ZVMap, bool>("addErrorEventWithSeverity:message:customFields:mergeFields:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, Integer>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:duration:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, Integer, ZVMap>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:duration:customFields:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, Integer, ZVMap, bool>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:duration:customFields:mergeFields:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVAdError>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:noAdReason:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVAdError, ZVMap>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:noAdReason:customFields:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVAdError, ZVMap, bool>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:noAdReason:customFields:mergeFields:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText>("addAdEventWithAction:adType:adSdkName:adPlacement:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVMap>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:customFields:"),
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVMap, bool>(
+        "addAdEventWithAction:adType:adSdkName:adPlacement:customFields:mergeFields:"),
+    form<impression, ZVText, ZVText, ZVMap>("addImpressionEventWithAdNetworkName:adNetworkVersion:impressionData:"),
+    form<impression, ZVText, ZVText, ZVMap, ZVMap>(
+        "addImpressionEventWithAdNetworkName:adNetworkVersion:impressionData:customFields:"),
+    form<impression, ZVText, ZVText, ZVMap, ZVMap, bool>(
+        "addImpressionEventWithAdNetworkName:adNetworkVersion:impressionData:customFields:mergeFields:"),
+    form<mopub, ZVText, ZVMap>("addImpressionMopubEventWithAdNetworkVersion:impressionData:"),
+    form<mopub, ZVText, ZVMap, ZVMap>("addImpressionMopubEventWithAdNetworkVersion:impressionData:customFields:"),
+    form<fyber, ZVText, ZVMap>("addImpressionFyberEventWithAdNetworkVersion:impressionData:"),
+    form<fyber, ZVText, ZVMap, ZVMap>("addImpressionFyberEventWithAdNetworkVersion:impressionData:customFields:"),
+    form<ironSource, ZVText, ZVMap>("addImpressionIronSourceEventWithAdNetworkVersion:impressionData:"),
+    form<ironSource, ZVText, ZVMap, ZVMap>(
+        "addImpressionIronSourceEventWithAdNetworkVersion:impressionData:customFields:"),
+    form<topOn, ZVText, ZVMap>("addImpressionTopOnEventWithAdNetworkVersion:impressionData:"),
+    form<topOn, ZVText, ZVMap, ZVMap>("addImpressionTopOnEventWithAdNetworkVersion:impressionData:customFields:"),
+    form<hyperBid, ZVText, ZVMap>("addImpressionHyperBidEventWithAdNetworkVersion:impressionData:"),
+    form<hyperBid, ZVText, ZVMap, ZVMap>("addImpressionHyperBidEventWithAdNetworkVersion:impressionData:customFields:"),
+    form<maxNetwork, ZVText, ZVMap>("addImpressionMaxEventWithAdNetworkVersion:impressionData:"),
+    form<maxNetwork, ZVText, ZVMap, ZVMap>("addImpressionMaxEventWithAdNetworkVersion:impressionData:customFields:"),
+    form<aequus, ZVText, ZVMap>("addImpressionAequusEventWithAdNetworkVersion:impressionData:"),
+    form<aequus, ZVText, ZVMap, ZVMap>("addImpressionAequusEventWithAdNetworkVersion:impressionData:customFields:"),
+    form<adMob, ZVText, ZVMap>("addImpressionAdMobEventWithAdNetworkVersion:impressionData:"),
+    form<adMob, ZVText, ZVMap, ZVMap>("addImpressionAdMobEventWithAdNetworkVersion:impressionData:customFields:"),
+    row<Z::adTypeToString>("adTypeToString:"),
     row<Z::startSession>("startSession"),
     row<Z::endSession>("endSession"),
     row<Z::setCustomDimension01>("setCustomDimension01:"),
     row<Z::setCustomDimension02>("setCustomDimension02:"),
     row<Z::setCustomDimension03>("setCustomDimension03:"),
     row<Z::setGlobalCustomEventFields>("setGlobalCustomEventFields:"),
-    row<remoteConfig>("getRemoteConfigsValueAsString:"),
-    row<remoteConfigOr>("getRemoteConfigsValueAsString:defaultValue:"),
+    form<remoteConfig, ZVText>("getRemoteConfigsValueAsString:"),
+    form<remoteConfig, ZVText, ZVText>("getRemoteConfigsValueAsString:defaultValue:"),
     row<Z::isRemoteConfigsReady>("isRemoteConfigsReady"),
     row<Z::setRemoteConfigsDelegate>("setRemoteConfigsDelegate:"),
     row<Z::getRemoteConfigsContentAsString>("getRemoteConfigsContentAsString"),
     row<Z::getABTestingId>("getABTestingId"),
     row<Z::getABTestingVariantId>("getABTestingVariantId"),
+    row<Z::startTimer>("startTimer:"),
+    row<Z::pauseTimer>("pauseTimer:"),
+    row<Z::resumeTimer>("resumeTimer:"),
+    row<Z::stopTimer>("stopTimer:"),
+    row<ZVTimer::scheduledTimerWithTimeInterval>("scheduledTimerWithTimeInterval:task:repeats:"),
+    row<ZVTimer::servePending>("servePending"),
 });
 
 }  // namespace

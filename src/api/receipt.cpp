@@ -1,0 +1,43 @@
+#include "api/receipt.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "device/ZVDevice.h"
+#include "platform/Platform.h"
+#include "runtime/ZVLogger.h"
+#include "transport/ZVHelpers.h"
+
+namespace {
+
+std::string bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);  // a directory opens and gives nothing
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+std::optional<std::string> fetchReceipt() {
+  ZVLogger::i(0, "Business event: Retrieving app store receipt for business event.");
+  if (ZVDevice::deviceIsLowerOrEqualToIos6()) {
+    ZVLogger::i(0,
+                "Could not add business event: Could not get app store receipt automatically as OS version is iOS6.1 "
+                "or lower.");
+    return std::nullopt;
+  }
+  const auto path = platform().application().receiptPath;
+  std::error_code unreadable;
+  if (!path || !std::filesystem::exists(*path, unreadable)) {
+    ZVLogger::w(0, "Could not add business event: Could not get app store receipt - File path was not found!");
+    return std::nullopt;
+  }
+  std::string receipt = ZVHelpers::base64forData(bytesOf(*path));
+  if (receipt.empty()) {
+    ZVLogger::w(0,
+                "Could not add business event: Could not get app store receipt - File path found, but reading the "
+                "receipt data to base64 failed.");
+    return std::nullopt;
+  }
+  return receipt;
+}
