@@ -5,7 +5,6 @@
 
 #include <cmath>
 
-#include "events/SdkError.h"
 #include "support/TestPlatform.h"
 
 namespace {
@@ -125,57 +124,6 @@ TEST_F(Validator, ListsSayWhatIsWrongWithThem) {
   EXPECT_TRUE(ZVValidator::validateArrayOfStringsWithArray(List::value_type{}, 1, 1, true, ""));
   EXPECT_FALSE(ZVValidator::validateArrayOfStringsWithArray(std::nullopt, 0, 0, true, ""));
   expectWarning("Array validation failed: array cannot be (null).");
-}
-
-TEST_F(Validator, DesignEventIdsHaveUpToFiveParts) {
-  const std::string prefix = "Validation fail - design event - eventId: ";
-  const std::string length =
-      prefix +
-      "Cannot be (null) or empty. Only 5 event parts allowed seperated by :. Each part need to be 64 characters or "
-      "less. String: ";
-  const std::string characters = prefix + "Non valid characters. Only allowed A-z, 0-9, -_., ()!?. String: ";
-  for (const std::string& id : {"Level one:Boss kill"s, "a:b:c:d:e"s, letters(64) + ":" + letters(64)})
-    EXPECT_FALSE(ZVValidator::validateDesignEventWithEventId(id)) << id;
-  const auto refuses = [&](ZVText id, int action, const std::string& line) {
-    const auto result = ZVValidator::validateDesignEventWithEventId(id);
-    ASSERT_TRUE(result) << id.orNull();
-    EXPECT_EQ(result->category, kCategoryEventValidation);
-    EXPECT_EQ(result->area, kAreaDesign);
-    EXPECT_EQ(result->action, action) << id.orNull();
-    EXPECT_EQ(result->parameter, kParameterEventId);
-    EXPECT_EQ(result->reason.has_value(), id.present());
-    EXPECT_EQ(result->reason.value_or("(null)"), id.orNull());
-    expectWarning(line + std::string(id.orNull()));
-  };
-  for (const std::string& id : {"a:b:c:d:e:f"s, letters(65), "a:" + letters(65), "a::b"s, "a:"s, ""s, kBadText})
-    refuses(id, kActionInvalidEventIdLength, length);
-  refuses(nullptr, kActionInvalidEventIdLength, length);
-  for (const char* id : {"a:b,c", "\xC3\xA9"}) refuses(id, kActionInvalidEventIdCharacters, characters);
-}
-
-TEST_F(Validator, ErrorEventsNeedAKnownSeverityFirst) {
-  const auto check = [&](int severity, ZVText message) {
-    return ZVValidator::validateErrorEventWithSeverity(static_cast<ZVErrorSeverity>(severity), message);
-  };
-  EXPECT_FALSE(check(1, nullptr));
-  EXPECT_FALSE(check(5, letters(8192)));
-  const std::string prefix = "Validation fail - error event - ";
-  const auto refuses = [&](int severity, const std::string& message, int action, int parameter,
-                           const std::string& line) {
-    const auto result = check(severity, message);
-    ASSERT_TRUE(result) << severity;
-    EXPECT_EQ(result->area, kAreaError);
-    EXPECT_EQ(result->action, action) << severity;
-    EXPECT_EQ(result->parameter, parameter);
-    EXPECT_EQ(result->reason, action == kActionInvalidSeverity ? "" : message);
-    expectWarning(prefix + line);
-  };
-  for (const int severity : {0, 6})
-    refuses(severity, letters(8193), kActionInvalidSeverity, kParameterSeverity,
-            "severity: Severity was unsupported value.");
-  for (const std::string& message : {letters(8193), kBadText})
-    refuses(3, message, kActionInvalidLongString, kParameterMessage,
-            "message: Message cannot be above 8192 characters.");
 }
 
 // That the keys must be valid, and what is logged when they are not, shows where such events are sent.

@@ -1,0 +1,214 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <zorvane/Zorvane.h>
+
+#include <fstream>
+
+#include "events/ZVEvents.h"
+#include "state/ZVState.h"
+#include "support/Game.h"
+
+namespace {
+
+using testing::Contains;
+using testing::SizeIs;
+
+// A session of a game that has declared its currencies and logs at info level.
+class Builders : public testing::Test {
+ protected:
+  Builders() {
+    Zorvane::configureAvailableResourceCurrencies(std::vector<std::string>{"gems"});
+    Zorvane::configureAvailableResourceItemTypes(std::vector<std::string>{"boost"});
+    game.start();
+    Zorvane::setEnabledInfoLog(true);
+  }
+
+  // What `report` stored, from the category on; "" when it was nothing. Its summary is in the log.
+  std::string recordOf(const std::function<void()>& report) {
+    game.settle();
+    game.query("DELETE FROM zv_events");
+    game.log.clear();
+    report();
+    game.settle();
+    const auto rows = game.query("SELECT event FROM zv_events");
+    if (rows.empty()) return {};
+    const std::string& event = *rows.at(0).find("event");
+    return event.substr(event.find(R"("category")"));
+  }
+
+  void expect(const std::function<void()>& report, const std::string& record, const std::string& summary) {
+    EXPECT_EQ(recordOf(report), record + "}");
+    EXPECT_EQ(game.log.count("Add "), 1U);
+    EXPECT_THAT(game.log.lines(), Contains("Info/ZV/Analytics: Add " + summary));
+  }
+
+  Game game;
+};
+
+TEST_F(Builders, WriteTheFieldsOfTheirKindAndASummary) {
+  using Z = Zorvane;
+  const auto flow = [](ZVResourceFlowType type, double amount) {
+    return [=] { Z::addResourceEventWithFlowType(type, "gems", amount, "boost", "speed"); };
+  };
+  const std::string business =
+      R"("category":"business","event_id":"pack:small","currency":"USD","amount":199,"transaction_num":)";
+  expect([] { Z::addBusinessEventWithCurrency("USD", 199, "pack", "small", "shop", "the receipt"); },
+         business + R"(1,"cart_type":"shop","receipt_info":{"receipt":"the receipt","store":"apple"})",
+         "BUSINESS event: {currency:USD, amount:199, itemType:pack, itemId:small, cartType:shop, receipt:#RECEIPT#}");
+  expect([] { Z::addBusinessEventWithCurrency("USD", 199, "pack", "small", "", nullptr); }, business + "2",
+         "BUSINESS event: {currency:USD, amount:199, itemType:pack, itemId:small, cartType:, receipt:(null)}");
+  expect(flow(ZVResourceFlowType::source, 0.1),
+         R"("category":"resource","event_id":"Source:gems:boost:speed","amount":0.1)",
+         "RESOURCE event: {currency:gems, amount:0.1, itemType:boost, itemId:speed}");
+  expect(flow(ZVResourceFlowType::sink, 10), R"("category":"resource","event_id":"Sink:gems:boost:speed","amount":-10)",
+         "RESOURCE event: {currency:gems, amount:-10, itemType:boost, itemId:speed}");
+  expect(flow(ZVResourceFlowType::sink, 16777217),  // single precision has no such number
+         R"("category":"resource","event_id":"Sink:gems:boost:speed","amount":-16777216)",
+         "RESOURCE event: {currency:gems, amount:-16777216, itemType:boost, itemId:speed}");
+  expect([] { Z::addProgressionEventWithProgressionStatus(ZVProgressionStatus::start, "w", "l", "r", 9); },
+         R"("category":"progression","event_id":"Start:w:l:r")",
+         "PROGRESSION event: {status:Start, progression01:w, progression02:l, progression03:r, score:9, "
+         "attempt:(null)}");
+  expect([] { Z::addProgressionEventWithProgressionStatus(ZVProgressionStatus::fail, "w", "", nullptr, 9); },
+         R"("category":"progression","event_id":"Fail:w","score":9)",
+         "PROGRESSION event: {status:Fail, progression01:w, progression02:, progression03:(null), score:9, "
+         "attempt:(null)}");
+  expect([] { Z::addDesignEventWithEventId("a:b"); }, R"("category":"design","event_id":"a:b","value":0)",
+         "DESIGN event: {eventId:a:b}");
+  expect([&] { game.onQueue([] { ZVEvents::addDesignEventWithEventId("a:b", std::nullopt, {}, false); }); },
+         R"("category":"design","event_id":"a:b")", "DESIGN event: {eventId:a:b, value:(null)}");
+  expect([] { Z::addErrorEventWithSeverity(ZVErrorSeverity::warning, "0123456789abcdef"); },
+         R"("category":"error","severity":"warning","message":"0123456789abcdef")",
+         "ERROR event: {severity:warning, message:0123456789abcde}");
+  expect([] { Z::addErrorEventWithSeverity(ZVErrorSeverity::debug, nullptr); },
+         R"("category":"error","severity":"debug","message":"")", "ERROR event: {severity:debug, message:(null)}");
+  expect(
+      [] {
+        Z::addImpressionIronSourceEventWithAdNetworkVersion("1.2", {{"revenue", 0.25}, {"by", ZVMap{{"a", 1}}}});
+      },
+      R"("category":"impression","ad_network_name":"ironsource","ad_network_version":"1.2",)"
+      R"("impression_data":{"revenue":0.25,"by":{"a":1}})",
+      "IMPRESSION event: {ad_network_name:ironsource, impression_data:#impressionData}");
+}
+
+TEST_F(Builders, KeepOfAnAdWhatItsActionAndTypeCallFor) {
+  using Z = Zorvane;
+  const auto record = [](const std::string& type, const std::string& action, const std::string& more = "") {
+    return R"("category":"ads","ad_sdk_name":"sdk","ad_placement":"main","ad_type":")" + type + R"(","ad_action":")" +
+           action + '"' + more;
+  };
+  const auto summary = [](const std::string& type, const std::string& action, const std::string& reason,
+                          const std::string& duration) {
+    return "AD event: {ad_sdk_name:sdk, ad_placement:main, ad_type:" + type + ", ad_action:" + action +
+           ", ad_fail_show_reason:" + reason + ", ad_duration:" + duration + "}";
+  };
+  for (const auto& [type, name, timed] : {std::tuple{ZVAdType::video, "video", true},
+                                          {ZVAdType::rewardedVideo, "rewarded_video", true},
+                                          {ZVAdType::interstitial, "interstitial", false}})
+    expect([=] { Z::addAdEventWithAction(ZVAdAction::show, type, "sdk", "main", 1500); },
+           record(name, "show", timed ? R"(,"ad_duration":1500)" : ""), summary(name, "show", "(null)", "1500"));
+  expect([] { Z::addAdEventWithAction(ZVAdAction::clicked, ZVAdType::video, "sdk", "main"); },
+         record("video", "clicked"), summary("video", "clicked", "(null)", "0"));
+  expect([] { Z::addAdEventWithAction(ZVAdAction::failedShow, ZVAdType::video, "sdk", "main", ZVAdError::noFill); },
+         record("video", "failed_show", R"(,"ad_fail_show_reason":"no_fill")"),
+         summary("video", "failed_show", "no_fill", "0"));
+  expect([] { Z::addAdEventWithAction(ZVAdAction::show, ZVAdType::video, "sdk", "main", ZVAdError::noFill); },
+         record("video", "show"), summary("video", "show", "no_fill", "0"));
+  expect([] { Z::addAdEventWithAction(ZVAdAction::failedShow, ZVAdType::video, "sdk", "main", ZVAdError{7}); },
+         record("video", "failed_show"), summary("video", "failed_show", "(null)", "0"));
+}
+
+TEST_F(Builders, CountTriesPerPathUntilACompleteAcrossRuns) {
+  const auto report = [](ZVProgressionStatus status, const char* path) {
+    Zorvane::addProgressionEventWithProgressionStatus(status, "w", path, nullptr);
+  };
+  report(ZVProgressionStatus::start, "l");
+  report(ZVProgressionStatus::fail, "l");
+  report(ZVProgressionStatus::fail, "other");
+  game.settle();
+  game.restart();
+  game.start();
+  report(ZVProgressionStatus::fail, "l");
+  report(ZVProgressionStatus::complete, "l");
+  report(ZVProgressionStatus::complete, "l");
+  game.settle();
+  const auto events = game.stored("progression");
+  std::vector<std::string> shownEvents;
+  for (const ZVMap& event : events) shownEvents.push_back(shown(event, "event_id") + " " + shown(event, "attempt_num"));
+  EXPECT_THAT(shownEvents, testing::IsSupersetOf({"Fail:w:l (none)", "Complete:w:l 3", "Complete:w:l 1"}));
+  EXPECT_THAT(game.query("SELECT * FROM zv_progression"), SizeIs(1)) << "the other path's";
+}
+
+TEST_F(Builders, TakeTheCallsFieldsTheGlobalOnesOrBoth) {
+  Zorvane::setGlobalCustomEventFields({{"a", 2}, {"b", 3}});
+  const std::string plain = R"("category":"error","severity":"info","message":"m")";
+  const auto report = [](const ZVMap& fields, bool merge) {
+    return [=] { Zorvane::addErrorEventWithSeverity(ZVErrorSeverity::info, "m", fields, merge); };
+  };
+  EXPECT_EQ(recordOf(report({{"a", 1}}, true)), plain + R"(,"custom_fields":{"a":1,"b":3}})");
+  EXPECT_EQ(recordOf(report({{"a", 1}}, false)), plain + R"(,"custom_fields":{"a":1}})");
+  EXPECT_EQ(recordOf(report({}, false)), plain + R"(,"custom_fields":{"a":2,"b":3}})");
+  Zorvane::setGlobalCustomEventFields({});
+  EXPECT_EQ(recordOf(report({}, true)), plain + "}");
+}
+
+TEST_F(Builders, ReportEveryKindsRefusalAndMoveNoCounter) {
+  using Z = Zorvane;
+  struct Case {
+    std::function<void()> report;
+    std::string area, action, parameter;
+  };
+  for (const auto& [report, area, action, parameter] :
+       {Case{[] { Z::addBusinessEventWithCurrency("usd", 1, "a", "b", "c", nullptr); }, "business", "invalid_currency",
+             "currency"},
+        Case{[] { Z::addResourceEventWithFlowType(ZVResourceFlowType{3}, "gems", 1, "boost", "b"); }, "resource",
+             "invalid_flow_type", "flow_type"},
+        Case{[] { Z::addProgressionEventWithProgressionStatus(ZVProgressionStatus::fail, "", "b", ""); }, "progression",
+             "wrong_progression_order", "(none)"},
+        Case{[] { Z::addErrorEventWithSeverity(ZVErrorSeverity{9}, "m"); }, "error", "invalid_severity", "severity"},
+        Case{[] { Z::addAdEventWithAction(ZVAdAction::show, ZVAdType::video, "sdk", "", 5); }, "ad", "invalid_string",
+             "ad_placement"},
+        Case{[] { Z::addImpressionMaxEventWithAdNetworkVersion("1", {}); }, "impression", "impression_data_null",
+             "impression_data"}}) {
+    const auto before = game.collector.requests().size();
+    EXPECT_EQ(recordOf(report), "") << area;
+    ASSERT_TRUE(game.collector.waitForRequests(before + 1)) << area;
+    const ZVMap error = game.sdkErrors().back();
+    EXPECT_EQ(shown(error, "error_area"), area);
+    EXPECT_EQ(shown(error, "error_action"), action);
+    EXPECT_EQ(shown(error, "error_parameter"), parameter);
+  }
+  game.onQueue([] { EXPECT_EQ(ZVState::getTransactionNum(), 0); });
+}
+
+// An action without a name can't be reported, so a bad network version leaves a warning alone.
+TEST_F(Builders, DropAnImpressionOfABadNetworkVersion) {
+  EXPECT_EQ(recordOf([] { Zorvane::addImpressionMaxEventWithAdNetworkVersion("1.2.3.4.5", {{"a", 1}}); }), "");
+  EXPECT_TRUE(game.log.contains("sdk error event - action: Action was unsupported value."));
+}
+
+TEST_F(Builders, FetchAReceiptOrDropThePurchase) {
+  const auto buy = [] { Zorvane::addBusinessEventWithCurrency("USD", 1, "pack", "small", "shop", true); };
+  const std::string retrieving = "Business event: Retrieving app store receipt for business event.";
+  const std::string failed = "Could not add business event: Could not get app store receipt";
+  const std::string path = game.platform.folder.file("receipt");
+  EXPECT_EQ(recordOf(buy), "") << "the platform names none";
+  EXPECT_TRUE(game.log.contains(retrieving));
+  EXPECT_TRUE(game.log.contains(failed + " - File path was not found!"));
+  game.platform.device->change([&](auto&, auto& application) { application.receiptPath = path; });
+  EXPECT_EQ(recordOf(buy), "") << "it is not there";
+  EXPECT_TRUE(game.log.contains(failed + " - File path was not found!"));
+  std::ofstream(path).flush();
+  EXPECT_EQ(recordOf(buy), "") << "it is empty";
+  EXPECT_TRUE(game.log.contains(failed + " - File path found, but reading the receipt data to base64 failed."));
+  std::ofstream(path) << std::string(60, '\xFB');  // longer than a line of wrapped base64
+  std::string encoded;
+  for (int four = 0; four < 20; ++four) encoded += R"(+\/v7)";
+  EXPECT_THAT(recordOf(buy), testing::HasSubstr(R"("receipt_info":{"receipt":")" + encoded + '"'));
+  game.platform.device->change([&](auto& device, auto&) { device.foundationVersion = 993; });
+  EXPECT_EQ(recordOf(buy), "");
+  EXPECT_TRUE(game.log.contains(failed + " automatically as OS version is iOS6.1 or lower."));
+}
+
+}  // namespace
