@@ -40,12 +40,30 @@ bool mayStore(const ZVMap& eventData) {
   return true;
 }
 
+// What the session's end would say if the game died now: the common fields, which are the last event's but for the id.
+void storeSnapshot(ZVMap snapshot) {
+  if (ZVState::isSDKPaused()) return;
+  const ZVState& state = ZVState::sharedInstance();
+  if (!state.sessionId) return;  // no session has begun, so there is nothing that could need an end
+
+  snapshot.set("event_uuid", ZVHelpers::generateUUID());
+  ZVEvents::addDimensionsToEventWithEventData(snapshot);
+  ZVEvents::addFieldsToEventWithEventData(snapshot,
+                                          ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
+  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(snapshot);
+  if (!json) return;
+  ZVStore::executeQuerySyncWithSql(
+      "INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
+      {columnText(snapshot, "session_id"), state.sessionStart.value_or(""), std::move(*json)});
+}
+
 }  // namespace
 
 void ZVEvents::addEventToStoreWithEventData(const ZVMap& eventData) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled || !mayStore(eventData)) return;
 
   ZVMap record = ZVState::getEventAnnotations();
+  ZVMap snapshot = record;
   for (const auto& [key, value] : eventData) record.set(key, value);
   std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record);
   if (!json) {
@@ -60,7 +78,7 @@ void ZVEvents::addEventToStoreWithEventData(const ZVMap& eventData) {
       {"new", category, session, columnText(record, "client_ts"), std::move(*json)});
   if (category == sharedInstance().categorySessionEnd)
     ZVStore::executeQuerySyncWithSql("DELETE FROM zv_session WHERE session_id = ?;", {session});
-  else updateSessionTime();
+  else storeSnapshot(std::move(snapshot));
 }
 
 void ZVEvents::addDimensionsToEventWithEventData(ZVMap& eventData) {
@@ -73,17 +91,4 @@ void ZVEvents::addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields) {
   if (!fields.empty()) eventData.set("custom_fields", std::move(fields));
 }
 
-void ZVEvents::updateSessionTime() {
-  if (ZVState::isSDKPaused()) return;
-  const ZVState& state = ZVState::sharedInstance();
-  if (!state.sessionId) return;  // no session has begun, so there is nothing that could need an end
-
-  ZVMap snapshot = ZVState::getEventAnnotations();
-  addDimensionsToEventWithEventData(snapshot);
-  addFieldsToEventWithEventData(snapshot, ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(snapshot);
-  if (!json) return;
-  ZVStore::executeQuerySyncWithSql(
-      "INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
-      {columnText(snapshot, "session_id"), state.sessionStart.value_or(""), std::move(*json)});
-}
+void ZVEvents::updateSessionTime() { storeSnapshot(ZVState::getEventAnnotations()); }
