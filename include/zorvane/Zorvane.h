@@ -20,6 +20,7 @@
 #include <zorvane/ZVPlatform.h>
 #include <zorvane/ZVRemoteConfigsDelegate.h>
 #include <zorvane/ZVTypes.h>
+#include <zorvane/ZVVersion.h>
 
 class ZORVANE_API Zorvane {
  public:
