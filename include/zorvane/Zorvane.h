@@ -22,6 +22,7 @@
 #include <zorvane/ZVPlatform.h>
 #include <zorvane/ZVRemoteConfigsDelegate.h>
 #include <zorvane/ZVTypes.h>
+#include <zorvane/ZVVersion.h>
 
 class ZORVANE_API Zorvane {
  public:

@@ -1,0 +1,64 @@
+# What gets installed: the library with its headers, its package files for CMake and pkg-config, the tools; and the same
+# as Debian packages, made by cpack -G DEB.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Zorvane)
+set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(TARGETS zorvane EXPORT ZorvaneTargets
+  LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
+  ARCHIVE COMPONENT Development
+  FILE_SET HEADERS COMPONENT Development)
+install(EXPORT ZorvaneTargets NAMESPACE Zorvane:: DESTINATION ${package_folder} COMPONENT Development)
+
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/ZorvaneConfig.cmake.in ZorvaneConfig.cmake
+  INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(ZorvaneConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ZorvaneConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/ZorvaneConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT Development)
+
+# An archive has to be linked with all that it uses. That is said without --static, which would ask for archives of
+# those libraries and of theirs, too.
+if(NOT BUILD_SHARED_LIBS)
+  set(pkgconfig_requires "sqlite3 zlib libcurl libssl libcrypto libpcre2-8 fmt")
+  set(pkgconfig_libraries "-lstdc++ -lm -pthread")
+endif()
+file(RELATIVE_PATH pkgconfig_to_prefix /${pkgconfig_folder} /)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/zorvane.pc.in zorvane.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zorvane.pc DESTINATION ${pkgconfig_folder} COMPONENT Development)
+
+if(ZORVANE_TOOLS)
+  install(TARGETS zorvane-play zorvane-collector RUNTIME COMPONENT Tools)
+endif()
+
+if(PROJECT_IS_TOP_LEVEL)
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_PACKAGE_NAME zorvane)
+  set(CPACK_PACKAGE_CONTACT "The Zorvane developers <developers@zorvane.invalid>")
+  set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+  set(CPACK_STRIP_FILES ON)
+  set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzorvane${PROJECT_VERSION_MAJOR})
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+  set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The shared library that games run with.")
+
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzorvane-dev)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+  set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers and package files to build games with.")
+  if(BUILD_SHARED_LIBS)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${PROJECT_VERSION})")
+  else()
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+      "pkg-config, libsqlite3-dev, zlib1g-dev, libcurl4-openssl-dev, libssl-dev, libpcre2-dev, libfmt-dev")
+  endif()
+
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zorvane-tools)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
+  set(CPACK_COMPONENT_TOOLS_DESCRIPTION "A collector to develop against, and a player of recorded game sessions.")
+  include(CPack)
+endif()
