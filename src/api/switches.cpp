@@ -48,7 +48,12 @@ void Zorvane::setEnabledErrorReporting(bool enabled) noexcept {
 }
 
 void Zorvane::setEnabledEventSubmission(bool enabled) noexcept {
-  turn(enabled, ZVState::setEnableEventSubmission, [](bool on) { ZVLogger::i(0, "Event submission {}.", word(on)); });
+  post([=] {
+    return [=] {
+      ZVState::setEnableEventSubmission(enabled);
+      ZVLogger::i(0, "Event submission {}.", word(enabled));
+    };
+  });
 }
 
 void Zorvane::setBaseUrl(ZVText baseUrl) noexcept {

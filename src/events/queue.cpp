@@ -57,10 +57,7 @@ std::optional<Batch> pending(const std::string& requestId, const std::string& fi
 
 bool hasBadClientTs(const ZVMap& event) {
   const ZVValue* clientTs = event.find("client_ts");
-  if (clientTs == nullptr) return false;
-  const double* fraction = clientTs->ifDouble();
-  return !ZVValidator::validateClientTs(fraction != nullptr ? *fraction
-                                                            : static_cast<double>(integerReading(*clientTs)));
+  return clientTs != nullptr && !ZVValidator::validateClientTs(doubleReading(*clientTs));
 }
 
 ZVValue::Array eventsOf(const ZVStore::Rows& rows) {

@@ -114,6 +114,7 @@ class ZVState {
   static void clearProgressionTries(const std::string& progressionId);
 
   // Remote configurations and A/B ids: remote_configs.cpp. The getters from any thread.
+  static void adoptConfigIds(const ZVMap& sdkConfig);  // its hash and A/B ids; populating adopts the values
   static void populateConfigurations(const ZVMap& sdkConfig);
   static std::optional<std::string> getConfigurationStringValue(ZVText key, ZVText defaultValue);
   static std::string getConfigurationsContentAsString();

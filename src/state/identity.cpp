@@ -36,9 +36,9 @@ std::string ZVState::getUserId() {
 
 void ZVState::generateRandomUserIdIfNeeded() {
   ZVState& state = sharedInstance();
-  const bool vendorIdServes = state.useIdfv && !ZVDevice::isZeroIdfv();
-  const bool advertisingIdServes = !ZVDevice::isTestflightBuild() && !ZVDevice::isZeroIdfa();
-  if (vendorIdServes || advertisingIdServes || !ZVDevice::isZeroIdfv()) {
+  // In this order: what the device is asked for is logged, so it is asked for no more than is needed.
+  if ((state.useIdfv && !ZVDevice::isZeroIdfv()) || (!ZVDevice::isTestflightBuild() && !ZVDevice::isZeroIdfa()) ||
+      !ZVDevice::isZeroIdfv()) {
     state.randomUserId.reset();
     return;
   }

@@ -7,16 +7,20 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 #include "transport/ZVHelpers.h"
-#include "values/Fields.h"
 #include "values/Text.h"
 
 namespace {
 
-constexpr auto kDimensionKeys = std::to_array<std::string_view>({"dimension01", "dimension02", "dimension03"});
-constexpr auto kDimensionNames = std::to_array<std::string_view>({"Dimension01", "Dimension02", "Dimension03"});
-constexpr auto kPersistDimension = std::to_array<void (*)(ZVText)>({ZVStore::persistStateDimension01WithValue,
-                                                                    ZVStore::persistStateDimension02WithValue,
-                                                                    ZVStore::persistStateDimension03WithValue});
+struct Dimension {
+  std::string_view key;
+  std::string_view shownName;
+  void (*persist)(ZVText);
+};
+constexpr auto kDimensions = std::to_array<Dimension>({
+    {"dimension01", "Dimension01", ZVStore::persistStateDimension01WithValue},
+    {"dimension02", "Dimension02", ZVStore::persistStateDimension02WithValue},
+    {"dimension03", "Dimension03", ZVStore::persistStateDimension03WithValue},
+});
 
 // What an earlier run left, as it was read.
 struct Persisted {
@@ -59,15 +63,6 @@ std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
   return config;
 }
 
-void adoptConfigIds() {
-  ZVState& state = ZVState::sharedInstance();
-  const ZVMap& config = ZVState::getSdkConfig();
-  state.configsHash = textField(config, "configs_hash");
-  const std::scoped_lock lock(state.answersGuard);
-  state.abId = textField(config, "ab_id");
-  state.abVariantId = textField(config, "ab_variant_id");
-}
-
 void loadProgressionTries() {
   const auto rows = ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_progression;");
   for (const ZVStore::Row& row : rows.value_or(ZVStore::Rows())) {
@@ -82,7 +77,7 @@ Persisted readDatabase() {
   ZVLogger::d(0, "Platform is iOS - retrieving persisted states from local SQLite db");
   const KeyValues values = readStateTable();
   Persisted persisted;
-  for (std::size_t i = 0; i < kDimensionKeys.size(); ++i) persisted.dimensions[i] = valueOf(values, kDimensionKeys[i]);
+  for (std::size_t i = 0; i < kDimensions.size(); ++i) persisted.dimensions[i] = valueOf(values, kDimensions[i].key);
   // The first run of an installation is the one that finds no such key and can write it.
   const auto newInstall = valueOf(values, "new_install");
   persisted.newInstall = newInstall ? booleanReading(*newInstall) : ZVStore::setDbStateWithKey("new_install", "NO");
@@ -91,7 +86,7 @@ Persisted readDatabase() {
   persisted.transactionNum = integerOfText(valueOf(values, "transaction_num").value_or(""));
   if (const auto config = valueOf(values, "sdk_config_cached"))
     ZVState::sharedInstance().sdkConfigCached = cachedConfig(config);
-  adoptConfigIds();
+  ZVState::adoptConfigIds(ZVState::getSdkConfig());
   loadProgressionTries();
   return persisted;
 }
@@ -100,8 +95,8 @@ Persisted readUserDefaults() {
   ZVLogger::d(0, "Platform is TVos - retrieving persisted states from local NSUserDefaults");
   const ZVUserDefaults& defaults = *platform().userDefaults;
   Persisted persisted;
-  for (std::size_t i = 0; i < kDimensionKeys.size(); ++i)
-    persisted.dimensions[i] = defaults.stringForKey(kDimensionKeys[i]);
+  for (std::size_t i = 0; i < kDimensions.size(); ++i)
+    persisted.dimensions[i] = defaults.stringForKey(kDimensions[i].key);
   persisted.sessionNum = integerOfText(defaults.stringForKey("session_num").value_or(""));
   persisted.transactionNum = integerOfText(defaults.stringForKey("transaction_num").value_or(""));
   return persisted;
@@ -119,10 +114,10 @@ void adoptDimensions(const Persisted& persisted) {
   auto& current = ZVState::sharedInstance().currentCustomDimensions;
   for (std::size_t i = 0; i < current.size(); ++i) {
     if (current[i]) {
-      kPersistDimension[i](current[i]);
+      kDimensions[i].persist(current[i]);
     } else if (persisted.dimensions[i]) {
       current[i] = persisted.dimensions[i];
-      ZVLogger::d(0, "{} found in persisted cache: {}", kDimensionNames[i], *current[i]);
+      ZVLogger::d(0, "{} found in persisted cache: {}", kDimensions[i].shownName, *current[i]);
     }
   }
 }

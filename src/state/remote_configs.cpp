@@ -5,6 +5,7 @@
 
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
+#include "values/Fields.h"
 #include "values/Text.h"
 
 namespace {
@@ -57,6 +58,14 @@ void tellDelegate() {
 }
 
 }  // namespace
+
+void ZVState::adoptConfigIds(const ZVMap& config) {
+  ZVState& state = sharedInstance();
+  state.configsHash = textField(config, "configs_hash");
+  const std::scoped_lock lock(state.answersGuard);
+  state.abId = textField(config, "ab_id");
+  state.abVariantId = textField(config, "ab_variant_id");
+}
 
 void ZVState::populateConfigurations(const ZVMap& sdkConfig) {
   ZVState& state = sharedInstance();

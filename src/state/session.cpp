@@ -15,21 +15,15 @@
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
 #include "transport/ZVHelpers.h"
-#include "values/Fields.h"
 #include "values/Text.h"
 
 namespace {
 
 constexpr std::string_view kUnassignedVersion = "0.0.0";
 
-double numberOf(const ZVValue& value) {
-  if (const double* fraction = value.ifDouble()) return *fraction;
-  return static_cast<double>(integerReading(value));
-}
-
 void detectBuild() {
   const std::string version = ZVDevice::appVersion();
-  if (version.empty() || version == kUnassignedVersion) return;
+  if (version == kUnassignedVersion) return;
   ZVState::setBuild(version);
   ZVLogger::i(0, "Auto detecting app version and setting build field to: {}", version);
 }
@@ -43,14 +37,9 @@ void carryOver(ZVMap& answer, const ZVMap& inForce) {
 void acceptInitAnswer(ZVMap answer, bool unchanged) {
   ZVState& state = ZVState::sharedInstance();
   if (const ZVValue* serverTs = answer.find("server_ts"))
-    answer.set("time_offset", ZVState::calculateServerTimeOffset(numberOf(*serverTs)));
+    answer.set("time_offset", ZVState::calculateServerTimeOffset(doubleReading(*serverTs)));
   if (unchanged) carryOver(answer, ZVState::getSdkConfig());
-  state.configsHash = textField(answer, "configs_hash");
-  {
-    const std::scoped_lock lock(state.answersGuard);
-    state.abId = textField(answer, "ab_id");
-    state.abVariantId = textField(answer, "ab_variant_id");
-  }
+  ZVState::adoptConfigIds(answer);
   if (const auto json = ZVHelpers::jsonStringWithObject(answer)) ZVStore::persistStateCachedConfigWithValue(*json);
   state.sdkConfigCached = answer;
   state.sdkConfig = std::move(answer);

@@ -171,6 +171,11 @@ std::int64_t integerReading(const ZVValue& value) {
   return 0;
 }
 
+double doubleReading(const ZVValue& value) {
+  const double* fraction = value.ifDouble();
+  return fraction != nullptr ? *fraction : static_cast<double>(integerReading(value));
+}
+
 std::int64_t integerOfText(std::string_view text) noexcept {
   using Limits = std::numeric_limits<std::int64_t>;
   std::string_view digits = withoutLeading(text, kBlanks);

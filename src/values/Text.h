@@ -27,6 +27,7 @@ std::string decimalText(double number);
 // The whole number that a value stands for, as the platform's integer reading has it: numbers truncated and kept
 // within 64 bits, text by its leading digits, anything else 0.
 std::int64_t integerReading(const ZVValue& value);
+double doubleReading(const ZVValue& value);  // fractions as they are, anything else as its whole number
 std::int64_t integerOfText(std::string_view text) noexcept;
 // "yes", "true" and leading digits other than 0 read as true, in any case.
 bool booleanReading(std::string_view text) noexcept;

@@ -76,7 +76,8 @@ struct Reader<std::optional<double>> {
   static std::optional<std::optional<double>> read(const ZVValue& value) {
     if (value.isNull()) return std::optional<double>();
     const auto number = Reader<double>::read(value);
-    return number ? std::optional(number) : std::nullopt;
+    if (!number) return std::nullopt;
+    return std::optional<std::optional<double>>(number);
   }
 };
 
