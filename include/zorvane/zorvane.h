@@ -4,10 +4,11 @@
  * Thread:    any, unless a function says otherwise. A call copies its arguments, posts them to the library's work queue
  *            and returns at once; calls of one thread take effect in the order in which they were made.
  * Errors:    nothing is thrown. A refused argument is a log line (standard error and the log callback), and most
- * refused events are reported to the collector as well. A function that returns bool says whether it did its work.
+ *            refused events are reported to the collector as well. A function that sets something and returns bool
+ *            says whether it could.
  * Ownership: the library keeps no pointer that it is given, but callbacks with their `user`. What a ..._create() or
- *            zorvane_timer_schedule() returns belongs to the caller, who gives it to the matching ..._destroy(), in
- *            which null does nothing.
+ *            zorvane_timer_schedule() returns belongs to the caller, who gives it to the matching ..._destroy(). Null
+ *            may be destroyed, too.
  * Lifetime:  usable from the first static constructor to the last exit handler. In a forked child every call that
  *            reaches the library does nothing.
  *
@@ -46,9 +47,9 @@ struct zorvane_device {
   const char* vendor_identifier;      /* canonical UUID text */
   const char* advertising_identifier; /* canonical UUID text */
   int tracking_status;                /* 0 not determined, 1 restricted, 2 denied, 3 authorized */
-  bool never_asks_for_tracking; /* true: the system asks no player (before version 14), and this counts instead: */
-  bool advertising_tracking_enabled;
-  double foundation_version; /* 0: 2000; 993 and lower are systems of version 6 and before */
+  bool never_asks_for_tracking;       /* true: a system before version 14, where tracking_status says nothing ... */
+  bool advertising_tracking_enabled;  /* ... and this counts */
+  double foundation_version;          /* 0: 2000; 993 and lower are systems of version 6 and before */
 };
 
 struct zorvane_platform {
@@ -84,7 +85,7 @@ struct zorvane_platform {
 };
 
 /* Puts the platform in force. On the main thread, before the first other call but zorvane_set_log_callback(). False,
- * with a log line: it comes too late, is null, or has a `size` that no release had; nothing is changed then. */
+ * with a log line: it comes too late, is null, or has a `size` smaller than any release had; nothing is changed. */
 ZORVANE_API bool zorvane_platform_install(const struct zorvane_platform* platform);
 
 /* The application went to the background (its session ends) or comes back (a new one starts). Main thread. */
@@ -108,8 +109,8 @@ enum { ZORVANE_LOG_ERROR = 0, ZORVANE_LOG_WARNING = 1, ZORVANE_LOG_INFO = 2, ZOR
 typedef void (*zorvane_log_callback)(int type, const char* line, void* user);
 ZORVANE_API void zorvane_set_log_callback(zorvane_log_callback callback, void* user);
 
-/* Remote configurations have arrived. On the work queue while the configurations are locked: anything slow holds up the
- * library. Replaces a delegate that was set in C++. */
+/* Remote configurations have arrived: to be set before initialisation. On the work queue while the configurations are
+ * locked: anything slow holds up the library. Replaces a delegate that was set in C++. */
 typedef void (*zorvane_remote_configs_callback)(void* user);
 ZORVANE_API void zorvane_set_remote_configs_callback(zorvane_remote_configs_callback callback, void* user);
 

@@ -4,7 +4,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstring>
+#include <functional>
+#include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -19,8 +23,9 @@ constexpr std::size_t kSmallestPlatform = offsetof(zorvane_platform, background_
 
 constexpr double kNothingWaits = -1;
 
-// The host's loop, which the platform keeps until the process ends.
-constinit std::atomic<ZVPumpedMainLoop*> pumpedLoop{nullptr};
+// The loop that the host pumps. Never freed: another platform may be put in place of its own meanwhile.
+using PumpedLoop = std::shared_ptr<ZVPumpedMainLoop>;
+constinit std::atomic<const PumpedLoop*> pumpedLoop{nullptr};
 
 // What the caller's program knows of a struct; what it doesn't know is 0. Absent, with a log line, when it can't be
 // one.
@@ -94,11 +99,18 @@ bool install(const zorvane_platform* given) {
     if (!device) return false;
     platform.device = [facts = factsOf(*device)] { return facts; };
   }
-  const auto loop = host->pumped_main_loop ? std::make_shared<ZVPumpedMainLoop>() : nullptr;
-  platform.mainLoop = loop;
+  auto loop =
+      host->pumped_main_loop ? std::make_unique<const PumpedLoop>(std::make_shared<ZVPumpedMainLoop>()) : nullptr;
+  if (loop != nullptr) platform.mainLoop = *loop;
   if (!ZVPlatform::install(std::move(platform))) return false;
-  pumpedLoop = loop.get();
+  pumpedLoop = loop.release();
   return true;
+}
+
+// Null: there is none, or this is a forked child, whose parent's threads may hold its lock.
+ZVPumpedMainLoop* loopToPump() {
+  const PumpedLoop* const loop = pumpedLoop;
+  return loop != nullptr && !isForkedChild() ? loop->get() : nullptr;
 }
 
 }  // namespace
@@ -111,12 +123,11 @@ void zorvane_did_enter_background(void) { ZVPlatform::applicationDidEnterBackgro
 void zorvane_will_enter_foreground(void) { ZVPlatform::applicationWillEnterForeground(); }
 
 void zorvane_main_loop_pump(void) {
-  ZVPumpedMainLoop* const loop = pumpedLoop;
-  if (loop != nullptr && !isForkedChild()) guarded([=] { loop->pump(); });
+  if (ZVPumpedMainLoop* const loop = loopToPump()) guarded([=] { loop->pump(); });
 }
 
 double zorvane_main_loop_seconds_until_next_task(void) {
-  const ZVPumpedMainLoop* const loop = pumpedLoop;
-  if (loop == nullptr || isForkedChild()) return kNothingWaits;
+  const ZVPumpedMainLoop* const loop = loopToPump();
+  if (loop == nullptr) return kNothingWaits;
   return guarded([=] { return loop->secondsUntilNextTask().value_or(kNothingWaits); });
 }

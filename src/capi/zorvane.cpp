@@ -2,10 +2,15 @@
 #include <zorvane/Zorvane.h>
 #include <zorvane/zorvane.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "capi/guard.h"
 #include "capi/map.h"
