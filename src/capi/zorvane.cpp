@@ -25,6 +25,7 @@ void configure(ConfigureList configureList, const char* const* values, std::size
   guarded([=] {
     if (values == nullptr) return configureList(std::nullopt);
     std::vector<std::string> list;
+    list.reserve(count);
     for (std::size_t i = 0; i < count; ++i) list.emplace_back(values[i] != nullptr ? values[i] : kNotText);
     configureList(std::move(list));
   });
