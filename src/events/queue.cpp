@@ -165,7 +165,7 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
   ZVLogger::i(0, "Event queue: Sending {} events.", batch->rows.size());
   if (!ZVStore::executeQuerySyncWithSql(batch->markSql)) return;
   settle(ZVHTTPApi::sharedInstance().sendEventsInArray(eventsOf(batch->rows)), requestId, batch->rows.size());
-  ZVStore::executeQuerySyncWithSql("VACUUM");
+  ZVStore::vacuum();
 }
 
 void ZVEvents::cleanupEvents() { ZVStore::executeQuerySyncWithSql("UPDATE zv_events SET status = 'new';"); }

@@ -48,6 +48,7 @@ class ZVStore {
   static bool trimEventTable();                 // true when old sessions were deleted
   static std::int32_t getDbSize();              // bytes of the file; 0 when it can't be read
   static bool isDbTooLargeForEvents();
+  static void vacuum();  // gives the file system back what deleted rows took
 
   // Queries: queries.cpp. Rows, possibly none, on success; absent on any failure, which has been logged.
   static std::optional<Rows> executeQuerySyncWithSql(const std::string& sql, const Parameters& parameters = {},

@@ -71,8 +71,9 @@ void configure(sqlite3* database) {
 void dropTables() {
   ZVLogger::d(0, "Drop tables");
   for (const char* sql :
-       {"DROP TABLE zv_events", "DROP TABLE zv_state", "DROP TABLE zv_session", "DROP TABLE zv_progression", "VACUUM"})
+       {"DROP TABLE zv_events", "DROP TABLE zv_state", "DROP TABLE zv_session", "DROP TABLE zv_progression"})
     ZVStore::executeQuerySyncWithSql(sql);
+  ZVStore::vacuum();
 }
 
 bool ensureTable(const Table& table) {
@@ -103,6 +104,8 @@ bool ZVStore::ensureDatabase(bool drop) {
   if (drop) dropTables();
   for (const Table& table : kTables)
     if (!ensureTable(table)) return false;
+  // A run that was killed may have left the file larger than what it holds.
+  executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
   trimEventTable();
   store.tableReady = true;
   ZVLogger::d(0, "Database tables ensured present");
@@ -117,7 +120,7 @@ bool ZVStore::trimEventTable() {
   if (!oldest || oldest->empty()) return false;
   executeQuerySyncWithSql("DELETE FROM zv_events WHERE session_id IN (\"" + joinedSessionIds(*oldest) + "\");");
   ZVLogger::w(0, "Database too large when initializing. Deleting the oldest 3 sessions.");
-  executeQuerySyncWithSql("VACUUM");
+  vacuum();
   return true;
 }
 
@@ -125,6 +128,13 @@ std::int32_t ZVStore::getDbSize() {
   std::error_code failure;
   const auto size = std::filesystem::file_size(sharedInstance().dbPath, failure);
   return failure ? 0 : static_cast<std::int32_t>(size);
+}
+
+// Vacuuming alone writes the smaller database into the log and leaves the file at its size, by which events are refused
+// and sessions deleted.
+void ZVStore::vacuum() {
+  executeQuerySyncWithSql("VACUUM");
+  executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
 bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }

@@ -122,7 +122,7 @@ std::string ZVHelpers::base64forData(std::string_view data) {
 }
 
 std::optional<std::string> ZVHelpers::encryptString(ZVText plainText, ZVText key) {
-  if (plainText.empty()) {
+  if (plainText.empty() || !isValidUtf8(plainText.view())) {
     ZVLogger::d(0, "Encrypting an empty string does not work!");
     return std::nullopt;
   }

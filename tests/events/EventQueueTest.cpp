@@ -145,6 +145,19 @@ TEST_F(EventQueue, RefreshesTheSessionsSnapshotWhenNothingIsPending) {
   EXPECT_THAT(*rows[0].find("event"), testing::HasSubstr(shown(game.sent("user")[0], "session_id")));
 }
 
+TEST_F(EventQueue, GivesBackTheRoomOfWhatWasSentSoThatEventsAreTakenAgain) {
+  for (int i = 0; i < 200; ++i) Zorvane::addErrorEventWithSeverity(ZVErrorSeverity::info, std::string(8000, 'm'));
+  game.settle();
+  game.onQueue([] {
+    EXPECT_GT(ZVStore::getDbSize(), 1'000'000);
+    ZVStore::sharedInstance().maxDbSizeBytes = 1'000'000;
+  });
+  submit();
+  Zorvane::addDesignEventWithEventId("after:all");
+  game.settle();
+  EXPECT_EQ(pending(), 1U);
+}
+
 TEST_F(EventQueue, NeverTouchesWhatIsStoredWhileABatchIsInFlight) {
   storeMany(3, "1700000001");
   game.collector.answer(LoopbackServer::kEvents, {200, "[]"});

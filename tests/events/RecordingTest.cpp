@@ -73,36 +73,6 @@ TEST(Recording, DropsWhatJsonCanNotSayAndNothingElse) {
   EXPECT_EQ(shown(game.stored("design")[0], "event_id"), "good");
 }
 
-TEST(DesignEvent, MergesItsFieldsWithTheGlobalOnes) {
-  Game game;
-  game.start();
-  Zorvane::setGlobalCustomEventFields({{"a", 2}, {"b", 3}});
-  Zorvane::addDesignEventWithEventId("merged", 1.0, {{"a", 1}}, true);
-  Zorvane::addDesignEventWithEventId("own", 1.0, {{"a", 1}}, false);
-  Zorvane::addDesignEventWithEventId("global", 1.0, ZVMap(), true);
-  Zorvane::setGlobalCustomEventFields({});
-  Zorvane::addDesignEventWithEventId("none");
-  game.settle();
-  const auto events = game.stored("design");
-  ASSERT_THAT(events, SizeIs(4));
-  EXPECT_EQ(*events[0].find("custom_fields"), ZVValue(ZVMap{{"a", 1}, {"b", 3}}));
-  EXPECT_EQ(*events[1].find("custom_fields"), ZVValue(ZVMap{{"a", 1}}));
-  EXPECT_EQ(*events[2].find("custom_fields"), ZVValue(ZVMap{{"a", 2}, {"b", 3}}));
-  EXPECT_EQ(events[3].find("custom_fields"), nullptr);
-  EXPECT_EQ(shown(events[3], "value"), "0") << "an absent value counts as 0";
-}
-
-TEST(DesignEvent, SummariesAreCrossed) {
-  Game game;
-  Zorvane::setEnabledInfoLog(true);
-  game.start();
-  Zorvane::addDesignEventWithEventId("with", 7.0);
-  game.onQueue([] { ZVEvents::addDesignEventWithEventId("without", std::nullopt, {}, false); });
-  EXPECT_TRUE(game.log.contains("Info/ZV/Analytics: Add DESIGN event: {eventId:with}"));
-  EXPECT_TRUE(game.log.contains("Info/ZV/Analytics: Add DESIGN event: {eventId:without, value:(null)}"));
-  EXPECT_EQ(shown(game.stored("design")[1], "value"), "(none)");
-}
-
 TEST(SessionStart, SaysOnceThatItIsAnInstall) {
   Game game;
   game.start();

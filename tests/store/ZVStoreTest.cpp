@@ -124,8 +124,8 @@ TEST(Trimming, DeletesTheThreeSessionsWhoseLatestEventIsOldest) {
   Game game;
   game.onQueue([&] {
     const auto insert = [](const std::string& session, const std::string& clientTs) {
-      ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', ?, ?, '{}')",
-                                       {session, clientTs});
+      ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', ?, ?, ?)",
+                                       {session, clientTs, std::string(10'000, ' ')});
     };
     insert("early-but-alive", "100");
     insert("early-but-alive", "900");
@@ -134,11 +134,13 @@ TEST(Trimming, DeletesTheThreeSessionsWhoseLatestEventIsOldest) {
     insert("third", "400");
     insert("fourth", "500");
     ZVStore& store = ZVStore::sharedInstance();
-    ZVStore::executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
-    store.maxDbSizeBytesBeforeTrim = ZVStore::getDbSize();
+    ZVStore::vacuum();
+    const auto full = ZVStore::getDbSize();
+    store.maxDbSizeBytesBeforeTrim = full;
     EXPECT_FALSE(ZVStore::trimEventTable()) << "at the limit";
     store.maxDbSizeBytesBeforeTrim -= 1;
     EXPECT_TRUE(ZVStore::trimEventTable());
+    EXPECT_LT(ZVStore::getDbSize(), full - 20'000) << "what was deleted is given back";
     EXPECT_EQ(
         game.log.count("Warning/ZV/Analytics: Database too large when initializing. Deleting the oldest 3 sessions."),
         1U);

@@ -1,0 +1,337 @@
+/* Zorvane in C99: analytics for games, for engines and for languages that call C. The same library as Zorvane.h, and
+ * the two may be mixed.
+ *
+ * Thread:    any, unless a function says otherwise. A call copies its arguments, posts them to the library's work queue
+ *            and returns at once; calls of one thread take effect in the order in which they were made.
+ * Errors:    nothing is thrown. A refused argument is a log line (standard error and the log callback), and most
+ *            refused events are reported to the collector as well. A function that sets something and returns bool
+ *            says whether it could.
+ * Ownership: the library keeps no pointer that it is given, but callbacks with their `user`. What a ..._create() or
+ *            zorvane_timer_schedule() returns belongs to the caller, who gives it to the matching ..._destroy(). Null
+ *            may be destroyed, too.
+ * Lifetime:  usable from the first static constructor to the last exit handler. In a forked child every call that
+ *            reaches the library does nothing.
+ *
+ * Text is UTF-8, ends with a null byte, and is measured in UTF-16 code units. Null is absent text; it and "" differ
+ * only where said. An enumeration is an int: a value outside its list is refused as any other bad argument is.
+ */
+#ifndef ZORVANE_ZORVANE_C_H
+#define ZORVANE_ZORVANE_C_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#include <zorvane/ZVExport.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- The platform: what the host knows better than the library. Optional.
+ *
+ * The structs grow at their end, so `size` says how much of one its program knows: set it to sizeof the struct, and
+ * everything that is not needed to 0, which is the default:
+ *
+ *   struct zorvane_platform platform = {0};
+ *   platform.size = sizeof platform;
+ *   platform.bundle_identifier = "com.example.game";
+ *   zorvane_platform_install(&platform);
+ */
+
+/* Replaces as a whole what the library would find out about the machine. */
+struct zorvane_device {
+  size_t size;                        /* sizeof(struct zorvane_device) */
+  const char* system_version;         /* "17.2" */
+  const char* hardware_name;          /* "x86_64" */
+  const char* vendor_identifier;      /* canonical UUID text */
+  const char* advertising_identifier; /* canonical UUID text */
+  int tracking_status;                /* 0 not determined, 1 restricted, 2 denied, 3 authorized */
+  bool never_asks_for_tracking;       /* true: a system before version 14, where tracking_status says nothing ... */
+  bool advertising_tracking_enabled;  /* ... and this counts */
+  double foundation_version;          /* 0: 2000; 993 and lower are systems of version 6 and before */
+};
+
+struct zorvane_platform {
+  size_t size; /* sizeof(struct zorvane_platform) */
+
+  /* The application. With all of them null the program's file name is the bundle identifier. */
+  const char* bundle_identifier; /* "com.company.game": names the data directory, too */
+  const char* version;           /* shown to players, "1.4.2" */
+  const char* build;             /* "1421" */
+  const char* internal_build;    /* a build number of the studio's own, shown in crash reports */
+  const char* receipt_path;      /* file of the store's receipt */
+  const char* resource_directory;
+
+  const struct zorvane_device* device; /* null: what the library finds out */
+  const char* data_directory;          /* null: the user's data directory, under the bundle identifier */
+
+  /* Where events go. */
+  const char* collector_protocol;         /* "https" or "http"; null: https */
+  const char* collector_hostname;         /* null: the host that the library was built for */
+  const char* collector_port;             /* null: the protocol's own */
+  const char* app_store_hostname;         /* null: the host that the library was built for */
+  const char* certificate_authority_file; /* PEM, an extra one for development */
+  double connect_timeout_seconds;         /* 0: 15 */
+  double request_timeout_seconds;         /* 0: 60 */
+
+  /* True: the library's main loop is the host's own. The thread that installs the platform is the main thread and calls
+   * zorvane_main_loop_pump() every frame. False: the library has a thread for it. */
+  bool pumped_main_loop;
+
+  /* How long a normal exit may wait for posted work to be stored, and for a request that began in the background. */
+  double exit_seconds;       /* 0: 1.5; below 0: not at all */
+  double background_seconds; /* 0: 5; below 0: not at all */
+};
+
+/* Puts the platform in force. On the main thread, before the first other call but zorvane_set_log_callback(). False,
+ * with a log line: it comes too late, is null, or has a `size` smaller than any release had; nothing is changed. */
+ZORVANE_API bool zorvane_platform_install(const struct zorvane_platform* platform);
+
+/* The application went to the background (its session ends) or comes back (a new one starts). Main thread. */
+ZORVANE_API void zorvane_did_enter_background(void);
+ZORVANE_API void zorvane_will_enter_foreground(void);
+
+/* For a platform with a pumped main loop; without one these do nothing. Main thread. */
+ZORVANE_API void zorvane_main_loop_pump(void);                      /* runs what is due, then returns */
+ZORVANE_API double zorvane_main_loop_seconds_until_next_task(void); /* below 0: nothing waits */
+
+/* ---- Callbacks, each at most one; null removes it. They may call everything here, and must not throw or jump out.
+ *
+ * Once a function here that sets or removes a callback has returned, the former one isn't running on any thread and
+ * won't be called again: its `user` may go. So don't call it while holding what the callback waits for. Only from
+ * inside a callback it doesn't wait: a call on another thread may still be on its way. */
+
+enum { ZORVANE_LOG_ERROR = 0, ZORVANE_LOG_WARNING = 1, ZORVANE_LOG_INFO = 2, ZORVANE_LOG_DEBUG = 3 };
+
+/* A line of the log. On the thread that wrote it, most often the library's work queue, but also one that calls the
+ * library; on several at once. Lines that the callback causes on its own thread aren't told. `line`: for the call. */
+typedef void (*zorvane_log_callback)(int type, const char* line, void* user);
+ZORVANE_API void zorvane_set_log_callback(zorvane_log_callback callback, void* user);
+
+/* Remote configurations have arrived: to be set before initialisation. On the work queue while the configurations are
+ * locked: anything slow holds up the library. Replaces a delegate that was set in C++. */
+typedef void (*zorvane_remote_configs_callback)(void* user);
+ZORVANE_API void zorvane_set_remote_configs_callback(zorvane_remote_configs_callback callback, void* user);
+
+/* ---- Maps: text keys to values, in the order in which the keys were first set: custom fields, impression data.
+ * One thread at a time. A function that is given a map copies it; null is an empty one. */
+
+typedef struct zorvane_map zorvane_map;
+
+ZORVANE_API zorvane_map* zorvane_map_create(void); /* null: out of memory */
+ZORVANE_API void zorvane_map_destroy(zorvane_map* map);
+ZORVANE_API void zorvane_map_clear(zorvane_map* map);
+/* Set `key`, in place of the value it had. False: `map` or `key` is null, or out of memory. */
+ZORVANE_API bool zorvane_map_set_int64(zorvane_map* map, const char* key, int64_t value);
+ZORVANE_API bool zorvane_map_set_double(zorvane_map* map, const char* key, double value);
+ZORVANE_API bool zorvane_map_set_bool(zorvane_map* map, const char* key, bool value);
+ZORVANE_API bool zorvane_map_set_text(zorvane_map* map, const char* key, const char* value); /* null: JSON's null */
+ZORVANE_API bool zorvane_map_set_map(zorvane_map* map, const char* key, const zorvane_map* value); /* a nested object */
+/* An array of the values of `elements`, whatever their keys. */
+ZORVANE_API bool zorvane_map_set_array(zorvane_map* map, const char* key, const zorvane_map* elements);
+
+/* ---- Configuration: before initialisation. Once the library is ready these are refused. */
+
+/* The game's own build, "1.4.2": 1 to 32 characters. */
+ZORVANE_API void zorvane_configure_build(const char* build);
+/* The player's id in the game's own terms, instead of a device identifier: 1 to 64 characters. */
+ZORVANE_API void zorvane_configure_user_id(const char* user_id);
+/* For engine wrappers: "unity 5.6.1". A known engine word, a space, at most three numbers. */
+ZORVANE_API void zorvane_configure_sdk_version(const char* wrapper_version);
+ZORVANE_API void zorvane_configure_engine_version(const char* engine_version);
+/* Takes the build from the application's version at each session start. */
+ZORVANE_API void zorvane_configure_auto_detect_app_version(bool enabled);
+/* The values that each custom dimension may take: 1 to 20 values of 1 to 32 characters. Here as below a list that is
+ * null, or has a null in it, is refused. */
+ZORVANE_API void zorvane_configure_available_custom_dimensions01(const char* const* values, size_t count);
+ZORVANE_API void zorvane_configure_available_custom_dimensions02(const char* const* values, size_t count);
+ZORVANE_API void zorvane_configure_available_custom_dimensions03(const char* const* values, size_t count);
+/* 1 to 20 currencies of 1 to 64 letters, and 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?]. */
+ZORVANE_API void zorvane_configure_available_resource_currencies(const char* const* currencies, size_t count);
+ZORVANE_API void zorvane_configure_available_resource_item_types(const char* const* item_types, size_t count);
+/* Stores the keys for zorvane_initialize_configured(): 32 and 40 letters and digits. */
+ZORVANE_API void zorvane_configure_game_key(const char* game_key, const char* game_secret);
+
+/* ---- Initialisation: once. Restores what earlier runs stored, starts a session and the event queue. */
+
+ZORVANE_API void zorvane_initialize(const char* game_key, const char* game_secret);
+ZORVANE_API void zorvane_initialize_configured(void);
+
+/* ---- Switches: at any time. */
+
+ZORVANE_API void zorvane_set_enabled_info_log(bool enabled);    /* off by default */
+ZORVANE_API void zorvane_set_enabled_verbose_log(bool enabled); /* off by default; prints every event as JSON */
+ZORVANE_API void zorvane_set_enabled_warning_log(bool enabled); /* on by default */
+ZORVANE_API void zorvane_set_enable_debug_log(bool enabled);    /* off by default; takes effect at once */
+/* The game starts and ends sessions by zorvane_start_session() and zorvane_end_session(). */
+ZORVANE_API void zorvane_set_enabled_manual_session_handling(bool enabled);
+ZORVANE_API void zorvane_set_enabled_error_reporting(bool enabled);
+/* Off: events are dropped instead of being stored, and nothing is sent but the init call, without a user id. */
+ZORVANE_API void zorvane_set_enabled_event_submission(bool enabled);
+/* Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once. */
+ZORVANE_API void zorvane_set_base_url(const char* base_url);
+
+/* ---- Events.
+ * `custom_fields`: up to 50 entries; keys of 1 to 64 characters of [A-Za-z0-9_], values numbers, booleans or text of 1
+ * to 256 characters. Null or empty: the global custom fields are used instead. `merge_fields`: the global custom fields
+ * are added to `custom_fields`, whose values win. A part is 1 to 64 characters of [A-Za-z0-9 -_.()!?]. */
+
+/* Purchases with real money. `currency`: three capitals, "USD". `amount`: 0 or more, in the currency's smallest unit.
+ * `item_type`, `item_id`: a part each. `cart_type`: where the purchase began, up to 32 characters or absent. `receipt`:
+ * the store's receipt as base64; absent: none. `fetch_receipt`: it is read from the platform's `receipt_path` instead,
+ * on the caller's thread; an event whose receipt can't be read is dropped. */
+ZORVANE_API void zorvane_add_business_event(const char* currency, int64_t amount, const char* item_type,
+                                            const char* item_id, const char* cart_type, const char* receipt,
+                                            bool fetch_receipt, const zorvane_map* custom_fields, bool merge_fields);
+
+enum { ZORVANE_FLOW_SOURCE = 1, ZORVANE_FLOW_SINK = 2 }; /* the player gained, the player spent */
+
+/* What the player gains and spends of the game's own currencies. `currency` and `item_type`: of the configured lists.
+ * `amount`: above 0, whichever way it flows; NAN is absent, and refused. `item_id`: a part. */
+ZORVANE_API void zorvane_add_resource_event(int flow_type, const char* currency, double amount, const char* item_type,
+                                            const char* item_id, const zorvane_map* custom_fields, bool merge_fields);
+
+enum { ZORVANE_PROGRESSION_START = 1, ZORVANE_PROGRESSION_COMPLETE = 2, ZORVANE_PROGRESSION_FAIL = 3 };
+
+/* Levels and the like. `progression01` to `progression03`: a part each; the third, or the second and the third, may be
+ * absent. A complete carries the number of tries since the last one. `score`: not kept with a start. */
+ZORVANE_API void zorvane_add_progression_event(int status, const char* progression01, const char* progression02,
+                                               const char* progression03, const zorvane_map* custom_fields,
+                                               bool merge_fields);
+ZORVANE_API void zorvane_add_progression_event_with_score(int status, const char* progression01,
+                                                          const char* progression02, const char* progression03,
+                                                          int64_t score, const zorvane_map* custom_fields,
+                                                          bool merge_fields);
+
+/* Whatever the game wants to count or measure. `event_id`: 1 to 5 parts, joined by ":". `value`: any finite number; 0
+ * without one. */
+ZORVANE_API void zorvane_add_design_event(const char* event_id, const zorvane_map* custom_fields, bool merge_fields);
+ZORVANE_API void zorvane_add_design_event_with_value(const char* event_id, double value,
+                                                     const zorvane_map* custom_fields, bool merge_fields);
+
+enum {
+  ZORVANE_SEVERITY_DEBUG = 1,
+  ZORVANE_SEVERITY_INFO = 2,
+  ZORVANE_SEVERITY_WARNING = 3,
+  ZORVANE_SEVERITY_ERROR = 4,
+  ZORVANE_SEVERITY_CRITICAL = 5
+};
+
+/* The game's own errors. `message`: up to 8192 characters. */
+ZORVANE_API void zorvane_add_error_event(int severity, const char* message, const zorvane_map* custom_fields,
+                                         bool merge_fields);
+
+enum {
+  ZORVANE_AD_CLICKED = 1,
+  ZORVANE_AD_SHOW = 2,
+  ZORVANE_AD_FAILED_SHOW = 3,
+  ZORVANE_AD_REWARD_RECEIVED = 4,
+  ZORVANE_AD_REQUEST = 5,
+  ZORVANE_AD_LOADED = 6
+};
+enum {
+  ZORVANE_AD_TYPE_VIDEO = 1,
+  ZORVANE_AD_TYPE_REWARDED_VIDEO = 2,
+  ZORVANE_AD_TYPE_PLAYABLE = 3,
+  ZORVANE_AD_TYPE_INTERSTITIAL = 4,
+  ZORVANE_AD_TYPE_OFFER_WALL = 5,
+  ZORVANE_AD_TYPE_BANNER = 6
+};
+enum { /* why an ad was not shown */
+       ZORVANE_AD_ERROR_UNKNOWN = 1,
+       ZORVANE_AD_ERROR_OFFLINE = 2,
+       ZORVANE_AD_ERROR_NO_FILL = 3,
+       ZORVANE_AD_ERROR_INTERNAL_ERROR = 4,
+       ZORVANE_AD_ERROR_INVALID_REQUEST = 5,
+       ZORVANE_AD_ERROR_UNABLE_TO_PRECACHE = 6
+};
+
+/* Ads. `ad_sdk_name`: 1 to 32 characters. `ad_placement`: 1 to 64. `duration`: milliseconds, kept with videos and
+ * rewarded videos. `no_ad_reason`: kept with a failed show; a value outside its list is left out. */
+ZORVANE_API void zorvane_add_ad_event(int action, int ad_type, const char* ad_sdk_name, const char* ad_placement,
+                                      const zorvane_map* custom_fields, bool merge_fields);
+ZORVANE_API void zorvane_add_ad_event_with_duration(int action, int ad_type, const char* ad_sdk_name,
+                                                    const char* ad_placement, int64_t duration,
+                                                    const zorvane_map* custom_fields, bool merge_fields);
+ZORVANE_API void zorvane_add_ad_event_with_reason(int action, int ad_type, const char* ad_sdk_name,
+                                                  const char* ad_placement, int no_ad_reason,
+                                                  const zorvane_map* custom_fields, bool merge_fields);
+/* "VIDEO", "REWARDED_VIDEO" and so on, for good; null for a value outside the list. */
+ZORVANE_API const char* zorvane_ad_type_name(int ad_type);
+
+#define ZORVANE_AD_NETWORK_MOPUB "mopub"
+#define ZORVANE_AD_NETWORK_FYBER "fyber"
+#define ZORVANE_AD_NETWORK_IRON_SOURCE "ironsource"
+#define ZORVANE_AD_NETWORK_TOP_ON "topon"
+#define ZORVANE_AD_NETWORK_HYPER_BID "hyperbid"
+#define ZORVANE_AD_NETWORK_MAX "max"
+#define ZORVANE_AD_NETWORK_AEQUUS "aequus"
+#define ZORVANE_AD_NETWORK_AD_MOB "admob"
+
+/* What an ad network tells of an ad that was shown. `ad_network_name`: one of those above. `ad_network_version`: up to
+ * four numbers, joined by ".". `impression_data`: at least one entry, nested as the network has it. */
+ZORVANE_API void zorvane_add_impression_event(const char* ad_network_name, const char* ad_network_version,
+                                              const zorvane_map* impression_data, const zorvane_map* custom_fields,
+                                              bool merge_fields);
+
+/* ---- Sessions by hand, with manual session handling on. A start ends a session that is open. */
+
+ZORVANE_API void zorvane_start_session(void);
+ZORVANE_API void zorvane_end_session(void);
+
+/* ---- What is added to every event. */
+
+/* A value of the configured list; null or "" clears the dimension. Remembered across runs. */
+ZORVANE_API void zorvane_set_custom_dimension01(const char* value);
+ZORVANE_API void zorvane_set_custom_dimension02(const char* value);
+ZORVANE_API void zorvane_set_custom_dimension03(const char* value);
+/* Replaces the global custom fields; null or an empty map clears them. Not remembered across runs. */
+ZORVANE_API void zorvane_set_global_custom_event_fields(const zorvane_map* fields);
+
+/* ---- What the collector sent at the session's start. Answered at once, on the caller's thread.
+ *
+ * A text goes into the caller's `buffer` of `capacity` bytes with its null byte at the end; one that is too long is
+ * cut, never inside a character. Returned is the length in bytes of the whole text, without the null byte: it was cut
+ * when that is `capacity` or more. ZORVANE_ABSENT: there is no text, and "" in the buffer. A capacity of 0 only
+ * measures. */
+
+#define ZORVANE_ABSENT SIZE_MAX
+
+/* The value of `key`, or `default_value`, which may be absent, when there is none. */
+ZORVANE_API size_t zorvane_remote_configs_value(const char* key, const char* default_value, char* buffer,
+                                                size_t capacity);
+ZORVANE_API size_t zorvane_remote_configs_content(char* buffer, size_t capacity); /* all, to be shown, not parsed */
+ZORVANE_API size_t zorvane_ab_testing_id(char* buffer, size_t capacity);          /* absent before initialisation */
+ZORVANE_API size_t zorvane_ab_testing_variant_id(char* buffer, size_t capacity);  /* absent before initialisation */
+ZORVANE_API bool zorvane_is_remote_configs_ready(void);
+
+/* ---- Named timers: how long something took, by the wall clock, to be reported as a duration.
+ * Run at once. Use them from one thread at a time. */
+
+ZORVANE_API void zorvane_start_timer(const char* key);  /* makes it, at 0 and paused; it runs from a resume on */
+ZORVANE_API void zorvane_pause_timer(const char* key);  /* keeps what was counted */
+ZORVANE_API void zorvane_resume_timer(const char* key); /* counts on */
+/* Pauses it and returns the milliseconds counted so far; 0 when there is no such timer. */
+ZORVANE_API int64_t zorvane_stop_timer(const char* key);
+
+/* ---- Timers with a task, which runs after an interval, once or again and again, on the thread that scheduled it. The
+ * main loop's thread serves its timers by itself; any other calls zorvane_timers_serve() now and then. */
+
+typedef struct zorvane_timer zorvane_timer;
+
+/* `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: null does
+ * nothing. Null: out of memory, or in a forked child. */
+ZORVANE_API zorvane_timer* zorvane_timer_schedule(double seconds, void (*task)(void* user), void* user, bool repeats);
+ZORVANE_API bool zorvane_timer_is_valid(const zorvane_timer* timer); /* a run is still to come */
+/* Stops the timer and frees it. On the timer's own thread, also inside its task, no run begins after this; from another
+ * thread a run may be on its way. */
+ZORVANE_API void zorvane_timer_destroy(zorvane_timer* timer);
+/* Runs what is due of the calling thread's timers. */
+ZORVANE_API void zorvane_timers_serve(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,14 @@
+// The map of the C interface, with what it stands for.
+//
+// Thread: one at a time.
+#pragma once
+
+#include <zorvane/ZVTypes.h>
+#include <zorvane/zorvane.h>
+
+struct zorvane_map {
+  ZVMap entries;
+};
+
+// A copy; throws when there is no memory for it.
+inline ZVMap copyOf(const zorvane_map* map) { return map != nullptr ? map->entries : ZVMap(); }

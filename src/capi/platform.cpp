@@ -1,0 +1,133 @@
+#include <zorvane/ZVPlatform.h>
+#include <zorvane/ZVTypes.h>
+#include <zorvane/zorvane.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "capi/guard.h"
+
+namespace {
+
+// The structs as the first release had them; no program was built with less.
+constexpr std::size_t kSmallestDevice = offsetof(zorvane_device, foundation_version) + sizeof(double);
+constexpr std::size_t kSmallestPlatform = offsetof(zorvane_platform, background_seconds) + sizeof(double);
+
+constexpr double kNothingWaits = -1;
+
+// The loop that the host pumps. Never freed: another platform may be put in place of its own meanwhile.
+using PumpedLoop = std::shared_ptr<ZVPumpedMainLoop>;
+constinit std::atomic<const PumpedLoop*> pumpedLoop{nullptr};
+
+// What the caller's program knows of a struct; what it doesn't know is 0. Absent, with a log line, when it can't be
+// one.
+template <class Struct>
+std::optional<Struct> known(const Struct* given, std::size_t smallest, const std::string& name) {
+  if (given == nullptr || given->size < smallest) {
+    logError("The platform is not installed: " + name +
+             (given == nullptr ? " is null." : " has the size " + std::to_string(given->size) + "."));
+    return std::nullopt;
+  }
+  Struct copy{};
+  std::memcpy(&copy, given, std::min(given->size, sizeof copy));
+  return copy;
+}
+
+std::optional<std::string> optionalText(const char* text) { return ZVText(text).copy(); }
+std::string textOrEmpty(const char* text) { return std::string(ZVText(text).view()); }
+void setUnlessZero(double& value, double given) {
+  if (given != 0) value = given;
+}
+
+ZVDeviceFacts factsOf(const zorvane_device& device) {
+  ZVDeviceFacts facts;
+  facts.systemVersion = textOrEmpty(device.system_version);
+  facts.hardwareName = textOrEmpty(device.hardware_name);
+  facts.vendorIdentifier = optionalText(device.vendor_identifier);
+  facts.advertisingIdentifier = optionalText(device.advertising_identifier);
+  facts.asksForTracking = !device.never_asks_for_tracking;
+  facts.trackingStatus = device.tracking_status;
+  facts.advertisingTrackingEnabled = device.advertising_tracking_enabled;
+  setUnlessZero(facts.foundationVersion, device.foundation_version);
+  return facts;
+}
+
+// Empty when the host says nothing: the library's own way of finding out stays.
+std::function<ZVApplicationFacts()> applicationOf(const zorvane_platform& given) {
+  const std::initializer_list<const char*> all{given.bundle_identifier, given.version,      given.build,
+                                               given.internal_build,    given.receipt_path, given.resource_directory};
+  if (std::ranges::none_of(all, [](const char* fact) { return fact != nullptr; })) return {};
+  return [facts = ZVApplicationFacts{
+              .bundleIdentifier = optionalText(given.bundle_identifier),
+              .version = optionalText(given.version),
+              .build = optionalText(given.build),
+              .internalBuild = optionalText(given.internal_build),
+              .receiptPath = optionalText(given.receipt_path),
+              .resourceDirectory = optionalText(given.resource_directory),
+          }] { return facts; };
+}
+
+ZVPlatform platformOf(const zorvane_platform& given) {
+  ZVPlatform platform;
+  platform.application = applicationOf(given);
+  platform.dataDirectory = textOrEmpty(given.data_directory);
+  platform.collector = {textOrEmpty(given.collector_protocol), textOrEmpty(given.collector_hostname),
+                        textOrEmpty(given.collector_port)};
+  platform.appStoreHostname = textOrEmpty(given.app_store_hostname);
+  platform.certificateAuthorityFile = textOrEmpty(given.certificate_authority_file);
+  setUnlessZero(platform.connectTimeoutSeconds, given.connect_timeout_seconds);
+  setUnlessZero(platform.requestTimeoutSeconds, given.request_timeout_seconds);
+  setUnlessZero(platform.exitSeconds, given.exit_seconds);
+  setUnlessZero(platform.backgroundSeconds, given.background_seconds);
+  return platform;
+}
+
+bool install(const zorvane_platform* given) {
+  const auto host = known(given, kSmallestPlatform, "struct zorvane_platform");
+  if (!host) return false;
+  ZVPlatform platform = platformOf(*host);
+  if (host->device != nullptr) {
+    const auto device = known(host->device, kSmallestDevice, "struct zorvane_device");
+    if (!device) return false;
+    platform.device = [facts = factsOf(*device)] { return facts; };
+  }
+  auto loop =
+      host->pumped_main_loop ? std::make_unique<const PumpedLoop>(std::make_shared<ZVPumpedMainLoop>()) : nullptr;
+  if (loop != nullptr) platform.mainLoop = *loop;
+  if (!ZVPlatform::install(std::move(platform))) return false;
+  pumpedLoop = loop.release();
+  return true;
+}
+
+// Null: there is none, or this is a forked child, whose parent's threads may hold its lock.
+ZVPumpedMainLoop* loopToPump() {
+  const PumpedLoop* const loop = pumpedLoop;
+  return loop != nullptr && !isForkedChild() ? loop->get() : nullptr;
+}
+
+}  // namespace
+
+bool zorvane_platform_install(const struct zorvane_platform* platform) {
+  return guarded([=] { return install(platform); });
+}
+
+void zorvane_did_enter_background(void) { ZVPlatform::applicationDidEnterBackground(); }
+void zorvane_will_enter_foreground(void) { ZVPlatform::applicationWillEnterForeground(); }
+
+void zorvane_main_loop_pump(void) {
+  if (ZVPumpedMainLoop* const loop = loopToPump()) guarded([=] { loop->pump(); });
+}
+
+double zorvane_main_loop_seconds_until_next_task(void) {
+  const ZVPumpedMainLoop* const loop = loopToPump();
+  if (loop == nullptr) return kNothingWaits;
+  return guarded([=] { return loop->secondsUntilNextTask().value_or(kNothingWaits); });
+}
