@@ -98,6 +98,7 @@ TEST(Crash, WhereverItHappensItIsToldWithItsNames) {
            Case{"fault on the queue", "", "levels::fallOut()+0x"},
            Case{"fault in a transaction", "", "levels::fallOut()+0x"},
            Case{"fault beside a transaction", "", "levels::fallOut()+0x"},
+           Case{"twice, on two threads", "", "levels::fallOut()+0x"},
            Case{"throw", "lava", uncaught + "std::runtime_error\nException Reason: lava\nStack trace:\n   0 - "},
            Case{"throw", "lava", "levels::throwOut(std::__cxx11::basic_string<char"},
            Case{"throw", "not \xFF UTF-8", "Reason: not \xEF\xBF\xBD UTF-8\n"},
@@ -112,6 +113,12 @@ TEST(Crash, WhereverItHappensItIsToldWithItsNames) {
     EXPECT_THAT(game.sent(), ElementsAre(AllOf(StartsWith(kFirstLine), HasSubstr(told)))) << cause;
     EXPECT_THAT(game.process->errors(), Not(HasSubstr("SQLITE3 COMMIT ERROR"))) << cause;
   }
+}
+
+TEST(Crash, AGameWithoutKeysEndsTheSameWayButHasNoSessionToReportIn) {
+  DyingGame game("without keys");
+  EXPECT_EQ(game.end(), 1);
+  EXPECT_THAT(game.process->errors(), HasSubstr("Could not add event: SDK is not initialized"));
 }
 
 TEST(Crash, AReportIsCutTo8192Characters) {
@@ -144,7 +151,7 @@ TEST(Crash, ReportingThatIsSwitchedOffLeavesEverythingToTheSystem) {
     int end;
   };
   for (const auto& [cause, detail, end] :
-       {Case{"switched off before", "", -SIGSEGV}, Case{"switched off after", "", -SIGSEGV},
+       {Case{"switched off before", "", -SIGTRAP}, Case{"switched off after", "", -SIGSEGV},
         Case{"switched off after", "lava", -SIGABRT}, Case{"in a forked child", "", SIGSEGV}}) {
     DyingGame game(cause, detail);
     EXPECT_EQ(game.end(), end) << cause;

@@ -24,6 +24,9 @@
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
 
+// That a crash is handled by what is not safe in a signal handler is meant; telling it takes seconds each time.
+extern "C" const char* __tsan_default_options() { return "report_signal_unsafe=0"; }
+
 // Named in reports, so neither inlined nor without a name outside.
 namespace levels {
 
@@ -121,7 +124,13 @@ const Causes kDeaths{
        whenLogged(line, levels::fallOut);
        levels::fallOut();
      }},
-    {"switched off before", [](const std::string&) { levels::fallOut(); }},
+    {"twice, on two threads",
+     [](const std::string&) {
+       whenLogged("Add ERROR event", [] { std::thread(levels::fallOut).detach(); });
+       levels::fallOut();
+     }},
+    {"without keys", [](const std::string&) { levels::fallOut(); }},
+    {"switched off before", [](const std::string&) { std::raise(SIGTRAP); }},
     {"switched off after",
      [](const std::string& reason) {
        Zorvane::setEnabledErrorReporting(false);
@@ -180,7 +189,8 @@ int main(int argc, char** argv) {
 
   Zorvane::setEnabledInfoLog(true);
   if (const auto found = kPreparations.find(cause); found != kPreparations.end()) found->second({});
-  Zorvane::initializeWithGameKey("0123456789abcdef0123456789ABCDEF", "0123456789abcdef0123456789ABCDEF01234567");
+  if (cause == "without keys") Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
+  else Zorvane::initializeWithGameKey("0123456789abcdef0123456789ABCDEF", "0123456789abcdef0123456789ABCDEF01234567");
   if (cause != "wait") settle();
   std::cout << "ready" << std::endl;
   kDeaths.at(cause)(arguments.size() > 6 ? arguments[6] : std::string());

@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <cstdint>
 #include <cstdlib>
 #include <memory>
 
@@ -15,14 +14,14 @@ namespace {
 constexpr std::size_t kMostFrames = 128;
 
 std::string symbolLine(void* frame) {
-  const auto address = reinterpret_cast<std::uintptr_t>(frame);
+  const auto* const address = static_cast<const char*>(frame);
   Dl_info place{};
   // A call that never returns may be a function's last instruction: the address after it is another function's.
-  if (dladdr(reinterpret_cast<void*>(address - 1), &place) == 0) return fmt::format("[{}]", frame);
+  if (dladdr(address - 1, &place) == 0) return fmt::format("[{}]", frame);
   const void* const start = place.dli_sname != nullptr ? place.dli_saddr : place.dli_fbase;
   return fmt::format("{}({}+{:#x}) [{}]", place.dli_fname,
                      place.dli_sname != nullptr ? demangled(place.dli_sname) : std::string(),
-                     address - reinterpret_cast<std::uintptr_t>(start), frame);
+                     address - static_cast<const char*>(start), frame);
 }
 
 }  // namespace
@@ -36,6 +35,7 @@ std::vector<std::string> callStack() {
   std::array<void*, kMostFrames> frames{};
   const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
   std::vector<std::string> lines;
+  lines.reserve(kMostFrames);
   for (int index = 0; index < count; ++index) lines.push_back(symbolLine(frames[static_cast<std::size_t>(index)]));
   return lines;
 }
