@@ -46,7 +46,7 @@ void Zorvane::initializeWithGameKey(ZVText gameKey, ZVText gameSecret) noexcept 
     return [key = gameKey.copy(), secret = gameSecret.copy()] {
       if (isInitializedAlready()) return;
       if (ZVDevice::isTestflightBuild()) ZVLogger::w(0, "This is a TestFlight install.");
-      setZVUncaughtExceptionHandlers();  // before the keys are looked at: wrong ones cost no crash report
+      setZVUncaughtExceptionHandlers();  // before the keys are looked at: a game with wrong ones has them too
       if (!ZVValidator::validateKeysWithGameKey(key, secret)) {
         ZVLogger::w(0,
                     "SDK failed initialize. Game key or secret key is invalid. Can only contain characters A-z 0-9, "

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 
