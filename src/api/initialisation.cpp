@@ -1,3 +1,4 @@
+#include <zorvane/ZVCrashReporting.h>
 #include <zorvane/Zorvane.h>
 
 #include "api/frame.h"
@@ -45,6 +46,7 @@ void Zorvane::initializeWithGameKey(ZVText gameKey, ZVText gameSecret) noexcept 
     return [key = gameKey.copy(), secret = gameSecret.copy()] {
       if (isInitializedAlready()) return;
       if (ZVDevice::isTestflightBuild()) ZVLogger::w(0, "This is a TestFlight install.");
+      setZVUncaughtExceptionHandlers();  // before the keys are looked at: a game with wrong ones has them too
       if (!ZVValidator::validateKeysWithGameKey(key, secret)) {
         ZVLogger::w(0,
                     "SDK failed initialize. Game key or secret key is invalid. Can only contain characters A-z 0-9, "
@@ -62,6 +64,7 @@ void Zorvane::initializeWithConfiguredGameKeyAndGameSecret() noexcept {
   post([] {
     return [] {
       if (isInitializedAlready()) return;
+      setZVUncaughtExceptionHandlers();
       if (ZVState::getGameKey().empty() || ZVState::getGameSecret().empty()) {
         ZVLogger::w(0, "Cannot initialize - game key and secret key not configured before call.");
         return;

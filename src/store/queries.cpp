@@ -42,6 +42,21 @@ bool mayQuery() {
   return false;
 }
 
+// Keeps the connection for one query, its transaction included: beside the work queue, a thread that handles a crash
+// may come here.
+class ConnectionHeld {
+ public:
+  explicit ConnectionHeld(sqlite3* database) : mutex_(database != nullptr ? sqlite3_db_mutex(database) : nullptr) {
+    sqlite3_mutex_enter(mutex_);
+  }
+  ~ConnectionHeld() { sqlite3_mutex_leave(mutex_); }
+  ConnectionHeld(const ConnectionHeld&) = delete;
+  ConnectionHeld& operator=(const ConnectionHeld&) = delete;
+
+ private:
+  sqlite3_mutex* const mutex_;  // recursive; null where there is no connection
+};
+
 bool begin(sqlite3* database) {
   if (execute(database, "BEGIN;")) return true;
   const std::string message = sqlite3_errmsg(database);
@@ -116,6 +131,9 @@ std::optional<ZVStore::Rows> ZVStore::executeQuerySyncWithSql(const std::string&
                                                               bool useTransaction) {
   if (!mayQuery()) return std::nullopt;
   sqlite3* database = getDatabase();
+  const ConnectionHeld held(database);
+  // A transaction that is open here is one that a crash on this very thread has interrupted.
+  if (database != nullptr && ZVState::sharedInstance().isHandlingUncaughtException) rollBack(database);
   const bool inTransaction = useTransaction || changesData(sql);
   if (inTransaction && !begin(database)) return std::nullopt;
 

@@ -1,10 +1,11 @@
 #include "platform/Thread.h"
 
 #include <pthread.h>
+#include <signal.h>
 
-#include <array>
-#include <csignal>
 #include <utility>
+
+#include "platform/linux/FaultSignals.h"
 
 namespace {
 
@@ -12,10 +13,7 @@ namespace {
 class SignalsHeldBack {
  public:
   SignalsHeldBack() {
-    sigset_t blocked;
-    sigfillset(&blocked);
-    for (const int fault : std::array{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
-      sigdelset(&blocked, fault);
+    const sigset_t blocked = allButFaults();
     pthread_sigmask(SIG_BLOCK, &blocked, &before_);
   }
   ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }

@@ -1,0 +1,11 @@
+// What runs when a game crashes, on the thread that crashed.
+#pragma once
+
+#include "platform/Signals.h"
+
+// Reports the exception that is being handled. Returns when error reporting is switched off, and when a terminate
+// handler that the game had set before has returned.
+void ZVUncaughtExceptionHandlerCallback() noexcept;
+
+// Returns when error reporting is switched off, and in a forked child.
+void ZVSignalHandler(FatalSignal signal) noexcept;
