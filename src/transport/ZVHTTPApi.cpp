@@ -68,7 +68,8 @@ ZVText header(const ZVURLRequest& request, std::string_view name) {
 }
 
 void reportUndecodable(SdkErrorArea area, const std::optional<std::string>& body) {
-  ZVEvents::sendSdkErrorEventWithCategory(kCategoryHttp, area, kActionFailHttpJsonDecode, body, ZVState::getGameKey(),
+  ZVEvents::sendSdkErrorEventWithCategory(kCategoryHttp, area, kActionFailHttpJsonDecode,
+                                          withReplacementCharacters(body.value_or("")), ZVState::getGameKey(),
                                           ZVState::getGameSecret());
 }
 
