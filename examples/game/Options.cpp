@@ -1,0 +1,34 @@
+#include "Options.h"
+
+#include <regex>
+#include <stdexcept>
+
+namespace {
+
+ZVCollectorEndpoint endpointOf(const std::string& url) {
+  static const std::regex form(R"((https?)://([A-Za-z0-9.\-]+|\[[0-9A-Fa-f:]+\])(:([0-9]{1,5}))?/?)");
+  std::smatch parts;
+  if (!std::regex_match(url, parts, form))
+    throw std::invalid_argument("--collector takes http[s]://HOST[:PORT], not \"" + url + '"');
+  return {.protocol = parts[1], .hostname = parts[2], .port = parts[4]};
+}
+
+}  // namespace
+
+Options readOptions(const std::vector<std::string>& arguments) {
+  Options options;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& name = arguments[i];
+    const auto value = [&] {
+      if (i + 1 == arguments.size() || arguments[i + 1].empty()) throw std::invalid_argument(name + " takes a value");
+      return arguments[++i];
+    };
+    if (name == "--help") options.help = true;
+    else if (name == "--collector") options.collector = endpointOf(value());
+    else if (name == "--data-dir") options.dataDirectory = value();
+    else if (name == "--ca-file") options.caFile = value();
+    else if (name == "--script") options.script = value();
+    else throw std::invalid_argument("there is no option " + name);
+  }
+  return options;
+}
