@@ -8,7 +8,7 @@ using Color = Screen::Color;
 constexpr Color kNight = 0x14101F, kFloor = 0x221B33, kPebble = 0x2C2442, kWall = 0x51466B, kWallTop = 0x75699A;
 constexpr Color kGold = 0xFFC845, kGoldShade = 0xC98A1B, kPlayer = 0x4ED8C4, kShield = 0x8FB8FF, kBat = 0xE0526B;
 constexpr Color kBatWing = 0x9C3350, kSteel = 0xB9C0D4, kOpen = 0x7BE07B, kShut = 0x3A3350, kWords = 0xEDE6FF;
-constexpr Color kQuiet = 0x9A8FBF, kVeil = 0xD814101F;
+constexpr Color kQuiet = 0x9A8FBF, kVeil = 0xC814101F;
 constexpr int kHud = Screen::kHeight - World::kRows * World::kTile;
 constexpr int kTile = World::kTile;
 

@@ -16,7 +16,7 @@ class Screen {
   explicit Screen(const char* title);  // throws std::runtime_error when there can be no window
 
   void fill(double x, double y, double width, double height, Color color);
-  void text(double x, double y, int scale, Color color, std::string_view words);  // capitals, digits, a few signs
+  void text(double x, double y, int scale, Color color, std::string_view words);  // shown in capitals
   void centered(double y, int scale, Color color, std::string_view words);
   void show();
   bool save(const std::string& bmpFile);

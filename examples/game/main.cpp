@@ -5,7 +5,10 @@
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <set>
+#include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "Game.h"
 #include "Options.h"
@@ -35,14 +38,17 @@ class Controls {
  public:
   Controls(Game& game, Telemetry& telemetry) : game_(game), telemetry_(telemetry) {}
 
-  [[nodiscard]] Heading heading() const { return {right_ - left_, down_ - up_}; }
   [[nodiscard]] bool isClosed() const { return closed_; }
+  [[nodiscard]] Heading heading() const {
+    const auto holds = [this](SDL_Keycode key) { return held_.contains(key) ? 1 : 0; };
+    return {holds(SDLK_RIGHT) - holds(SDLK_LEFT), holds(SDLK_DOWN) - holds(SDLK_UP)};
+  }
 
   void handle(const SDL_Event& event) {
     if (event.type == SDL_QUIT) closed_ = true;
     if (event.type == SDL_WINDOWEVENT) handleWindow(event.window.event);
-    if (event.type == SDL_KEYDOWN || event.type == SDL_KEYUP) hold(event.key.keysym.sym, event.type == SDL_KEYDOWN);
-    if (event.type == SDL_KEYDOWN && event.key.repeat == 0) press(event.key.keysym.sym);
+    if (event.type == SDL_KEYUP) held_.erase(event.key.keysym.sym);
+    if (event.type == SDL_KEYDOWN && held_.insert(event.key.keysym.sym).second) press(event.key.keysym.sym);
   }
 
  private:
@@ -61,23 +67,19 @@ class Controls {
     }
   }
 
-  void hold(SDL_Keycode key, bool down) {
-    if (key == SDLK_LEFT) left_ = down;
-    if (key == SDLK_RIGHT) right_ = down;
-    if (key == SDLK_UP) up_ = down;
-    if (key == SDLK_DOWN) down_ = down;
-  }
-
   void press(SDL_Keycode key) {
-    if (key == SDLK_UP) game_.press(Key::up);
-    if (key == SDLK_DOWN) game_.press(Key::down);
-    if (key == SDLK_RETURN || key == SDLK_SPACE) game_.press(Key::confirm);
-    if (key == SDLK_ESCAPE) game_.press(Key::pause);
+    switch (key) {
+      case SDLK_UP: game_.press(Key::up); return;
+      case SDLK_DOWN: game_.press(Key::down); return;
+      case SDLK_RETURN: game_.press(Key::confirm); return;
+      case SDLK_ESCAPE: game_.press(Key::pause); return;
+      default: return;
+    }
   }
 
   Game& game_;
   Telemetry& telemetry_;
-  bool left_ = false, right_ = false, up_ = false, down_ = false;
+  std::set<SDL_Keycode> held_;
   bool closed_ = false;
 };
 
@@ -106,32 +108,32 @@ void play(Game& game, Telemetry& telemetry, Screen& screen, std::optional<Script
   }
 }
 
-int run(const Options& options) {
+void run(const Options& options, std::optional<Script> script) {
   if (SDL_Init(SDL_INIT_VIDEO) != 0) throw std::runtime_error(std::string("no video: ") + SDL_GetError());
   Screen screen("Coin Cave");
   const std::string folder = folderOf(options);
   const Game::Files files{.save = folder + "/save", .receipt = folder + "/receipt"};
   Telemetry telemetry({options.collector, folder, files.receipt, options.caFile});
   Game game(telemetry, files);
-  play(game, telemetry, screen, options.script.empty() ? std::nullopt : std::optional<Script>(options.script));
+  play(game, telemetry, screen, std::move(script));
   telemetry.enterBackground();
-  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  int failure = 2;  // so far the user's
+  int failure = 2;  // what the command line says
   try {
     const Options options = readOptions({argv + 1, argv + argc});
     if (options.help) {
       std::cout << kUsage;
       return 0;
     }
-    failure = 1;
-    const int status = run(options);
+    auto script = options.script.empty() ? std::nullopt : std::optional<Script>(options.script);
+    failure = 1;  // what the machine says
+    run(options, std::move(script));
     SDL_Quit();
-    return status;
+    return 0;
   } catch (const std::exception& wrong) {
     std::cerr << "zorvane-game: " << wrong.what() << '\n';
     return failure;
