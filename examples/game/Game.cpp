@@ -25,7 +25,7 @@ bool purchase(const std::string& product, const std::string& receiptFile) {
 }  // namespace
 
 Game::Game(Telemetry& telemetry, Files files) : telemetry_(telemetry), files_(std::move(files)) {
-  if (!readSave(files_.save, save_)) telemetry_.reportDamagedSave("the save file is damaged: " + files_.save);
+  if (!readSave(files_.save, save_)) telemetry_.reportProblem("the save file is damaged");
   telemetry_.chooseDifficulty("easy");
   openTitle();
 }
@@ -156,4 +156,6 @@ void Game::buyCoinPack() {
   openShop();
 }
 
-void Game::keep() { writeSave(files_.save, save_); }
+void Game::keep() {
+  if (!writeSave(files_.save, save_)) telemetry_.reportProblem("the save file can not be written");
+}

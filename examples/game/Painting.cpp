@@ -63,16 +63,15 @@ void paintWorld(const World& world, Screen& screen) {
 }
 
 void paintHud(const Game& game, const World& world, Screen& screen) {
-  screen.text(16, 14, 2, kQuiet, "CAVE");
-  screen.text(16, 36, 2, kWords, std::to_string(game.cave()) + " / " + std::to_string(World::kCaves));
-  screen.text(150, 14, 2, kQuiet, "LIVES");
-  screen.text(150, 36, 2, kBat, std::string(static_cast<std::size_t>(game.lives()), '*'));
-  screen.text(290, 14, 2, kQuiet, "COINS");
-  screen.text(290, 36, 2, kGold, std::to_string(world.found) + " + " + std::to_string(game.save().coins));
-  screen.text(440, 14, 2, kQuiet, "TO FIND");
-  screen.text(440, 36, 2, kWords, std::to_string(world.coins.size()));
-  screen.text(560, 14, 2, kQuiet, "SCORE");
-  screen.text(560, 36, 2, kWords, std::to_string(world.score()));
+  const auto show = [&](double x, const char* name, Color color, const std::string& value) {
+    screen.text(x, 14, 2, kQuiet, name);
+    screen.text(x, 36, 2, color, value);
+  };
+  show(16, "CAVE", kWords, std::to_string(game.cave()) + " / " + std::to_string(World::kCaves));
+  show(150, "LIVES", kBat, std::string(static_cast<std::size_t>(game.lives()), '*'));
+  show(290, "COINS", kGold, std::to_string(world.found) + " + " + std::to_string(game.save().coins));
+  show(440, "TO FIND", kWords, std::to_string(world.coins.size()));
+  show(560, "SCORE", kWords, std::to_string(world.score()));
 }
 
 void paintPage(const Page& page, double adShare, Screen& screen) {
@@ -94,7 +93,7 @@ void paintPage(const Page& page, double adShare, Screen& screen) {
 }  // namespace
 
 void paint(const Game& game, Screen& screen) {
-  screen.fill(0, 0, Screen::kWidth, Screen::kHeight, kNight);
+  screen.clear(kNight);
   if (const World* world = game.world()) {
     paintWorld(*world, screen);
     paintHud(game, *world, screen);

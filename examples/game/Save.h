@@ -10,4 +10,4 @@ struct Save {
 
 // A file that is not there yet leaves `save` as it is. False: there is one and it can't be made sense of.
 bool readSave(const std::string& file, Save& save);
-void writeSave(const std::string& file, const Save& save);
+bool writeSave(const std::string& file, const Save& save);

@@ -34,20 +34,24 @@ Screen::Screen(const char* title) {
   renderer_.reset(SDL_CreateRenderer(window_.get(), -1, 0));
   if (!renderer_) fail("no drawing in the window");
   SDL_RenderSetLogicalSize(renderer_.get(), kWidth, kHeight);
-  SDL_FlushEvent(SDL_WINDOWEVENT);  // a renderer may hide the window for a moment, which is no background
+  SDL_FlushEvent(SDL_WINDOWEVENT);  // a new renderer may hide the window for a moment, which is no background
   SDL_SetRenderDrawBlendMode(renderer_.get(), SDL_BLENDMODE_BLEND);
 }
 
-void Screen::fill(double x, double y, double width, double height, Color color) {
+void Screen::use(Color color) {
   const auto channel = [color](int shift) { return static_cast<Uint8>(color >> shift); };
   const Uint8 opacity = channel(24) != 0 ? channel(24) : SDL_ALPHA_OPAQUE;
   SDL_SetRenderDrawColor(renderer_.get(), channel(16), channel(8), channel(0), opacity);
+}
+
+void Screen::fill(double x, double y, double width, double height, Color color) {
+  use(color);
   const SDL_Rect area{static_cast<int>(x), static_cast<int>(y), static_cast<int>(width), static_cast<int>(height)};
   SDL_RenderFillRect(renderer_.get(), &area);
 }
 
 void Screen::text(double x, double y, int scale, Color color, std::string_view words) {
-  for (const char character : words) {
+  for (const unsigned char character : words) {
     if (const auto at = kCharacters.find(static_cast<char>(std::toupper(character))); at != std::string_view::npos)
       for (int column = 0; column < kGlyphColumns; ++column)
         for (int row = 0; row < kGlyphRows; ++row)
@@ -59,6 +63,11 @@ void Screen::text(double x, double y, int scale, Color color, std::string_view w
 void Screen::centered(double y, int scale, Color color, std::string_view words) {
   const int width = (static_cast<int>(words.size()) * (kGlyphColumns + 1) - 1) * scale;
   text((kWidth - width) / 2.0, y, scale, color, words);
+}
+
+void Screen::clear(Color color) {
+  use(color);
+  SDL_RenderClear(renderer_.get());
 }
 
 void Screen::show() { SDL_RenderPresent(renderer_.get()); }

@@ -137,6 +137,6 @@ void Telemetry::endAd(int reward) {
   Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::source, kCoins, reward, "ad", kAdPlacement);
 }
 
-void Telemetry::reportDamagedSave(const std::string& what) {
+void Telemetry::reportProblem(const std::string& what) {
   Zorvane::addErrorEventWithSeverity(ZVErrorSeverity::warning, what);
 }

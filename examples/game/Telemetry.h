@@ -40,7 +40,7 @@ class Telemetry {
   void buyCoinPack(int coins, std::int64_t cents);
   void beginAd();
   void endAd(int reward);
-  void reportDamagedSave(const std::string& what);
+  void reportProblem(const std::string& what);  // no path, no name: players stay unknown
 
  private:
   class RulesListener;

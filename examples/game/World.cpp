@@ -82,6 +82,8 @@ World::World(int cave, double hazardSpeed, bool shield) : shielded(shield), map_
 
 char World::tile(int column, int row) const { return map_[indexOf(column, row)]; }
 
+char World::tileAt(Spot at) const { return tile(static_cast<int>(at.x) / kTile, static_cast<int>(at.y) / kTile); }
+
 int World::score() const { return 10 * found + std::max(0, 60 - seconds()); }
 
 World::State World::step(Heading held) {
@@ -90,15 +92,22 @@ World::State World::step(Heading held) {
   walk(held);
   for (Bat& bat : bats) fly(bat);
   collect();
-  if (const std::string hazard = danger(); !hazard.empty() && safeSteps == 0) return suffer(hazard);
-  const bool leaves = tile(static_cast<int>(player.x) / kTile, static_cast<int>(player.y) / kTile) == 'E';
+  if (const std::string hazard = danger(); !hazard.empty() && safeSteps == 0) {
+    if (!shielded) {
+      killer = hazard;
+      return State::killed;
+    }
+    shielded = false;
+    safeSteps = kSafeSteps;
+  }
+  const bool leaves = tileAt(player) == 'E';
   return leaves && exitIsOpen() ? State::completed : State::playing;
 }
 
 bool World::isFree(Spot at) const {
   for (const double y : {at.y - kHalfBody, at.y + kHalfBody})
     for (const double x : {at.x - kHalfBody, at.x + kHalfBody})
-      if (tile(static_cast<int>(x) / kTile, static_cast<int>(y) / kTile) == '#') return false;
+      if (tileAt({x, y}) == '#') return false;
   return true;
 }
 
@@ -118,17 +127,7 @@ void World::collect() {
 }
 
 std::string World::danger() const {
-  if (tile(static_cast<int>(player.x) / kTile, static_cast<int>(player.y) / kTile) == '^') return "spike";
+  if (tileAt(player) == '^') return "spike";
   const bool caught = std::ranges::any_of(bats, [&](const Bat& bat) { return touch(bat.at, player, 18); });
   return caught ? "bat" : "";
-}
-
-World::State World::suffer(const std::string& hazard) {
-  if (!shielded) {
-    killer = hazard;
-    return State::killed;
-  }
-  shielded = false;
-  safeSteps = kSafeSteps;
-  return State::playing;
 }

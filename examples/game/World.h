@@ -45,12 +45,12 @@ class World {
   std::string killer;
 
  private:
+  [[nodiscard]] char tileAt(Spot at) const;
   [[nodiscard]] bool isFree(Spot at) const;
   void walk(Heading held);
   void fly(Bat& bat) const;
   void collect();
   [[nodiscard]] std::string danger() const;
-  State suffer(const std::string& hazard);
 
   std::string map_;
 };
