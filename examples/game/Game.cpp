@@ -82,7 +82,8 @@ void Game::openTitle() {
 
 void Game::startCave() {
   page_.reset();
-  world_.emplace(cave_, telemetry_.rules().hazardSpeed * (hard_ ? kHardSpeed : 1), shield_);
+  rules_ = telemetry_.rules();
+  world_.emplace(cave_, rules_.hazardSpeed * (hard_ ? kHardSpeed : 1), shield_);
   telemetry_.startCave(cave());
 }
 
@@ -101,7 +102,7 @@ void Game::die() {
 }
 
 void Game::completeCave() {
-  const int coins = world_->found * telemetry_.rules().coinValue;
+  const int coins = world_->found * rules_.coinValue;
   telemetry_.completeCave(cave(), world_->score(), coins);
   save_.coins += coins;
   save_.best = std::max(save_.best, world_->score());

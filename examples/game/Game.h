@@ -61,6 +61,7 @@ class Game {
   Telemetry& telemetry_;
   Files files_;
   Save save_;
+  Rules rules_;
   std::optional<World> world_;
   std::optional<Page> page_;
   int cave_ = 0;

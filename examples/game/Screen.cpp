@@ -35,12 +35,12 @@ Screen::Screen(const char* title) {
   if (!renderer_) fail("no drawing in the window");
   SDL_RenderSetLogicalSize(renderer_.get(), kWidth, kHeight);
   SDL_FlushEvent(SDL_WINDOWEVENT);  // a new renderer may hide the window for a moment, which is no background
-  SDL_SetRenderDrawBlendMode(renderer_.get(), SDL_BLENDMODE_BLEND);
 }
 
 void Screen::use(Color color) {
   const auto channel = [color](int shift) { return static_cast<Uint8>(color >> shift); };
-  const Uint8 opacity = channel(24) != 0 ? channel(24) : SDL_ALPHA_OPAQUE;
+  const Uint8 opacity = channel(24);
+  SDL_SetRenderDrawBlendMode(renderer_.get(), opacity == 0 ? SDL_BLENDMODE_NONE : SDL_BLENDMODE_BLEND);
   SDL_SetRenderDrawColor(renderer_.get(), channel(16), channel(8), channel(0), opacity);
 }
 
@@ -76,7 +76,9 @@ bool Screen::save(const std::string& bmpFile) {
   int width = 0, height = 0;
   SDL_GetRendererOutputSize(renderer_.get(), &width, &height);
   const std::unique_ptr<SDL_Surface, Close> picture(
-      SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, SDL_PIXELFORMAT_ARGB8888));
-  return picture && SDL_RenderReadPixels(renderer_.get(), nullptr, 0, picture->pixels, picture->pitch) == 0 &&
+      SDL_CreateRGBSurfaceWithFormat(0, width, height, 24, SDL_PIXELFORMAT_RGB24));
+  return picture &&
+         SDL_RenderReadPixels(renderer_.get(), nullptr, picture->format->format, picture->pixels, picture->pitch) ==
+             0 &&
          SDL_SaveBMP(picture.get(), bmpFile.c_str()) == 0;
 }

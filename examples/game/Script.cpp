@@ -7,7 +7,6 @@
 
 Script::Script(const std::string& file) {
   std::ifstream input(file);
-  if (!input) throw std::runtime_error("can't read " + file);
   for (std::string text; std::getline(input, text);) {
     text.resize(std::min(text.find('#'), text.size()));
     if (text.find_first_not_of(" \t") == std::string::npos) continue;

@@ -2,9 +2,9 @@
 
 #include <zorvane/Zorvane.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 

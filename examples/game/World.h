@@ -12,7 +12,7 @@ struct Heading {
   int x = 0, y = 0;  // -1, 0 or 1
 };
 
-// What the studio may change without an update.
+// What the studio may change without an update; a cave is played by the rules in force when it was entered.
 struct Rules {
   double hazardSpeed = 1;  // times the bats' own
   int coinValue = 1;       // what a coin is worth in the shop
