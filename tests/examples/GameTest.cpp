@@ -16,9 +16,7 @@ using testing::HasSubstr;
 const std::string kKeys = "8abd34525196ff0ad667d9f522f1bb1a:bd698b827264cb9517fbc9ce731177608fe254ea";
 
 auto startGame(const TemporaryFolder& folder, std::vector<std::string> arguments, const std::string& video = "dummy") {
-  // SDL leaks on its own account.
-  arguments.insert(arguments.begin(),
-                   {"/usr/bin/env", "SDL_VIDEODRIVER=" + video, "ASAN_OPTIONS=detect_leaks=0", ZORVANE_GAME});
+  arguments.insert(arguments.begin(), {"/usr/bin/env", "SDL_VIDEODRIVER=" + video, ZORVANE_GAME});
   return std::make_unique<ChildProcess>(folder.path(), arguments);
 }
 
