@@ -11,11 +11,17 @@ constexpr const char* kKey = "0123456789abcdef0123456789ABCDEF";
 constexpr const char* kSecret = "0123456789abcdef0123456789ABCDEF01234567";
 }  // namespace
 
-RunningCollector::RunningCollector(const TemporaryFolder& folder)
-    : process_(std::make_unique<ChildProcess>(
-          folder.path(),
-          std::vector<std::string>{ZORVANE_COLLECTOR, "--port", "0", "--quiet", "--game",
-                                   std::string(kKey) + ":" + kSecret, "--database", folder.file("collector.sqlite")})) {
+RunningCollector::RunningCollector(const TemporaryFolder& folder, const std::vector<std::string>& more) {
+  std::vector<std::string> command{ZORVANE_COLLECTOR,
+                                   "--port",
+                                   "0",
+                                   "--quiet",
+                                   "--game",
+                                   std::string(kKey) + ":" + kSecret,
+                                   "--database",
+                                   folder.file("collector.sqlite")};
+  command.insert(command.end(), more.begin(), more.end());
+  process_ = std::make_unique<ChildProcess>(folder.path(), command);
   const std::string line = process_->firstLine();
   const auto start = line.find("http");
   if (start == std::string::npos) throw std::runtime_error("the collector does not listen: " + process_->errors());

@@ -16,7 +16,8 @@
 // A collector that runs, with what it has received.
 class RunningCollector {
  public:
-  explicit RunningCollector(const TemporaryFolder& folder);
+  // `more`: options beside its own.
+  explicit RunningCollector(const TemporaryFolder& folder, const std::vector<std::string>& more = {});
 
   [[nodiscard]] const std::string& url() const { return url_; }
   [[nodiscard]] std::vector<ZVMap> records(std::string_view category) const;

@@ -1,0 +1,89 @@
+// The example game, played by its script in a process of its own: what it reports of a game from title to end.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "system/Processes.h"
+#include "values/Text.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const std::string kKeys = "8abd34525196ff0ad667d9f522f1bb1a:bd698b827264cb9517fbc9ce731177608fe254ea";
+
+auto startGame(const TemporaryFolder& folder, std::vector<std::string> arguments, const std::string& video = "dummy") {
+  arguments.insert(arguments.begin(), {"/usr/bin/env", "SDL_VIDEODRIVER=" + video, ZORVANE_GAME});
+  return std::make_unique<ChildProcess>(folder.path(), arguments);
+}
+
+// The records of a category, each as the values of some of its keys: "Complete:cave1 2".
+std::vector<std::string> told(const RunningCollector& collector, std::string_view category,
+                              const std::vector<std::string>& keys) {
+  std::vector<std::string> lines;
+  for (const ZVMap& record : collector.records(category)) {
+    std::string line;
+    for (const std::string& key : keys)
+      if (const ZVValue* value = record.find(key)) line += (line.empty() ? "" : " ") + describe(*value);
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+TEST(ExampleGame, ReportsItsPlayFromTheTitleToTheEnd) {
+  const TemporaryFolder folder;
+  const RunningCollector collector(folder, {"--game", kKeys, "--configs", ZORVANE_GAME_FOLDER "/configs.json"});
+  std::filesystem::create_directory(folder.file("data"));
+  std::ofstream(folder.file("data/save")) << "coins many";
+  const auto game = startGame(folder, {"--collector", collector.url(), "--data-dir", folder.file("data"), "--script",
+                                       ZORVANE_GAME_FOLDER "/play-through.script"});
+  ASSERT_EQ(game->wait(std::chrono::seconds(100))->status, 0) << game->errors();
+
+  EXPECT_THAT(told(collector, "progression", {"event_id", "attempt_num"}),
+              ElementsAre("Start:cave1", "Fail:cave1", "Start:cave1", "Complete:cave1 2", "Start:cave2", "Fail:cave2"));
+  EXPECT_THAT(told(collector, "design", {"event_id", "custom_01"}), ElementsAre("death:cave1:spike easy"));
+  // Seven coins of the value that the configuration gives them.
+  EXPECT_THAT(told(collector, "resource", {"event_id", "amount"}),
+              ElementsAre("Source:coins:cave:cave1 14", "Source:coins:ad:between_caves 5",
+                          "Source:coins:shop:coin_pack 50", "Sink:coins:shop:shield -10"));
+  EXPECT_THAT(told(collector, "business", {"event_id", "currency", "amount", "transaction_num"}),
+              ElementsAre("coin_pack:coins_50 USD 199 1"));
+  EXPECT_THAT(told(collector, "ads", {"ad_action"}), ElementsAre("request", "loaded", "show", "reward_received"));
+  EXPECT_THAT(told(collector, "impression", {"ad_network_name"}), ElementsAre("max"));
+  EXPECT_THAT(told(collector, "error", {"severity"}), ElementsAre("warning"));
+  EXPECT_THAT(told(collector, "user", {"session_num"}), ElementsAre("1", "2"));  // it was minimised once
+  EXPECT_THAT(told(collector, "session_end", {"session_num"}), ElementsAre("1", "2"));
+
+  EXPECT_EQ(*collector.records("design")[0].find("custom_fields"),
+            ZVMap({{"coins_left", 7}, {"hazard_speed", 1.5}, {"coin_value", 2}}));
+  EXPECT_GT(*collector.records("ads")[2].find("ad_duration")->ifInteger(), 0);
+  EXPECT_THAT(told(collector, "business", {"receipt_info"}), ElementsAre(HasSubstr("c3RvcmUg")));  // "store ", encoded
+  EXPECT_EQ(describe(*collector.summary().find("rejected")), "0");
+}
+
+TEST(ExampleGame, SaysWhyItCanNotBePlayed) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.file("odd.script")) << "10 Sideways\n";
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string video;
+    int status;
+    std::string message;
+  };
+  for (const auto& [arguments, video, status, message] :
+       {Case{{"--jump"}, "dummy", 2, "there is no option --jump"}, Case{{"--script"}, "dummy", 2, "takes a value"},
+        Case{{"--collector", "ftp://x"}, "dummy", 2, "not \"ftp://x\""},
+        Case{{"--collector", "http://x:65536"}, "dummy", 2, "not \"http://x:65536\""},
+        Case{{"--ca-file", folder.file("none")}, "dummy", 2, "can't read"},
+        Case{{"--script", folder.file("odd.script")}, "dummy", 2, "\"10 Sideways\" makes no sense"},
+        Case{{"--data-dir", folder.file("data")}, "nosuchdriver", 1, "no video: "}}) {
+    const auto game = startGame(folder, arguments, video);
+    EXPECT_EQ(game->wait()->status, status) << message;
+    EXPECT_THAT(game->errors(), HasSubstr(message));
+  }
+}
+
+}  // namespace
