@@ -52,9 +52,9 @@ class Telemetry::RulesListener : public ZVRemoteConfigsDelegate {
 Telemetry::Telemetry(const Setup& setup) : listener_(std::make_shared<RulesListener>()) {
   install(setup, loop_);
   Zorvane::configureBuild(kVersion);
-  Zorvane::configureAvailableCustomDimensions01({{"easy", "hard"}});
-  Zorvane::configureAvailableResourceCurrencies({{kCoins}});
-  Zorvane::configureAvailableResourceItemTypes({{"cave", "shop", "ad"}});
+  Zorvane::configureAvailableCustomDimensions01({"easy", "hard"});
+  Zorvane::configureAvailableResourceCurrencies({kCoins});
+  Zorvane::configureAvailableResourceItemTypes({"cave", "shop", "ad"});
   Zorvane::setRemoteConfigsDelegate(listener_);
   Zorvane::initializeWithGameKey(kGameKey, kGameSecret);
 }

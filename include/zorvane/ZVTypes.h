@@ -138,6 +138,17 @@ struct ZVMap::Entry {
   friend bool operator==(const Entry&, const Entry&) = default;
 };
 
+// Texts that a game declares: {"gems", "gold"}, a vector of strings, or std::nullopt for none at all.
+class ZVTextList : public std::optional<std::vector<std::string>> {
+ public:
+  using std::optional<std::vector<std::string>>::optional;
+  ZVTextList() noexcept = default;
+  ZVTextList(std::initializer_list<ZVText> texts) : optional(std::in_place) {
+    constexpr const char* kNoText = "\xFF";  // what an absent one becomes: not UTF-8, so it is refused as no text
+    for (const ZVText text : texts) (*this)->emplace_back(text.present() ? text.view() : kNoText);
+  }
+};
+
 // A boolean that only a boolean makes. Text, numbers and pointers turn into a plain bool, so a string literal would
 // choose an overload that takes one over an overload that takes text.
 class ZVFlag {

@@ -26,8 +26,6 @@
 
 class ZORVANE_API Zorvane {
  public:
-  using TextList = std::optional<std::vector<std::string>>;
-
   static Zorvane& sharedInstance() noexcept;  // no operation needs it
 
   // ---- Configuration: before initialisation. Once the library is ready these are refused.
@@ -42,12 +40,12 @@ class ZORVANE_API Zorvane {
   // Takes the build from the application's version at each session start.
   static void configureAutoDetectAppVersion(bool enabled) noexcept;
   // The values that each custom dimension may take: 1 to 20 values of 1 to 32 characters.
-  static void configureAvailableCustomDimensions01(TextList values) noexcept;
-  static void configureAvailableCustomDimensions02(TextList values) noexcept;
-  static void configureAvailableCustomDimensions03(TextList values) noexcept;
+  static void configureAvailableCustomDimensions01(ZVTextList values) noexcept;
+  static void configureAvailableCustomDimensions02(ZVTextList values) noexcept;
+  static void configureAvailableCustomDimensions03(ZVTextList values) noexcept;
   // 1 to 20 currencies of 1 to 64 letters, and 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?].
-  static void configureAvailableResourceCurrencies(TextList currencies) noexcept;
-  static void configureAvailableResourceItemTypes(TextList itemTypes) noexcept;
+  static void configureAvailableResourceCurrencies(ZVTextList currencies) noexcept;
+  static void configureAvailableResourceItemTypes(ZVTextList itemTypes) noexcept;
   // Stores the keys for initializeWithConfiguredGameKeyAndGameSecret(): 32 and 40 letters and digits.
   static void configureGameKey(ZVText gameKey, ZVText gameSecret) noexcept;
 

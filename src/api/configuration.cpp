@@ -46,9 +46,9 @@ void configureText(ZVText value, const TextSetting& setting) noexcept {
   });
 }
 
-using SetList = void (*)(const Zorvane::TextList&);
+using SetList = void (*)(const ZVTextList&);
 
-void configureList(Zorvane::TextList values, SetList set, const char* tooLate) noexcept {
+void configureList(ZVTextList values, SetList set, const char* tooLate) noexcept {
   post([&] {
     return [values = std::move(values), set, tooLate] {
       if (isTooLate()) ZVLogger::w(0, "{}", tooLate);
@@ -74,20 +74,20 @@ void Zorvane::configureAutoDetectAppVersion(bool enabled) noexcept {
   });
 }
 
-void Zorvane::configureAvailableCustomDimensions01(TextList values) noexcept {
+void Zorvane::configureAvailableCustomDimensions01(ZVTextList values) noexcept {
   configureList(std::move(values), ZVState::setAvailableCustomDimensions01, kDimensionsTooLate);
 }
-void Zorvane::configureAvailableCustomDimensions02(TextList values) noexcept {
+void Zorvane::configureAvailableCustomDimensions02(ZVTextList values) noexcept {
   configureList(std::move(values), ZVState::setAvailableCustomDimensions02, kDimensionsTooLate);
 }
-void Zorvane::configureAvailableCustomDimensions03(TextList values) noexcept {
+void Zorvane::configureAvailableCustomDimensions03(ZVTextList values) noexcept {
   configureList(std::move(values), ZVState::setAvailableCustomDimensions03, kDimensionsTooLate);
 }
-void Zorvane::configureAvailableResourceCurrencies(TextList currencies) noexcept {
+void Zorvane::configureAvailableResourceCurrencies(ZVTextList currencies) noexcept {
   configureList(std::move(currencies), ZVState::setAvailableResourceCurrencies,
                 "Available resource currencies must be set before SDK is initialized");
 }
-void Zorvane::configureAvailableResourceItemTypes(TextList itemTypes) noexcept {
+void Zorvane::configureAvailableResourceItemTypes(ZVTextList itemTypes) noexcept {
   configureList(std::move(itemTypes), ZVState::setAvailableResourceItemTypes,
                 "Available resource item types must be set before SDK is initialized");
 }

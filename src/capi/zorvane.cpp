@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char* kNotText = "\xFF";  // a null in a list: refused as what it is, something that isn't text
 
-using ConfigureList = void (*)(Zorvane::TextList) noexcept;
+using ConfigureList = void (*)(ZVTextList) noexcept;
 
 void configure(ConfigureList configureList, const char* const* values, std::size_t count) noexcept {
   guarded([=] {

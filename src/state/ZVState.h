@@ -21,7 +21,7 @@
 
 class ZVState {
  public:
-  using TextList = std::optional<std::vector<std::string>>;
+  using TextList = ZVTextList;
 
   ZVState();
   ~ZVState();

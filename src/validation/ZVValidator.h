@@ -17,7 +17,7 @@
 
 class ZVValidator {
  public:
-  using TextList = std::optional<std::vector<std::string>>;
+  using TextList = ZVTextList;
 
   // Length tiers: at most 32, 64, 256, 8192 and 64 code units.
   static bool validateShortString(ZVText text, bool canBeEmpty = false);

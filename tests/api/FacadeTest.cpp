@@ -171,9 +171,11 @@ TEST(Switches, SayThatTheyWereTurnedWhileTheyAreOn) {
 
 TEST(Dimensions, TakeTheirConfiguredValuesAndTheThirdFailsLikeTheSecond) {
   Game game;
-  Zorvane::configureAvailableCustomDimensions01(List{"one"});
-  Zorvane::configureAvailableCustomDimensions03(List{"three"});
+  Zorvane::configureAvailableCustomDimensions01({"one", "1"});
+  Zorvane::configureAvailableCustomDimensions01({"two", nullptr});
+  Zorvane::configureAvailableCustomDimensions03({"three"});
   game.start();
+  EXPECT_TRUE(game.log.contains("custom dimensions validation failed: was either not a string or null"));
   Zorvane::setCustomDimension01("one");
   Zorvane::setCustomDimension02("");
   Zorvane::setCustomDimension02("two");

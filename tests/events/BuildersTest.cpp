@@ -18,8 +18,8 @@ using testing::SizeIs;
 class Builders : public testing::Test {
  protected:
   Builders() {
-    Zorvane::configureAvailableResourceCurrencies(std::vector<std::string>{"gems"});
-    Zorvane::configureAvailableResourceItemTypes(std::vector<std::string>{"boost"});
+    Zorvane::configureAvailableResourceCurrencies({"gems"});
+    Zorvane::configureAvailableResourceItemTypes({"boost"});
     game.start();
     Zorvane::setEnabledInfoLog(true);
   }

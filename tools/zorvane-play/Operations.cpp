@@ -92,10 +92,10 @@ struct Reader<ZVMap> {
 };
 
 template <>
-struct Reader<Zorvane::TextList> {
+struct Reader<ZVTextList> {
   static constexpr std::string_view kTakes = "an array of texts or null";
-  static std::optional<Zorvane::TextList> read(const ZVValue& value) {
-    if (value.isNull()) return Zorvane::TextList();
+  static std::optional<ZVTextList> read(const ZVValue& value) {
+    if (value.isNull()) return ZVTextList();
     const ZVValue::Array* array = value.ifArray();
     if (array == nullptr) return std::nullopt;
     std::vector<std::string> texts;
@@ -103,7 +103,7 @@ struct Reader<Zorvane::TextList> {
       if (element.ifString() == nullptr) return std::nullopt;
       texts.push_back(*element.ifString());
     }
-    return Zorvane::TextList(std::move(texts));
+    return ZVTextList(std::move(texts));
   }
 };
 
