@@ -14,7 +14,7 @@
 
 class ZORVANE_API ZVTimer {
  public:
-  using Task = std::function<void()>;
+  using Task = std::function<void()>;  // what a timer runs
 
   // `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: an empty one
   // makes a timer that does nothing. Null where the library can't run, in a forked child.
