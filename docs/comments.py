@@ -23,6 +23,10 @@ def text_of(line):
     return re.sub(r"^\s*(//|/\*|\*(?!/))? ?", "", re.sub(r"\s*\*/$", "", line))
 
 
+def sentence(text):
+    return text[:1].upper() + text[1:]
+
+
 def laid_out(texts):
     """A comment of several paragraphs as Markdown: its labels are items, what is indented is code."""
     labelled = False
@@ -31,7 +35,7 @@ def laid_out(texts):
             labelled = True
             yield LABEL.sub(r"- **\1:** ", text)
         elif text.startswith("  "):
-            yield "  " + text.lstrip() if labelled else "    " + text
+            yield "  " + text.lstrip() if labelled else "  " + text
         else:
             labelled = False
             yield text
@@ -95,7 +99,7 @@ class Header:
         return ["/// " + text for text in texts]
 
     def group(self, title, rest, more):
-        rest = rest[:1].upper() + rest[1:]
+        rest = sentence(rest)
         if more:
             more = laid_out([f"{rest} {more[0]}", *more[1:]])
             rest = ""
@@ -106,8 +110,9 @@ class Header:
     def code(self, line):
         behind = BEHIND.match(line)
         code = behind["code"] if behind else line
-        shown = f"{code} ///< {behind['text']}" if behind else line
-        ends_group = self.group_depth is not None and (self.is_before_title() or self.depth_after(code) < self.group_depth)
+        shown = f"{code} ///< {sentence(behind['text'])}" if behind else line
+        in_group = self.group_depth is not None
+        ends_group = in_group and (self.is_before_title() or self.depth_after(code) < self.group_depth)
         if not code.strip():
             self.shared = None
         elif self.begins_shared_declaration(code):

@@ -51,16 +51,18 @@ class ZORVANE_API Zorvane {
   static void configureAvailableCustomDimensions01(TextList values) noexcept;
   static void configureAvailableCustomDimensions02(TextList values) noexcept;
   static void configureAvailableCustomDimensions03(TextList values) noexcept;
-  // 1 to 20 currencies of 1 to 64 letters, and 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?].
+  // The game's own currencies: 1 to 20 of 1 to 64 letters.
   static void configureAvailableResourceCurrencies(TextList currencies) noexcept;
+  // What is bought with them or earned: 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?].
   static void configureAvailableResourceItemTypes(TextList itemTypes) noexcept;
   // Stores the keys for initializeWithConfiguredGameKeyAndGameSecret(): 32 and 40 letters and digits.
   static void configureGameKey(ZVText gameKey, ZVText gameSecret) noexcept;
 
   // ---- Initialisation: once. Restores what earlier runs stored, starts a session and the event queue.
 
-  // `gameKey`: 32 letters and digits, `gameSecret`: 40. Others are refused with a warning, and nothing starts. The
-  // crash handlers are installed in any case, unless error reporting is off: setZVUncaughtExceptionHandlers().
+  // With the keys of the game. `gameKey`: 32 letters and digits, `gameSecret`: 40. Others are refused with a warning,
+  // and nothing starts. The crash handlers are installed in any case, unless error reporting is off:
+  // setZVUncaughtExceptionHandlers().
   static void initializeWithGameKey(ZVText gameKey, ZVText gameSecret) noexcept;
   // The same with the keys of configureGameKey(); without them, a warning and nothing starts.
   static void initializeWithConfiguredGameKeyAndGameSecret() noexcept;
@@ -71,15 +73,16 @@ class ZORVANE_API Zorvane {
   static void setEnabledVerboseLog(bool enabled) noexcept;  // off by default; prints every event as JSON
   static void setEnabledWarningLog(bool enabled) noexcept;  // on by default
   static void setEnableDebugLog(bool enabled) noexcept;     // off by default; takes effect at once
-  // Off by default. On: the game starts and ends sessions by startSession() and endSession(). They look at the switch
-  // on the caller's thread, while it is turned on the work queue: right after this call they may still find it off.
+  // The game starts and ends sessions itself, by startSession() and endSession(); off by default. They look at the
+  // switch on the caller's thread, while it is turned on the work queue: right after this call they may still find it
+  // off.
   static void setEnabledManualSessionHandling(bool enabled) noexcept;
-  // Crash reports; on by default. Off before initialisation: no crash handlers are installed. Off later: they stay and
-  // report nothing; a fault still ends the process as it would without them, but one of their signals that somebody
-  // sends has no effect.
+  // Crashes are reported; on by default. Off before initialisation: no crash handlers are installed. Off later: they
+  // stay and report nothing; a fault still ends the process as it would without them, but one of their signals that
+  // somebody sends has no effect.
   static void setEnabledErrorReporting(bool enabled) noexcept;
-  // On by default. Off: events are dropped instead of being stored, and nothing is sent but the init call, without a
-  // user id. What waits on disk stays there.
+  // Events are stored and sent; on by default. Off: events are dropped instead of being stored, and nothing is sent but
+  // the init call, without a user id. What waits on disk stays there.
   static void setEnabledEventSubmission(bool enabled) noexcept;
   // Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once.
   static void setBaseUrl(ZVText baseUrl) noexcept;

@@ -157,16 +157,18 @@ ZORVANE_API void zorvane_configure_auto_detect_app_version(bool enabled);
 ZORVANE_API void zorvane_configure_available_custom_dimensions01(const char* const* values, size_t count);
 ZORVANE_API void zorvane_configure_available_custom_dimensions02(const char* const* values, size_t count);
 ZORVANE_API void zorvane_configure_available_custom_dimensions03(const char* const* values, size_t count);
-/* 1 to 20 currencies of 1 to 64 letters, and 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?]. */
+/* The game's own currencies: 1 to 20 of 1 to 64 letters. */
 ZORVANE_API void zorvane_configure_available_resource_currencies(const char* const* currencies, size_t count);
+/* What is bought with them or earned: 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?]. */
 ZORVANE_API void zorvane_configure_available_resource_item_types(const char* const* item_types, size_t count);
 /* Stores the keys for zorvane_initialize_configured(): 32 and 40 letters and digits. */
 ZORVANE_API void zorvane_configure_game_key(const char* game_key, const char* game_secret);
 
 /* ---- Initialisation: once. Restores what earlier runs stored, starts a session and the event queue. */
 
-/* `game_key`: 32 letters and digits, `game_secret`: 40. Others are refused with a warning, and nothing starts. The
- * crash handlers are installed in any case, unless error reporting is off; ZVCrashReporting.h says what they do. */
+/* With the keys of the game. `game_key`: 32 letters and digits, `game_secret`: 40. Others are refused with a warning,
+ * and nothing starts. The crash handlers are installed in any case, unless error reporting is off; ZVCrashReporting.h
+ * says what they do. */
 ZORVANE_API void zorvane_initialize(const char* game_key, const char* game_secret);
 /* The same with the keys of zorvane_configure_game_key(); without them, a warning and nothing starts. */
 ZORVANE_API void zorvane_initialize_configured(void);
@@ -177,16 +179,16 @@ ZORVANE_API void zorvane_set_enabled_info_log(bool enabled);    /* off by defaul
 ZORVANE_API void zorvane_set_enabled_verbose_log(bool enabled); /* off by default; prints every event as JSON */
 ZORVANE_API void zorvane_set_enabled_warning_log(bool enabled); /* on by default */
 ZORVANE_API void zorvane_set_enable_debug_log(bool enabled);    /* off by default; takes effect at once */
-/* Off by default. On: the game starts and ends sessions by zorvane_start_session() and zorvane_end_session(). They look
- * at the switch on the caller's thread, while it is turned on the work queue: right after this call they may still find
- * it off. */
+/* The game starts and ends sessions itself, by zorvane_start_session() and zorvane_end_session(); off by default. They
+ * look at the switch on the caller's thread, while it is turned on the work queue: right after this call they may still
+ * find it off. */
 ZORVANE_API void zorvane_set_enabled_manual_session_handling(bool enabled);
-/* Crash reports; on by default. Off before initialisation: no crash handlers are installed. Off later: they stay and
- * report nothing; a fault still ends the process as it would without them, but one of their signals that somebody sends
- * has no effect. */
+/* Crashes are reported; on by default. Off before initialisation: no crash handlers are installed. Off later: they stay
+ * and report nothing; a fault still ends the process as it would without them, but one of their signals that somebody
+ * sends has no effect. */
 ZORVANE_API void zorvane_set_enabled_error_reporting(bool enabled);
-/* On by default. Off: events are dropped instead of being stored, and nothing is sent but the init call, without a user
- * id. What waits on disk stays there. */
+/* Events are stored and sent; on by default. Off: events are dropped instead of being stored, and nothing is sent but
+ * the init call, without a user id. What waits on disk stays there. */
 ZORVANE_API void zorvane_set_enabled_event_submission(bool enabled);
 /* Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once. */
 ZORVANE_API void zorvane_set_base_url(const char* base_url);
