@@ -91,6 +91,7 @@ class ZORVANE_API ZVPumpedMainLoop final : public ZVMainLoop {
  public:
   // The calling thread becomes the main thread.
   ZVPumpedMainLoop();
+
   ~ZVPumpedMainLoop() override;
   bool isMainThread() const override;
   void post(Task task) override;
@@ -156,6 +157,7 @@ class ZORVANE_API ZVURLSession {
   // Body, response and error as they came, each absent when it did not. A body of no bytes is present and empty.
   using Completion = std::function<void(std::optional<std::string> body, std::optional<ZVURLResponse> response,
                                         std::optional<ZVURLError> error)>;
+
   virtual ~ZVURLSession();
   // The completion runs on a thread of the session, never on the work queue. The request is finite in time.
   virtual std::shared_ptr<ZVURLDataTask> dataTask(ZVURLRequest request, Completion completion) = 0;
@@ -201,15 +203,17 @@ struct ZORVANE_API ZVPlatform {
   std::shared_ptr<ZVUserDefaults> userDefaults;  // null: a small file in the data directory
   std::shared_ptr<ZVMainLoop> mainLoop;          // null: a thread of the library's own
   std::shared_ptr<ZVBackgroundTasks> backgroundTasks;  // null: open ones delay a normal exit
-  std::function<std::shared_ptr<ZVURLSession>()>
-      makeURLSession;                                  // empty: HTTP and TLS on a thread of the library's own
+  // Called on the work queue and on a thread that crashes. Empty: HTTP and TLS on a thread of the library's own.
+  std::function<std::shared_ptr<ZVURLSession>()> makeURLSession;
+
   std::shared_ptr<ZVReachabilitySource> reachability;  // null: what the kernel says of routes and links
   std::shared_ptr<ZVClock> clock;                      // null: the system's
 
   ZVCollectorEndpoint collector;  // where events go, until Zorvane::setBaseUrl() says otherwise
   std::string appStoreHostname;   // empty: the host that the library was built for
-  std::string
-      certificateAuthorityFile;       // PEM, for the library's own sessions, beside the system's folder of authorities
+  // PEM, for development: trusted by the library's own sessions, beside the system's folder of authorities.
+  std::string certificateAuthorityFile;
+
   double connectTimeoutSeconds = 15;  // of the library's own sessions; 0 and less: the default
   double requestTimeoutSeconds = 60;  // of the library's own sessions, the answer included; 0 and less: the default
   double exitSeconds = 1.5;           // how long a normal exit may wait for posted work to be stored; 0: not at all

@@ -24,7 +24,8 @@ class ZORVANE_API ZVTimer {
 
   // No run begins after this has returned on the timer's own thread.
   void invalidate() noexcept { valid_ = false; }
-  bool isValid() const noexcept { return valid_; }  // a run is still to come
+  // Whether a run is still to come.
+  bool isValid() const noexcept { return valid_; }
 
  private:
   ZVTimer(double seconds, Task task, bool repeats);

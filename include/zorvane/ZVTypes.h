@@ -66,6 +66,7 @@ class ZORVANE_API ZVMap {
   ZVMap(ZVMap&& other) noexcept;
   ZVMap& operator=(const ZVMap& other);
   ZVMap& operator=(ZVMap&& other) noexcept;
+
   ~ZVMap();
 
   void set(std::string key, ZVValue value);  // replaces in place when the key is there

@@ -196,6 +196,7 @@ class ZORVANE_API Zorvane {
   static bool isRemoteConfigsReady() noexcept;
   // Who is told when some have arrived, in place of whoever was before. To be set before initialisation.
   static void setRemoteConfigsDelegate(std::weak_ptr<ZVRemoteConfigsDelegate> delegate) noexcept;
+
   static std::string getRemoteConfigsContentAsString() noexcept;       // all of them, to be shown, not parsed
   static std::optional<std::string> getABTestingId() noexcept;         // absent before initialisation
   static std::optional<std::string> getABTestingVariantId() noexcept;  // absent before initialisation

@@ -335,6 +335,7 @@ ZORVANE_API void zorvane_set_global_custom_event_fields(const zorvane_map* field
  * `default_value`, which may be absent. */
 ZORVANE_API size_t zorvane_remote_configs_value(const char* key, const char* default_value, char* buffer,
                                                 size_t capacity);
+
 ZORVANE_API size_t zorvane_remote_configs_content(char* buffer, size_t capacity); /* all, to be shown, not parsed */
 ZORVANE_API size_t zorvane_ab_testing_id(char* buffer, size_t capacity);          /* absent before initialisation */
 ZORVANE_API size_t zorvane_ab_testing_variant_id(char* buffer, size_t capacity);  /* absent before initialisation */
@@ -359,7 +360,8 @@ typedef struct zorvane_timer zorvane_timer;
 /* `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: null does
  * nothing. Null: out of memory, or in a forked child. */
 ZORVANE_API zorvane_timer* zorvane_timer_schedule(double seconds, void (*task)(void* user), void* user, bool repeats);
-ZORVANE_API bool zorvane_timer_is_valid(const zorvane_timer* timer); /* a run is still to come */
+/* Whether a run is still to come. */
+ZORVANE_API bool zorvane_timer_is_valid(const zorvane_timer* timer);
 /* Stops the timer and frees it. On the timer's own thread, also inside its task, no run begins after this; from another
  * thread a run may be on its way. */
 ZORVANE_API void zorvane_timer_destroy(zorvane_timer* timer);
