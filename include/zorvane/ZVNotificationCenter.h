@@ -18,21 +18,24 @@ ZORVANE_API extern const char* const k_ZV_LoggerMessageNotification;
 // The path to the collector changed. The object is the library's monitor; no user info.
 ZORVANE_API extern const char* const k_ZV_ReachabilityChangedNotification;
 
+// What an observer is told, for the length of the call.
 struct ZVNotification {
-  std::string_view name;
-  const void* object = nullptr;
-  const ZVMap& userInfo;
+  std::string_view name;         // of the notification
+  const void* object = nullptr;  // what it is about; null: nothing in particular
+  const ZVMap& userInfo;         // more of it, by the notification's own keys
 };
 
 class ZORVANE_API ZVNotificationCenter {
  public:
-  using Observer = std::function<void(const ZVNotification&)>;
-  using Token = std::uint64_t;
+  using Observer = std::function<void(const ZVNotification&)>;  // called on the thread that posts
+  using Token = std::uint64_t;                                  // never 0
 
-  // What an observer throws is swallowed. The token removes it again.
+  // Calls `observer` for every notification called `name`. What it throws is swallowed. The token removes it again.
+  // Throws only where memory runs out.
   static Token addObserver(std::string_view name, Observer observer);
   // Once this returns no new call begins; one that runs on another thread may still be on its way.
   static void removeObserver(Token token) noexcept;
+  // Calls the observers of `name`, one after another, and returns.
   static void post(std::string_view name, const void* object, const ZVMap& userInfo) noexcept;
   // False saves the poster from building a notification that nobody hears.
   static bool hasObservers(std::string_view name) noexcept;

@@ -10,5 +10,5 @@
 class ZORVANE_API ZVRemoteConfigsDelegate {
  public:
   virtual ~ZVRemoteConfigsDelegate();
-  virtual void onRemoteConfigsUpdated() = 0;
+  virtual void onRemoteConfigsUpdated() = 0;  // at each session's start that has some; what it throws is logged
 };

@@ -14,7 +14,7 @@
 
 class ZORVANE_API ZVTimer {
  public:
-  using Task = std::function<void()>;
+  using Task = std::function<void()>;  // what a timer runs
 
   // `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: an empty one
   // makes a timer that does nothing. Null where the library can't run, in a forked child.
@@ -24,7 +24,8 @@ class ZORVANE_API ZVTimer {
 
   // No run begins after this has returned on the timer's own thread.
   void invalidate() noexcept { valid_ = false; }
-  bool isValid() const noexcept { return valid_; }  // a run is still to come
+  // Whether a run is still to come.
+  bool isValid() const noexcept { return valid_; }
 
  private:
   ZVTimer(double seconds, Task task, bool repeats);

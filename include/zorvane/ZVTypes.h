@@ -21,6 +21,7 @@
 // Borrowed UTF-8 text that may be absent: what a text argument is. A null pointer is absent, "" is present and empty.
 class ZVText {
  public:
+  // Absent text, or that of the argument, which must outlive the call that it is given to.
   constexpr ZVText() noexcept = default;
   constexpr ZVText(std::nullptr_t) noexcept {}
   constexpr ZVText(std::nullopt_t) noexcept {}
@@ -31,10 +32,12 @@ class ZVText {
   ZVText(const std::optional<std::string>& text) noexcept
       : view_(text ? std::string_view(*text) : std::string_view()), present_(text.has_value()) {}
 
-  [[nodiscard]] constexpr bool present() const noexcept { return present_; }
+  [[nodiscard]] constexpr bool present() const noexcept { return present_; }        // also when it is ""
   [[nodiscard]] constexpr bool empty() const noexcept { return view_.empty(); }     // absent, or of length 0
   [[nodiscard]] constexpr std::string_view view() const noexcept { return view_; }  // "" when absent
+  // For the log: "(null)" when absent.
   [[nodiscard]] constexpr std::string_view orNull() const noexcept { return present_ ? view_ : "(null)"; }
+  // The characters as a value of their own.
   [[nodiscard]] std::optional<std::string> copy() const {
     return present_ ? std::optional<std::string>(view_) : std::nullopt;
   }
@@ -46,6 +49,7 @@ class ZVText {
 
 class ZVValue;
 
+// Every whole number, of any size, but no boolean.
 template <class T>
 concept ZVInteger = std::integral<T> && !std::same_as<T, bool>;
 
@@ -53,28 +57,34 @@ concept ZVInteger = std::integral<T> && !std::same_as<T, bool>;
 class ZORVANE_API ZVMap {
  public:
   struct Entry;
-  using const_iterator = const Entry*;
+  using const_iterator = const Entry*;  // valid until the map changes
 
+  // An empty map, or a copy or the content of another. What was moved from is empty.
   ZVMap() noexcept;
   ZVMap(std::initializer_list<Entry> entries);  // a later entry with the same key replaces the earlier one's value
   ZVMap(const ZVMap& other);
   ZVMap(ZVMap&& other) noexcept;
   ZVMap& operator=(const ZVMap& other);
   ZVMap& operator=(ZVMap&& other) noexcept;
+
   ~ZVMap();
 
   void set(std::string key, ZVValue value);  // replaces in place when the key is there
   bool erase(std::string_view key);          // true when the key was there
-  void clear() noexcept;
-  void reserve(std::size_t entries);
+  void clear() noexcept;                     // removes every entry
+  void reserve(std::size_t entries);         // makes room, as a vector does
 
   [[nodiscard]] const ZVValue* find(std::string_view key) const noexcept;  // null when the key is missing
+  // Whether the key is there, also with a null.
   [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
+  // The number of entries, and whether there are none.
   [[nodiscard]] std::size_t size() const noexcept;
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+  // The entries, in their order.
   [[nodiscard]] const_iterator begin() const noexcept;
   [[nodiscard]] const_iterator end() const noexcept;
 
+  // The same keys with the same values, in whatever order.
   friend ZORVANE_API bool operator==(const ZVMap& left, const ZVMap& right);
 
  private:
@@ -88,11 +98,13 @@ class ZORVANE_API ZVMap {
 // One JSON value. Numbers keep the kind they were given in: whole (64-bit) or double.
 class ZORVANE_API ZVValue {
  public:
-  using Array = std::vector<ZVValue>;
+  using Array = std::vector<ZVValue>;  // of any kinds
 
-  ZVValue() noexcept = default;  // null
+  // A null, or what is given. A null pointer is a null; a whole number beyond 64 bits with a sign becomes a double. The
+  // boolean is constrained, for a pointer or a number must not turn into one.
+  ZVValue() noexcept = default;
   ZVValue(std::nullptr_t) noexcept {}
-  template <std::same_as<bool> Boolean>  // constrained: a pointer or a number must not turn into a boolean
+  template <std::same_as<bool> Boolean>
   ZVValue(Boolean value) noexcept : value_(value) {}
   template <ZVInteger Integer>
   ZVValue(Integer value) noexcept : value_(wholeOrDouble(value)) {}
@@ -106,8 +118,10 @@ class ZORVANE_API ZVValue {
   ZVValue(Array array) noexcept : value_(std::move(array)) {}
   ZVValue(ZVMap map) noexcept : value_(std::move(map)) {}
 
+  // Whether this is a null.
   [[nodiscard]] bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
-  [[nodiscard]] bool isNumber() const noexcept {  // booleans count as numbers
+  // Whether this is a whole number, a double or a boolean, which counts as a number.
+  [[nodiscard]] bool isNumber() const noexcept {
     return ifBool() != nullptr || ifInteger() != nullptr || ifDouble() != nullptr;
   }
   // The content when the value is of that kind, null otherwise.
@@ -118,6 +132,7 @@ class ZORVANE_API ZVValue {
   [[nodiscard]] const Array* ifArray() const noexcept { return std::get_if<Array>(&value_); }
   [[nodiscard]] const ZVMap* ifMap() const noexcept { return std::get_if<ZVMap>(&value_); }
 
+  // The same kind with the same content: 1 is not 1.0.
   friend bool operator==(const ZVValue&, const ZVValue&) = default;
 
  private:
@@ -132,9 +147,11 @@ class ZORVANE_API ZVValue {
   Content value_;
 };
 
+// A key with its value.
 struct ZVMap::Entry {
-  std::string key;
-  ZVValue value;
+  std::string key;  // UTF-8
+  ZVValue value;    // a copy of what was set
+  // The same key and value.
   friend bool operator==(const Entry&, const Entry&) = default;
 };
 
@@ -153,6 +170,7 @@ class ZVTextList : public std::optional<std::vector<std::string>> {
 // choose an overload that takes one over an overload that takes text.
 class ZVFlag {
  public:
+  // From a boolean, and back.
   template <std::same_as<bool> Boolean>
   constexpr ZVFlag(Boolean value) noexcept : value_(value) {}
   constexpr operator bool() const noexcept { return value_; }
@@ -163,12 +181,19 @@ class ZVFlag {
 
 // The enumerations of events. They are sent by name, and a value outside its list (by a cast) is refused as any other
 // bad argument is.
+
+// What became of a try at a level or the like.
 enum class ZVProgressionStatus : int { start = 1, complete = 2, fail = 3 };
-enum class ZVResourceFlowType : int { source = 1, sink = 2 };  // the player gained, the player spent
+// The player gained, the player spent.
+enum class ZVResourceFlowType : int { source = 1, sink = 2 };
+// How bad an error is.
 enum class ZVErrorSeverity : int { debug = 1, info = 2, warning = 3, error = 4, critical = 5 };
+// What happened with an ad.
 enum class ZVAdAction : int { clicked = 1, show = 2, failedShow = 3, rewardReceived = 4, request = 5, loaded = 6 };
+// What kind of ad it is.
 enum class ZVAdType : int { video = 1, rewardedVideo = 2, playable = 3, interstitial = 4, offerWall = 5, banner = 6 };
-enum class ZVAdError : int {  // why an ad was not shown
+// Why an ad was not shown.
+enum class ZVAdError : int {
   unknown = 1,
   offline = 2,
   noFill = 3,

@@ -26,32 +26,42 @@
 
 class ZORVANE_API Zorvane {
  public:
-  static Zorvane& sharedInstance() noexcept;  // no operation needs it
+  // The one instance. No operation needs it.
+  static Zorvane& sharedInstance() noexcept;
 
-  // ---- Configuration: before initialisation. Once the library is ready these are refused.
+  // ---- Configuration: before initialisation. Once the library is ready these are refused. A value that breaks its
+  // rule changes nothing, with a line in the log.
 
   // The game's own build, "1.4.2": 1 to 32 characters.
   static void configureBuild(ZVText build) noexcept;
-  // The player's id in the game's own terms, instead of a device identifier: 1 to 64 characters.
+  // The player's id in the game's own terms, instead of a device identifier or a random one: 1 to 64 characters.
   static void configureUserId(ZVText userId) noexcept;
-  // For engine wrappers: "unity 5.6.1". A known engine word, a space, at most three numbers.
+  // For engine wrappers: "unity 5.6.1". One of unity, unreal, corona, marmalade, cocos2d, xamarin, lumberyard, air,
+  // gamemaker, defold, nativescript, cordova, construct, stencyl and godot, a space, one to three numbers of up to five
+  // digits. "air" is no engine. Too late is ignored silently.
   static void configureSdkVersion(ZVText wrapperVersion) noexcept;
   static void configureEngineVersion(ZVText engineVersion) noexcept;
-  // Takes the build from the application's version at each session start.
+  // Takes the build from the application's version (ZVApplicationFacts::version) at each session start. Too late is
+  // ignored silently.
   static void configureAutoDetectAppVersion(bool enabled) noexcept;
   // The values that each custom dimension may take: 1 to 20 values of 1 to 32 characters.
   static void configureAvailableCustomDimensions01(ZVTextList values) noexcept;
   static void configureAvailableCustomDimensions02(ZVTextList values) noexcept;
   static void configureAvailableCustomDimensions03(ZVTextList values) noexcept;
-  // 1 to 20 currencies of 1 to 64 letters, and 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?].
+  // The game's own currencies: 1 to 20 of 1 to 64 letters.
   static void configureAvailableResourceCurrencies(ZVTextList currencies) noexcept;
+  // What is bought with them or earned: 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?].
   static void configureAvailableResourceItemTypes(ZVTextList itemTypes) noexcept;
   // Stores the keys for initializeWithConfiguredGameKeyAndGameSecret(): 32 and 40 letters and digits.
   static void configureGameKey(ZVText gameKey, ZVText gameSecret) noexcept;
 
   // ---- Initialisation: once. Restores what earlier runs stored, starts a session and the event queue.
 
+  // With the keys of the game. `gameKey`: 32 letters and digits, `gameSecret`: 40. Others are refused with a warning,
+  // and nothing starts. The crash handlers are installed in any case, unless error reporting is off:
+  // setZVUncaughtExceptionHandlers().
   static void initializeWithGameKey(ZVText gameKey, ZVText gameSecret) noexcept;
+  // The same with the keys of configureGameKey(); without them, a warning and nothing starts.
   static void initializeWithConfiguredGameKeyAndGameSecret() noexcept;
 
   // ---- Switches: at any time.
@@ -60,17 +70,24 @@ class ZORVANE_API Zorvane {
   static void setEnabledVerboseLog(bool enabled) noexcept;  // off by default; prints every event as JSON
   static void setEnabledWarningLog(bool enabled) noexcept;  // on by default
   static void setEnableDebugLog(bool enabled) noexcept;     // off by default; takes effect at once
-  // The game starts and ends sessions by startSession() and endSession().
+  // The game starts and ends sessions itself, by startSession() and endSession(); off by default. They look at the
+  // switch on the caller's thread, while it is turned on the work queue: right after this call they may still find it
+  // off.
   static void setEnabledManualSessionHandling(bool enabled) noexcept;
+  // Crashes are reported; on by default. Off before initialisation: no crash handlers are installed. Off later: they
+  // stay and report nothing; a fault still ends the process as it would without them, but one of their signals that
+  // somebody sends has no effect.
   static void setEnabledErrorReporting(bool enabled) noexcept;
-  // Off: events are dropped instead of being stored, and nothing is sent but the init call, without a user id.
+  // Events are stored and sent; on by default. Off: events are dropped instead of being stored, and nothing is sent but
+  // the init call, without a user id. What waits on disk stays there.
   static void setEnabledEventSubmission(bool enabled) noexcept;
   // Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once.
   static void setBaseUrl(ZVText baseUrl) noexcept;
 
-  // ---- Events.
+  // ---- Events: after initialisation, in an open session. Before and in between they are dropped with a warning.
   // `customFields`: up to 50 entries; keys of 1 to 64 characters of [A-Za-z0-9_], values numbers, booleans or text of
-  // 1 to 256 characters. Empty: the global custom fields are used instead.
+  // 1 to 256 characters. An entry that breaks a rule is left out, with a warning and an error event. Empty: the global
+  // custom fields are used instead.
   // `mergeFields`: the global custom fields are added to `customFields`, whose values win.
   // A part is 1 to 64 characters of [A-Za-z0-9 -_.()!?].
 
@@ -149,14 +166,17 @@ class ZORVANE_API Zorvane {
   // list.
   static std::string adTypeToString(ZVAdType adType);
 
-  // ---- Sessions by hand, with manual session handling on. A start ends a session that is open.
+  // ---- Sessions by hand, with manual session handling on. Without it they are refused with a warning.
 
+  // Ends the session that is open, if one is, and starts another.
   static void startSession() noexcept;
+  // Ends the session and sends what waits. Events are dropped until the next session begins.
   static void endSession() noexcept;
 
-  // ---- What is added to every event.
+  // ---- What is added to every event: at any time.
 
-  // A value of the configured list; absent or "" clears the dimension. Remembered across runs.
+  // A value of the configured list, others are refused with a warning; absent or "" clears the dimension. Remembered
+  // across runs.
   static void setCustomDimension01(ZVText value) noexcept;
   static void setCustomDimension02(ZVText value) noexcept;
   static void setCustomDimension03(ZVText value) noexcept;
@@ -165,19 +185,24 @@ class ZORVANE_API Zorvane {
 
   // ---- What the collector sent at the session's start. Answered at once, on the caller's thread.
 
+  // The value of `key` as text: a number in decimal, a boolean as 1 or 0. Where there is none, a warning and
+  // `defaultValue`, or nothing.
   static std::optional<std::string> getRemoteConfigsValueAsString(ZVText key) noexcept;
   static std::optional<std::string> getRemoteConfigsValueAsString(ZVText key, ZVText defaultValue) noexcept;
+  // True once a session's start has settled them, also where the collector gave no answer and there are none.
   static bool isRemoteConfigsReady() noexcept;
+  // Who is told when some have arrived, in place of whoever was before. To be set before initialisation.
   static void setRemoteConfigsDelegate(std::weak_ptr<ZVRemoteConfigsDelegate> delegate) noexcept;
+
   static std::string getRemoteConfigsContentAsString() noexcept;       // all of them, to be shown, not parsed
   static std::optional<std::string> getABTestingId() noexcept;         // absent before initialisation
   static std::optional<std::string> getABTestingVariantId() noexcept;  // absent before initialisation
 
   // ---- Named timers: how long something took, by the wall clock, to be reported as a duration.
-  // Run at once. Use them from one thread at a time.
+  // Run at once, on the caller's thread; use them from one thread at a time. A key that has no timer is a warning.
 
   static void startTimer(ZVText key) noexcept;   // makes the timer, at 0 and paused; it runs from resumeTimer() on
-  static void pauseTimer(ZVText key) noexcept;   // keeps what was counted
+  static void pauseTimer(ZVText key) noexcept;   // stops counting and keeps what was counted
   static void resumeTimer(ZVText key) noexcept;  // counts on
   // Pauses it and returns the milliseconds counted so far; 0 when there is no such timer.
   static std::int64_t stopTimer(ZVText key) noexcept;
