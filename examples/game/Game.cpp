@@ -118,7 +118,9 @@ void Game::completeCave() {
 void Game::beginAd() {
   adSteps_ = kAdSteps;
   telemetry_.beginAd();
-  page_ = Page{"A WORD FROM OUR SPONSOR", {"LANTERNS! BRIGHTER THAN BATS!", "+5 COINS FOR WATCHING"}, {}};
+  page_ = Page{"A WORD FROM OUR SPONSOR",
+               {"LANTERNS! BRIGHTER THAN BATS!", "+" + std::to_string(kAdReward) + " COINS FOR WATCHING"},
+               {}};
 }
 
 void Game::endAd() {
@@ -135,8 +137,10 @@ void Game::openShop() {
   };
   page_ = Page{"SHOP",
                {"YOU HAVE " + std::to_string(save_.coins) + " COINS", shield_ ? "AND A SHIELD" : ""},
-               {{"SHIELD: 10 COINS", [this] { buyShield(); }},
-                {"50 COINS: $1.99", [this] { buyCoinPack(); }},
+               {{"SHIELD: " + std::to_string(kShieldCoins) + " COINS", [this] { buyShield(); }},
+                {std::to_string(kPackCoins) + " COINS: $" + std::to_string(kPackCents / 100) + "." +
+                     std::to_string(kPackCents % 100),
+                 [this] { buyCoinPack(); }},
                 {"NEXT CAVE", next}}};
 }
 

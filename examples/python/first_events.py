@@ -10,6 +10,7 @@ from ctypes import create_string_buffer, sizeof
 GAME_KEY = b"0123456789abcdef0123456789ABCDEF"
 GAME_SECRET = b"0123456789abcdef0123456789ABCDEF01234567"
 ABSENT = c_size_t(-1).value
+SEVERITY_WARNING = 3
 
 
 class Platform(Structure):
@@ -80,7 +81,7 @@ def main(path, protocol, host, port, data_directory):
     zorvane.map_set_int64(fields, b"arrows", 12)
     zorvane.add_design_event_with_value(b"castle:hits", 17.5, fields, False)
     zorvane.map_destroy(fields)
-    zorvane.add_error_event(99, b"no such severity", None, False)
+    zorvane.add_error_event(SEVERITY_WARNING, "the harbour's music is missing".encode(), None, False)
     zorvane.did_enter_background()  # ends the session; the exit waits a moment for its events to be sent
     zorvane.set_log_callback(LogCallback(0), None)  # before the interpreter goes: it can't be called after that
     print("told:", len(lines), "lines")

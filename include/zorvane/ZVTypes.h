@@ -161,9 +161,10 @@ class ZVTextList : public std::optional<std::vector<std::string>> {
   using std::optional<std::vector<std::string>>::optional;
   ZVTextList() noexcept = default;
   ZVTextList(std::initializer_list<ZVText> texts) : optional(std::in_place) {
-    constexpr const char* kNoText = "\xFF";  // what an absent one becomes: not UTF-8, so it is refused as no text
-    for (const ZVText text : texts) (*this)->emplace_back(text.present() ? text.view() : kNoText);
+    for (const ZVText text : texts) add(text);
   }
+  // Appends to a list that is there. An absent text is refused with the list, as what it is: no text.
+  void add(ZVText text) { (*this)->emplace_back(text.present() ? text.view() : "\xFF"); }
 };
 
 // A boolean that only a boolean makes. Text, numbers and pointers turn into a plain bool, so a string literal would

@@ -17,16 +17,14 @@
 
 namespace {
 
-constexpr const char* kNotText = "\xFF";  // a null in a list: refused as what it is, something that isn't text
-
 using ConfigureList = void (*)(ZVTextList) noexcept;
 
 void configure(ConfigureList configureList, const char* const* values, std::size_t count) noexcept {
   guarded([=] {
     if (values == nullptr) return configureList(std::nullopt);
-    std::vector<std::string> list;
-    list.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) list.emplace_back(values[i] != nullptr ? values[i] : kNotText);
+    ZVTextList list(std::in_place);
+    list->reserve(count);
+    for (std::size_t i = 0; i < count; ++i) list.add(values[i]);
     configureList(std::move(list));
   });
 }

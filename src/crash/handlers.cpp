@@ -117,7 +117,9 @@ void send(std::string_view handler, const std::string& report) {
 }
 
 [[noreturn]] void onTerminate() noexcept {
-  if (inForkedChild() || !isReporting()) std::abort();  // as if nobody handled it
+  const std::terminate_handler previous = previousHandler;
+  if (inForkedChild() && previous != nullptr && previous != onTerminate) previous();
+  if (inForkedChild() || !isReporting()) std::abort();  // as if this had not been installed
   ZVUncaughtExceptionHandlerCallback();
   endProcess();  // a terminate handler can't return
 }
@@ -135,8 +137,10 @@ void setZVUncaughtExceptionHandlers() noexcept {
     previousHandler = wasSetBySomebody(before) ? before : nullptr;
     std::set_terminate(onTerminate);
     handleFatalSignals(ZVSignalHandler);
-  } catch (const std::exception& failure) {  // no thread for the deadline: a crash without one might hang
+  } catch (const std::exception& failure) {  // no thread for the deadline, say: a crash without one might hang
     ZVLogger::w(0, "Crashes will not be reported: {}", failure.what());
+  } catch (...) {  // of the host's, which was asked for its facts
+    ZVLogger::w(0, "Crashes will not be reported");
   }
 }
 

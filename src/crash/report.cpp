@@ -16,8 +16,15 @@ namespace {
 constexpr std::size_t kUsualLength = 4096;
 constexpr std::size_t kMostUnits = 8192;
 
-std::string& firstLine() {
-  static auto* const line = new std::string;  // never destroyed: a game may crash while it is leaving
+std::string describeApplication() {
+  const ZVApplicationFacts facts = platform().application();
+  constexpr std::string_view kAbsent = "(null)";
+  return fmt::format("Gliodra version {} build {}\n", facts.build.value_or(std::string(kAbsent)),
+                     facts.internalBuild.value_or(std::string(kAbsent)));
+}
+
+const std::string& firstLine() {
+  static const auto* const line = new std::string(describeApplication());  // never freed: games crash while they leave
   return *line;
 }
 
@@ -36,12 +43,7 @@ std::string finish(std::string report) {
 
 }  // namespace
 
-void prepareReports() {
-  const ZVApplicationFacts facts = platform().application();
-  constexpr std::string_view kAbsent = "(null)";
-  firstLine() = fmt::format("Gliodra version {} build {}\n", facts.build.value_or(std::string(kAbsent)),
-                            facts.internalBuild.value_or(std::string(kAbsent)));
-}
+void prepareReports() { firstLine(); }
 
 std::string exceptionReport(const UncaughtException& exception) {
   std::string report = beginReport();

@@ -8,7 +8,7 @@
 #include "platform/Termination.h"
 
 // Asks the host for what a report says of the application: after a crash its functions can't be relied upon. Any
-// thread, once.
+// thread; the first call asks.
 void prepareReports();
 
 std::string exceptionReport(const UncaughtException& exception);

@@ -43,6 +43,13 @@ bool isString(ZVText text) { return ZVValidator::validateString(text); }
 bool isLongOrEmpty(ZVText text) { return ZVValidator::validateLongString(text, true); }
 bool isPartLong(ZVText text) { return ZVValidator::validateEventPartLength(text, false); }
 
+// An event part: its length, then its characters.
+constexpr std::array<TextCheck, 2> part(SdkErrorParameter parameter, std::string_view wrongLength,
+                                        std::string_view wrongCharacters) {
+  return {{{isPartLong, kActionInvalidEventPartLength, parameter, wrongLength},
+           {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, parameter, wrongCharacters}}};
+}
+
 constexpr auto kBusinessCurrency = std::to_array<TextCheck>({
     {ZVValidator::validateCurrency, kActionInvalidCurrency, kParameterCurrency,
      "Validation fail - business event - currency: Cannot be (null) and need to be A-Z, 3 characters and in the "
@@ -52,19 +59,15 @@ constexpr auto kCartType = std::to_array<TextCheck>({
     {isShortOrEmpty, kActionInvalidShortString, kParameterCartType,
      "Validation fail - business event - cartType. Cannot be null, empty or above 32 length. String: {}"},
 });
-constexpr auto kBusinessItemType = std::to_array<TextCheck>({
-    {isPartLong, kActionInvalidEventPartLength, kParameterItemType,
-     "Validation fail - business event - itemType: Cannot be (null), empty or above 64 characters. String: {}"},
-    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemType,
-     "Validation fail - business event - itemType: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: "
-     "{}"},
-});
-constexpr auto kBusinessItemId = std::to_array<TextCheck>({
-    {isPartLong, kActionInvalidEventPartLength, kParameterItemId,
-     "Validation fail - business event - itemId. Cannot be (null), empty or above 64 characters. String: {}"},
-    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemId,
-     "Validation fail - business event - itemId: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: {}"},
-});
+constexpr auto kBusinessItemType = part(
+    kParameterItemType,
+    "Validation fail - business event - itemType: Cannot be (null), empty or above 64 characters. String: {}",
+    "Validation fail - business event - itemType: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: "
+    "{}");
+constexpr auto kBusinessItemId = part(
+    kParameterItemId,
+    "Validation fail - business event - itemId. Cannot be (null), empty or above 64 characters. String: {}",
+    "Validation fail - business event - itemId: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: {}");
 
 constexpr auto kResourceCurrency = std::to_array<TextCheck>({
     {isPresent, kActionStringEmptyOrNull, kParameterCurrency,
@@ -85,35 +88,27 @@ constexpr auto kResourceItemType = std::to_array<TextCheck>({
      "Validation fail - resource event - itemType: Not found in list of pre-defined available resource itemTypes. "
      "String: {}"},
 });
-constexpr auto kResourceItemId = std::to_array<TextCheck>({
-    {isPartLong, kActionInvalidEventPartLength, kParameterItemId,
-     "Validation fail - resource event - itemId: Cannot be (null), empty or above 64 characters. String: {}"},
-    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemId,
-     "Validation fail - resource event - itemId: Cannot contain other characters than A-z, 0-9, -_., ():!?. String: "
-     "{}"},
-});
+constexpr auto kResourceItemId = part(
+    kParameterItemId,
+    "Validation fail - resource event - itemId: Cannot be (null), empty or above 64 characters. String: {}",
+    "Validation fail - resource event - itemId: Cannot contain other characters than A-z, 0-9, -_., ():!?. String: "
+    "{}");
 
-constexpr auto kProgression01 = std::to_array<TextCheck>({
-    {isPartLong, kActionInvalidEventPartLength, kParameterProgression01,
-     "Validation fail - progression event - progression01: Cannot be (null), empty or above 64 characters. String: {}"},
-    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterProgression01,
-     "Validation fail - progression event - progression01: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
-     "String: {}"},
-});
-constexpr auto kProgression02 = std::to_array<TextCheck>({
-    {isPartLong, kActionInvalidEventPartLength, kParameterProgression02,
-     "Validation fail - progression event - progression02: Cannot be empty or above 64 characters. String: {}"},
-    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterProgression02,
-     "Validation fail - progression event - progression02: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
-     "String: {}"},
-});
-constexpr auto kProgression03 = std::to_array<TextCheck>({
-    {isPartLong, kActionInvalidEventPartLength, kParameterProgression03,
-     "Validation fail - progression event - progression03: Cannot be empty or above 64 characters. String: {}"},
-    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterProgression03,
-     "Validation fail - progression event - progression03: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
-     "String: {}"},
-});
+constexpr auto kProgression01 = part(
+    kParameterProgression01,
+    "Validation fail - progression event - progression01: Cannot be (null), empty or above 64 characters. String: {}",
+    "Validation fail - progression event - progression01: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
+    "String: {}");
+constexpr auto kProgression02 = part(
+    kParameterProgression02,
+    "Validation fail - progression event - progression02: Cannot be empty or above 64 characters. String: {}",
+    "Validation fail - progression event - progression02: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
+    "String: {}");
+constexpr auto kProgression03 = part(
+    kParameterProgression03,
+    "Validation fail - progression event - progression03: Cannot be empty or above 64 characters. String: {}",
+    "Validation fail - progression event - progression03: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
+    "String: {}");
 
 constexpr auto kDesignEventId = std::to_array<TextCheck>({
     {ZVValidator::validateEventIdLength, kActionInvalidEventIdLength, kParameterEventId,

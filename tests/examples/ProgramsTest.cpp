@@ -48,7 +48,7 @@ TEST(Examples, TheOneInPythonReportsThroughTheSharedLibrary) {
   const RunningCollector collector(folder);
   EXPECT_THAT(played({ZORVANE_PYTHON, ZORVANE_PYTHON_EXAMPLE, ZORVANE_LOADABLE}, collector, folder),
               AllOf(HasSubstr("lives: 3\n"), testing::Not(HasSubstr("told: 0 lines"))));
-  EXPECT_EQ(categories(collector), "{design = 1; sdk_error = 1; session_end = 1; user = 1}");
+  EXPECT_EQ(categories(collector), "{design = 1; error = 1; session_end = 1; user = 1}");
   EXPECT_EQ(describe(*collector.records("design").at(0).find("custom_fields")), "{weapon = Bögen; arrows = 12}");
 }
 #endif
