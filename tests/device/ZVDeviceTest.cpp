@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <tuple>
 
 #include <zorvane/ZVNotificationCenter.h>
 
 #include "device/ZVReachability.h"
+#include "state/ZVState.h"
 #include "support/TestPlatform.h"
 
 namespace {
@@ -114,19 +114,6 @@ TEST_F(Device, GivesTheAdvertisingIdentifierOnlyWhenThePlayerAgreed) {
   EXPECT_EQ(ZVDevice::idfa(), ZVDevice::kZeroIdentifier) << "a host without one";
 }
 
-TEST_F(Device, HasAVendorIdentifierWhenThePlatformHasOne) {
-  using Given = std::optional<std::string>;
-  for (const auto& [given, zero] : {std::pair{Given(), true},
-                                    {Given(""), true},
-                                    {Given(ZVDevice::kZeroIdentifier), true},
-                                    {Given(kIdentifier), false}}) {
-    give(&ZVDeviceFacts::vendorIdentifier, given);
-    EXPECT_EQ(ZVDevice::idfv(), given);
-    EXPECT_EQ(ZVDevice::isZeroIdfv(), zero) << given.value_or("(null)");
-    EXPECT_TRUE(log.contains("Getting idfv: " + given.value_or("(null)")));
-  }
-}
-
 TEST_F(Device, KeepsAnswersAndForgetsThoseThatMayChange) {
   const auto answers = [] { return ZVDevice::deviceModel() + (ZVDevice::isLimitedAdTracking() ? " limited" : ""); };
   EXPECT_EQ(answers(), "Phone12,1 limited");
@@ -145,13 +132,6 @@ TEST_F(Device, KeepsAnswersAndForgetsThoseThatMayChange) {
   EXPECT_EQ(log.count("Checked testflight status: is NOT in testflight mode."), 1u);
 }
 
-TEST_F(Device, KnowsOldSystemsByTheirFoundation) {
-  for (const auto& [version, old] : {std::pair{993.99, true}, {994.0, false}}) {
-    give(&ZVDeviceFacts::foundationVersion, version);
-    EXPECT_EQ(ZVDevice::deviceIsLowerOrEqualToIos6(), old) << version;
-  }
-}
-
 TEST_F(Device, FollowsTheConnection) {
   test.network->set(std::nullopt);
   EXPECT_EQ(ZVDevice::connectionType(), "offline");
@@ -166,8 +146,10 @@ TEST_F(Device, FollowsTheConnection) {
   test.network->set(0);
   ZVNotificationCenter::post(k_ZV_ReachabilityChangedNotification, &stranger, {});
   EXPECT_EQ(ZVDevice::connectionType(), "wifi") << "told by somebody else";
+  EXPECT_TRUE(ZVState::hasConnection());
   test.network->tell();
   EXPECT_EQ(ZVDevice::connectionType(), "offline");
+  EXPECT_FALSE(ZVState::hasConnection());
   EXPECT_TRUE(log.contains("Reachability changed: Access Not Available"));
 
   ZVDevice::setSharedInstance(nullptr);
@@ -176,11 +158,4 @@ TEST_F(Device, FollowsTheConnection) {
   test.network->refuse(false);
   test.network->set(ZVReachabilitySource::kReachable | ZVReachabilitySource::kIsCellular);
   EXPECT_EQ(ZVDevice::connectionType(), "wifi");
-}
-
-TEST_F(Device, FindsAnEmbeddedProvision) {
-  give(&ZVApplicationFacts::resourceDirectory, std::optional(test.folder.path()));
-  EXPECT_FALSE(ZVDevice::sharedInstance().hasEmbeddedMobileProvision());
-  std::ofstream(test.folder.file("embedded.mobileprovision")) << "profile";
-  EXPECT_TRUE(ZVDevice::sharedInstance().hasEmbeddedMobileProvision());
 }

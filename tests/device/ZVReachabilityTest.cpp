@@ -38,38 +38,6 @@ TEST(Reachability, ReadsTheStatusFromTheFlags) {
   }
 }
 
-TEST(Reachability, AsksForItsTargetEveryTime) {
-  const auto test = TestPlatform::make();
-  const auto internet = ZVReachability::reachabilityForInternetConnection();
-  const auto local = ZVReachability::reachabilityForLocalWiFi();
-  const auto host = ZVReachability::reachabilityWithHostName("collector.example.com");
-  ASSERT_TRUE(internet && local && host);
-
-  test.network->set(kR | Source::kIsCellular);
-  EXPECT_TRUE(internet->isReachable() && internet->isReachableViaWiFi());
-  EXPECT_FALSE(internet->isReachableViaWWAN());
-  EXPECT_FALSE(local->isReachable());
-  EXPECT_FALSE(host->connectionRequired());
-  test.network->set(Source::kConnectionRequired);
-  EXPECT_TRUE(host->isConnectionRequired());
-  test.network->set(std::nullopt);
-  EXPECT_EQ(host->currentReachabilityStatus(), ZVReachability::kNotReachable);
-  EXPECT_FALSE(host->connectionRequired());
-
-  const auto targets = test.network->targets();
-  EXPECT_EQ(targets.front().address, (std::array<std::uint8_t, 4>{0, 0, 0, 0}));
-  EXPECT_EQ(targets.at(3).address, (std::array<std::uint8_t, 4>{169, 254, 0, 0}));
-  EXPECT_EQ(targets.back().hostName, "collector.example.com");
-}
-
-TEST(Reachability, IsNothingForARefusedTarget) {
-  const auto test = TestPlatform::make();
-  const auto monitor = ZVReachability::reachabilityWithHostName("collector.example.com");
-  test.network->refuse(true);
-  EXPECT_FALSE(ZVReachability::reachabilityWithHostName("collector.example.com"));
-  EXPECT_FALSE(monitor->startNotifier());
-}
-
 TEST(Reachability, TellsOfChangesWhileItsNotifierRuns) {
   const auto test = TestPlatform::make();
   int told = 0;

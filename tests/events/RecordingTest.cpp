@@ -3,10 +3,7 @@
 
 #include <zorvane/Zorvane.h>
 
-#include <limits>
-
 #include "events/ZVEvents.h"
-#include "state/ZVState.h"
 #include "support/Game.h"
 
 namespace {
@@ -57,20 +54,6 @@ TEST(Recording, LetsAnEventsOwnFieldsWinAndKeepsTheSnapshotInStep) {
   EXPECT_THAT(game.query("SELECT * FROM zv_session"), SizeIs(1));
   game.onQueue([] { ZVEvents::addEventToStoreWithEventData({{"category", "session_end"}}); });
   EXPECT_THAT(game.query("SELECT * FROM zv_session"), IsEmpty());
-}
-
-TEST(Recording, DropsWhatJsonCanNotSayAndNothingElse) {
-  Game game;
-  game.start();
-  game.onQueue([] {
-    for (const ZVValue& bad : {ZVValue("\xff"), ZVValue(std::numeric_limits<double>::quiet_NaN()),
-                               ZVValue(ZVValue::Array{ZVMap{{"\xc3", 1}}})})
-      ZVEvents::addEventToStoreWithEventData({{"category", "design"}, {"bad", bad}});
-    ZVEvents::addEventToStoreWithEventData({{"category", "design"}, {"event_id", "good"}});
-  });
-  EXPECT_EQ(game.log.count("Warning/ZV/Analytics: Could not add event: "), 3U);
-  ASSERT_THAT(game.stored("design"), SizeIs(1));
-  EXPECT_EQ(shown(game.stored("design")[0], "event_id"), "good");
 }
 
 TEST(SessionStart, SaysOnceThatItIsAnInstall) {

@@ -15,11 +15,6 @@ using testing::HasSubstr;
 
 const std::string kKeys = "8abd34525196ff0ad667d9f522f1bb1a:bd698b827264cb9517fbc9ce731177608fe254ea";
 
-auto startGame(const TemporaryFolder& folder, std::vector<std::string> arguments, const std::string& video = "dummy") {
-  arguments.insert(arguments.begin(), {"/usr/bin/env", "SDL_VIDEODRIVER=" + video, ZORVANE_GAME});
-  return std::make_unique<ChildProcess>(folder.path(), arguments);
-}
-
 // The records of a category, each as the values of some of its keys: "Complete:cave1 2".
 std::vector<std::string> told(const RunningCollector& collector, std::string_view category,
                               const std::vector<std::string>& keys) {
@@ -38,9 +33,10 @@ TEST(ExampleGame, ReportsItsPlayFromTheTitleToTheEnd) {
   const RunningCollector collector(folder, {"--game", kKeys, "--configs", ZORVANE_GAME_FOLDER "/configs.json"});
   std::filesystem::create_directory(folder.file("data"));
   std::ofstream(folder.file("data/save")) << "coins many";
-  const auto game = startGame(folder, {"--collector", collector.url(), "--data-dir", folder.file("data"), "--script",
-                                       ZORVANE_GAME_FOLDER "/play-through.script"});
-  ASSERT_EQ(game->wait(std::chrono::seconds(100))->status, 0) << game->errors();
+  ChildProcess game(folder.path(),
+                    {"/usr/bin/env", "SDL_VIDEODRIVER=dummy", ZORVANE_GAME, "--collector", collector.url(),
+                     "--data-dir", folder.file("data"), "--script", ZORVANE_GAME_FOLDER "/play-through.script"});
+  ASSERT_EQ(game.wait(std::chrono::seconds(100))->status, 0) << game.errors();
 
   EXPECT_THAT(told(collector, "progression", {"event_id", "attempt_num"}),
               ElementsAre("Start:cave1", "Fail:cave1", "Start:cave1", "Complete:cave1 2", "Start:cave2", "Fail:cave2"));
@@ -62,28 +58,6 @@ TEST(ExampleGame, ReportsItsPlayFromTheTitleToTheEnd) {
   EXPECT_GT(*collector.records("ads")[2].find("ad_duration")->ifInteger(), 0);
   EXPECT_THAT(told(collector, "business", {"receipt_info"}), ElementsAre(HasSubstr("c3RvcmUg")));  // "store ", encoded
   EXPECT_EQ(describe(*collector.summary().find("rejected")), "0");
-}
-
-TEST(ExampleGame, SaysWhyItCanNotBePlayed) {
-  const TemporaryFolder folder;
-  std::ofstream(folder.file("odd.script")) << "10 Sideways\n";
-  struct Case {
-    std::vector<std::string> arguments;
-    std::string video;
-    int status;
-    std::string message;
-  };
-  for (const auto& [arguments, video, status, message] :
-       {Case{{"--jump"}, "dummy", 2, "there is no option --jump"}, Case{{"--script"}, "dummy", 2, "takes a value"},
-        Case{{"--collector", "ftp://x"}, "dummy", 2, "not \"ftp://x\""},
-        Case{{"--collector", "http://x:65536"}, "dummy", 2, "not \"http://x:65536\""},
-        Case{{"--ca-file", folder.file("none")}, "dummy", 2, "can't read"},
-        Case{{"--script", folder.file("odd.script")}, "dummy", 2, "\"10 Sideways\" makes no sense"},
-        Case{{"--data-dir", folder.file("data")}, "nosuchdriver", 1, "no video: "}}) {
-    const auto game = startGame(folder, arguments, video);
-    EXPECT_EQ(game->wait()->status, status) << message;
-    EXPECT_THAT(game->errors(), HasSubstr(message));
-  }
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <stdlib.h>
 
-#include <atomic>
 #include <future>
 #include <memory>
 
@@ -163,17 +161,6 @@ TEST_F(CurlURLSession, CancelsAtAnyTimeAndCompletesOnce) {
   EXPECT_TRUE(server.requests("/never").empty());
 }
 
-TEST_F(CurlURLSession, GivesUpInFiniteTimeAndServesOthersMeanwhile) {
-  server.hang();
-  const auto impatient = makeCurlURLSession({"", 5, 0.3});
-  Exchange late(impatient, post(server.url("/v2"), "[]"));
-  late.task->resume();
-  late.task.reset();
-  const LoopbackServer other;
-  EXPECT_EQ(get(makeCurlURLSession({}), other.url("/")).status(), 200);
-  EXPECT_EQ(late.outcome().code(), ZVURLError::kOther);
-}
-
 TEST(CurlURLSessionTls, TrustsOnlyTheGivenAuthorityForTheRightName) {
   using Security = LoopbackServer::Security;
   const LoopbackServer server(Security::tls);
@@ -194,18 +181,4 @@ TEST(CurlURLSessionTls, TrustsOnlyTheGivenAuthorityForTheRightName) {
   }
   EXPECT_EQ(server.requests().size(), 1u);
   EXPECT_TRUE(misnamed.requests().empty());
-}
-
-TEST(CurlURLSessionTls, NeverRaisesSigpipe) {
-  static std::atomic<int> raised{0};
-  LoopbackServer server(LoopbackServer::Security::tls);
-  server.slam();
-  struct sigaction action {};
-  action.sa_handler = [](int) { ++raised; };
-  struct sigaction before {};
-  sigaction(SIGPIPE, &action, &before);
-  const auto session = makeCurlURLSession({server.caFile()});
-  for (int round = 0; round < 5; ++round) perform(session, post(server.url("/v2"), std::string(4'000'000, 'x')));
-  sigaction(SIGPIPE, &before, nullptr);
-  EXPECT_EQ(raised, 0);
 }

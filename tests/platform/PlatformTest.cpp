@@ -5,8 +5,6 @@
 
 #include <stdexcept>
 
-#include <zorvane/ZVNotificationCenter.h>
-
 #include "platform/Defaults.h"
 #include "support/TemporaryFolder.h"
 
@@ -50,17 +48,4 @@ TEST(Platform, KeepsDataInAPrivateFolderOfTheApplicationsOwn) {
     EXPECT_TRUE(!name.empty() && name.front() != '.' && name.find_first_of("/\n") == name.npos) << odd;
   }
   EXPECT_NE(defaultDataDirectory("a/b"), defaultDataDirectory("a%2Fb"));
-}
-
-TEST(Platform, TellsOfTheApplicationsState) {
-  std::string told;
-  const auto background =
-      ZVNotificationCenter::addObserver("UIApplicationDidEnterBackgroundNotification", [&](auto&) { told += 'b'; });
-  const auto foreground =
-      ZVNotificationCenter::addObserver("UIApplicationWillEnterForegroundNotification", [&](auto&) { told += 'f'; });
-  ZVPlatform::applicationDidEnterBackground();
-  ZVPlatform::applicationWillEnterForeground();
-  EXPECT_EQ(told, "bf");
-  ZVNotificationCenter::removeObserver(background);
-  ZVNotificationCenter::removeObserver(foreground);
 }

@@ -47,17 +47,6 @@ TEST(TaskQueue, NeverRunsATaskInline) {
   EXPECT_EQ(order, (std::vector<std::string>{"outer", "inner"}));
 }
 
-TEST(TaskQueue, WakesForATaskHoweverLongItHasSlept) {
-  TaskQueue queue("test");
-  std::atomic<int> ran{0};
-  for (const int rest : {0, 3, 50, 1100}) {  // awake, napping, asleep
-    std::this_thread::sleep_for(std::chrono::milliseconds(rest));
-    queue.post([&] { ++ran; });
-    ASSERT_TRUE(queue.drain(kLimit)) << rest;
-  }
-  EXPECT_EQ(ran, 4);
-}
-
 TEST(TaskQueue, OutlivesATaskThatThrowsAndReleasesEachTaskOnceItHasRun) {
   TaskQueue queue("test");
   const auto token = std::make_shared<int>(0);
@@ -68,15 +57,6 @@ TEST(TaskQueue, OutlivesATaskThatThrowsAndReleasesEachTaskOnceItHasRun) {
   ASSERT_TRUE(queue.drain(kLimit));
   EXPECT_TRUE(ran);
   EXPECT_EQ(token.use_count(), 1) << "nothing that a task captured is kept";
-}
-
-TEST(TaskQueue, KnowsTheTaskOfWhichQueueRuns) {
-  TaskQueue queue("mine");
-  EXPECT_EQ(TaskQueue::currentLabel(), nullptr);
-  std::string label;
-  queue.post([&] { label = TaskQueue::currentLabel(); });
-  ASSERT_TRUE(queue.drain(kLimit));
-  EXPECT_EQ(label, "mine");
 }
 
 TEST(TaskQueue, SaysWhenADrainRanOutOfTime) {

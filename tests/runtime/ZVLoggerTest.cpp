@@ -10,7 +10,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 void logEverything() {
   for (const int domain : {0, 1, 2}) {
@@ -62,38 +61,6 @@ TEST(Logger, TellsObserversTheLineAndItsType) {
   EXPECT_THAT(told, ElementsAre(ZVMap{{"type", 0}, {"message", "Error/ZV/Analytics: a"}},
                                 ZVMap{{"type", 1}, {"message", "Warning/ZV/Analytics: b"}},
                                 ZVMap{{"type", 2}, {"message", "Info/ZV/System: c"}}));
-}
-
-struct Unprintable {};
-
-}  // namespace
-
-template <>
-struct fmt::formatter<Unprintable> : fmt::formatter<std::string_view> {
-  template <class Context>
-  auto format(const Unprintable&, Context& context) const -> decltype(context.out()) {
-    throw fmt::format_error("can't be printed");
-  }
-};
-
-namespace {
-
-TEST(Logger, SaysWithItsFixedLineWhatItCanNotFormatAndTellsNobody) {
-  const LogCapture log(LogCapture::Levels::asTheyAre);
-  ZVLogger::setAnalyticsLog(true);
-  ZVLogger::setVerboseLog(true);
-  ZVLogger::sharedInstance().debugEnabled = true;
-  testing::internal::CaptureStderr();
-  ZVLogger::e(0, "{}", Unprintable());
-  ZVLogger::w(0, "{}", Unprintable());
-  ZVLogger::i(0, "{}", Unprintable());
-  ZVLogger::ii(0, "{}", Unprintable());
-  ZVLogger::d(0, "{}", Unprintable());
-  const std::string console = testing::internal::GetCapturedStderr();
-  for (const char* level : {"e", "w", "i", "ii", "d"})
-    EXPECT_THAT(console,
-                testing::HasSubstr(std::string("] ZVLogger :") + level + " failed: called with invalid format.\n"));
-  EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST(NotificationCenter, SurvivesObserversThatThrowLogAndChangeTheObservers) {

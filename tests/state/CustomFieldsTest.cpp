@@ -50,12 +50,16 @@ TEST(CustomFields, KeepTheFirstFiftyAndReportTenOfTheRest) {
   ZVMap many;
   for (int i = 0; i < 62; ++i) many.set("k" + std::to_string(i), i);
   ZVMap kept;
-  game.onQueue([&] { kept = ZVState::validateAndCleanCustomFields(many); });
+  game.onQueue([&] {
+    kept = ZVState::validateAndCleanCustomFields(many);
+    ZVState::addErrorEvent("another type", ZVErrorSeverity::critical, "one");
+  });
   EXPECT_THAT(kept, SizeIs(50));
   EXPECT_TRUE(kept.contains("k0") && kept.contains("k49") && !kept.contains("k50"));
   EXPECT_EQ(game.log.count("it exceeds the max number of custom fields (50)"), 12U);
   const auto errors = game.stored("error");
-  ASSERT_THAT(errors, SizeIs(10));
+  ASSERT_THAT(errors, SizeIs(10 + 1));
+  EXPECT_EQ(shown(errors[10], "message"), "one");
   EXPECT_EQ(shown(errors[0], "message"),
             "validateAndCleanCustomFields: entry with key=k50, value=50 has been omitted because it exceeds the max "
             "number of custom fields (50)");

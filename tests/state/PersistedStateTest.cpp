@@ -8,26 +8,9 @@
 
 namespace {
 
-using testing::IsEmpty;
-using testing::SizeIs;
-
 std::string stateOf(Game& game, const std::string& key) {
   const auto rows = game.query("SELECT value FROM zv_state WHERE key = '" + key + "'");
   return rows.empty() ? "(none)" : *rows[0].find("value");
-}
-
-TEST(FirstRun, IsRememberedAndPrefersTheVendorsIdentifier) {
-  Game game;
-  game.start();
-  EXPECT_EQ(stateOf(game, "new_install"), "NO");
-  EXPECT_EQ(stateOf(game, "use_idfv"), "YES");
-  EXPECT_EQ(stateOf(game, "session_num"), "1");
-  EXPECT_TRUE(ZVState::sharedInstance().useIdfv);
-  game.restart();
-  game.start();
-  EXPECT_FALSE(ZVState::sharedInstance().newInstall);
-  EXPECT_TRUE(ZVState::sharedInstance().useIdfv);
-  EXPECT_EQ(stateOf(game, "session_num"), "2");
 }
 
 TEST(Dimensions, OfTheGameWinOverThoseOfEarlierRuns) {
@@ -95,23 +78,6 @@ TEST(PersistedState, ThatIsDamagedReadsAsAbsent) {
   EXPECT_EQ(ZVState::getSessionNum(), 1);
   EXPECT_FALSE(ZVState::sharedInstance().useIdfv);
   EXPECT_EQ(Zorvane::getABTestingId(), "");
-}
-
-TEST(ProgressionTries, AreKeptAcrossRunsUntilTheyAreCleared) {
-  Game game;
-  game.start();
-  game.onQueue([] {
-    ZVState::incrementProgressionTries("world1:level2");
-    ZVState::incrementProgressionTries("world1:level2");
-    ZVState::incrementProgressionTries("world2");
-    ZVState::clearProgressionTries("world2");
-  });
-  game.restart();
-  game.start();
-  game.onQueue([] {
-    EXPECT_EQ(ZVState::getProgressionTries("world1:level2"), 2);
-    EXPECT_EQ(ZVState::getProgressionTries("world2"), 0);
-  });
 }
 
 }  // namespace

@@ -48,7 +48,6 @@ INSTANTIATE_TEST_SUITE_P(
     All, InitAnswers,
     testing::ValuesIn(std::vector<Outcome>{
         {"ok", {200, R"({"server_ts":1700000100})"}, "Add SESSION START event"},
-        {"created", {201, R"({"server_ts":1700000100,"configs":[]})"}, "Add SESSION START event"},
         {"empty_object", {200, "{}"}, "Add SESSION START event"},
         {"unauthorized", {401, "{}"}, "Initialize SDK failed - Unauthorized", false},
         {"bad_request_json", {400, R"({"why":"x"})"}, "failed - bad request or unknown response."},
@@ -58,10 +57,6 @@ INSTANTIATE_TEST_SUITE_P(
         {"garbage", {200, "{\"server_ts\":"}, "failed - bad response. Could be bad response from proxy", true, 1},
         {"empty", {200, ""}, "Failed Init Call. Json decoding failed", true, 1},
         {"wrong_server_ts", {200, R"({"server_ts":"now"})"}, "invalid type in 'server_ts' field."},
-        {"wrong_configs", {201, R"({"configs":{}})"}, "invalid type in 'configs' field."},
-        {"wrong_hash", {201, R"({"configs_hash":7})"}, "invalid type in 'configs_hash' field."},
-        {"wrong_ab_id", {201, R"({"ab_id":[]})"}, "invalid type in 'ab_id' field."},
-        {"wrong_ab_variant", {201, R"({"ab_variant_id":null})"}, "invalid type in 'ab_variant_id' field."},
     }),
     [](const auto& param) { return param.param.name; });
 
@@ -86,28 +81,6 @@ TEST(InitWithoutAnswer, StartsOfflineAndKeepsTheSessionStart) {
     game.settle();
     EXPECT_THAT(game.stored("user"), IsEmpty()) << name;
   }
-}
-
-TEST(InitWithoutAnswer, IsGivenUpAfterItsTimeAndNeverBlocksTheGame) {
-  Game game([](ZVPlatform& platform) { platform.requestTimeoutSeconds = 0.3; });
-  game.collector.hang();
-  Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret);
-  for (int i = 0; i < 1000; ++i) Zorvane::addDesignEventWithEventId("while:waiting");
-  EXPECT_FALSE(Zorvane::isRemoteConfigsReady());
-  game.settle();
-  EXPECT_THAT(game.stored("design"), SizeIs(1000));
-}
-
-TEST(InitOverHttps, RefusesACollectorThatCanNotProveItsName) {
-  const LoopbackServer impostor(LoopbackServer::Security::tls, "DNS:elsewhere.example");
-  Game game([&](ZVPlatform& platform) {
-    platform.collector = {"https", "127.0.0.1", std::to_string(impostor.port())};
-    platform.certificateAuthorityFile = impostor.caFile();
-  });
-  game.start();
-  EXPECT_THAT(impostor.requests(), IsEmpty());
-  EXPECT_TRUE(ZVState::isEnabled());
-  EXPECT_THAT(game.stored("user"), SizeIs(1));
 }
 
 TEST(Session, TakesTheServersClockAndKeepsItOffline) {

@@ -12,7 +12,6 @@
 namespace {
 
 using testing::HasSubstr;
-using testing::SizeIs;
 
 const std::string kSubmit = "[\"@submit\"]\n[\"@drain\"]\n";
 const std::string kDebug = "[\"setEnableDebugLog:\",true]\n";
@@ -40,18 +39,6 @@ TEST(DatabaseTrouble, AFileThatIsNoDatabaseIsLeftAlone) {
   std::string kept;
   std::ifstream(player.database()) >> kept;
   EXPECT_EQ(kept, garbage);
-}
-
-TEST(DatabaseTrouble, ATableThatCanNotBeReadIsMadeAnewAndTheOthersStay) {
-  const TemporaryFolder folder;
-  const RunningCollector collector(folder);
-  const Player player{folder, collector.url()};
-  ASSERT_EQ(player.start(initialising())->wait()->status, 0);
-  execute(player.database(), "DROP TABLE zv_events; CREATE TABLE zv_events(other TEXT);");
-  const auto game = player.start(initialising() + designs(0, 3) + kSubmit);
-  ASSERT_EQ(game->wait()->status, 0);
-  EXPECT_THAT(collector.records("design"), SizeIs(3));
-  EXPECT_EQ(countRows(player.database(), "SELECT value FROM zv_state WHERE key = 'session_num'"), 2U);
 }
 
 TEST(DatabaseTrouble, AFullDiskCostsEventsButNotTheDatabase) {
