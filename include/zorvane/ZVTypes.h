@@ -159,6 +159,7 @@ struct ZVMap::Entry {
 class ZVTextList : public std::optional<std::vector<std::string>> {
  public:
   using std::optional<std::vector<std::string>>::optional;
+  // No list at all, or one of these texts.
   ZVTextList() noexcept = default;
   ZVTextList(std::initializer_list<ZVText> texts) : optional(std::in_place) {
     for (const ZVText text : texts) add(text);
