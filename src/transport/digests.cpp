@@ -48,12 +48,33 @@ std::string digest(const EVP_MD* kind, std::string_view data) {
   return result;
 }
 
-std::string randomUuid(std::string_view digits) {
-  std::array<std::uint8_t, 16> bytes{};
-  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1) {
-    std::random_device source;
-    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(source()); });
+using UuidBytes = std::array<std::uint8_t, 16>;
+
+// Random bytes, drawn for many ids at once: the generator's own work is the same for one as for all of them.
+class RandomIds {
+ public:
+  UuidBytes next() {
+    if (used_ == ids_.size()) draw();
+    return ids_[used_++];
   }
+
+ private:
+  void draw() {
+    auto* const bytes = ids_.front().data();
+    if (RAND_bytes(bytes, sizeof ids_) != 1) {
+      std::random_device source;
+      std::generate_n(bytes, sizeof ids_, [&] { return static_cast<std::uint8_t>(source()); });
+    }
+    used_ = 0;
+  }
+
+  std::array<UuidBytes, 64> ids_{};
+  std::size_t used_ = ids_.size();
+};
+
+std::string randomUuid(std::string_view digits) {
+  thread_local RandomIds ids;
+  UuidBytes bytes = ids.next();
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x40U);  // version 4: random
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3FU) | 0x80U);  // the standard variant
   std::string text;
