@@ -21,7 +21,10 @@ ZVTimer::ZVTimer(double seconds, Task task, bool repeats)
 std::shared_ptr<ZVTimer> ZVTimer::scheduledTimerWithTimeInterval(double seconds, Task task, bool repeats) noexcept {
   std::shared_ptr<ZVTimer> timer;
   call([&] {
-    timer.reset(new ZVTimer(seconds, std::move(task), repeats));
+    struct Made final : ZVTimer {  // the constructor is private
+      Made(double interval, Task work, bool again) : ZVTimer(interval, std::move(work), again) {}
+    };
+    timer = std::make_shared<Made>(seconds, std::move(task), repeats);
     schedule(timer);
   });
   return timer;

@@ -94,7 +94,7 @@ const ZVPlatform& platform() {
 
 std::string applicationDataDirectory() {
   const ZVPlatform& edge = platform();
-  const std::string directory = edge.dataDirectory.empty() ? directoryFor(edge.application()) : edge.dataDirectory;
+  std::string directory = edge.dataDirectory.empty() ? directoryFor(edge.application()) : edge.dataDirectory;
   makeDirectories(directory);
   return directory;
 }

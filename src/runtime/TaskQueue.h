@@ -26,7 +26,7 @@ class TaskQueue {
   // when the worker sleeps. Never runs the task inline.
   template <class Callable>
   void post(Callable&& task) {
-    push(std::make_unique<Bound<std::decay_t<Callable>>>(std::forward<Callable>(task)).release());
+    push(std::make_unique<Bound<std::decay_t<Callable>>>(std::in_place, std::forward<Callable>(task)).release());
   }
 
   // Waits until the queue has nothing left. False: work was left when `limit` ran out.
@@ -44,7 +44,7 @@ class TaskQueue {
   template <class Callable>
   struct Bound final : Node {
     template <class Source>
-    explicit Bound(Source&& source) : callable(std::forward<Source>(source)) {}
+    Bound(std::in_place_t, Source&& source) : callable(std::forward<Source>(source)) {}
     void run() override { callable(); }
     Callable callable;
   };

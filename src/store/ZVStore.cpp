@@ -12,7 +12,7 @@ namespace {
 
 constinit SharedInstance<ZVStore> shared;
 
-constexpr std::int64_t kMiB = 1024 * 1024;
+constexpr std::int64_t kMiB = std::int64_t{1024} * 1024;
 
 }  // namespace
 

@@ -27,7 +27,7 @@ constexpr auto kPollingPeriod = 20ms;
 
 // The configurations are kept in the database and go out with every event: an answer that is larger than this would
 // fill it for good.
-constexpr std::size_t kMaxInitAnswerBytes = 256 * 1024;
+constexpr std::size_t kMaxInitAnswerBytes = std::size_t{256} * 1024;
 
 struct StatusKind {
   long status;

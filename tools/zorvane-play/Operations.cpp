@@ -380,6 +380,7 @@ const Operation* findOperation(std::string_view name) {
 
 std::vector<std::string_view> operationNames() {
   std::vector<std::string_view> names;
+  names.reserve(kOperations.size());
   for (const Operation& operation : kOperations) names.push_back(operation.name);
   return names;
 }
