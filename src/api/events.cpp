@@ -11,34 +11,40 @@ namespace {
 
 using Number = std::optional<double>;
 
-// The task of an event: once the gate lets it in, it is built. `build` owns copies of the call's arguments.
+// The task of an event: once the gate lets it in, it is built. `build` owns copies of the call's arguments, and is made
+// in its place here: the game's thread moves them no more than once, into the queue.
 template <class Build>
-auto eventTask(const char* refusal, Build build) {
-  return [refusal, build = std::move(build)] {
+struct EventTask {
+  const char* refusal;
+  Build build;
+  void operator()() const {
     if (isSdkReadyWithNeedsInitialized(true, true, refusal)) build();
-  };
-}
+  }
+};
+template <class Build>
+EventTask(const char*, Build) -> EventTask<Build>;
 
 void postProgression(ZVProgressionStatus status, ZVText progression01, ZVText progression02, ZVText progression03,
                      std::optional<std::int64_t> score, ZVMap& customFields, bool mergeFields) noexcept {
   post([&] {
-    return eventTask("Could not add progression event", [status, p01 = progression01.copy(), p02 = progression02.copy(),
-                                                         p03 = progression03.copy(), score,
-                                                         fields = std::move(customFields), mergeFields] {
-      ZVEvents::addProgressionEventWithProgressionStatus(status, p01, p02, p03, score, fields, mergeFields);
-    });
+    return EventTask{"Could not add progression event",
+                     [status, p01 = progression01.copy(), p02 = progression02.copy(), p03 = progression03.copy(), score,
+                      fields = std::move(customFields), mergeFields] {
+                       ZVEvents::addProgressionEventWithProgressionStatus(status, p01, p02, p03, score, fields,
+                                                                          mergeFields);
+                     }};
   });
 }
 
 void postAd(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement, ZVAdError noAdReason,
             std::optional<std::int64_t> duration, ZVMap& customFields, bool mergeFields) noexcept {
   post([&] {
-    return eventTask("Could not add ad event",
+    return EventTask{"Could not add ad event",
                      [action, adType, sdkName = adSdkName.copy(), placement = adPlacement.copy(), noAdReason, duration,
                       fields = std::move(customFields), mergeFields] {
                        ZVEvents::addAdEventWithAction(action, adType, sdkName, placement, noAdReason,
                                                       duration.value_or(0), duration.has_value(), fields, mergeFields);
-                     });
+                     }};
   });
 }
 
@@ -67,13 +73,13 @@ void Zorvane::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
     std::optional<std::string> kept = receipt.copy();
     if (getReceiptAutomatically && !(kept = fetchReceipt())) return;
     post([&] {
-      return eventTask(
+      return EventTask{
           "Could not add business event",
           [currency = currency.copy(), amount, itemType = itemType.copy(), itemId = itemId.copy(),
            cartType = cartType.copy(), receipt = std::move(kept), fields = std::move(customFields), mergeFields] {
             ZVEvents::addBusinessEventWithCurrency(currency, amount, itemType, itemId, cartType, receipt, fields,
                                                    mergeFields);
-          });
+          }};
     });
   });
 }
@@ -81,11 +87,11 @@ void Zorvane::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
 void Zorvane::addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, Number amount, ZVText itemType,
                                            ZVText itemId, ZVMap customFields, ZVFlag mergeFields) noexcept {
   post([&] {
-    return eventTask(
+    return EventTask{
         "Could not add resource event", [flowType, currency = currency.copy(), amount, itemType = itemType.copy(),
                                          itemId = itemId.copy(), fields = std::move(customFields), mergeFields] {
           ZVEvents::addResourceEventWithFlowType(flowType, currency, amount, itemType, itemId, fields, mergeFields);
-        });
+        }};
   });
 }
 
@@ -109,19 +115,19 @@ void Zorvane::addDesignEventWithEventId(ZVText eventId, ZVMap customFields, ZVFl
 
 void Zorvane::addDesignEventWithEventId(ZVText eventId, Number value, ZVMap customFields, ZVFlag mergeFields) noexcept {
   post([&] {
-    return eventTask("Could not add design event",
+    return EventTask{"Could not add design event",
                      [eventId = eventId.copy(), value = value.value_or(0), fields = std::move(customFields),
-                      mergeFields] { ZVEvents::addDesignEventWithEventId(eventId, value, fields, mergeFields); });
+                      mergeFields] { ZVEvents::addDesignEventWithEventId(eventId, value, fields, mergeFields); }};
   });
 }
 
 void Zorvane::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, ZVMap customFields,
                                         ZVFlag mergeFields) noexcept {
   post([&] {
-    return eventTask("Could not add error event",
+    return EventTask{"Could not add error event",
                      [severity, message = message.copy(), fields = std::move(customFields), mergeFields] {
                        ZVEvents::addErrorEventWithSeverity(severity, message, fields, mergeFields);
-                     });
+                     }};
   });
 }
 
@@ -143,11 +149,11 @@ void Zorvane::addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText ad
 void Zorvane::addImpressionEventWithAdNetworkName(ZVText adNetworkName, ZVText adNetworkVersion, ZVMap impressionData,
                                                   ZVMap customFields, ZVFlag mergeFields) noexcept {
   post([&] {
-    return eventTask("Could not add impression event",
+    return EventTask{"Could not add impression event",
                      [name = adNetworkName.copy(), version = adNetworkVersion.copy(), data = std::move(impressionData),
                       fields = std::move(customFields), mergeFields] {
                        ZVEvents::addImpressionEventWithAdNetworkName(name, version, data, fields, mergeFields);
-                     });
+                     }};
   });
 }
 

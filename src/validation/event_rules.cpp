@@ -21,7 +21,7 @@ constexpr std::string_view kEventIdCharactersPattern =
     "^[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,64}(:[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,"
     "64}){0,4}$";
 
-// One thing that a text argument must pass. The message shows the text where it has a placeholder; without a message
+// One thing that a text argument must pass. The message shows the text in place of its {}; without a message
 // the failure is silent.
 struct TextCheck {
   bool (*passes)(ZVText);
