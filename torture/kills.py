@@ -29,26 +29,25 @@ def kill_again_and_again(part, folder, name):
     known, killed, deaths = Known(), set(), 0
     next_number = 1
     with Collector(part, folder) as collector, Proxy(collector, rng, TIMEOUT) as proxy:
-        for proxy.life in range(1, (4 if part.short else 10) + 1):
+        for _ in range(4 if part.short else 10):
             proxy.moods = rng.choice(WEATHERS)
             play = PLAYS[rng.choice(list(PLAYS))]
             # Half of them die while they come up.
             moment = rng.uniform(0, 0.06) if rng.random() < 0.5 else rng.uniform(0.06, 0.9)
-            with Player(part, folder, proxy.url, play, first=next_number, timeout=TIMEOUT,
+            with Player(part, folder, proxy.url_of_next_life(), play, first=next_number, timeout=TIMEOUT,
                         queue_seconds=rng.choice([0.05, 0.2, 3600])) as player:
                 time.sleep(moment)
                 if not player.kill():
                     player.wait()
                 deaths += 1
-                killed.add(proxy.life)
+                killed.add(proxy.lives)
                 known.learn(player.said())
             next_number += 100_000
             if len(known.numbers) > MOST_WAITING:
                 break
-        proxy.life += 1
         proxy.moods = ['well']
         proxy.patience = 60
-        life(part, folder, proxy.url, QUIET, known, timeout=60, first=next_number)
+        life(part, folder, proxy.url_of_next_life(), QUIET, known, timeout=60, first=next_number)
         check_events(part, name, collector, known)
         check_sessions(part, name, collector, known)
         numbers_taken(part, name, collector, 'user', 'session_num', deaths)

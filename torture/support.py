@@ -107,7 +107,6 @@ class Known:
     def __init__(self):
         self.numbers, self.begun, self.open = set(), set(), set()
         self.pending = 0
-        self.highest = 0  # number that may have been posted
 
     def learn(self, text):
         for line in text.split('\n')[:-1]:  # what follows the last line's end is a part of a line
@@ -234,36 +233,43 @@ class Proxy:
     def __init__(self, collector, rng, patience):
         self.upstream, self.rng, self.patience = collector.port, rng, patience
         self.moods = ['well']
-        self.life = 0
+        self.lives = 0
         self.exchanges = []
+        self.servers = []
         self.guard = threading.Lock()
         self.closing = threading.Event()
-        self.server = socket.create_server(('127.0.0.1', 0))
-        self.url = f'http://127.0.0.1:{self.server.getsockname()[1]}'
-        threading.Thread(target=self._accept, daemon=True).start()
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         self.closing.set()
-        with contextlib.suppress(OSError):
-            self.server.shutdown(socket.SHUT_RDWR)
-        self.server.close()
+        for server in self.servers:
+            with contextlib.suppress(OSError):
+                server.shutdown(socket.SHUT_RDWR)
+            server.close()
 
-    def _accept(self):
+    def url_of_next_life(self):
+        """Each life has a port of its own: what a killed game had sent is read when the next one may be running."""
+        self.lives += 1
+        server = socket.create_server(('127.0.0.1', 0))
+        self.servers.append(server)
+        threading.Thread(target=self._accept, args=(server, self.lives), daemon=True).start()
+        return f'http://127.0.0.1:{server.getsockname()[1]}'
+
+    def _accept(self, server, life):
         with contextlib.suppress(OSError):
             while True:
-                client, _ = self.server.accept()
-                threading.Thread(target=self._serve, args=(client,), daemon=True).start()
+                client, _ = server.accept()
+                threading.Thread(target=self._serve, args=(client, life), daemon=True).start()
 
-    def _serve(self, client):
+    def _serve(self, client, life):
         with client, contextlib.suppress(OSError):
             client.settimeout(PATIENCE)
-            while self._exchange(client) and not self.closing.is_set():
+            while self._exchange(client, life) and not self.closing.is_set():
                 pass
 
-    def _exchange(self, client):
+    def _exchange(self, client, life):
         """False: the connection is over."""
         with self.guard:
             mood = self.rng.choice(self.moods)
@@ -271,7 +277,7 @@ class Proxy:
         if request is None:
             return False
         began = time.monotonic()
-        exchange = Exchange(self.life, uuids_in(request))
+        exchange = Exchange(life, uuids_in(request))
         with self.guard:
             self.exchanges.append(exchange)
             handed_on = mood not in ('before', 'hang') or (mood == 'hang' and self.rng.random() < 0.5)
