@@ -7,7 +7,7 @@ A round is LIFE:CALL:HOW:ONCE, "second:212:5:once" for EIO at the second life's 
 import errno
 import shutil
 
-from support import (QUIET, Collector, Failure, Known, check_events, check_file, check_sessions, life, numbers_taken,
+from support import (QUIET, Collector, Known, check_events, check_file, check_sessions, life, numbers_taken,
                      scratch_folder)
 
 NOWHERE = 'http://127.0.0.1:1'
@@ -65,24 +65,19 @@ def disturbed(part, folder, collector, which, known, at=0, how='', stays=False):
 def meet(part, folder, name, templates, before):
     which, at, how, once = name.split(':')
     known = Known()
-    known.numbers |= before[which].numbers
-    known.begun |= before[which].begun
-    known.open |= before[which].open
+    known.add(before[which])
     shutil.copytree(templates / which, folder / 'data')
     with Collector(part, folder) as collector:
         try:
             disturbed(part, folder, collector, which, known, int(at), how, once == 'stays')
-            life(part, folder, collector.url, QUIET, known, first=1000)
-        except Failure as failure:
-            raise Failure(f'{failure} ({call_at(folder, at)})') from None
-        found = len(part.findings)
+        finally:
+            part.places[name] = call_at(folder, at)
+        life(part, folder, collector.url, QUIET, known, first=1000)
         check_events(part, name, collector, known)
         check_sessions(part, name, collector, known, starts_known=how in DIES)
-        if how in DIES or call_at(folder, at).split(' ')[0] in READS:
+        if how in DIES or part.places[name].split(' ')[0] in READS:
             numbers_taken(part, name, collector, 'user', 'session_num', deaths=2)
         check_file(part, name, folder / 'data')
-        if len(part.findings) > found:
-            print(f'    it was {call_at(folder, at)}', flush=True)
     part.count(deaths=how in DIES, failures=how not in DIES)
 
 

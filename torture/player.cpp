@@ -8,11 +8,11 @@
 //                         "begun ID" (a session whose start waits), "open ID" (one whose snapshot stands), "pending N"
 //   background, foreground, run (of the event queue), wait SECONDS
 //   clock SECONDS         the clock jumps to that time; "clock +SECONDS", "clock -SECONDS": from where it stands
-//   forever               from here on again and again
+//   forever               the steps from here on again and again, to "afterwards", which is reached by a SIGUSR1
+//   say WORD              says it
 //   die                   SIGKILL
 //
 // After the last step it exits as any game does.
-#include <signal.h>
 #include <sqlite3.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -23,6 +23,7 @@
 #include <atomic>
 #include <charconv>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <iostream>
@@ -41,6 +42,7 @@ extern "C" __attribute__((weak)) void torture_inside_library(bool inside);
 namespace {
 
 constexpr int kMostRowsLookedAt = 2000;
+constexpr int kTriesWithoutMemory = 3;
 constexpr double kPatience = 20;  // at the exit, on a machine that is busy
 
 class JumpingClock final : public ZVClock {
@@ -63,10 +65,11 @@ void inLibrary(Call call) {
 
 std::string tag = "t";
 long nextNumber = 1;
+volatile std::sig_atomic_t enough = 0;
 
 // In one write, so that a line is there whole or not at all.
-void say(std::string line) {
-  line += '\n';
+void say(const std::string& text) {
+  const std::string line = text + '\n';
   if (write(STDOUT_FILENO, line.data(), line.size()) < 0) std::abort();
 }
 
@@ -114,8 +117,10 @@ void sayWhatIsStored() {
   say("pending " + std::to_string(rows->size()));
 }
 
+// Without memory nobody can hear that the queue is done.
 void waitForTheQueue() {
-  while (!ZVThreading::sharedInstance().queue.drain(std::chrono::seconds(1))) continue;
+  for (int tries = torture_inside_library != nullptr ? kTriesWithoutMemory : -1; tries != 0; --tries)
+    if (ZVThreading::sharedInstance().queue.drain(std::chrono::seconds(1))) return;
 }
 
 void start(const std::string&) {
@@ -164,6 +169,7 @@ constexpr auto kSteps = std::to_array<Step>({
     {"run", [](const std::string&) { inLibrary([] { ZVEvents::processEventQueue(false); }); }},
     {"wait", [](const std::string& s) { std::this_thread::sleep_for(std::chrono::duration<double>(std::stod(s))); }},
     {"clock", jump},
+    {"say", say},
     {"die", [](const std::string&) { raise(SIGKILL); }},
 });
 
@@ -176,9 +182,13 @@ void take(const std::string& line) {
 
 void live(const std::vector<std::string>& steps) {
   const auto forever = std::ranges::find(steps, "forever");
+  const auto afterwards = std::ranges::find(steps, "afterwards");
   for (auto at = steps.begin(); at != forever; ++at) take(*at);
-  while (forever != steps.end())
-    for (auto at = forever + 1; at != steps.end(); ++at) take(*at);
+  if (forever == steps.end()) return;
+  while (enough == 0)
+    for (auto at = forever + 1; at != afterwards; ++at) take(*at);
+  for (auto at = afterwards; at != steps.end(); ++at)
+    if (*at != "afterwards") take(*at);
 }
 
 void install(std::map<std::string, std::string>& options) {
@@ -199,6 +209,7 @@ void install(std::map<std::string, std::string>& options) {
 
 int main(int count, char** arguments) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // the campaign's end is its own
+  std::signal(SIGUSR1, [](int) { enough = 1; });
   std::map<std::string, std::string> options{{"--queue-seconds", "3600"}, {"--timeout", "10"}};
   for (int at = 1; at + 1 < count; at += 2) options[arguments[at]] = arguments[at + 1];
   if (options.contains("--tag")) tag = options["--tag"];

@@ -37,6 +37,7 @@ class Part:
         self.findings = []
         self.figures = collections.Counter()
         self.remark = ''
+        self.places = {}  # where a round was disturbed, for its findings
         self.guard = threading.Lock()
         self.shown = time.monotonic()
 
@@ -52,6 +53,7 @@ class Part:
 
     def finding(self, name, text):
         with self.guard:
+            text += f' ({self.places[name]})' if name in self.places else ''
             self.findings.append((name, text))
             known = len(self.findings)
             if known <= 40:
@@ -108,6 +110,10 @@ class Known:
         self.numbers, self.begun, self.open = set(), set(), set()
         self.pending = 0
 
+    def add(self, other):
+        for one in ('numbers', 'begun', 'open'):
+            getattr(self, one).update(getattr(other, one))
+
     def learn(self, text):
         for line in text.split('\n')[:-1]:  # what follows the last line's end is a part of a line
             word, *rest = line.split(' ')
@@ -125,12 +131,12 @@ class Player:
 
     count = 0
 
-    def __init__(self, part, folder, collector, steps, data='data', **options):
+    def __init__(self, part, folder, collector, steps, data='data', prefix=(), **options):
         Player.count += 1
         environment = dict(os.environ)
         environment.update({key: str(value) for key, value in options.pop('environment', {}).items()})
         self.output, self.log = (folder / f'player{Player.count}.{kind}' for kind in ('out', 'log'))
-        command = [part.program('torture/torture-player'), '--collector', collector, '--data-dir', str(folder / data)]
+        command = [*prefix, part.program('torture/torture-player'), '--collector', collector, '--data-dir', str(folder / data)]
         for name, value in options.items():
             command += ['--' + name.replace('_', '-'), str(value)]
         script = folder / f'player{Player.count}.in'
@@ -381,10 +387,11 @@ def check_events(part, name, collector, known, tag='t'):
         if number is not None:
             uuids[number].add(record['event_uuid'])
             times[number] += 1
-    for reasons, record in collector.refused():
-        part.finding(name, f'the collector refused a record: {reasons}: {record[:300]}')
-        with contextlib.suppress(ValueError):
-            uuids[number_of(json.loads(record), tag)].add('refused')
+    refused = collector.refused()
+    for reasons, count in collections.Counter(reasons for reasons, _ in refused).items():
+        part.finding(name, f'the collector refused {count} records: {reasons}')
+    for _, record in refused:
+        uuids[number_of(json.loads(record), tag)].add('refused')
     missing = sorted(known.numbers - uuids.keys())
     if missing:
         part.finding(name, f'{len(missing)} of {len(known.numbers)} stored events never arrived: {missing[:10]}')
@@ -394,7 +401,7 @@ def check_events(part, name, collector, known, tag='t'):
     part.count(events=len(known.numbers), repeats=sum(times.values()) - len(times))
 
 
-def check_sessions(part, name, collector, known, starts_known=True):
+def check_sessions(part, name, collector, known, starts_known=True, longest=24 * 3600):
     """Every session that is known or of which anything arrived has one start and one end, of a sane length."""
     found = collections.defaultdict(lambda: collections.defaultdict(set))
     ends = {}
@@ -410,7 +417,7 @@ def check_sessions(part, name, collector, known, starts_known=True):
             if count > 1 or (wanted and count == 0):
                 part.finding(name, f'session {session} has {count} records of {category}')
     for length in ends.values():
-        if not 0 <= length < 24 * 3600:
+        if not 0 <= length <= longest:
             part.finding(name, f'a session of {length} s')
     part.count(sessions=len(found))
 

@@ -1,0 +1,90 @@
+"""The disk is full, of the game's own events or of something else's, until the collector answers: sending goes on and
+makes room. Needs the right to mount a small file system; it is mounted in a name space of its own."""
+
+import ctypes
+import itertools
+import os
+import subprocess
+import time
+
+from support import (PATIENCE, QUIET, Collector, Known, Player, Proxy, check_events, check_file, check_sessions, life,
+                     number_of)
+
+STEPS = ['start', 'stored', 'forever', 'post 5', 'stored', 'wait 0.02']
+CLONE_NEWNS = 0x20000
+TIMEOUT = 2
+
+
+def run(part):
+    library = ctypes.CDLL(None, use_errno=True)
+    if library.unshare(CLONE_NEWNS) != 0 or subprocess.run(['mount', '--make-rprivate', '/'], check=False).returncode:
+        part.remark = f'not run: no right to mount a small file system ({os.strerror(ctypes.get_errno())})'
+        return
+    part.play(lambda folder, name: fill(part, folder, name), range(2) if part.short else itertools.count())
+
+
+def fill(part, folder, name):
+    rng = part.random(name)
+    (folder / 'data').mkdir()
+    mount = ['mount', '-t', 'tmpfs', '-o', f'size={rng.choice([400, 600, 1000])}k', 'torture', str(folder / 'data')]
+    subprocess.run(mount, check=True)
+    try:
+        fill_mounted(part, folder, name, rng)
+    finally:
+        subprocess.run(['umount', '--lazy', str(folder / 'data')], check=True)
+
+
+def fill_mounted(part, folder, name, rng):
+    known = Known()
+    filler = folder / 'data' / 'filler'
+    with Collector(part, folder) as collector, Proxy(collector, rng, TIMEOUT) as proxy:
+        proxy.moods = ['refuse']
+        with Player(part, folder, proxy.url_of_next_life(), STEPS, queue_seconds=0.3, timeout=TIMEOUT) as player:
+            if rng.random() < 0.6:
+                time.sleep(rng.uniform(0, 0.8))
+                fill_up(filler, rng.choice([0, 4096, 30_000, 100_000]))
+            wait_until_no_more_is_stored(player, known)
+            proxy.moods = ['well']
+            wait_until_arrived(part, name, player, collector, set(known.numbers))
+            if not player.kill():
+                player.wait()
+            known.learn(player.said())
+        filler.unlink(missing_ok=True)
+        life(part, folder, proxy.url_of_next_life(), QUIET, known, first=100_000)
+        check_events(part, name, collector, known)
+        check_sessions(part, name, collector, known, starts_known=False)
+        check_file(part, name, folder / 'data')
+
+
+def fill_up(filler, but_for):
+    """Takes the whole disk, then gives some bytes back."""
+    size = 0
+    with open(filler, 'wb', buffering=0) as file:
+        try:
+            while True:
+                size += file.write(b'x' * 4096)
+        except OSError:
+            file.truncate(max(0, size - but_for))
+
+
+def wait_until_no_more_is_stored(player, known):
+    began = time.monotonic()
+    grown, highest = began, -1
+    while time.monotonic() - grown < 2 and time.monotonic() - began < PATIENCE and player.process.poll() is None:
+        known.learn(player.said())
+        if len(known.numbers) > highest:
+            grown, highest = time.monotonic(), len(known.numbers)
+        time.sleep(0.1)
+
+
+def wait_until_arrived(part, name, player, collector, numbers):
+    """While the disk is as full as something else made it."""
+    ends = time.monotonic() + PATIENCE / 2
+    missing = numbers
+    while missing and time.monotonic() < ends and player.process.poll() is None:
+        time.sleep(0.3)
+        missing = numbers - {number_of(record) for record in collector.records()}
+    if player.process.poll() is not None:
+        part.finding(name, f'the game ended; {player.last_words()}')
+    elif missing:
+        part.finding(name, f'{len(missing)} of {len(numbers)} events are not sent while the disk is full')
