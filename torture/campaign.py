@@ -18,7 +18,7 @@ def read_arguments():
         prog='scripts/torture', description='Kills, starves and lies to the library, and checks that nothing is lost.')
     parser.add_argument('parts', nargs='*', metavar='PART', help=f'of {", ".join(PARTS)}; all of them by default')
     parser.add_argument('--minutes', type=float, default=MINUTES, help=f'of each part, {MINUTES} by default')
-    parser.add_argument('--long', action='store_true', help='an hour of each part, and every position of the faults')
+    parser.add_argument('--long', action='store_true', help='an hour of each part, and every position of the faults, however long that takes')
     parser.add_argument('--short', action='store_true', help='the few rounds that the tests run')
     parser.add_argument('--seed', type=int, help='repeats what another run did; by default a new one is drawn')
     parser.add_argument('--round', help='only this round, as a finding names it')
@@ -48,8 +48,8 @@ def fuzz(part):
 
 def run_part(name, arguments):
     print(f'==> {name}', flush=True)
-    part = Part(name, arguments.build.resolve(), arguments.seed, arguments.minutes * 60, arguments.short,
-                arguments.round)
+    extent = 'short' if arguments.short else 'long' if arguments.long else ''
+    part = Part(name, arguments.build.resolve(), arguments.seed, arguments.minutes * 60, extent, arguments.round)
     began = time.monotonic()
     run = fuzz if name == 'fuzz' else importlib.import_module(name).run
     run(part)

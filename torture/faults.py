@@ -31,9 +31,9 @@ def run(part):
         cases = [case for which in LIVES for case in cases_of(part, folder, which)]
         part.random('order').shuffle(cases)
         part.figures['positions'] = len({case.rsplit(':', 2)[0] for case in cases})
-        part.play(lambda scratch, name: meet(part, scratch, name, folder, known), cases[:20] if part.short else cases)
-    if part.rounds < len(cases) and not part.only:
-        part.remark = f'{part.rounds} of {len(cases)} cases, drawn by the seed'
+        part.play(lambda scratch, name: meet(part, scratch, name, folder, known), cases[:20] if part.short else cases,
+                  to_the_end=part.long)
+    part.remark = f'{part.rounds:,} of {len(cases):,} cases, drawn by the seed'
 
 
 def cases_of(part, templates, which):

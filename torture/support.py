@@ -32,8 +32,9 @@ class Failure(Exception):
 class Part:
     """One part of the campaign as it was asked for, and what it found."""
 
-    def __init__(self, name, build, seed, seconds, short, only):
-        self.name, self.build, self.seed, self.short, self.only = name, build, seed, short, only
+    def __init__(self, name, build, seed, seconds, extent, only):
+        self.name, self.build, self.seed, self.only = name, build, seed, only
+        self.short, self.long = extent == 'short', extent == 'long'
         self.ends = time.monotonic() + seconds
         self.rounds = 0
         self.findings = []
@@ -62,12 +63,13 @@ class Part:
                 print(f'  FOUND in {self.name}, round {name}: {text}\n'
                       f'    repeat: scripts/torture {self.name} --seed {self.seed} --round {shlex.quote(name)}', flush=True)
 
-    def play(self, rounds, names, lanes=2):
+    def play(self, rounds, names, lanes=2, to_the_end=False):
         """Runs rounds(folder, name) for each of the names, two at a time, until time is up."""
         names = iter([self.only] if self.only else names)
+        to_the_end = to_the_end or self.short or self.only
 
         def lane():
-            while self.only or self.short or time.monotonic() < self.ends:
+            while to_the_end or time.monotonic() < self.ends:
                 with self.guard:
                     name = next(names, None)
                 if name is None:
