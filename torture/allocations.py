@@ -32,7 +32,7 @@ def disturbed(part, folder, collector, which, known, at=0, stays=False):
                    'TORTURE_TRACE': folder / 'trace'}
     if stays:
         environment['TORTURE_STAYS'] = 1
-    life(part, folder, collector.url, LIVES[which], known, environment=environment)
+    life(part, folder, collector.url, LIVES[which], known, environment=environment, exit_seconds=1)
 
 
 def allocations_of(part, templates, which):

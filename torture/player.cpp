@@ -43,7 +43,6 @@ namespace {
 
 constexpr int kMostRowsLookedAt = 2000;
 constexpr int kTriesWithoutMemory = 3;
-constexpr double kPatience = 20;  // at the exit, on a machine that is busy
 
 class JumpingClock final : public ZVClock {
  public:
@@ -200,7 +199,7 @@ void install(std::map<std::string, std::string>& options) {
   platform.dataDirectory = options.at("--data-dir");
   platform.clock = jumpingClock;
   platform.connectTimeoutSeconds = platform.requestTimeoutSeconds = std::stod(options.at("--timeout"));
-  platform.exitSeconds = platform.backgroundSeconds = kPatience;
+  platform.exitSeconds = platform.backgroundSeconds = std::stod(options.at("--exit-seconds"));
   ZVPlatform::install(std::move(platform));
   ZVEvents::sharedInstance().queueTimerWaitSeconds = std::stod(options.at("--queue-seconds"));
 }
@@ -210,7 +209,8 @@ void install(std::map<std::string, std::string>& options) {
 int main(int count, char** arguments) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // the campaign's end is its own
   std::signal(SIGUSR1, [](int) { enough = 1; });
-  std::map<std::string, std::string> options{{"--queue-seconds", "3600"}, {"--timeout", "10"}};
+  std::map<std::string, std::string> options{
+      {"--queue-seconds", "3600"}, {"--timeout", "10"}, {"--exit-seconds", "20"}};
   for (int at = 1; at + 1 < count; at += 2) options[arguments[at]] = arguments[at + 1];
   if (options.contains("--tag")) tag = options["--tag"];
   if (options.contains("--first")) nextNumber = std::stol(options["--first"]);

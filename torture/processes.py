@@ -5,8 +5,7 @@ import time
 
 from support import QUIET, Collector, Known, Player, Proxy, check_events, check_file, life
 
-STEPS = ['start', 'forever', 'post 10', 'stored', 'wait 0.01', 'post 1', 'run', 'stored', 'wait 0.02', 'afterwards',
-         'stored', 'background']
+STEPS = ['start', 'forever', 'post 10', 'stored', 'post 3', 'stored', 'afterwards', 'stored', 'background']
 TIMEOUT = 20
 
 
@@ -19,7 +18,7 @@ def run(part):
 def share(part, folder, name, seconds):
     knowns = {f'p{number}': Known() for number in range(int(name))}
     with Collector(part, folder) as collector, Proxy(collector, part.random(name), TIMEOUT) as proxy:
-        players = {tag: Player(part, folder, proxy.url_of_next_life(), STEPS, tag=tag, queue_seconds=0.3,
+        players = {tag: Player(part, folder, proxy.url_of_next_life(), STEPS, tag=tag, queue_seconds=1.5,
                                timeout=TIMEOUT) for tag in knowns}
         try:
             time.sleep(seconds)
