@@ -19,6 +19,7 @@ bool internalInitialize() {
 }
 
 void initializeAfterGameKeysAreSet() {
+  ZVStore::reportDamage();
   if (!internalInitialize()) return;  // the database's failure was reported when it happened
   ZVState::generateRandomUserIdIfNeeded();
   ZVState::setInitialized();
