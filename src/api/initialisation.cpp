@@ -14,8 +14,7 @@ namespace {
 bool internalInitialize() {
   if (!ZVStore::sharedInstance().tableReady) return false;
   ZVDevice::clearCachedResults();
-  ZVState::ensurePersistedStates();
-  return true;
+  return ZVState::ensurePersistedStates();
 }
 
 void initializeAfterGameKeysAreSet() {

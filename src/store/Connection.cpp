@@ -10,6 +10,7 @@
 #include "runtime/ZVLogger.h"
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
+#include "store/Reserve.h"
 
 namespace {
 
@@ -103,10 +104,11 @@ void Connection::rollBack() {
 bool Connection::failedOfLock() const { return (failure_ & 0xFF) == SQLITE_BUSY; }
 bool Connection::failedOfFullDisk() const { return (failure_ & 0xFF) == SQLITE_FULL; }
 
-bool Connection::foldLogBack() {
+bool Connection::foldLogBack(Reserve reserve) {
   ZVStore& store = ZVStore::sharedInstance();
   if (!std::exchange(store.fullDiskIsKnown, true))
     ZVLogger::w(0, "The disk is full. Events may be lost until what waits has been sent or there is room again.");
+  if (reserve == Reserve::lent) lendReserve(store.dbPath);
   return sqlite3_wal_checkpoint_v2(database_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
 }
 

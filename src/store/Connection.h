@@ -34,10 +34,11 @@ class Connection {
   }
 
   // Runs `work`. If that fails because the disk is full, it runs again once the write-ahead log has been folded back
-  // into the database, which frees what the log took.
+  // into the database, which frees what the log took; to send, the reserve may be lent for that.
+  enum class Reserve : bool { kept, lent };
   template <class Work>
-  bool makingRoom(Work work) {
-    return work() || (failedOfFullDisk() && foldLogBack() && work());
+  bool makingRoom(Reserve reserve, Work work) {
+    return work() || (failedOfFullDisk() && foldLogBack(reserve) && work());
   }
 
   // What failed last, failed because another process had the database for too long.
@@ -47,7 +48,7 @@ class Connection {
   bool begin();
   bool commit();
   void rollBack();
-  bool foldLogBack();
+  bool foldLogBack(Reserve reserve);
   [[nodiscard]] bool failedOfFullDisk() const;
   bool fail(std::string_view step, int action);
 

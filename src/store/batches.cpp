@@ -5,7 +5,8 @@
 
 #include <fmt/format.h>
 
-#include "store/ZVStore.h"
+#include "store/Connection.h"
+#include "store/Reserve.h"
 #include "values/Text.h"
 
 namespace {
@@ -41,10 +42,18 @@ std::optional<RowId> lastOfBatch(const std::string& filter) {
   return last;
 }
 
+// A change of marks, for which the reserve is there.
+bool change(const std::string& sql, const ZVStore::Parameters& parameters) {
+  Connection connection;
+  return connection.mayQuery() && connection.makingRoom(Connection::Reserve::lent, [&] {
+    return connection.inTransaction([&] { return connection.run(sql, parameters).has_value(); });
+  });
+}
+
 // The clock may have gone back: a start that is later than its session's end goes along with it, or it would wait for
 // an end that has been sent.
 void takeStartsOfEndedSessions(const std::string& requestId) {
-  ZVStore::executeQuerySyncWithSql(
+  change(
       "UPDATE zv_events SET status = ? WHERE status = 'new' AND category = 'user' AND session_id IN "
       "(SELECT session_id FROM zv_events WHERE status = ? AND category = 'session_end');",
       {requestId, requestId});
@@ -56,11 +65,13 @@ std::optional<ZVStore::Rows> ZVStore::takeBatch(const std::string& requestId, ZV
   const std::string filter = category.present() ? fmt::format(" AND category='{}' ", category.view()) : std::string();
   const auto last = lastOfBatch(filter);
   if (!last) return Rows();
-  if (!executeQuerySyncWithSql(fmt::format("UPDATE zv_events SET status = ? WHERE status = 'new' {} AND (client_ts, "
-                                           "rowid) <= (SELECT client_ts, rowid FROM zv_events WHERE rowid = ?);",
-                                           filter),
-                               {requestId, *last}))
+  if (!change(fmt::format("UPDATE zv_events SET status = ? WHERE status = 'new' {} AND (client_ts, rowid) <= "
+                          "(SELECT client_ts, rowid FROM zv_events WHERE rowid = ?);",
+                          filter),
+              {requestId, *last})) {
+    restoreReserve(sharedInstance().dbPath);
     return std::nullopt;
+  }
   if (!category.present()) takeStartsOfEndedSessions(requestId);
   auto rows = executeQuerySyncWithSql("SELECT event FROM zv_events WHERE status = ?;", {requestId});
   if (!rows) giveBatchBack(requestId);
@@ -68,13 +79,11 @@ std::optional<ZVStore::Rows> ZVStore::takeBatch(const std::string& requestId, ZV
 }
 
 void ZVStore::giveBatchBack(const std::string& requestId) {
-  executeQuerySyncWithSql(fmt::format("UPDATE zv_events SET status = 'new' WHERE status = '{}';", requestId));
+  change("UPDATE zv_events SET status = 'new' WHERE status = ?;", {requestId});
 }
 
 void ZVStore::removeBatch(const std::string& requestId) {
-  executeQuerySyncWithSql(fmt::format("DELETE FROM zv_events WHERE status = '{}'", requestId));
+  change("DELETE FROM zv_events WHERE status = ?;", {requestId});
 }
 
-void ZVStore::giveAllBatchesBack() {
-  executeQuerySyncWithSql("UPDATE zv_events SET status = 'new' WHERE status != 'new';");
-}
+void ZVStore::giveAllBatchesBack() { change("UPDATE zv_events SET status = 'new' WHERE status != 'new';", {}); }

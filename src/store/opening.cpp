@@ -15,6 +15,7 @@
 #include "state/ZVState.h"
 #include "store/Condition.h"
 #include "store/Damage.h"
+#include "store/Reserve.h"
 #include "store/Tables.h"
 #include "store/ZVStore.h"
 
@@ -128,6 +129,7 @@ bool ZVStore::ensureDatabase(bool drop) {
   // A run that was killed may have left the file larger than what it holds.
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
   trimEventTable();
+  if (!ZVState::isTVos()) makeReserve(store.dbPath);
   store.tableReady = true;
   ZVLogger::d(0, "Database tables ensured present");
   return true;
@@ -164,6 +166,7 @@ void ZVStore::reportDamage() {
 void ZVStore::vacuum() {
   executeQuerySyncWithSql("VACUUM");
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
+  if (!ZVState::isTVos()) restoreReserve(sharedInstance().dbPath);
 }
 
 bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }

@@ -27,8 +27,9 @@ std::optional<ZVStore::Rows> ZVStore::executeQuerySyncWithSql(const std::string&
     rows = connection.run(sql, parameters);
     return rows.has_value();
   };
-  const bool done =
-      connection.makingRoom([&] { return useTransaction || changesData(sql) ? connection.inTransaction(run) : run(); });
+  const bool transaction = useTransaction || changesData(sql);
+  const bool done = connection.makingRoom(Connection::Reserve::kept,
+                                          [&] { return transaction ? connection.inTransaction(run) : run(); });
   return done ? std::move(rows) : std::nullopt;
 }
 

@@ -46,7 +46,8 @@ bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const
 
   Connection connection;
   if (!connection.mayQuery()) return false;
-  if (connection.makingRoom([&] { return write(connection, event, change, stored); })) return true;
+  if (connection.makingRoom(Connection::Reserve::kept, [&] { return write(connection, event, change, stored); }))
+    return true;
   if (connection.failedOfLock()) return false;  // and would wait for it again
   // A snapshot is worth less than its event: the next event brings another one.
   if (change.snapshot && write(connection, event, {}, stored)) return true;
