@@ -14,11 +14,11 @@ namespace {
 bool internalInitialize() {
   if (!ZVStore::sharedInstance().tableReady) return false;
   ZVDevice::clearCachedResults();
-  ZVState::ensurePersistedStates();
-  return true;
+  return ZVState::ensurePersistedStates();
 }
 
 void initializeAfterGameKeysAreSet() {
+  ZVStore::reportDamage();
   if (!internalInitialize()) return;  // the database's failure was reported when it happened
   ZVState::generateRandomUserIdIfNeeded();
   ZVState::setInitialized();

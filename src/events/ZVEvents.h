@@ -14,13 +14,19 @@
 
 #include <zorvane/ZVTypes.h>
 
+#include "values/Counter.h"
+
 class ZVEvents {
  public:
+  // Of a record's JSON. A larger one is refused when it is reported: it would take its whole batch along.
+  static constexpr std::size_t kMaxRecordBytes = std::size_t{1} << 20;
+
   static ZVEvents& sharedInstance();
   static std::unique_ptr<ZVEvents> setSharedInstance(std::unique_ptr<ZVEvents> instance);
 
   // Recording: recording.cpp.
-  static void addEventToStoreWithEventData(const ZVMap& eventData);
+  // `counter`: what the event counts, stored with it.
+  static void addEventToStoreWithEventData(const ZVMap& eventData, const std::optional<Counter>& counter = {});
   static void addDimensionsToEventWithEventData(ZVMap& eventData);
   static void addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields);
   static void updateSessionTime();  // rewrites the snapshot of the session that is open

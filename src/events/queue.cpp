@@ -1,9 +1,5 @@
-#include <cmath>
-#include <limits>
 #include <string>
 #include <utility>
-
-#include <fmt/format.h>
 
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
@@ -17,43 +13,6 @@
 #include "values/Text.h"
 
 namespace {
-
-constexpr std::size_t kMaxBatch = 500;
-
-// The rows of one run, and the statement that takes them out of the reach of every other.
-struct Batch {
-  ZVStore::Rows rows;
-  std::string markSql;
-};
-
-// More rows are pending than one request takes: the oldest, up to and with the second in which the limit falls.
-// Timestamps compare as text.
-std::optional<Batch> oldestPending(const std::string& requestId, const std::string& filter) {
-  const auto cutOff = ZVStore::executeQuerySyncWithSql(fmt::format(
-      "SELECT client_ts FROM zv_events WHERE status = 'new' {} ORDER BY client_ts ASC LIMIT 0,{};", filter, kMaxBatch));
-  const std::string* last = cutOff && !cutOff->empty() ? cutOff->back().find("client_ts") : nullptr;
-  if (last == nullptr) return std::nullopt;
-  auto rows = ZVStore::executeQuerySyncWithSql(
-      fmt::format("SELECT event FROM zv_events WHERE status = 'new' {} AND client_ts<='{}';", filter, *last));
-  if (!rows) return std::nullopt;
-  return Batch{std::move(*rows),
-               fmt::format("UPDATE zv_events SET status='{}' WHERE status='new' {} AND client_ts<='{}';", requestId,
-                           filter, *last)};
-}
-
-// Absent: nothing is pending, or a query failed.
-std::optional<Batch> pending(const std::string& requestId, const std::string& filter) {
-  auto rows =
-      ZVStore::executeQuerySyncWithSql(fmt::format("SELECT event FROM zv_events WHERE status = 'new' {};", filter));
-  if (!rows || rows->empty()) {
-    ZVLogger::i(0, "Event queue: No events to send");
-    ZVEvents::updateSessionTime();
-    return std::nullopt;
-  }
-  if (rows->size() > kMaxBatch) return oldestPending(requestId, filter);
-  return Batch{std::move(*rows),
-               fmt::format("UPDATE zv_events SET status = '{}' WHERE status = 'new' {};", requestId, filter)};
-}
 
 bool hasBadClientTs(const ZVMap& event) {
   const ZVValue* clientTs = event.find("client_ts");
@@ -91,30 +50,26 @@ struct Rearm {
 };
 
 void settle(const ZVHTTPApi::Answer& answer, const std::string& requestId, std::size_t sent) {
-  const auto remove = [&] {
-    ZVStore::executeQuerySyncWithSql(fmt::format("DELETE FROM zv_events WHERE status = '{}'", requestId));
-  };
   switch (answer.kind) {
     case ZVHTTPApiResponse::NoResponse:
     case ZVHTTPApiResponse::Reserved:
       ZVLogger::w(0, "Event queue: Failed to send events to collector - Retrying next time");
-      ZVStore::executeQuerySyncWithSql(
-          fmt::format("UPDATE zv_events SET status = 'new' WHERE status = '{}';", requestId));
+      ZVStore::giveBatchBack(requestId);
       return;
     case ZVHTTPApiResponse::Ok:
-      remove();
+      ZVStore::removeBatch(requestId);
       ZVLogger::i(0, "Event queue: {} events sent.", sent);
       return;
     case ZVHTTPApiResponse::BadRequest:
       if (const ZVValue::Array* failed = answer.content ? answer.content->ifArray() : nullptr) {
         ZVLogger::w(0, "Event queue: {} events sent. {} events failed ZV server validation.", sent, failed->size());
-        remove();
+        ZVStore::removeBatch(requestId);
         return;
       }
       [[fallthrough]];
     default:  // an answer that will not change by asking again
       ZVLogger::w(0, "Event queue: Failed to send events.");
-      remove();
+      ZVStore::removeBatch(requestId);
   }
 }
 
@@ -159,15 +114,18 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
     cleanupEvents();
     fixMissingSessionEndEvents();
   }
-  const std::string filter = category.present() ? fmt::format(" AND category='{}' ", category) : std::string();
-  const auto batch = pending(requestId, filter);
-  if (!batch) return;
-  ZVLogger::i(0, "Event queue: Sending {} events.", batch->rows.size());
-  if (!ZVStore::executeQuerySyncWithSql(batch->markSql)) return;
-  settle(ZVHTTPApi::sharedInstance().sendEventsInArray(eventsOf(batch->rows)), requestId, batch->rows.size());
+  const auto rows = ZVStore::takeBatch(requestId, category);
+  if (!rows) return;
+  if (rows->empty()) {
+    ZVLogger::i(0, "Event queue: No events to send");
+    updateSessionTime();
+    return;
+  }
+  ZVLogger::i(0, "Event queue: Sending {} events.", rows->size());
+  settle(ZVHTTPApi::sharedInstance().sendEventsInArray(eventsOf(*rows)), requestId, rows->size());
   ZVStore::vacuum();
 }
 
-void ZVEvents::cleanupEvents() { ZVStore::executeQuerySyncWithSql("UPDATE zv_events SET status = 'new';"); }
+void ZVEvents::cleanupEvents() { ZVStore::giveAllBatchesBack(); }
 
 void ZVEvents::deleteAllEvents() {}

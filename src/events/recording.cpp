@@ -41,44 +41,51 @@ bool mayStore(const ZVMap& eventData) {
 }
 
 // What the session's end would say if the game died now: the common fields, which are the last event's but for the id.
-void storeSnapshot(ZVMap snapshot) {
-  if (ZVState::isSDKPaused()) return;
+std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
+  if (ZVState::isSDKPaused()) return std::nullopt;
   const ZVState& state = ZVState::sharedInstance();
-  if (!state.sessionId) return;  // no session has begun, so there is nothing that could need an end
+  if (!state.sessionId) return std::nullopt;  // no session has begun, so there is nothing that could need an end
 
-  snapshot.set("event_uuid", ZVHelpers::generateUUID());
-  ZVEvents::addDimensionsToEventWithEventData(snapshot);
-  ZVEvents::addFieldsToEventWithEventData(snapshot,
+  annotations.set("event_uuid", ZVHelpers::generateUUID());
+  ZVEvents::addDimensionsToEventWithEventData(annotations);
+  ZVEvents::addFieldsToEventWithEventData(annotations,
                                           ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(snapshot);
-  if (!json) return;
-  ZVStore::executeQuerySyncWithSql(
-      "INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
-      {columnText(snapshot, "session_id"), state.sessionStart.value_or(""), std::move(*json)});
+  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(annotations);
+  if (!json) return std::nullopt;
+  return ZVStore::Snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
+}
+
+// The record as it is stored and sent. Absent when it can't be either, which has been logged.
+std::optional<std::string> recordText(const ZVMap& record) {
+  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record);
+  if (!json) {
+    ZVLogger::w(
+        0,
+        "Could not add event: it holds text that is not UTF-8, or a number that is not finite, or lists and maps "
+        "too deep in each other");
+    return std::nullopt;
+  }
+  if (json->size() <= ZVEvents::kMaxRecordBytes) return json;
+  ZVLogger::w(0, "Could not add event: its record would take {} bytes, and {} are allowed", json->size(),
+              ZVEvents::kMaxRecordBytes);
+  return std::nullopt;
 }
 
 }  // namespace
 
-void ZVEvents::addEventToStoreWithEventData(const ZVMap& eventData) {
+void ZVEvents::addEventToStoreWithEventData(const ZVMap& eventData, const std::optional<Counter>& counter) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled || !mayStore(eventData)) return;
 
   ZVMap record = ZVState::getEventAnnotations();
-  ZVMap snapshot = record;
+  ZVMap annotations = record;
   for (const auto& [key, value] : eventData) record.set(key, value);
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record);
-  if (!json) {
-    ZVLogger::w(0, "Could not add event: it holds text that is not UTF-8, or a number that is not finite");
-    return;
-  }
+  std::optional<std::string> json = recordText(record);
+  if (!json) return;
   ZVLogger::ii(0, "Event added to queue: {}", *json);
-  const std::string category = columnText(record, "category");
-  const std::string session = columnText(record, "session_id");
-  ZVStore::executeQuerySyncWithSql(
-      "INSERT INTO zv_events (status, category, session_id, client_ts, event) VALUES(?, ?, ?, ?, ?);",
-      {"new", category, session, columnText(record, "client_ts"), std::move(*json)});
-  if (category == sharedInstance().categorySessionEnd)
-    ZVStore::executeQuerySyncWithSql("DELETE FROM zv_session WHERE session_id = ?;", {session});
-  else storeSnapshot(std::move(snapshot));
+  const ZVStore::Event event{columnText(record, "category"), columnText(record, "session_id"),
+                             columnText(record, "client_ts"), std::move(*json)};
+  const bool ends = event.category == sharedInstance().categorySessionEnd;
+  ZVStore::recordEvent(event, {ends ? std::nullopt : snapshotOf(std::move(annotations)), ends}, counter);
 }
 
 void ZVEvents::addDimensionsToEventWithEventData(ZVMap& eventData) {
@@ -91,4 +98,6 @@ void ZVEvents::addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields) {
   if (!fields.empty()) eventData.set("custom_fields", std::move(fields));
 }
 
-void ZVEvents::updateSessionTime() { storeSnapshot(ZVState::getEventAnnotations()); }
+void ZVEvents::updateSessionTime() {
+  if (const auto snapshot = snapshotOf(ZVState::getEventAnnotations())) ZVStore::keepSnapshot(*snapshot);
+}

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <string>
 
 #include "events/ZVEvents.h"
@@ -12,37 +14,41 @@
 
 namespace {
 
-// The snapshot of a session that never got its end, as that end.
-std::optional<ZVMap> missingEnd(const ZVStore::Row& row) {
-  const std::string* json = row.find("event");
-  const std::string* start = row.find("timestamp");
-  if (json == nullptr) return std::nullopt;
-  const auto parsed = ZVHelpers::dictionaryWithJsonString(*json);
-  const ZVMap* snapshot = parsed ? parsed->ifMap() : nullptr;
-  if (snapshot == nullptr) return std::nullopt;
+// Seconds from `start` to `end`, which may be anything that was stored; absent when it would be negative.
+std::optional<std::int64_t> secondsBetween(std::int64_t start, std::int64_t end) {
+  if (end < start) return std::nullopt;
+  const std::uint64_t seconds = static_cast<std::uint64_t>(end) - static_cast<std::uint64_t>(start);
+  return static_cast<std::int64_t>(std::min<std::uint64_t>(seconds, std::numeric_limits<std::int64_t>::max()));
+}
 
-  const ZVValue* lastSeen = snapshot->find("client_ts");
-  std::int64_t length =
-      (lastSeen != nullptr ? integerReading(*lastSeen) : 0) - (start != nullptr ? integerOfText(*start) : 0);
-  if (length < 0) {
+// The end of a session that never got one, made of the latest that is known of it.
+std::optional<ZVMap> missingEnd(const ZVStore::OpenSession& session) {
+  const auto parsed = ZVHelpers::dictionaryWithJsonString(session.json);
+  if (!parsed || parsed->ifMap() == nullptr) return std::nullopt;
+  ZVMap end = *parsed->ifMap();
+  if (!session.lastSeen.empty()) {  // made of the session's start, which has an id and fields of its own
+    end.set("client_ts", integerOfText(session.lastSeen));
+    end.set("event_uuid", ZVHelpers::generateUUID());
+    end.erase("install");
+  }
+  const ZVValue* lastSeen = end.find("client_ts");
+  const auto length = secondsBetween(integerOfText(session.start), lastSeen != nullptr ? integerReading(*lastSeen) : 0);
+  if (!length)
     ZVLogger::w(0,
                 "While fixing missing session end event; the session length was calculated to be less then 0. Should "
                 "not be possible. Resetting to 0.");
-    length = 0;
-  }
-  ZVMap end = *snapshot;
   end.set("category", ZVEvents::sharedInstance().categorySessionEnd);
-  end.set("length", length);
+  end.set("length", length.value_or(0));
   return end;
 }
 
 std::int64_t sessionLength() {
   const std::string start = ZVState::sharedInstance().sessionStart.value_or("");
   const auto now = static_cast<std::int64_t>(ZVState::getClientTsAdjustedWithServertimeOffset());
-  const std::int64_t length = now - integerOfText(start);
-  if (length >= 0) return length;
-  ZVLogger::w(0, "Session length was calculated to be less then 0. Should not be possible. Resetting to 0.");
-  return 0;
+  const auto length = secondsBetween(integerOfText(start), now);
+  if (!length)
+    ZVLogger::w(0, "Session length was calculated to be less then 0. Should not be possible. Resetting to 0.");
+  return length.value_or(0);
 }
 
 }  // namespace
@@ -57,10 +63,9 @@ void ZVEvents::addSessionStartEvent() {
     state.newInstall = false;
   }
   ZVState::incrementSessionNum();
-  ZVStore::persistStateSessionNumWithValue(std::to_string(ZVState::getSessionNum()));
   addDimensionsAndFields(event, {}, false);
   ZVLogger::i(0, "Add SESSION START event");
-  addEventToStoreWithEventData(event);
+  addEventToStoreWithEventData(event, Counter{"session_num", std::to_string(ZVState::getSessionNum())});
   processEventsWithCategory(category, false);
 }
 
@@ -76,10 +81,10 @@ void ZVEvents::addSessionEndEvent() {
 void ZVEvents::fixMissingSessionEndEvents() {
   const ZVState& state = ZVState::sharedInstance();
   if (!state.eventSubmissionEnabled) return;
-  const auto rows = ZVStore::executeQuerySyncWithSql("SELECT timestamp, event FROM zv_session WHERE session_id != ?;",
-                                                     {state.sessionId.value_or("")});
-  if (!rows || rows->empty()) return;
-  ZVLogger::d(0, "{} missing session_end events", rows->size());
-  for (const ZVStore::Row& row : *rows)
-    if (const auto end = missingEnd(row)) addEventToStoreWithEventData(*end);
+  ZVStore::forgetEndedSessions();
+  const auto sessions = ZVStore::sessionsWithoutEnd(state.sessionId.value_or(""));
+  if (sessions.empty()) return;
+  ZVLogger::d(0, "{} missing session_end events", sessions.size());
+  for (const ZVStore::OpenSession& session : sessions)
+    if (const auto end = missingEnd(session)) addEventToStoreWithEventData(*end);
 }

@@ -71,7 +71,7 @@ class ZVState {
   static void updateLastUsedIdentifier(ZVText identifier);
 
   // What earlier runs left: persisted_state.cpp.
-  static void ensurePersistedStates();
+  static bool ensurePersistedStates();  // false, and nothing is adopted, when it can't be read
 
   // The common fields of what is sent: annotations.cpp.
   static ZVMap getEventAnnotations();

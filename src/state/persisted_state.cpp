@@ -1,5 +1,7 @@
 #include <array>
+#include <chrono>
 #include <map>
+#include <thread>
 #include <utility>
 
 #include "platform/Platform.h"
@@ -22,6 +24,9 @@ constexpr auto kDimensions = std::to_array<Dimension>({
     {"dimension03", "Dimension03", ZVStore::persistStateDimension03WithValue},
 });
 
+constexpr int kMoreTries = 3;
+constexpr auto kBetweenTries = std::chrono::milliseconds(20);
+
 // What an earlier run left, as it was read.
 struct Persisted {
   std::array<std::optional<std::string>, 3> dimensions;
@@ -33,10 +38,19 @@ struct Persisted {
 
 using KeyValues = std::map<std::string, std::string, std::less<>>;
 
-KeyValues readStateTable() {
+// A read that fails for once must not pass for a new installation, whose sessions are counted from 1.
+std::optional<ZVStore::Rows> read(const std::string& sql) {
+  auto rows = ZVStore::executeQuerySyncWithSql(sql);
+  for (int left = kMoreTries; !rows && left > 0; --left) {
+    std::this_thread::sleep_for(kBetweenTries);
+    rows = ZVStore::executeQuerySyncWithSql(sql);
+  }
+  return rows;
+}
+
+KeyValues keyValues(const ZVStore::Rows& rows) {
   KeyValues values;
-  const auto rows = ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_state;");
-  for (const ZVStore::Row& row : rows.value_or(ZVStore::Rows())) {
+  for (const ZVStore::Row& row : rows) {
     const std::string* key = row.find("key");
     const std::string* value = row.find("value");
     if (key != nullptr && value != nullptr) values.insert_or_assign(*key, *value);
@@ -63,9 +77,8 @@ std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
   return config;
 }
 
-void loadProgressionTries() {
-  const auto rows = ZVStore::executeQuerySyncWithSql("SELECT * FROM zv_progression;");
-  for (const ZVStore::Row& row : rows.value_or(ZVStore::Rows())) {
+void adoptProgressionTries(const ZVStore::Rows& rows) {
+  for (const ZVStore::Row& row : rows) {
     const std::string* progression = row.find("progression");
     const std::string* tries = row.find("tries");
     if (progression != nullptr)
@@ -73,9 +86,12 @@ void loadProgressionTries() {
   }
 }
 
-Persisted readDatabase() {
+std::optional<Persisted> readDatabase() {
   ZVLogger::d(0, "Platform is iOS - retrieving persisted states from local SQLite db");
-  const KeyValues values = readStateTable();
+  const auto stateRows = read("SELECT * FROM zv_state;");
+  const auto progressionRows = read("SELECT * FROM zv_progression;");
+  if (!stateRows || !progressionRows) return std::nullopt;
+  const KeyValues values = keyValues(*stateRows);
   Persisted persisted;
   for (std::size_t i = 0; i < kDimensions.size(); ++i) persisted.dimensions[i] = valueOf(values, kDimensions[i].key);
   // The first run of an installation is the one that finds no such key and can write it.
@@ -87,11 +103,11 @@ Persisted readDatabase() {
   if (const auto config = valueOf(values, "sdk_config_cached"))
     ZVState::sharedInstance().sdkConfigCached = cachedConfig(config);
   ZVState::adoptConfigIds(ZVState::getSdkConfig());
-  loadProgressionTries();
+  adoptProgressionTries(*progressionRows);
   return persisted;
 }
 
-Persisted readUserDefaults() {
+std::optional<Persisted> readUserDefaults() {
   ZVLogger::d(0, "Platform is TVos - retrieving persisted states from local NSUserDefaults");
   const ZVUserDefaults& defaults = *platform().userDefaults;
   Persisted persisted;
@@ -141,13 +157,18 @@ void adoptCounter(std::optional<std::int64_t>& counter, std::int64_t persisted, 
 
 }  // namespace
 
-void ZVState::ensurePersistedStates() {
-  const Persisted persisted = isTVos() ? readUserDefaults() : readDatabase();
+bool ZVState::ensurePersistedStates() {
+  const std::optional<Persisted> persisted = isTVos() ? readUserDefaults() : readDatabase();
+  if (!persisted) {
+    ZVLogger::w(0, "Could not read the persisted state from the event database");
+    return false;
+  }
   adoptRandomUserId();
-  adoptDimensions(persisted);
-  adoptInstallation(persisted);
+  adoptDimensions(*persisted);
+  adoptInstallation(*persisted);
   ZVState& state = sharedInstance();
-  adoptCounter(state.sessionNum, persisted.sessionNum, ZVStore::persistStateSessionNumWithValue, "session_num");
-  adoptCounter(state.transactionNum, persisted.transactionNum, ZVStore::persistStateTransactionNumWithValue,
+  adoptCounter(state.sessionNum, persisted->sessionNum, ZVStore::persistStateSessionNumWithValue, "session_num");
+  adoptCounter(state.transactionNum, persisted->transactionNum, ZVStore::persistStateTransactionNumWithValue,
                "transaction_num");
+  return true;
 }

@@ -1,9 +1,11 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
+#include "values/Counter.h"
 
 void ZVState::incrementProgressionTries(const std::string& progressionId) {
   if (isTVos()) return;
-  const std::int64_t tries = ++sharedInstance().progressionTries[progressionId];
+  std::int64_t& tries = sharedInstance().progressionTries[progressionId];
+  tries = successor(tries);
   ZVStore::persistProgressionTries(std::to_string(tries), progressionId);
 }
 

@@ -3,6 +3,7 @@
 #include "device/ZVDevice.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
+#include "values/Counter.h"
 
 namespace {
 constexpr std::string_view kSdkName = "ios";
@@ -73,5 +74,5 @@ bool ZVState::hasConnection() {
   return connection == "wwan" || connection == "wifi";
 }
 
-void ZVState::incrementSessionNum() { sharedInstance().sessionNum = getSessionNum() + 1; }
-void ZVState::incrementTransactionNum() { sharedInstance().transactionNum = getTransactionNum() + 1; }
+void ZVState::incrementSessionNum() { sharedInstance().sessionNum = successor(getSessionNum()); }
+void ZVState::incrementTransactionNum() { sharedInstance().transactionNum = successor(getTransactionNum()); }

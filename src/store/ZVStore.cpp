@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "platform/FolderLock.h"
 #include "platform/Platform.h"
 #include "runtime/SharedInstance.h"
 #include "state/ZVState.h"
@@ -40,4 +41,9 @@ const std::string* ZVStore::Row::find(std::string_view column) const {
   for (const auto& [name, text] : columns_)
     if (name == column) return &text;
   return nullptr;
+}
+
+std::string ZVStore::Row::textOf(std::string_view column) const {
+  const std::string* text = find(column);
+  return text != nullptr ? *text : std::string();
 }

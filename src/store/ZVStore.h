@@ -15,6 +15,9 @@
 
 #include <zorvane/ZVTypes.h>
 
+#include "values/Counter.h"
+
+class FolderLock;
 struct sqlite3;
 
 class ZVStore {
@@ -24,6 +27,7 @@ class ZVStore {
    public:
     void set(std::string column, std::string text) { columns_.emplace_back(std::move(column), std::move(text)); }
     [[nodiscard]] const std::string* find(std::string_view column) const;
+    [[nodiscard]] std::string textOf(std::string_view column) const;  // "" when it is absent
     [[nodiscard]] std::size_t size() const { return columns_.size(); }
 
    private:
@@ -46,15 +50,50 @@ class ZVStore {
   static sqlite3* getDatabase();
   static bool ensureDatabase(bool dropTables);  // opens, makes and probes the tables, trims
   static bool trimEventTable();                 // true when old sessions were deleted
-  static std::int32_t getDbSize();              // bytes of the file; 0 when it can't be read
+  static std::int64_t getDbSize();              // bytes of the file; 0 when it can't be read
   static bool isDbTooLargeForEvents();
-  static void vacuum();  // gives the file system back what deleted rows took
+  static void reportDamage();  // of a database that had to be replaced, once there are keys
+  static void vacuum();        // gives the file system back what deleted rows took
 
   // Queries: queries.cpp. Rows, possibly none, on success; absent on any failure, which has been logged.
   static std::optional<Rows> executeQuerySyncWithSql(const std::string& sql, const Parameters& parameters = {},
                                                      bool useTransaction = false);
   static void executeQueryWithSql(std::string sql, Callback callback);
   static void executeQueryWithSql(std::string sql, Parameters parameters, Callback callback);
+
+  // Events and the snapshots of their sessions: recording.cpp.
+  struct Event {
+    std::string category, sessionId, clientTs, json;
+  };
+  // From which the end of a session is made that never got one.
+  struct Snapshot {
+    std::string sessionId, sessionStart, json;
+  };
+  // What an event means for its session.
+  struct SessionChange {
+    std::optional<Snapshot> snapshot;  // takes the place of the former one
+    bool ended = false;                // the snapshot goes
+  };
+  // In one transaction, so a kill leaves all of it or nothing. A snapshot that can't be stored doesn't cost the event.
+  static bool recordEvent(const Event& event, const SessionChange& change, const std::optional<Counter>& counter = {});
+  static void keepSnapshot(const Snapshot& snapshot);
+  static void forgetEndedSessions();  // the snapshots of those whose end waits
+  struct OpenSession {
+    std::string start;     // seconds as text
+    std::string lastSeen;  // the same; "" where the record's own time counts
+    std::string json;      // the record that its end is made of
+  };
+  static std::vector<OpenSession> sessionsWithoutEnd(const std::string& current);
+
+  // What one request takes: batches.cpp.
+  static constexpr std::size_t kMaxBatchRows = 500;                      // and the rest of the last one's second
+  static constexpr std::int64_t kMaxBatchBytes = std::int64_t{4} << 20;  // of JSON, unless one record is larger
+  // Marks the oldest waiting events, of one category or all, and returns their column "event". None: nothing waits.
+  // Absent: a query failed.
+  static std::optional<Rows> takeBatch(const std::string& requestId, ZVText category);
+  static void giveBatchBack(const std::string& requestId);
+  static void removeBatch(const std::string& requestId);
+  static void giveAllBatchesBack();
 
   // Persisted state: persisted_state.cpp. An absent value deletes the key.
   static bool setDbStateWithKey(const std::string& key, ZVText value);
@@ -72,9 +111,12 @@ class ZVStore {
   struct Closer {
     void operator()(sqlite3* handle) const noexcept;
   };
+  std::unique_ptr<FolderLock> folderLock;  // shared while the database is open
   std::unique_ptr<sqlite3, Closer> database;
   bool dbReady = false;
   bool tableReady = false;
+  bool fullDiskIsKnown = false;       // and has been warned of
+  std::optional<std::string> damage;  // what was wrong with a database that was replaced, until it is reported
   std::string dbPath;
   std::int64_t maxDbSizeBytesBeforeTrim;
   std::int64_t maxDbSizeBytes;

@@ -1,46 +1,34 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
+#include "platform/FolderLock.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
+#include "store/Condition.h"
+#include "store/Damage.h"
+#include "store/Reserve.h"
+#include "store/Tables.h"
 #include "store/ZVStore.h"
 
 namespace {
 
-struct Table {
-  const char* create;
-  const char* probe;
-  const char* drop;
-  std::string_view corrupt;
-};
-constexpr auto kTables = std::to_array<Table>({
-    {"CREATE TABLE IF NOT EXISTS zv_events(status CHAR(50) NOT NULL, category CHAR(50) NOT NULL, session_id CHAR(50) "
-     "NOT NULL, client_ts CHAR(50) NOT NULL, event TEXT NOT NULL);",
-     "SELECT status FROM zv_events LIMIT 0,1", "DROP TABLE zv_events", "zv_events corrupt, recreating."},
-    {"CREATE TABLE IF NOT EXISTS zv_session(session_id CHAR(50) PRIMARY KEY NOT NULL, timestamp CHAR(50) NOT NULL, "
-     "event TEXT NOT NULL);",
-     "SELECT session_id FROM zv_session LIMIT 0,1", "DROP TABLE zv_session", "zv_session corrupt, recreating."},
-    {"CREATE TABLE IF NOT EXISTS zv_state(key CHAR(255) PRIMARY KEY NOT NULL, value TEXT);",
-     "SELECT key FROM zv_state LIMIT 0,1", "DROP TABLE zv_state", "zv_state corrupt, recreating."},
-    {"CREATE TABLE IF NOT EXISTS zv_progression(progression CHAR(255) PRIMARY KEY NOT NULL, tries CHAR(255));",
-     "SELECT progression FROM zv_progression LIMIT 0,1", "DROP TABLE zv_progression", "zv_state corrupt, recreating."},
-});
-
-// Small pages keep what one event writes small (two transactions rewrite a handful of pages), and a small checkpoint
-// interval keeps the file's size, by which events are refused, close to what the database holds. In this mode a commit
-// survives a killed process without a sync; only a power cut may take the latest ones.
+// A small checkpoint interval keeps the file's size, by which events are refused, close to what the database holds. In
+// this mode a commit survives a killed process without a sync; only a power cut may take the latest ones.
 constexpr auto kSettings = std::to_array<const char*>({
-    "PRAGMA page_size = 1024", "PRAGMA journal_mode = WAL", "PRAGMA synchronous = NORMAL",
-    "PRAGMA wal_autocheckpoint = 1000",
+    kPageSize, "PRAGMA journal_mode = WAL", "PRAGMA synchronous = NORMAL", "PRAGMA wal_autocheckpoint = 1000",
     "PRAGMA journal_size_limit = 1048576",  // what one large transaction took is given back
 });
 constexpr int kBusyMilliseconds = 3000;  // another process of the same game may be writing
+constexpr auto kLockLimit = std::chrono::milliseconds(kBusyMilliseconds);
 
 bool open(ZVStore& store) {
   const bool inMemory = ZVState::isTVos();  // there the path is a URI, which only these flags make SQLite read
@@ -76,37 +64,72 @@ void dropTables() {
   ZVStore::vacuum();
 }
 
-bool ensureTable(const Table& table) {
-  if (!ZVStore::executeQuerySyncWithSql(table.create)) return false;
-  if (ZVStore::executeQuerySyncWithSql(table.probe)) return true;
-  ZVLogger::d(0, "{}", table.corrupt);
-  ZVStore::executeQuerySyncWithSql(table.drop);
-  return ZVStore::executeQuerySyncWithSql(table.create).has_value();
-}
-
 std::string joinedSessionIds(const ZVStore::Rows& rows) {
   std::string joined;
-  for (const ZVStore::Row& row : rows) {
-    const std::string* id = row.find("session_id");
-    if (id == nullptr) continue;
-    if (!joined.empty()) joined += "\",\"";
-    joined += *id;
+  for (std::string_view separator; const ZVStore::Row& row : rows) {
+    joined += std::exchange(separator, "\",\"");
+    for (const char character : row.textOf("session_id")) joined.append(character == '"' ? 2 : 1, character);
   }
   return joined;
+}
+
+// Opens again what another process, or this one, may have put in the place of what was open.
+Condition reopened(ZVStore& store) {
+  store.database.reset();
+  if (!open(store)) return {Condition::Kind::unusable, "it can't be opened", {}};
+  configure(store.database.get());
+  return conditionOfDatabase();
+}
+
+// A database that is damaged is kept aside, for nothing could be stored in it, run after run. Not while another process
+// works with it: that one would go on storing in a file that nobody reads.
+Condition replaced(ZVStore& store) {
+  const bool alone = store.folderLock->takeAlone(kLockLimit);
+  Condition condition = reopened(store);  // another process may have been quicker
+  if (condition.kind == Condition::Kind::damaged && alone) {
+    if (!condition.table.empty()) ZVLogger::d(0, "{}", condition.table);
+    store.database.reset();
+    if (const auto rows = replaceDamaged(store.dbPath)) {
+      store.damage = condition.reason;
+      ZVLogger::w(0, "The event database is damaged ({}). It is kept as {}, and {} rows of it could be read.",
+                  condition.reason, damagedPath(store.dbPath), *rows);
+      condition = reopened(store);
+    }
+  }
+  store.folderLock->share(kLockLimit);
+  return condition;
+}
+
+bool isGood(const Condition& condition, const std::string& path) {
+  switch (condition.kind) {
+    case Condition::Kind::good: return true;
+    case Condition::Kind::readOnly: ZVLogger::w(0, "The event database can't be written: {}", path); return false;
+    case Condition::Kind::damaged:
+      ZVLogger::w(0, "The event database is damaged ({}), and no other can take its place now: {}", condition.reason,
+                  path);
+      return false;
+    case Condition::Kind::unusable: return false;
+  }
+  return false;
 }
 
 }  // namespace
 
 bool ZVStore::ensureDatabase(bool drop) {
   ZVStore& store = sharedInstance();
+  store.folderLock = std::make_unique<FolderLock>(std::filesystem::path(store.dbPath).parent_path().string());
+  store.folderLock->share(kLockLimit);
   if (!open(store)) return false;
   configure(store.database.get());
   if (drop) dropTables();
-  for (const Table& table : kTables)
-    if (!ensureTable(table)) return false;
+  Condition condition = conditionOfDatabase();
+  if (condition.kind == Condition::Kind::damaged) condition = replaced(store);
+  if (!isGood(condition, store.dbPath)) return false;
+  forgetEndedSessions();
   // A run that was killed may have left the file larger than what it holds.
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
   trimEventTable();
+  if (!ZVState::isTVos()) makeReserve(store.dbPath);
   store.tableReady = true;
   ZVLogger::d(0, "Database tables ensured present");
   return true;
@@ -124,10 +147,18 @@ bool ZVStore::trimEventTable() {
   return true;
 }
 
-std::int32_t ZVStore::getDbSize() {
+std::int64_t ZVStore::getDbSize() {
   std::error_code failure;
   const auto size = std::filesystem::file_size(sharedInstance().dbPath, failure);
-  return failure ? 0 : static_cast<std::int32_t>(size);
+  return failure ? 0 : static_cast<std::int64_t>(size);
+}
+
+// At the opening there are no keys yet, without which nothing can be reported.
+void ZVStore::reportDamage() {
+  if (const auto reason = std::exchange(sharedInstance().damage, std::nullopt))
+    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, kActionDbOpenOrCreate,
+                                            "The event database was damaged: " + *reason, ZVState::getGameKey(),
+                                            ZVState::getGameSecret());
 }
 
 // Vacuuming alone writes the smaller database into the log and leaves the file at its size, by which events are refused
@@ -135,6 +166,7 @@ std::int32_t ZVStore::getDbSize() {
 void ZVStore::vacuum() {
   executeQuerySyncWithSql("VACUUM");
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
+  if (!ZVState::isTVos()) restoreReserve(sharedInstance().dbPath);
 }
 
 bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }

@@ -1,0 +1,123 @@
+#include "store/Connection.h"
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <utility>
+
+#include "events/SdkError.h"
+#include "events/ZVEvents.h"
+#include "runtime/ZVLogger.h"
+#include "runtime/ZVThreading.h"
+#include "state/ZVState.h"
+#include "store/Reserve.h"
+
+namespace {
+
+constexpr int kNotReported = 0;
+
+struct Finalizer {
+  void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, Finalizer>;
+
+bool execute(sqlite3* database, const char* sql) {
+  return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+bool isQueryAllowed() {
+  if (ZVState::sharedInstance().isHandlingUncaughtException || ZVThreading::isZVThread()) return true;
+  ZVLogger::d(0, "Trying to execute query on non-ZVThread");
+  return false;
+}
+
+// Recursive; null where there is no connection.
+sqlite3_mutex* mutexOf(sqlite3* database) { return database != nullptr ? sqlite3_db_mutex(database) : nullptr; }
+
+void bind(sqlite3_stmt* statement, const ZVStore::Parameters& parameters) {
+  int index = 0;
+  for (const std::string& text : parameters)
+    sqlite3_bind_text64(statement, ++index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
+ZVStore::Row readRow(sqlite3_stmt* statement, int columns) {
+  ZVStore::Row row;
+  for (int column = 0; column < columns; ++column) {
+    const char* name = sqlite3_column_name(statement, column);
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    if (name == nullptr || text == nullptr) continue;
+    row.set(name, std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))));
+  }
+  return row;
+}
+
+ZVStore::Rows readRows(sqlite3_stmt* statement) {
+  ZVStore::Rows rows;
+  const int columns = sqlite3_column_count(statement);
+  while (sqlite3_step(statement) == SQLITE_ROW) rows.push_back(readRow(statement, columns));
+  return rows;
+}
+
+// Some errors, a full disk among them, have already rolled back by themselves.
+bool isTransactionOpen(sqlite3* database) { return sqlite3_get_autocommit(database) == 0; }
+
+}  // namespace
+
+Connection::Connection() : database_(ZVStore::getDatabase()), mayQuery_(isQueryAllowed()) {
+  sqlite3_mutex_enter(mutexOf(database_));
+  // A transaction that is open here is one that a crash on this very thread has interrupted.
+  if (mayQuery_ && database_ != nullptr && ZVState::sharedInstance().isHandlingUncaughtException) rollBack();
+}
+
+Connection::~Connection() { sqlite3_mutex_leave(mutexOf(database_)); }
+
+std::optional<ZVStore::Rows> Connection::run(const std::string& sql, const ZVStore::Parameters& parameters) {
+  sqlite3_stmt* handle = nullptr;
+  const int prepared = sqlite3_prepare_v2(database_, sql.c_str(), -1, &handle, nullptr);
+  Statement statement(handle);
+  if (prepared != SQLITE_OK) {
+    fail("PREPARE", kActionSqlPrepare);
+    return std::nullopt;
+  }
+  bind(statement.get(), parameters);
+  ZVStore::Rows rows = readRows(statement.get());
+  if (sqlite3_finalize(statement.release()) == SQLITE_OK) return rows;
+  fail("FINALIZE", kNotReported);
+  return std::nullopt;
+}
+
+bool Connection::begin() { return execute(database_, "BEGIN;") || fail("BEGIN", kActionSqlBegin); }
+
+bool Connection::commit() {
+  if (execute(database_, "COMMIT")) return true;
+  fail("COMMIT", kActionSqlCommit);
+  const int cause = failure_;
+  rollBack();  // a transaction left open would refuse every later one
+  failure_ = cause;
+  return false;
+}
+
+void Connection::rollBack() {
+  if (isTransactionOpen(database_) && !execute(database_, "ROLLBACK")) fail("ROLLBACK", kActionSqlRollback);
+}
+
+bool Connection::failedOfLock() const { return (failure_ & 0xFF) == SQLITE_BUSY; }
+bool Connection::failedOfFullDisk() const { return (failure_ & 0xFF) == SQLITE_FULL; }
+
+bool Connection::foldLogBack(Reserve reserve) {
+  ZVStore& store = ZVStore::sharedInstance();
+  if (!std::exchange(store.fullDiskIsKnown, true))
+    ZVLogger::w(0, "The disk is full. Events may be lost until what waits has been sent or there is room again.");
+  if (reserve == Reserve::lent) lendReserve(store.dbPath);
+  return sqlite3_wal_checkpoint_v2(database_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
+}
+
+bool Connection::fail(std::string_view step, int action) {
+  failure_ = sqlite3_errcode(database_);
+  const std::string message = sqlite3_errmsg(database_);
+  ZVLogger::d(0, "SQLITE3 {} ERROR: {}", step, message);
+  if (action != kNotReported)
+    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, action, message, ZVState::getGameKey(),
+                                            ZVState::getGameSecret());
+  return false;
+}

@@ -1,0 +1,58 @@
+// Connection is the database as one operation of the store has it: held until the operation is over, its failures
+// logged and reported. For the files of this folder.
+//
+// Thread:   the work queue; while a crash is handled, the crashing thread beside it.
+// Lifetime: that of one operation.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "store/ZVStore.h"
+
+class Connection {
+ public:
+  Connection();
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  // False where queries may not run: off the work queue. The line that says so has been written.
+  [[nodiscard]] bool mayQuery() const { return mayQuery_; }
+
+  // Rows, possibly none; absent when the statement failed.
+  std::optional<ZVStore::Rows> run(const std::string& sql, const ZVStore::Parameters& parameters = {});
+
+  // Runs `work` between BEGIN and COMMIT. When it returns false, nothing of it stays.
+  template <class Work>
+  bool inTransaction(Work work) {
+    if (!begin()) return false;
+    if (work()) return commit();
+    rollBack();
+    return false;
+  }
+
+  // Runs `work`. If that fails because the disk is full, it runs again once the write-ahead log has been folded back
+  // into the database, which frees what the log took; to send, the reserve may be lent for that.
+  enum class Reserve : bool { kept, lent };
+  template <class Work>
+  bool makingRoom(Reserve reserve, Work work) {
+    return work() || (failedOfFullDisk() && foldLogBack(reserve) && work());
+  }
+
+  // What failed last, failed because another process had the database for too long.
+  [[nodiscard]] bool failedOfLock() const;
+
+ private:
+  bool begin();
+  bool commit();
+  void rollBack();
+  bool foldLogBack(Reserve reserve);
+  [[nodiscard]] bool failedOfFullDisk() const;
+  bool fail(std::string_view step, int action);
+
+  sqlite3* const database_;
+  const bool mayQuery_;
+  int failure_ = 0;  // SQLite's code of what failed last
+};

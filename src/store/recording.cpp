@@ -1,0 +1,87 @@
+#include <string>
+
+#include "state/ZVState.h"
+#include "store/Connection.h"
+
+namespace {
+
+bool insert(Connection& connection, const ZVStore::Event& event) {
+  return connection
+      .run("INSERT INTO zv_events (status, category, session_id, client_ts, event) VALUES(?, ?, ?, ?, ?);",
+           {"new", event.category, event.sessionId, event.clientTs, event.json})
+      .has_value();
+}
+
+bool replace(Connection& connection, const ZVStore::Snapshot& snapshot) {
+  return connection
+      .run("INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
+           {snapshot.sessionId, snapshot.sessionStart, snapshot.json})
+      .has_value();
+}
+
+bool forget(Connection& connection, const std::string& sessionId) {
+  return connection.run("DELETE FROM zv_session WHERE session_id = ?;", {sessionId}).has_value();
+}
+
+bool set(Connection& connection, const Counter& counter) {
+  return connection.run("INSERT OR REPLACE INTO zv_state (key, value) VALUES(?, ?);", {counter.key, counter.value})
+      .has_value();
+}
+
+bool write(Connection& connection, const ZVStore::Event& event, const ZVStore::SessionChange& change,
+           const std::optional<Counter>& counter) {
+  return connection.inTransaction([&] {
+    return insert(connection, event) && (!counter || set(connection, *counter)) &&
+           (!change.snapshot || replace(connection, *change.snapshot)) &&
+           (!change.ended || forget(connection, event.sessionId));
+  });
+}
+
+}  // namespace
+
+bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const std::optional<Counter>& counter) {
+  const bool counterIsElsewhere = ZVState::isTVos() && counter.has_value();
+  if (counterIsElsewhere) setUserDefaultsStateWithKey(counter->key, counter->value);
+  const std::optional<Counter> stored = counterIsElsewhere ? std::nullopt : counter;
+
+  Connection connection;
+  if (!connection.mayQuery()) return false;
+  if (connection.makingRoom(Connection::Reserve::kept, [&] { return write(connection, event, change, stored); }))
+    return true;
+  if (connection.failedOfLock()) return false;  // and would wait for it again
+  // A snapshot is worth less than its event: the next event brings another one.
+  if (change.snapshot && write(connection, event, {}, stored)) return true;
+  // The event is lost, but what else carries the number must not share it with the next run's.
+  if (stored) connection.inTransaction([&] { return set(connection, *stored); });
+  return false;
+}
+
+void ZVStore::keepSnapshot(const Snapshot& snapshot) {
+  executeQuerySyncWithSql("INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
+                          {snapshot.sessionId, snapshot.sessionStart, snapshot.json});
+}
+
+// A version that took two steps may have been killed between them.
+void ZVStore::forgetEndedSessions() {
+  const std::string ended =
+      " FROM zv_session WHERE session_id IN "
+      "(SELECT session_id FROM zv_events WHERE category = 'session_end')";
+  const auto found = executeQuerySyncWithSql("SELECT 1" + ended + " LIMIT 1;");
+  if (found && !found->empty()) executeQuerySyncWithSql("DELETE" + ended + ";");  // rarely: it takes the write lock
+}
+
+std::vector<ZVStore::OpenSession> ZVStore::sessionsWithoutEnd(const std::string& current) {
+  std::vector<OpenSession> sessions;
+  const auto add = [&](const std::string& sql) {
+    const auto rows = executeQuerySyncWithSql(sql, {current});
+    for (const Row& row : rows.value_or(Rows()))
+      sessions.push_back({row.textOf("timestamp"), row.textOf("last_ts"), row.textOf("event")});
+  };
+  add("SELECT timestamp, event FROM zv_session WHERE session_id != ?;");
+  // No snapshot could be stored beside the start: the start stands in for it, as of the session's latest event.
+  add("SELECT client_ts AS timestamp, event, (SELECT Max(CAST(client_ts AS INTEGER)) FROM zv_events AS its "
+      "WHERE its.session_id = zv_events.session_id) AS last_ts FROM zv_events WHERE category = 'user' "
+      "AND session_id != ? AND session_id NOT IN (SELECT session_id FROM zv_session) "
+      "AND session_id NOT IN (SELECT session_id FROM zv_events WHERE category = 'session_end');");
+  return sessions;
+}
