@@ -44,8 +44,9 @@ def cases_of(part, templates, which):
             disturbed(part, folder, collector, which, Known())
         calls = [line.split() for line in (folder / 'trace').read_text().splitlines()]
     for number, call, _ in calls:
-        kinds = ['die:once', f'{errno.EIO}:once']
-        kinds += [f'{errno.EIO}:stays'] if call != 'fcntl' else []
+        kinds = ['die:once']
+        kinds += [f'{errno.EIO}:once'] if call != 'unlock' else []
+        kinds += [f'{errno.EIO}:stays'] if 'lock' not in call else []
         kinds += ['torn:once'] if call in WRITES else []
         kinds += ['short:once'] if call in WRITES | READS else []
         kinds += [f'{errno.ENOSPC}:once', f'{errno.ENOSPC}:stays'] if call in GROWS else []

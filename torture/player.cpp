@@ -13,6 +13,7 @@
 //   die                   SIGKILL
 //
 // After the last step it exits as any game does.
+#include <dlfcn.h>
 #include <sqlite3.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -36,10 +37,11 @@
 #include "runtime/ZVThreading.h"
 #include "store/ZVStore.h"
 
-// There when allocations are made to fail: says when the game's thread is inside the library.
-extern "C" __attribute__((weak)) void torture_inside_library(bool inside);
-
 namespace {
+
+// There when allocations are made to fail: says when the game's thread is inside the library.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
+const auto insideLibrary = reinterpret_cast<void (*)(bool)>(dlsym(RTLD_DEFAULT, "torture_inside_library"));
 
 constexpr int kMostRowsLookedAt = 2000;
 constexpr int kTriesWithoutMemory = 3;
@@ -57,9 +59,9 @@ const auto jumpingClock = std::make_shared<JumpingClock>();
 // One call of the library.
 template <class Call>
 void inLibrary(Call call) {
-  if (torture_inside_library != nullptr) torture_inside_library(true);
+  if (insideLibrary != nullptr) insideLibrary(true);
   call();
-  if (torture_inside_library != nullptr) torture_inside_library(false);
+  if (insideLibrary != nullptr) insideLibrary(false);
 }
 
 std::string tag = "t";
@@ -118,7 +120,7 @@ void sayWhatIsStored() {
 
 // Without memory nobody can hear that the queue is done.
 void waitForTheQueue() {
-  for (int tries = torture_inside_library != nullptr ? kTriesWithoutMemory : -1; tries != 0; --tries)
+  for (int tries = insideLibrary != nullptr ? kTriesWithoutMemory : -1; tries != 0; --tries)
     if (ZVThreading::sharedInstance().queue.drain(std::chrono::seconds(1))) return;
 }
 
@@ -165,7 +167,7 @@ constexpr auto kSteps = std::to_array<Step>({
     {"stored", stored},
     {"background", [](const std::string&) { inLibrary([] { ZVPlatform::applicationDidEnterBackground(); }); }},
     {"foreground", [](const std::string&) { inLibrary([] { ZVPlatform::applicationWillEnterForeground(); }); }},
-    {"run", [](const std::string&) { inLibrary([] { ZVEvents::processEventQueue(false); }); }},
+    {"run", [](const std::string&) { ZVEvents::processEventQueue(false); }},
     {"wait", [](const std::string& s) { std::this_thread::sleep_for(std::chrono::duration<double>(std::stod(s))); }},
     {"clock", jump},
     {"say", say},
