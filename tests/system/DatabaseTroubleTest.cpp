@@ -50,8 +50,9 @@ TEST(DatabaseTrouble, AFileThatCanNotBeWrittenIsSaidAndStaysWhereItIs) {
   const Player player{folder, collector.url()};
   ASSERT_EQ(player.start(initialising() + designs(0, 1) + "[\"@drain\"]\n")->wait()->status, 0);
   std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.file("data")))
-    std::filesystem::permissions(entry, std::filesystem::perms::owner_read | std::filesystem::perms::others_read);
+  using std::filesystem::perms;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.file("data")))
+    std::filesystem::permissions(entry, perms::owner_read | perms::group_read | perms::others_read);
   std::filesystem::permissions(folder.file("data"), std::filesystem::perms::all);
   const auto game = player.start(initialising() + designs(1, 1), {.fileSize = {}, .user = 65534});
   ASSERT_EQ(game->wait()->status, 0);
