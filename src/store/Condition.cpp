@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -32,6 +33,7 @@ Kind kindOf(int code) {
     case SQLITE_FULL:
     case SQLITE_CANTOPEN:
     case SQLITE_PERM:
+    case SQLITE_AUTH:
     case SQLITE_PROTOCOL:
     case SQLITE_INTERRUPT: return Kind::unusable;
     default: return Kind::damaged;
@@ -40,7 +42,10 @@ Kind kindOf(int code) {
 
 Condition lastFailure(std::string_view table = {}) {
   sqlite3* const database = ZVStore::getDatabase();
-  return {kindOf(sqlite3_errcode(database)), sqlite3_errmsg(database), table};
+  Condition failure{kindOf(sqlite3_errcode(database)), sqlite3_errmsg(database), table};
+  // A file that may be read alone can't have a log beside it, which SQLite calls unable to open.
+  if (failure.kind == Kind::unusable && sqlite3_db_readonly(database, "main") == 1) failure.kind = Kind::readOnly;
+  return failure;
 }
 
 // The first thing that SQLite finds wrong with the file. What keeps it from looking is no damage.
@@ -49,7 +54,10 @@ Condition checkFile() {
   Condition found;
   const auto keepFirst = [](void* condition, int, char** texts, char**) {
     const std::string_view text = texts[0] != nullptr ? texts[0] : "";
-    if (text != "ok") *static_cast<Condition*>(condition) = {Kind::damaged, std::string(text), {}};
+    if (text == "ok") return 0;
+    std::string line(text);
+    std::ranges::replace(line, '\n', ' ');
+    *static_cast<Condition*>(condition) = {Kind::damaged, std::move(line), {}};
     return 0;
   };
   const int code =

@@ -63,10 +63,10 @@ bool isTransactionOpen(sqlite3* database) { return sqlite3_get_autocommit(databa
 
 }  // namespace
 
-Connection::Connection() : database_(ZVStore::getDatabase()), mayQuery_(isQueryAllowed()) {
+Connection::Connection() : mayQuery_(isQueryAllowed()), database_(mayQuery_ ? ZVStore::getDatabase() : nullptr) {
   sqlite3_mutex_enter(mutexOf(database_));
   // A transaction that is open here is one that a crash on this very thread has interrupted.
-  if (mayQuery_ && database_ != nullptr && ZVState::sharedInstance().isHandlingUncaughtException) rollBack();
+  if (database_ != nullptr && ZVState::sharedInstance().isHandlingUncaughtException) rollBack();
 }
 
 Connection::~Connection() { sqlite3_mutex_leave(mutexOf(database_)); }

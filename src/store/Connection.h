@@ -52,7 +52,7 @@ class Connection {
   [[nodiscard]] bool failedOfFullDisk() const;
   bool fail(std::string_view step, int action);
 
-  sqlite3* const database_;
   const bool mayQuery_;
-  int failure_ = 0;  // SQLite's code of what failed last
+  sqlite3* const database_;  // null where queries may not run
+  int failure_ = 0;          // SQLite's code of what failed last
 };

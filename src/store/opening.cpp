@@ -89,6 +89,7 @@ Condition replaced(ZVStore& store) {
   if (condition.kind == Condition::Kind::damaged && alone) {
     if (!condition.table.empty()) ZVLogger::d(0, "{}", condition.table);
     store.database.reset();
+    lendReserve(store.dbPath);
     if (const auto rows = replaceDamaged(store.dbPath)) {
       store.damage = condition.reason;
       ZVLogger::w(0, "The event database is damaged ({}). It is kept as {}, and {} rows of it could be read.",

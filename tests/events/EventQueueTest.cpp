@@ -63,6 +63,61 @@ TEST_F(EventQueue, BatchesTheOldestFiveHundredAndTheirWholeLastSecond) {
   }
 }
 
+TEST_F(EventQueue, CutsABatchAtItsBytesToo) {
+  constexpr std::size_t kMiB = std::size_t{1} << 20;
+  const auto event = [](std::size_t bytes) {
+    const std::string frame = R"({"category":"design","text":""})";
+    return R"({"category":"design","text":")" + std::string(bytes - frame.size(), 'x') + "\"}";
+  };
+  struct Case {
+    std::vector<std::size_t> stored;  // bytes, all of one second
+    std::vector<std::size_t> sent;    // how many with each request
+  };
+  for (const auto& [stored, sent] :
+       {Case{{kMiB, kMiB, kMiB, kMiB - 6}, {4}}, Case{{kMiB, kMiB, kMiB, kMiB - 5}, {3, 1}},
+        Case{{9 * kMiB, 10, 9 * kMiB}, {1, 1, 1}}, Case{{100, 9 * kMiB, 100, 100}, {1, 1, 2}}}) {
+    const std::size_t before = game.collector.requests().size();
+    for (const std::size_t bytes : stored) store("1700000001", event(std::max<std::size_t>(bytes, 40)));
+    for (std::size_t i = 0; i < sent.size(); ++i) submit();
+    const auto requests = game.collector.requests();
+    ASSERT_EQ(requests.size(), before + sent.size());
+    for (std::size_t i = 0; i < sent.size(); ++i)
+      EXPECT_THAT(Game::eventsOf(requests[before + i]), SizeIs(sent[i])) << i;
+    EXPECT_EQ(pending(), 0U);
+  }
+}
+
+TEST_F(EventQueue, SendsRowsWhateverTheirTimestampIs) {
+  game.onQueue([] {
+    for (const char* clientTs : {"'17''00'", "''", "'\"'", "'-1'", "9223372036854775807", "x'31'", "x'ff'", "1e300"})
+      ZVStore::executeQuerySyncWithSql(std::string("INSERT INTO zv_events VALUES('new', 'design', 's', ") + clientTs +
+                                       R"(, '{"category":"design"}'))");
+  });
+  storeMany(600, "1700000001");
+  submit();
+  submit();
+  EXPECT_EQ(pending(), 0U);
+  EXPECT_THAT(game.sent("design"), SizeIs(608));
+}
+
+TEST_F(EventQueue, TakesAStartAlongWithItsEndWhenTheClockWentBack) {
+  game.onQueue([] {
+    const auto insert = [](const char* category, const char* clientTs) {
+      ZVStore::executeQuerySyncWithSql(
+          "INSERT INTO zv_events VALUES('new', ?, 'back', ?, ?);",
+          {category, clientTs,
+           std::string(R"({"session_id":"back","category":")") + category + R"(","client_ts":)" + clientTs + "}"});
+    };
+    insert("user", "1700009000");
+    insert("session_end", "1600000000");
+  });
+  storeMany(510, "1700000000");
+  storeMany(10, "1700000001");
+  submit();
+  submit();
+  EXPECT_THAT(game.sent("session_end"), SizeIs(1)) << "no second one was made of a start left alone";
+}
+
 TEST_F(EventQueue, KeepsABatchOnlyWhenNoAnswerCame) {
   struct Case {
     int status;

@@ -3,7 +3,11 @@
 
 #include <zorvane/Zorvane.h>
 
+#include <map>
+
 #include "events/ZVEvents.h"
+#include "state/ZVState.h"
+#include "store/ZVStore.h"
 #include "support/Game.h"
 
 namespace {
@@ -56,6 +60,60 @@ TEST(Recording, LetsAnEventsOwnFieldsWinAndKeepsTheSnapshotInStep) {
   EXPECT_THAT(game.query("SELECT * FROM zv_session"), IsEmpty());
 }
 
+TEST(Recording, RefusesARecordThatIsTooLargeAndNothingElse) {
+  Game game;
+  game.start();
+  const auto add = [&](std::size_t bytes) {
+    game.onQueue([&] {
+      ZVEvents::addEventToStoreWithEventData({{"category", "design"}, {"text", std::string(bytes, 'x')}});
+    });
+  };
+  add(0);
+  const std::size_t frame =
+      game.query("SELECT event FROM zv_events WHERE category = 'design'")[0].find("event")->size();
+  add(ZVEvents::kMaxRecordBytes - frame);
+  EXPECT_THAT(game.stored("design"), SizeIs(2));
+  add(ZVEvents::kMaxRecordBytes - frame + 1);
+  EXPECT_THAT(game.stored("design"), SizeIs(2));
+  EXPECT_EQ(game.log.count("Warning/ZV/Analytics: Could not add event: its record would take 1048577 bytes"), 1U);
+}
+
+TEST(Recording, StoresAnEventItsSnapshotAndItsCounterTogetherOrNotAtAll) {
+  Game game;
+  game.start();
+  const auto refuse = [&](const std::string& what) {
+    game.onQueue([&] {
+      ZVStore::executeQuerySyncWithSql("CREATE TRIGGER refusal BEFORE " + what +
+                                       " BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    });
+  };
+  const auto allow = [&] { game.onQueue([] { ZVStore::executeQuerySyncWithSql("DROP TRIGGER refusal"); }); };
+  const auto transactions = [&] {
+    return *game.query("SELECT value FROM zv_state WHERE key = 'transaction_num'").at(0).find("value");
+  };
+  const auto buy = [&] {
+    Zorvane::addBusinessEventWithCurrency("USD", 1, "gems", "small", "shop", ZVText(), {});
+    game.settle();
+  };
+  buy();
+  refuse("INSERT ON zv_session");
+  buy();
+  EXPECT_THAT(game.stored("business"), SizeIs(2)) << "a failing snapshot costs no event";
+  allow();
+
+  refuse("INSERT ON zv_events");
+  buy();
+  EXPECT_THAT(game.stored("business"), SizeIs(2));
+  EXPECT_EQ(transactions(), "3") << "another run must not use the number again";
+  game.onQueue([] { ZVEvents::addEventToStoreWithEventData({{"category", "session_end"}}); });
+  EXPECT_THAT(game.query("SELECT 1 FROM zv_session"), SizeIs(1)) << "the end isn't stored, so its snapshot stays";
+  allow();
+
+  refuse("DELETE ON zv_session");
+  game.onQueue([] { ZVEvents::addEventToStoreWithEventData({{"category", "session_end"}}); });
+  EXPECT_THAT(game.stored("session_end"), IsEmpty()) << "or there would be two";
+}
+
 TEST(SessionStart, SaysOnceThatItIsAnInstall) {
   Game game;
   game.start();
@@ -67,6 +125,53 @@ TEST(SessionStart, SaysOnceThatItIsAnInstall) {
   game.start();
   EXPECT_EQ(shown(game.sent("user").at(2), "install"), "(none)");
   EXPECT_EQ(shown(game.sent("user").at(2), "session_num"), "3");
+}
+
+TEST(MissingSessionEnd, IsNeverMadeTwiceAndNeverLeftOut) {
+  Game game;
+  game.start();
+  game.collector.hang();
+  game.onQueue([] {
+    const auto run = [](const std::string& sql) { ZVStore::executeQuerySyncWithSql(sql); };
+    // Killed between the end and the deletion of the snapshot.
+    run(R"(INSERT INTO zv_events VALUES('new', 'session_end', 'ended', '50', '{"session_id":"ended"}'))");
+    run(R"(INSERT INTO zv_session VALUES('ended', '10', '{"v":2,"session_id":"ended","client_ts":50}'))");
+    // Killed between the start and the snapshot, with and without a later event.
+    run(R"(INSERT INTO zv_events VALUES('new', 'user', 'young', '100', )"
+        R"('{"session_id":"young","category":"user","install":true,"event_uuid":"u","client_ts":100}'))");
+    run(R"(INSERT INTO zv_events VALUES('new', 'user', 'older', '100', )"
+        R"('{"session_id":"older","category":"user","event_uuid":"u","client_ts":100}'))");
+    run(R"(INSERT INTO zv_events VALUES('new', 'design', 'older', '160', '{"session_id":"older"}'))");
+    // Numbers at the end of what 64 bits hold.
+    run(R"(INSERT INTO zv_session VALUES('far', '-9223372036854775808', )"
+        R"('{"session_id":"far","client_ts":9223372036854775807}'))");
+    ZVEvents::fixMissingSessionEndEvents();
+    ZVEvents::fixMissingSessionEndEvents();
+  });
+  std::map<std::string, std::string> lengths;
+  for (const ZVMap& end : game.stored("session_end")) {
+    EXPECT_TRUE(lengths.emplace(shown(end, "session_id"), shown(end, "length")).second) << shown(end, "session_id");
+    EXPECT_NE(shown(end, "event_uuid"), "u");
+    EXPECT_EQ(shown(end, "install"), "(none)");
+  }
+  EXPECT_EQ(lengths, (std::map<std::string, std::string>{
+                         {"ended", "(none)"}, {"young", "0"}, {"older", "60"}, {"far", "9223372036854775807"}}));
+  EXPECT_THAT(game.query("SELECT 1 FROM zv_session"), SizeIs(1)) << "the open session's alone";
+}
+
+TEST(Counters, StayAtTheLastNumberThereIs) {
+  Game game;
+  game.onQueue([] {
+    for (const char* key : {"session_num", "transaction_num"}) ZVStore::setDbStateWithKey(key, "9223372036854775807");
+    ZVStore::persistProgressionTries("9223372036854775807", "world");
+  });
+  game.start();
+  Zorvane::addBusinessEventWithCurrency("USD", 1, "gems", "small", "shop", ZVText(), {});
+  Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus::complete, "world", {}, {});
+  game.settle();
+  EXPECT_EQ(shown(game.sent("user").at(0), "session_num"), "9223372036854775807");
+  EXPECT_EQ(shown(game.stored("business").at(0), "transaction_num"), "9223372036854775807");
+  EXPECT_EQ(shown(game.stored("progression").at(0), "attempt_num"), "9223372036854775807");
 }
 
 TEST(MissingSessionEnd, SkipsASnapshotThatCanNotBeReadAndKeepsIt) {

@@ -54,6 +54,7 @@ ChildProcess::ChildProcess(const std::filesystem::path& folder, std::vector<std:
     setrlimit(RLIMIT_FSIZE, &limit);
     signal(SIGXFSZ, SIG_IGN);
   }
+  if (limits.user && geteuid() == 0 && setresuid(*limits.user, *limits.user, *limits.user) != 0) _exit(126);
   execv(arguments[0], arguments.data());
   _exit(127);
 }

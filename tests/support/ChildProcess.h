@@ -16,6 +16,7 @@ class ChildProcess {
  public:
   struct Limits {
     std::optional<unsigned long> fileSize;  // bytes; writes beyond it fail like those on a full disk
+    std::optional<unsigned> user;           // in place of root, who may write everywhere
   };
 
   // Standard input is `input`; standard output and error go to files in `folder`.

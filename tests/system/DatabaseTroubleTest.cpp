@@ -26,26 +26,47 @@ TEST(DatabaseTrouble, AFolderThatCanNotBeWrittenIsSaidAndStopsNothingElse) {
   EXPECT_THAT(game->errors(), HasSubstr("Could not add design event: Datastore not initialized"));
 }
 
-TEST(DatabaseTrouble, AFileThatIsNoDatabaseIsLeftAlone) {
+TEST(DatabaseTrouble, AFileThatIsNoDatabaseIsKeptAsideAndEventsGoOn) {
   const TemporaryFolder folder;
   const RunningCollector collector(folder);
   const Player player{folder, collector.url()};
   std::filesystem::create_directory(folder.file("data"));
   const std::string garbage(5000, 'x');
   std::ofstream(player.database()) << garbage;
-  const auto game = player.start(initialising() + designs(0, 1));
+  const auto game = player.start(initialising() + designs(0, 1) + kSubmit);
   ASSERT_EQ(game->wait()->status, 0);
-  EXPECT_THAT(game->errors(), HasSubstr("Could not ensure/validate local event database"));
+  EXPECT_THAT(game->errors(), HasSubstr("Warning/ZV/Analytics: The event database is damaged ("));
+  EXPECT_THAT(collector.records("design"), testing::SizeIs(1));
+  EXPECT_THAT(collector.records("sdk_error"), testing::SizeIs(1));
   std::string kept;
-  std::ifstream(player.database()) >> kept;
+  std::ifstream(player.database() + ".damaged") >> kept;
   EXPECT_EQ(kept, garbage);
+}
+
+// Root may write everywhere: where these tests run as root, the game runs as nobody.
+TEST(DatabaseTrouble, AFileThatCanNotBeWrittenIsSaidAndStaysWhereItIs) {
+  const TemporaryFolder folder;
+  const RunningCollector collector(folder);
+  const Player player{folder, collector.url()};
+  ASSERT_EQ(player.start(initialising() + designs(0, 1) + "[\"@drain\"]\n")->wait()->status, 0);
+  std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+  using std::filesystem::perms;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.file("data")))
+    std::filesystem::permissions(entry, perms::owner_read | perms::group_read | perms::others_read);
+  std::filesystem::permissions(folder.file("data"), std::filesystem::perms::all);
+  const auto game = player.start(initialising() + designs(1, 1), {.fileSize = {}, .user = 65534});
+  ASSERT_EQ(game->wait()->status, 0);
+  EXPECT_THAT(game->errors(), HasSubstr("Warning/ZV/Analytics: The event database can't be written: "));
+  EXPECT_THAT(game->errors(), HasSubstr("Could not add design event: Datastore not initialized"));
+  EXPECT_FALSE(std::filesystem::exists(player.database() + ".damaged"));
 }
 
 TEST(DatabaseTrouble, AFullDiskCostsEventsButNotTheDatabase) {
   const TemporaryFolder folder;
   const RunningCollector collector(folder);
   const Player player{folder, collector.url()};
-  const auto full = player.start(kDebug + initialising() + designs(0, 2000) + "[\"@drain\"]\n", {.fileSize = 200'000});
+  const auto full =
+      player.start(kDebug + initialising() + designs(0, 2000) + "[\"@drain\"]\n", {.fileSize = 200'000, .user = {}});
   ASSERT_EQ(full->wait()->status, 0);
   EXPECT_THAT(full->errors(), HasSubstr("SQLITE3 "));
   ASSERT_EQ(player.start(initialising() + designs(5000, 3) + kSubmit)->wait()->status, 0);
