@@ -10,6 +10,7 @@ import time
 from support import (PATIENCE, QUIET, Collector, Known, Player, Proxy, check_events, check_file, check_sessions, life,
                      number_of)
 
+# A disk takes more than the MiB that the library reserves for sending.
 STEPS = ['start', 'stored', 'forever', 'post 15', 'stored', 'wait 0.02']
 CLONE_NEWNS = 0x20000
 TIMEOUT = 2
@@ -26,7 +27,7 @@ def run(part):
 def fill(part, folder, name):
     rng = part.random(name)
     (folder / 'data').mkdir()
-    mount = ['mount', '-t', 'tmpfs', '-o', f'size={rng.choice([600, 1500, 3000])}k', 'torture', str(folder / 'data')]
+    mount = ['mount', '-t', 'tmpfs', '-o', f'size={rng.choice([2000, 3000, 6000])}k', 'torture', str(folder / 'data')]
     subprocess.run(mount, check=True)
     try:
         fill_mounted(part, folder, name, rng)

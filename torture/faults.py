@@ -7,7 +7,7 @@ A round is LIFE:CALL:HOW:ONCE, "second:212:5:once" for EIO at the second life's 
 import errno
 import shutil
 
-from support import (QUIET, Collector, Known, check_events, check_file, check_sessions, life, numbers_taken,
+from support import (QUIET, Collector, Known, check_events, check_file, check_numbers, check_sessions, life,
                      scratch_folder)
 
 NOWHERE = 'http://127.0.0.1:1'
@@ -77,7 +77,8 @@ def meet(part, folder, name, templates, before):
         check_events(part, name, collector, known)
         check_sessions(part, name, collector, known, starts_known=how in DIES)
         if how in DIES or part.places[name].split(' ')[0] in READS:
-            numbers_taken(part, name, collector, 'user', 'session_num', deaths=2)
+            check_numbers(part, name, collector, 'user', 'session_num')
+            check_numbers(part, name, collector, 'business', 'transaction_num')
         check_file(part, name, folder / 'data')
     part.count(deaths=how in DIES, failures=how not in DIES)
 

@@ -3,8 +3,8 @@
 import itertools
 import time
 
-from support import (QUIET, Collector, Known, Player, Proxy, check_events, check_file, check_sessions, life,
-                     numbers_taken)
+from support import (QUIET, Collector, Known, Player, Proxy, check_events, check_file, check_numbers, check_sessions,
+                     life)
 
 PLAYS = {
     'fast': ['start', 'forever', 'post 40', 'stored', 'run', 'wait 0.02'],
@@ -50,8 +50,8 @@ def kill_again_and_again(part, folder, name):
         life(part, folder, proxy.url_of_next_life(), QUIET, known, timeout=60, first=next_number)
         check_events(part, name, collector, known)
         check_sessions(part, name, collector, known)
-        numbers_taken(part, name, collector, 'user', 'session_num', deaths)
-        numbers_taken(part, name, collector, 'business', 'transaction_num', deaths)
+        check_numbers(part, name, collector, 'user', 'session_num')
+        check_numbers(part, name, collector, 'business', 'transaction_num')
         wrong = proxy.wrong_repeats(killed)
         if wrong:
             part.finding(name, f'{len(wrong)} events came again although they were answered: {sorted(wrong)[:3]}')

@@ -428,19 +428,16 @@ def check_sessions(part, name, collector, known, starts_known=True, longest=24 *
     part.count(sessions=len(found))
 
 
-def numbers_taken(part, name, collector, category, field, deaths):
-    """Numbers of sessions or purchases: each used once, and none left out but where a death took it."""
+def check_numbers(part, name, collector, category, field):
+    """Sessions or purchases are numbered without a gap, and no number is used twice."""
     owners = collections.defaultdict(set)
     for record in collector.records():
         if record.get('category') == category:
             owners[record[field]].add(record['event_uuid'])
-    twice = [number for number, uuids in owners.items() if len(uuids) > 1]
-    if twice:
-        part.finding(name, f'{field}: used more than once: {twice[:10]}')
-    skipped = max(owners, default=0) - len(owners)
-    part.count(numbers_lost_to_deaths=skipped)
-    if skipped > deaths:
-        part.finding(name, f'{field}: {skipped} numbers are missing after {deaths} deaths')
+    twice = sorted(number for number, uuids in owners.items() if len(uuids) > 1)
+    missing = sorted(set(range(1, max(owners, default=0) + 1)) - owners.keys())
+    if twice or missing:
+        part.finding(name, f'{field}: used more than once: {twice[:10]}, left out: {missing[:10]}')
 
 
 def check_file(part, name, folder, empty=True):
