@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <new>
@@ -19,7 +21,9 @@ namespace {
 
 // Far above what a collector says of the largest batch, far below what its parsed form could cost the game.
 constexpr std::size_t kMaxBodyBytes = std::size_t{4} << 20;
-constexpr int kLongestPollMilliseconds = 60'000;
+// While requests run the thread also looks for orders by itself: where the process has no descriptors left, libcurl
+// can't be woken. What is asked for is awaited at shorter intervals anyway.
+constexpr int kLongestPollMilliseconds = 250;
 constexpr double kLongestTimeoutSeconds = 3600;
 
 template <auto Close>
@@ -169,6 +173,7 @@ class Transport {
       const std::scoped_lock lock(mutex_);
       orders_.emplace_back(action, std::move(transfer));
     }
+    ordered_.notify_one();
     curl_multi_wakeup(multi_.get());
   }
 
@@ -190,8 +195,20 @@ class Transport {
       } catch (const std::exception& failure) {
         writeConsoleLine("The transport thread failed: ", failure.what());
       }
-      curl_multi_poll(multi_.get(), nullptr, 0, kLongestPollMilliseconds, nullptr);
+      if (running_.empty()) waitForOrders();
+      else waitForTheNetwork();
     }
+  }
+
+  void waitForOrders() {
+    std::unique_lock lock(mutex_);
+    ordered_.wait(lock, [this] { return !orders_.empty(); });
+  }
+
+  void waitForTheNetwork() {
+    const auto limit = std::chrono::milliseconds(kLongestPollMilliseconds);
+    if (curl_multi_poll(multi_.get(), nullptr, 0, kLongestPollMilliseconds, nullptr) != CURLM_OK)
+      std::this_thread::sleep_for(limit);  // it returns at once where it can't wait
   }
 
   void obey() {
@@ -284,6 +301,7 @@ class Transport {
   const Multi multi_;
   std::map<CURL*, std::shared_ptr<Transfer>> running_;  // the transport thread's
   std::mutex mutex_;
+  std::condition_variable ordered_;
   Orders orders_;  // guarded by mutex_
   std::thread thread_;
 };
