@@ -97,11 +97,12 @@ HeaderList headersOf(const ZVURLRequest& request) {
 // A line end in a header would let its value add headers, or a body, of its own.
 bool isOneLine(std::string_view text) { return text.find_first_of(std::string_view("\r\n\0", 3)) == text.npos; }
 
-std::optional<std::string_view> whatIsWrongWith(const ZVURLRequest& request) {
+// Null when nothing is.
+const char* whatIsWrongWith(const ZVURLRequest& request) {
   if (request.method != "GET" && request.method != "POST") return "Unsupported method";
   for (const auto& [name, value] : request.headers)
     if (!isOneLine(name) || !isOneLine(value)) return "A header holds a line end";
-  return std::nullopt;
+  return nullptr;
 }
 
 // A limit that is none (zero, negative, NaN) becomes the default: without one a request could last forever.
@@ -226,8 +227,8 @@ class Transport {
 
   void start(const std::shared_ptr<Transfer>& transfer) {
     if (transfer->stage != Transfer::Stage::fresh) return;
-    if (const auto problem = whatIsWrongWith(transfer->request)) {
-      fail(*transfer, ZVURLError::kOther, std::string(*problem));
+    if (const char* const problem = whatIsWrongWith(transfer->request)) {
+      fail(*transfer, ZVURLError::kOther, problem);
       return;
     }
     try {
@@ -265,12 +266,18 @@ class Transport {
     }
   }
 
-  static std::string textOf(CURLcode result, const Transfer& transfer) {
+  static const char* textOf(CURLcode result, const Transfer& transfer) {
     return transfer.errorText[0] != '\0' ? transfer.errorText.data() : curl_easy_strerror(result);
   }
 
-  void fail(Transfer& transfer, int code, std::string text) {
-    finish(transfer, std::nullopt, ZVURLError{code, std::move(text)});
+  // Completes the request also where there is no memory for the text: somebody waits for it.
+  void fail(Transfer& transfer, int code, const char* text) {
+    ZVURLError error{code, {}};
+    try {
+      error.localizedDescription = text;
+    } catch (const std::bad_alloc&) {
+    }
+    finish(transfer, std::nullopt, std::move(error));
   }
 
   void finish(Transfer& transfer, std::optional<std::string> body, std::optional<ZVURLError> error) {
