@@ -275,7 +275,7 @@ class Transport {
     ZVURLError error{code, {}};
     try {
       error.localizedDescription = text;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::bad_alloc&) {  // then without it
     }
     finish(transfer, std::nullopt, std::move(error));
   }
