@@ -137,6 +137,13 @@ TEST(Gzip, DecompressesZlibStreamsAndNothingElse) {
     EXPECT_EQ(ZVHelpers::gzipDeflateWithData(bad), std::nullopt) << testing::PrintToString(bad);
 }
 
+TEST(Gzip, StopsAtABound) {
+  constexpr std::size_t kBound = std::size_t{16} << 20;
+  EXPECT_EQ(ZVHelpers::gzipDeflateWithData(*ZVHelpers::gzipEnflateWithData(std::string(kBound, 'x')))->size(), kBound);
+  for (const std::size_t more : {kBound + 1, 2 * kBound})
+    EXPECT_EQ(ZVHelpers::gzipDeflateWithData(*ZVHelpers::gzipEnflateWithData(std::string(more, 'x'))), std::nullopt);
+}
+
 TEST(Digests, AgreeWithTheStandardVectors) {
   EXPECT_EQ(ZVHelpers::stringToMd5("abc"), "900150983cd24fb0d6963f7d28e17f72");
   EXPECT_EQ(ZVHelpers::stringToMd5("abc\0def"s), ZVHelpers::stringToMd5("abc"));
