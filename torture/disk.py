@@ -21,7 +21,7 @@ def run(part):
     if library.unshare(CLONE_NEWNS) != 0 or subprocess.run(['mount', '--make-rprivate', '/'], check=False).returncode:
         part.remark = f'not run: no right to mount a small file system ({os.strerror(ctypes.get_errno())})'
         return
-    part.play(lambda folder, name: fill(part, folder, name), range(2) if part.short else itertools.count())
+    part.play(lambda folder, name: fill(part, folder, name), range(1) if part.short else itertools.count())
 
 
 def fill(part, folder, name):
