@@ -209,6 +209,10 @@ struct ZORVANE_API ZVPlatform {
   std::shared_ptr<ZVReachabilitySource> reachability;  // null: what the kernel says of routes and links
   std::shared_ptr<ZVClock> clock;                      // null: the system's
 
+  // False: no crash handlers, neither for signals nor for exceptions, from the start: for a process whose runtime uses
+  // signals for itself, or that reports its crashes itself. Error events are none of this switch's business.
+  bool crashHandlers = true;
+
   ZVCollectorEndpoint collector;  // where events go, until Zorvane::setBaseUrl() says otherwise
   std::string appStoreHostname;   // empty: the host that the library was built for
   // PEM, for development: trusted by the library's own sessions, beside the system's folder of authorities.

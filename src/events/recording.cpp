@@ -1,6 +1,7 @@
 #include <string>
 #include <utility>
 
+#include "crash/first_form.h"
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
@@ -54,7 +55,8 @@ void storeSnapshot(ZVMap snapshot) {
   if (!json) return;
   ZVStore::executeQuerySyncWithSql(
       "INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
-      {columnText(snapshot, "session_id"), state.sessionStart.value_or(""), std::move(*json)});
+      {columnText(snapshot, "session_id"), state.sessionStart.value_or(""), *json});
+  rememberForCrash(std::move(snapshot), *json);
 }
 
 }  // namespace
