@@ -43,5 +43,5 @@ void addFramesToFirstForm(const CallStack& stack) noexcept;
 void addTextToFirstForm(std::string_view report) noexcept;
 void withdrawFirstForm() noexcept;  // the event is stored
 
-std::string crashId();       // of the event that is made of this crash
+std::string crashId();        // of the event that is made of this crash
 void prepareNextFirstForm();  // the process goes on after all: its next crash is another one

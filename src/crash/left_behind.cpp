@@ -92,10 +92,8 @@ constexpr auto kWords = std::to_array<Word>({
     {"id", [](std::string_view rest, LeftReport& report) { report.id = rest; }},
     {"application", readApplication},
     {"fields", readFields},
-    {"after",
-     [](std::string_view rest, LeftReport& report) {
-       report.after = std::max<std::int64_t>(numberOf<std::int64_t>(rest), 0);
-     }},
+    {"after", [](std::string_view rest,
+                 LeftReport& report) { report.after = std::max<std::int64_t>(numberOf<std::int64_t>(rest), 0); }},
     {"exception", [](std::string_view rest, LeftReport& report) { report.exceptionType = rest; }},
     {"frame", readFrame},
 });

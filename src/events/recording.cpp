@@ -53,9 +53,8 @@ void storeSnapshot(ZVMap snapshot) {
                                           ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
   std::optional<std::string> json = ZVHelpers::jsonStringWithObject(snapshot);
   if (!json) return;
-  ZVStore::executeQuerySyncWithSql(
-      "INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
-      {columnText(snapshot, "session_id"), state.sessionStart.value_or(""), *json});
+  ZVStore::executeQuerySyncWithSql("INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
+                                   {columnText(snapshot, "session_id"), state.sessionStart.value_or(""), *json});
   rememberForCrash(std::move(snapshot), *json);
 }
 

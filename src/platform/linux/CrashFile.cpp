@@ -53,8 +53,7 @@ void adopt(FileDescriptor file, std::string path) {
   ownPath = new std::string(std::move(path));  // never freed: games crash while they leave
   own = file.release();
   // A child must neither hold what its parent holds nor remove it.
-  [[maybe_unused]] static const int registered =
-      pthread_atfork(nullptr, nullptr, [] { close(own.exchange(-1)); });
+  [[maybe_unused]] static const int registered = pthread_atfork(nullptr, nullptr, [] { close(own.exchange(-1)); });
 }
 
 // False as well for a descriptor that the game has closed, which may be another file's by now.

@@ -35,10 +35,10 @@ enum class Disposition { byDefault, ignored, ours, somebodys };
 Disposition dispositionOf(int number) noexcept {
   struct sigaction current {};
   sigaction(number, nullptr, &current);
-  if ((current.sa_flags & SA_SIGINFO) != 0)
-    return current.sa_sigaction == onSignal ? Disposition::ours : Disposition::somebodys;
   if (current.sa_handler == SIG_IGN) return Disposition::ignored;
-  return current.sa_handler == SIG_DFL ? Disposition::byDefault : Disposition::somebodys;
+  if (current.sa_handler == SIG_DFL) return Disposition::byDefault;
+  const bool isOurs = (current.sa_flags & SA_SIGINFO) != 0 && current.sa_sigaction == onSignal;
+  return isOurs ? Disposition::ours : Disposition::somebodys;
 }
 
 }  // namespace
