@@ -170,21 +170,27 @@ std::optional<bool> isMade(const std::string& id) {
   return latest->empty() ? isCrashWaiting(id) : true;
 }
 
-// The file goes when the event is certain to be stored, or can't ever be. True when it was stored here.
+// True when the event is stored; the next start tries again otherwise.
+bool store(const std::string& id, const ZVMap& event) {
+  const auto made = isMade(id);
+  if (!made) return false;
+  if (!*made) {
+    ZVLogger::i(0, "Reporting a crash of an earlier run.");
+    ZVEvents::addEventToStoreWithEventData(event);
+    if (!isCrashWaiting(id).value_or(false)) return false;
+  }
+  ZVStore::setDbStateWithKey(kLatestKey, id);  // for a file that can't be removed
+  return true;
+}
+
+// The file goes when its event is certain to be stored, or can't ever be. True when it is stored.
 bool settle(LeftCrashFile& file) {
   const auto report = readReport(file.text());
-  if (report) {
-    const auto made = isMade(report->id);
-    if (!made) return false;
-    if (!*made) {
-      ZVLogger::i(0, "Reporting a crash of an earlier run.");
-      ZVEvents::addEventToStoreWithEventData(eventOf(*report));
-      if (!isCrashWaiting(report->id).value_or(false)) return false;  // the next start tries again
-    }
-    ZVStore::setDbStateWithKey(kLatestKey, report->id);  // for a file that can't be removed
-  }
-  file.remove();
-  return report.has_value();
+  const auto event = report ? std::optional(eventOf(*report)) : std::nullopt;
+  const bool canBe = event && ZVHelpers::jsonStringWithObject(*event);
+  const bool isStored = canBe && store(report->id, *event);
+  if (isStored || !canBe) file.remove();
+  return isStored;
 }
 
 }  // namespace

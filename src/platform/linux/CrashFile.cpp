@@ -17,6 +17,7 @@
 namespace {
 
 constexpr int kMostFiles = 8;
+constexpr int kMostAttempts = 8;
 constexpr std::size_t kMostBytes = std::size_t{256} * 1024;
 
 // The process's own file. Written while nothing has crashed, read in signal handlers.
@@ -30,7 +31,7 @@ std::string pathOf(const std::string& directory, int index) { return directory +
 
 // Opened and held; invalid when somebody holds it, or when it is no file of ours.
 FileDescriptor hold(const std::string& path, int flags) {
-  for (;;) {
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     FileDescriptor file(open(path.c_str(), O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | flags, 0600));
     struct stat state {};
     if (!file.valid() || flock(file.get(), LOCK_EX | LOCK_NB) != 0 || fstat(file.get(), &state) != 0 ||
@@ -38,6 +39,7 @@ FileDescriptor hold(const std::string& path, int flags) {
       return FileDescriptor();
     if (state.st_nlink > 0) return file;  // else its former owner removed it between the opening and the lock
   }
+  return FileDescriptor();
 }
 
 bool isEmpty(const FileDescriptor& file) {
