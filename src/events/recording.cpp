@@ -1,6 +1,7 @@
 #include <string>
 #include <utility>
 
+#include "crash/first_form.h"
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
@@ -55,7 +56,9 @@ std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
   std::optional<std::string> json =
       ZVHelpers::jsonStringWithObject(annotations, ZVHelpers::kMaxJsonDepth - kBatchLevels);
   if (!json) return std::nullopt;
-  return ZVStore::Snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
+  ZVStore::Snapshot snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
+  rememberForCrash(std::move(annotations), snapshot.json);
+  return snapshot;
 }
 
 // The record as it is stored and sent. Absent when it can't be either, which has been logged.
