@@ -62,7 +62,7 @@ class ZORVANE_API ZVClock {
 
 // A small key-value store that survives restarts. Called on the work queue; synchronize() also on the thread that tells
 // of the background or ends a session, on a television, while the work queue may be inside another operation; and
-// everything on the thread that crashes.
+// everything on a thread that handles a crash.
 class ZORVANE_API ZVUserDefaults {
  public:
   virtual ~ZVUserDefaults();
@@ -151,7 +151,7 @@ class ZORVANE_API ZVURLDataTask {
   virtual void cancel() = 0;  // ends it; the completion still runs, with kCancelled
 };
 
-// Makes requests. Called on the work queue, on the library's other threads and on one that crashes.
+// Makes requests. Called on the work queue and on the library's other threads, also while a crash is handled.
 class ZORVANE_API ZVURLSession {
  public:
   // Body, response and error as they came, each absent when it did not. A body of no bytes is present and empty.
@@ -193,9 +193,9 @@ class ZORVANE_API ZVReachabilitySource {
 
 struct ZORVANE_API ZVPlatform {
   // Asked on the work queue, on a thread that reports a purchase whose receipt is to be read, on one that installs the
-  // crash handlers and on one that crashes: they must bear several threads at once, and answer at once, for they are
-  // asked again and again. Empty: the program's file name is the identifier, the kernel's release and architecture are
-  // the device.
+  // crash handlers and on one that handles a crash: they must bear several threads at once, and answer at once, for
+  // they are asked again and again. Empty: the program's file name is the identifier, the kernel's release and
+  // architecture are the device.
   std::function<ZVApplicationFacts()> application;
   std::function<ZVDeviceFacts()> device;
 
@@ -203,11 +203,16 @@ struct ZORVANE_API ZVPlatform {
   std::shared_ptr<ZVUserDefaults> userDefaults;  // null: a small file in the data directory
   std::shared_ptr<ZVMainLoop> mainLoop;          // null: a thread of the library's own
   std::shared_ptr<ZVBackgroundTasks> backgroundTasks;  // null: open ones delay a normal exit
-  // Called on the work queue and on a thread that crashes. Empty: HTTP and TLS on a thread of the library's own.
+  // Called on the work queue and on a thread that handles a crash. Empty: HTTP and TLS on a thread of the library's
+  // own.
   std::function<std::shared_ptr<ZVURLSession>()> makeURLSession;
 
   std::shared_ptr<ZVReachabilitySource> reachability;  // null: what the kernel says of routes and links
   std::shared_ptr<ZVClock> clock;                      // null: the system's
+
+  // False: no crash handlers, neither for signals nor for exceptions, from the start: for a process whose runtime uses
+  // signals for itself, or that reports its crashes itself. Error events are none of this switch's business.
+  bool crashHandlers = true;
 
   ZVCollectorEndpoint collector;  // where events go, until Zorvane::setBaseUrl() says otherwise
   std::string appStoreHostname;   // empty: the host that the library was built for

@@ -58,8 +58,8 @@ class ZORVANE_API Zorvane {
   // ---- Initialisation: once. Restores what earlier runs stored, starts a session and the event queue.
 
   // With the keys of the game. `gameKey`: 32 letters and digits, `gameSecret`: 40. Others are refused with a warning,
-  // and nothing starts. The crash handlers are installed in any case, unless error reporting is off:
-  // setZVUncaughtExceptionHandlers().
+  // and nothing starts. The crash handlers are installed in any case, unless a switch keeps them away:
+  // setZVUncaughtExceptionHandlers(). A crash that an earlier run couldn't report is reported now.
   static void initializeWithGameKey(ZVText gameKey, ZVText gameSecret) noexcept;
   // The same with the keys of configureGameKey(); without them, a warning and nothing starts.
   static void initializeWithConfiguredGameKeyAndGameSecret() noexcept;

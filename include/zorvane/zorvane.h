@@ -85,6 +85,10 @@ struct zorvane_platform {
   /* How long a normal exit may wait for posted work to be stored, and for a request that began in the background. */
   double exit_seconds;       /* 0: 1.5; below 0: not at all */
   double background_seconds; /* 0: 5; below 0: not at all */
+
+  /* True: no crash handlers, neither for signals nor for C++ exceptions, from the start: for a process whose runtime
+   * uses signals for itself, or that reports its crashes itself. */
+  bool without_crash_handlers;
 };
 
 /* Puts the platform in force. On the main thread, before the first other call but zorvane_set_log_callback(). False,
@@ -167,11 +171,24 @@ ZORVANE_API void zorvane_configure_game_key(const char* game_key, const char* ga
 /* ---- Initialisation: once. Restores what earlier runs stored, starts a session and the event queue. */
 
 /* With the keys of the game. `game_key`: 32 letters and digits, `game_secret`: 40. Others are refused with a warning,
- * and nothing starts. The crash handlers are installed in any case, unless error reporting is off; ZVCrashReporting.h
- * says what they do. */
+ * and nothing starts. The crash handlers are installed in any case, unless a switch keeps them away;
+ * ZVCrashReporting.h says what they do. */
 ZORVANE_API void zorvane_initialize(const char* game_key, const char* game_secret);
 /* The same with the keys of zorvane_configure_game_key(); without them, a warning and nothing starts. */
 ZORVANE_API void zorvane_initialize_configured(void);
+
+/* What became of the crash handlers: no initialise call has come so far; they stand, and from here on a host may set
+ * its own in their place; they were kept away by a switch, or the machine had no thread left for them. */
+enum {
+  ZORVANE_CRASH_HANDLERS_UNDECIDED = 0,
+  ZORVANE_CRASH_HANDLERS_INSTALLED = 1,
+  ZORVANE_CRASH_HANDLERS_KEPT_AWAY = 2
+};
+
+/* Waits until the initialise call, whose work is done on the library's thread, has come so far; at most `seconds`, and
+ * not at all on that thread or in a forked child. Neither the network nor the session's start is waited for. Returns
+ * one of the above. */
+ZORVANE_API int zorvane_wait_for_crash_handlers(double seconds);
 
 /* ---- Switches: at any time. */
 

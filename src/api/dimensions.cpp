@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "api/frame.h"
+#include "crash/first_form.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
@@ -12,10 +13,13 @@ namespace {
 void setDimension(ZVText value, bool (*isValid)(ZVText), void (*set)(ZVText), const char* name) noexcept {
   post([&] {
     return [value = value.copy(), isValid, set, name] {
-      if (isValid(value)) set(value);
-      else
+      if (!isValid(value)) {
         ZVLogger::w(0, "Could not set {} dimension value to '{}'. Value not found in available {} dimension values",
                     name, ZVText(value), name);
+        return;
+      }
+      set(value);
+      rememberDimensionsForCrash();
     };
   });
 }
@@ -34,5 +38,10 @@ void Zorvane::setCustomDimension03(ZVText value) noexcept {
 }
 
 void Zorvane::setGlobalCustomEventFields(ZVMap fields) noexcept {
-  post([&] { return [fields = std::move(fields)] { ZVState::setGlobalCustomEventFields(fields); }; });
+  post([&] {
+    return [fields = std::move(fields)] {
+      ZVState::setGlobalCustomEventFields(fields);
+      rememberDimensionsForCrash();
+    };
+  });
 }

@@ -2,6 +2,7 @@
 #include <zorvane/Zorvane.h>
 
 #include "api/frame.h"
+#include "crash/left_behind.h"
 #include "device/ZVDevice.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
@@ -22,9 +23,13 @@ void initializeAfterGameKeysAreSet() {
   if (!internalInitialize()) return;  // the database's failure was reported when it happened
   ZVState::generateRandomUserIdIfNeeded();
   ZVState::setInitialized();
+  const bool hasCrashed = reportCrashesLeftBehind();
   ZVState::setSDKPausedFlag(false);
   ZVState::startNewSession();
-  if (ZVState::isEnabled()) ZVEvents::startEventQueue();
+  if (!ZVState::isEnabled()) return;
+  // At once: a game that crashes again within seconds would never come to it.
+  if (hasCrashed) ZVEvents::processEventsWithCategory("error", false);
+  ZVEvents::startEventQueue();
 }
 
 // Only a library that is ready in every respect refuses: one that was disabled or paused runs the sequence again.

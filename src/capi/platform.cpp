@@ -87,6 +87,7 @@ ZVPlatform platformOf(const zorvane_platform& given) {
   setUnlessZero(platform.requestTimeoutSeconds, given.request_timeout_seconds);
   setUnlessZero(platform.exitSeconds, given.exit_seconds);
   setUnlessZero(platform.backgroundSeconds, given.background_seconds);
+  platform.crashHandlers = !given.without_crash_handlers;
   return platform;
 }
 

@@ -1,4 +1,5 @@
 // The facade, function by function. Those that hand over text only can't throw; those that copy a map or a list can.
+#include <zorvane/ZVCrashReporting.h>
 #include <zorvane/Zorvane.h>
 #include <zorvane/zorvane.h>
 
@@ -71,6 +72,7 @@ void zorvane_initialize(const char* game_key, const char* game_secret) {
   Zorvane::initializeWithGameKey(game_key, game_secret);
 }
 void zorvane_initialize_configured(void) { Zorvane::initializeWithConfiguredGameKeyAndGameSecret(); }
+int zorvane_wait_for_crash_handlers(double seconds) { return static_cast<int>(ZVWaitForCrashHandlers(seconds)); }
 
 void zorvane_set_enabled_info_log(bool enabled) { Zorvane::setEnabledInfoLog(enabled); }
 void zorvane_set_enabled_verbose_log(bool enabled) { Zorvane::setEnabledVerboseLog(enabled); }

@@ -9,3 +9,6 @@ void ZVUncaughtExceptionHandlerCallback() noexcept;
 
 // Returns when error reporting is switched off, and in a forked child.
 void ZVSignalHandler(FatalSignal signal) noexcept;
+
+// Puts the terminate handler in place; one that the game has set is called after the report. Any thread.
+void takeOverTerminate() noexcept;

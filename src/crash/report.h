@@ -1,15 +1,26 @@
 // The text of a crash report: at most 8192 UTF-16 code units.
 //
-// Thread: the one that crashed, whose stack is told.
+// Thread: any.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <vector>
 
-#include "platform/Termination.h"
+inline constexpr std::size_t kMostReportUnits = 8192;
 
-// Asks the host for what a report says of the application: after a crash its functions can't be relied upon. Any
-// thread; the first call asks.
-void prepareReports();
+// What a report says of the application. Asks the host, whose functions can't be relied upon after a crash: the first
+// call asks, later ones repeat it.
+const std::string& applicationLine();
 
-std::string exceptionReport(const UncaughtException& exception);
-std::string signalReport();
+// `type`: its symbol; null or "-": there was no exception.
+std::string exceptionName(const char* type);
+
+struct CrashText {
+  std::string firstLine;                          // ends with its line end
+  std::optional<std::string> exceptionName = {};  // of an exception
+  std::optional<std::string> exceptionReason = {};
+  std::vector<std::string> frames = {};
+};
+std::string reportText(const CrashText& crash);

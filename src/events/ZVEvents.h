@@ -57,8 +57,9 @@ class ZVEvents {
                                                        bool mergeFields);
   static void addDesignEventWithEventId(ZVText eventId, std::optional<double> value, const ZVMap& fields,
                                         bool mergeFields);
+  // `uuid`: the event's, where it was chosen beforehand.
   static void addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, const ZVMap& fields, bool mergeFields,
-                                        bool skipAddingFields = false);
+                                        bool skipAddingFields = false, ZVText uuid = {});
   static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
                                    ZVAdError noAdReason, std::int64_t duration, bool sendDuration, const ZVMap& fields,
                                    bool mergeFields);

@@ -14,11 +14,12 @@ constexpr std::size_t kLoggedMessageLength = 15;
 }  // namespace
 
 void ZVEvents::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, const ZVMap& fields,
-                                         bool mergeFields, bool skipAddingFields) {
+                                         bool mergeFields, bool skipAddingFields, ZVText uuid) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
   if (reportRejected(ZVValidator::validateErrorEventWithSeverity(severity, message))) return;
   const std::string_view severityName = *errorSeverityString(severity);
   ZVMap event{{"category", sharedInstance().categoryError}, {"severity", severityName}, {"message", message.view()}};
+  if (uuid.present()) event.set("event_uuid", uuid.view());
   if (skipAddingFields) addDimensionsToEventWithEventData(event);
   else addDimensionsAndFields(event, fields, mergeFields);
   ZVLogger::i(0, "Add ERROR event: {{severity:{}, message:{}}}", severityName,

@@ -1,6 +1,7 @@
 #include <string>
 #include <utility>
 
+#include "crash/first_form.h"
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
@@ -10,6 +11,8 @@
 #include "values/Text.h"
 
 namespace {
+
+constexpr std::size_t kBatchLevels = 1;  // a batch is a list of records
 
 // What goes into a column: the text of a field, numbers in decimal.
 std::string columnText(const ZVMap& record, std::string_view key) {
@@ -50,14 +53,17 @@ std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
   ZVEvents::addDimensionsToEventWithEventData(annotations);
   ZVEvents::addFieldsToEventWithEventData(annotations,
                                           ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(annotations);
+  std::optional<std::string> json =
+      ZVHelpers::jsonStringWithObject(annotations, ZVHelpers::kMaxJsonDepth - kBatchLevels);
   if (!json) return std::nullopt;
-  return ZVStore::Snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
+  ZVStore::Snapshot snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
+  rememberForCrash(std::move(annotations), snapshot.json);
+  return snapshot;
 }
 
 // The record as it is stored and sent. Absent when it can't be either, which has been logged.
 std::optional<std::string> recordText(const ZVMap& record) {
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record);
+  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record, ZVHelpers::kMaxJsonDepth - kBatchLevels);
   if (!json) {
     ZVLogger::w(
         0,

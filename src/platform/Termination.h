@@ -1,17 +1,17 @@
-// What the runtime does with an exception that nobody catches.
+// What the runtime does with an exception that nobody catches. Asked in the terminate handler that was called for it.
 #pragma once
 
 #include <exception>
 #include <optional>
-#include <string>
+#include <span>
+#include <string_view>
 
 // False for the handler that the runtime begins with.
 bool wasSetBySomebody(std::terminate_handler handler) noexcept;
 
-struct UncaughtException {
-  std::string name;                   // its type's, as in its source
-  std::optional<std::string> reason;  // what() of a standard exception
-};
-// The exception for which the terminate handler that calls this was called. Without one (a running thread was
-// destroyed, or the game asked for it) the name is that of the call.
-UncaughtException uncaughtException();
+// The symbol of the exception's type; null where there is none: a running thread was destroyed, or the game asked for
+// the end. Takes neither heap nor lock.
+const char* uncaughtExceptionType() noexcept;
+
+// what() of a standard exception, cut to `room`. Runs code of the game's.
+std::optional<std::string_view> uncaughtExceptionReason(std::span<char> room);

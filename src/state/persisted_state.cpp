@@ -24,6 +24,9 @@ constexpr auto kDimensions = std::to_array<Dimension>({
     {"dimension03", "Dimension03", ZVStore::persistStateDimension03WithValue},
 });
 
+// What is stored goes out with every event: what an older version, or damage, left there must not make it unwritable.
+constexpr std::size_t kMaxConfigBytes = std::size_t{512} * 1024;
+constexpr std::size_t kMaxUserIdLength = 64;
 constexpr int kMoreTries = 3;
 constexpr auto kBetweenTries = std::chrono::milliseconds(20);
 
@@ -65,6 +68,7 @@ std::optional<std::string> valueOf(const KeyValues& values, std::string_view key
 
 // The configuration of an earlier run. For another player its hash is dropped, so the collector sends all of it anew.
 std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
+  if (json && json->size() > kMaxConfigBytes) return std::nullopt;
   auto parsed = ZVHelpers::dictionaryWithJsonString(json);
   if (!parsed || parsed->ifMap() == nullptr) return std::nullopt;
   ZVMap config = *parsed->ifMap();
@@ -120,7 +124,7 @@ std::optional<Persisted> readUserDefaults() {
 
 void adoptRandomUserId() {
   auto randomUserId = platform().userDefaults->stringForKey("zv_testflight_user_id");
-  if (!randomUserId) return;
+  if (!randomUserId || utf16Length(*randomUserId).value_or(kMaxUserIdLength + 1) > kMaxUserIdLength) return;
   ZVLogger::d(0, "Randomly generated user_id found in persisted cache: {}", *randomUserId);
   ZVState::sharedInstance().randomUserId = std::move(randomUserId);
 }

@@ -75,6 +75,8 @@ class ZVHTTPApi {
 
   // The process is about to exit: a request that holds the work queue is given up, later ones are not made.
   void giveUpRequests() noexcept { givingUp_.store(true, std::memory_order_relaxed); }
+  // After a crash: what held the work queue is given up, the report is sent.
+  void makeRequestsAgain() noexcept { givingUp_.store(false, std::memory_order_relaxed); }
 
   std::string httpProtocol;
   std::string hostname;

@@ -23,10 +23,14 @@ class ZVHelpers {
   // AES-256-CBC as base64. Absent for an empty text or a key of less than 16 characters.
   static std::optional<std::string> encryptString(ZVText plainText, ZVText key);
 
+  // How deep arrays and maps may lie in each other. Values are written, copied and destroyed by recursion, so depth
+  // costs stack; nothing that the collector understands comes near this.
+  static constexpr std::size_t kMaxJsonDepth = 512;
+
   // Compact JSON with escaped slashes. Absent unless `object` is a map or an array that JSON can express: valid UTF-8
   // throughout, finite numbers.
   static std::optional<std::string> jsonStringWithObject(const ZVValue& object);
-  static std::optional<std::string> jsonStringWithObject(const ZVMap& object);
+  static std::optional<std::string> jsonStringWithObject(const ZVMap& object, std::size_t mostLevels = kMaxJsonDepth);
   // The parsed map or array. Absent for anything else: what is read can be written again. Data come from outside, so
   // they may hold a bounded number of values only.
   static std::optional<ZVValue> dictionaryWithJsonString(ZVText json);

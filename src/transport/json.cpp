@@ -15,9 +15,7 @@
 
 namespace {
 
-// How deep arrays and maps may lie in each other. Values are written, copied and destroyed by recursion, so depth costs
-// stack; nothing that the collector understands comes near this.
-constexpr std::size_t kMaxDepth = 512;
+constexpr std::size_t kMaxDepth = ZVHelpers::kMaxJsonDepth;
 // How many values and keys an answer may have: as many as fit into the largest init answer. A value takes many times
 // the room of its text, so an events answer of the size that is let in could otherwise fill the game's memory.
 constexpr std::size_t kMaxAnswerValues = std::size_t{128} * 1024;
@@ -90,20 +88,20 @@ namespace {
 
 class Serialiser {
  public:
-  explicit Serialiser(std::string& text) : output_(text), writer_(output_) {}
+  Serialiser(std::string& text, std::size_t mostLevels) : output_(text), writer_(output_), mostLevels_(mostLevels) {}
   void finish() { output_.finish(); }
 
   // False as soon as something can't be expressed.
   bool write(const ZVMap& map) {
     const Nesting nesting(depth_);
-    if (depth_ > kMaxDepth || !writer_.StartObject()) return false;
+    if (depth_ > mostLevels_ || !writer_.StartObject()) return false;
     for (const auto& [key, value] : map)
       if (!write(key) || !write(value)) return false;
     return writer_.EndObject();
   }
   bool write(const ZVValue::Array& array) {
     const Nesting nesting(depth_);
-    if (depth_ > kMaxDepth || !writer_.StartArray()) return false;
+    if (depth_ > mostLevels_ || !writer_.StartArray()) return false;
     for (const ZVValue& value : array)
       if (!write(value)) return false;
     return writer_.EndArray();
@@ -140,13 +138,14 @@ class Serialiser {
 
   EscapingOutput output_;
   Writer writer_;
+  const std::size_t mostLevels_;
   std::size_t depth_ = 0;
 };
 
 template <class Container>
-std::optional<std::string> serialised(const Container& container) {
+std::optional<std::string> serialised(const Container& container, std::size_t mostLevels = kMaxDepth) {
   std::string text;
-  Serialiser serialiser(text);
+  Serialiser serialiser(text, mostLevels);
   if (!serialiser.write(container)) return std::nullopt;
   serialiser.finish();
   return text;
@@ -253,7 +252,9 @@ std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVValue& object
   return std::nullopt;
 }
 
-std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVMap& object) { return serialised(object); }
+std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVMap& object, std::size_t mostLevels) {
+  return serialised(object, mostLevels);
+}
 
 std::optional<ZVValue> ZVHelpers::dictionaryWithJsonString(ZVText json) {
   return json.present() ? parsed(json.view(), std::numeric_limits<std::size_t>::max()) : std::nullopt;

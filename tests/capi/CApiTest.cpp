@@ -250,9 +250,10 @@ TEST(CPlatform, IsReadAsFarAsItsSizeGoesAndServedByThePump) {
   platform.collector_port = port.c_str();
   platform.pumped_main_loop = true;
   platform.exit_seconds = 0.2;
+  platform.without_crash_handlers = true;
 
   EXPECT_FALSE(zorvane_platform_install(nullptr));
-  for (const std::size_t size : {std::size_t{0}, sizeof platform - 1}) {
+  for (const std::size_t size : {std::size_t{0}, offsetof(zorvane_platform, without_crash_handlers) - 1}) {
     platform.size = size;
     EXPECT_FALSE(zorvane_platform_install(&platform)) << size;
   }
@@ -265,7 +266,9 @@ TEST(CPlatform, IsReadAsFarAsItsSizeGoesAndServedByThePump) {
   zorvane_main_loop_pump();  // nothing to pump yet
   ASSERT_TRUE(zorvane_platform_install(&platform));
 
+  EXPECT_EQ(zorvane_wait_for_crash_handlers(NAN), ZORVANE_CRASH_HANDLERS_UNDECIDED);
   zorvane_initialize(Game::kKey, Game::kSecret);
+  EXPECT_EQ(zorvane_wait_for_crash_handlers(60), ZORVANE_CRASH_HANDLERS_KEPT_AWAY);
   int runs = 0;
   static zorvane_timer* timer = nullptr;
   const auto runOnce = [](void* user) {

@@ -2,18 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <csignal>
-#include <optional>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
-#include "support/ChildProcess.h"
-#include "support/Game.h"
-#include "support/LoopbackServer.h"
-#include "support/Sqlite.h"
-#include "support/TemporaryFolder.h"
+#include "crash/DyingGame.h"
 #include "values/Text.h"
 
 namespace {
@@ -27,51 +21,6 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 const std::string kFirstLine = "Gliodra version 1421 build (null)\n";
-
-struct DyingGame {
-  explicit DyingGame(std::string cause, std::string detail = {},
-                     LoopbackServer::Security security = LoopbackServer::Security::plain)
-      : server(security), cause_(std::move(cause)), detail_(std::move(detail)) {}
-
-  void start() {
-    process.emplace(folder.path(),
-                    std::vector<std::string>{ZORVANE_DYING_GAME, server.protocol(), std::to_string(server.port()),
-                                             server.caFile(), folder.file("data"), cause_, detail_});
-  }
-  // The status with which it ended, or the negative number of the signal that ended it.
-  int end() {
-    if (!process) start();
-    const auto ending = process->wait(std::chrono::seconds(60));
-    if (!ending) return -1000;
-    return ending->status ? *ending->status : -ending->signal;
-  }
-  void waitFor(const std::string& line) const {
-    while (process->errors().find(line) == std::string::npos && process->output().find(line) == std::string::npos)
-      std::this_thread::yield();
-  }
-
-  // The messages of the error events that the collector was sent.
-  std::vector<std::string> sent() const {
-    std::vector<std::string> messages;
-    for (const auto& request : server.requests(LoopbackServer::kEvents))
-      for (const ZVMap& event : Game::eventsOf(request))
-        if (shown(event, "category") == "error" && shown(event, "severity") == "critical")
-          messages.push_back(shown(event, "message"));
-    return messages;
-  }
-  std::size_t stored(const std::string& category) const {
-    return countRows(database(), "SELECT COUNT(*) FROM zv_events WHERE category = '" + category + "'");
-  }
-  std::string database() const { return folder.file("data/zorvane.sqlite"); }
-
-  TemporaryFolder folder;
-  LoopbackServer server;
-  std::optional<ChildProcess> process;
-
- private:
-  std::string cause_;
-  std::string detail_;
-};
 
 TEST(Crash, EveryFatalSignalIsSentAndEndsTheGameWithStatusOne) {
   for (const int number :
@@ -165,6 +114,21 @@ TEST(Crash, WhatTheGameReportedBeforeIsStoredFirst) {
   EXPECT_EQ(game.stored("design"), 200U);
 }
 
+TEST(Crash, WhatWaitsBehindARequestIsStoredFirstToo) {
+  DyingGame game("behind a request", "200");
+  game.server.hang();
+  game.start();
+  game.waitFor("reported");
+  ASSERT_TRUE(game.server.waitForRequests(1));  // the session's, which holds the work queue
+  game.process->kill(SIGSEGV);
+  game.waitFor("Add ERROR event");
+  game.server.resume();
+  EXPECT_EQ(game.end(), 1);
+  EXPECT_THAT(game.sent(), SizeIs(1)) << game.process->errors();
+  EXPECT_EQ(game.stored("design"), 200U);
+  EXPECT_EQ(game.stored("user"), 1U);
+}
+
 TEST(Crash, ALockedDatabaseIsWaitedFor) {
   DyingGame game("wait");
   game.start();
@@ -212,10 +176,52 @@ TEST(Crash, ASecondOneInsideTheHandlerEndsTheGameAtOnce) {
 
 TEST(Crash, AConnectionThatBreaksIsNone) {
   for (const auto misbehave : {&LoopbackServer::tear, &LoopbackServer::slam}) {
-    DyingGame game("not at all", "4000000", LoopbackServer::Security::tls);
+    DyingGame game("a broken connection", "4000000", LoopbackServer::Security::tls);
     (game.server.*misbehave)();
     EXPECT_EQ(game.end(), 0) << game.process->errors();
     EXPECT_THAT(game.process->errors(), Not(HasSubstr("entered")));
+  }
+}
+
+TEST(Crash, ASignalThatTheGameIgnoresStaysIgnored) {
+  DyingGame game("a broken pipe that is ignored");
+  EXPECT_EQ(game.end(), 0) << game.process->errors();
+  EXPECT_THAT(game.process->errors(), Not(HasSubstr("entered")));
+}
+
+TEST(Crash, HandlersThatTheGameSetBeforeAreReplacedWithAWarning) {
+  const std::string warning = "Crash reporting replaces the handlers that were set for SIGBUS, SIGSEGV.\n";
+  DyingGame game("with signal handlers");
+  EXPECT_EQ(game.end(), 1);
+  EXPECT_THAT(game.sent(), SizeIs(1));
+  EXPECT_THAT(game.process->output(), Not(HasSubstr("own handler")));
+  EXPECT_THAT(game.process->errors(), HasSubstr(warning));
+
+  DyingGame twice("installed twice", "lava");
+  EXPECT_EQ(twice.end(), 1);
+  EXPECT_THAT(twice.process->errors(), Not(HasSubstr("replaces"))) << "neither defaults nor our own are somebody's";
+}
+
+TEST(Crash, HandlersThatTheGameSetsOnceOursStandAreItsOwnAffair) {
+  struct Case {
+    std::string how;
+    int end;
+    std::size_t sent;
+  };
+  for (const auto& [how, end, sent] : {Case{"alone", 7, 0}, Case{"chain", 1, 1}}) {
+    DyingGame game("with signal handlers set after", how);
+    EXPECT_EQ(game.end(), end) << how;
+    EXPECT_THAT(game.process->output(), HasSubstr("the game's own handler\n")) << how;
+    EXPECT_THAT(game.sent(), SizeIs(sent)) << how;
+  }
+}
+
+TEST(Crash, ThePlatformKeepsAllHandlersAway) {
+  for (const auto& [reason, end] : {std::pair<std::string, int>{"", -SIGSEGV}, {"lava", -SIGABRT}}) {
+    DyingGame game("without handlers", reason);
+    EXPECT_EQ(game.end(), end) << reason;
+    EXPECT_THAT(game.sent(), IsEmpty()) << reason;
+    EXPECT_THAT(game.process->errors(), Not(HasSubstr("entered"))) << reason;
   }
 }
 

@@ -1,11 +1,17 @@
 // A game that dies of the cause it is told: dying_game PROTOCOL PORT CA-FILE DATA-DIRECTORY CAUSE [DETAIL]
 // It says "ready" once its session has begun, or its first request is on its way.
+#include <fcntl.h>
+#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <future>
@@ -35,6 +41,25 @@ namespace levels {
   *reinterpret_cast<volatile int*>(nowhere) = 1;
 }
 
+// Beyond what a thread keeps for itself and what it finds among freed pieces: the misuse is found out under the lock of
+// the heap.
+constexpr std::size_t kBlock = 60'000;
+
+[[gnu::noinline]] void freeTwice() {
+  void* const volatile block = std::malloc(kBlock);
+  void* const volatile behind = std::malloc(kBlock);  // keeps it from joining what is free
+  std::free(block);
+  std::free(block);
+  std::free(behind);
+}
+
+[[gnu::noinline]] void overrun() {
+  void* const volatile block = std::malloc(kBlock);
+  std::memset(static_cast<char*>(block) + kBlock, 0x7F, 64);  // the size of what is left of the heap
+  void* const volatile more = std::malloc(2 * kBlock);
+  std::free(more);
+}
+
 [[gnu::noinline]] void throwOut(const std::string& reason) { throw std::runtime_error(reason); }
 
 }  // namespace levels
@@ -59,6 +84,59 @@ void inTransaction(void (*task)()) {
   ZVThreading::performTaskOnZVThreadWithBlock([] { ZVStore::executeQuerySyncWithSql("DELETE FROM nowhere"); });
 }
 
+[[noreturn]] void sleepOn() {
+  for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+// Kills the process with the COMMIT-th commit after the library has logged `line`.
+int commitsToGo = 0;
+std::atomic<bool> commitsCount{false};
+void killAfterCommits(const std::string& line, int commits) {
+  commitsToGo = commits;
+  whenLogged(line, [] { commitsCount = true; });
+  ZVThreading::performTaskOnZVThreadWithBlock([] {
+    sqlite3_wal_hook(
+        ZVStore::getDatabase(),
+        [](void*, sqlite3*, const char*, int) {
+          if (commitsCount && --commitsToGo == 0) raise(SIGKILL);
+          return SQLITE_OK;
+        },
+        nullptr);
+  });
+}
+// "LINE": at that line. "N LINE": after the N-th commit that follows it.
+void killAt(const std::string& moment) {
+  if (const int commits = std::atoi(moment.c_str()); commits > 0) killAfterCommits(moment.substr(2), commits);
+  else whenLogged(moment, [] { raise(SIGKILL); });
+}
+
+// On the main thread, while its part of the heap is locked: another thread tries to give back a block of that part.
+std::atomic<bool> wasGivenBack{false};
+void* volatile blockOfMain = nullptr;
+void askWhetherTheHeapIsLocked() {
+  whenLogged("Add ERROR event", [] {
+    std::thread([] {
+      std::free(blockOfMain);
+      wasGivenBack = true;
+    }).detach();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    std::cout << (wasGivenBack ? "the heap is free" : "the heap is locked") << std::endl;
+  });
+}
+
+void sayAndLeave(int) {
+  constexpr std::string_view kText = "the game's own handler\n";
+  [[maybe_unused]] const auto written = write(STDOUT_FILENO, kText.data(), kText.size());
+  _exit(7);
+}
+
+struct sigaction replaced {};
+void sayAndChain(int number, siginfo_t* information, void* context) {
+  constexpr std::string_view kText = "the game's own handler\n";
+  [[maybe_unused]] const auto written = write(STDOUT_FILENO, kText.data(), kText.size());
+  replaced.sa_sigaction(number, information, context);
+}
+
 void settle() { ZVThreading::sharedInstance().queue.drain(std::chrono::seconds(20)); }
 
 void sayAndReturn() { std::cout << "the game's own handler" << std::endl; }
@@ -75,10 +153,19 @@ const Causes kPreparations{
        });
      }},
     {"too often", [](const std::string&) { std::set_terminate(sayAndReturn); }},
+    {"free twice", [](const std::string&) { blockOfMain = std::malloc(levels::kBlock); }},
+    {"killed at the next start", killAt},
+    {"a broken pipe that is ignored", [](const std::string&) { std::signal(SIGPIPE, SIG_IGN); }},
+    {"with signal handlers",
+     [](const std::string&) {
+       std::signal(SIGSEGV, sayAndLeave);
+       std::signal(SIGBUS, sayAndLeave);
+     }},
 };
 
 const Causes kDeaths{
-    {"wait", [](const std::string&) { std::this_thread::sleep_for(std::chrono::hours(1)); }},
+    {"not at all", [](const std::string&) {}},
+    {"wait", [](const std::string&) { sleepOn(); }},
     {"raise", [](const std::string& number) { std::raise(std::stoi(number)); }},
     {"fault", [](const std::string&) { levels::fallOut(); }},
     {"fault on a thread", [](const std::string&) { std::thread(levels::fallOut).join(); }},
@@ -165,7 +252,74 @@ const Causes kDeaths{
        waitpid(child, &status, 0);
        _exit(WIFSIGNALED(status) ? WTERMSIG(status) : 0);
      }},
-    {"not at all",
+    {"behind a request",
+     [](const std::string& count) {
+       for (int event = 0; event < std::stoi(count); ++event) Zorvane::addDesignEventWithEventId("a:b");
+       std::cout << "reported" << std::endl;
+       sleepOn();
+     }},
+    {"free twice",
+     [](const std::string&) {
+       askWhetherTheHeapIsLocked();
+       levels::freeTwice();
+     }},
+    {"overrun on the queue",
+     [](const std::string&) {
+       ZVThreading::performTaskOnZVThreadWithBlock(levels::overrun);
+       sleepOn();
+     }},
+    {"overrun on a thread", [](const std::string&) { std::thread(levels::overrun).join(); }},
+    {"beside a disk write",
+     [](const std::string&) {
+       static std::promise<void> writing;
+       ZVThreading::performTaskOnZVThreadWithBlock([] {
+         const auto write = [](void*) -> int {
+           writing.set_value();
+           sleepOn();
+         };
+         sqlite3_commit_hook(ZVStore::getDatabase(), write, nullptr);
+       });
+       Zorvane::addDesignEventWithEventId("a:b");
+       writing.get_future().wait();
+       levels::fallOut();
+     }},
+    {"killed",
+     [](const std::string& moment) {
+       killAt(moment);
+       settle();
+       levels::fallOut();
+     }},
+    {"killed at the next start", [](const std::string&) {}},
+    {"a broken pipe that is ignored",
+     [](const std::string&) {
+       int ends[2];
+       if (pipe2(ends, O_CLOEXEC) != 0) _exit(1);
+       close(ends[0]);
+       const bool isBroken = write(ends[1], "x", 1) < 0 && errno == EPIPE;
+       _exit(isBroken ? 0 : 1);
+     }},
+    {"with signal handlers", [](const std::string&) { levels::fallOut(); }},
+    {"with signal handlers set after",
+     [](const std::string& how) {
+       if (ZVWaitForCrashHandlers(20) != ZVCrashHandlers::installed) _exit(1);
+       struct sigaction action {};
+       if (how == "chain") {
+         action.sa_flags = SA_SIGINFO;
+         action.sa_sigaction = sayAndChain;
+       } else {
+         action.sa_handler = sayAndLeave;
+       }
+       sigaction(SIGSEGV, &action, &replaced);
+       levels::fallOut();
+     }},
+    {"without handlers",
+     [](const std::string& reason) {
+       if (ZVWaitForCrashHandlers(20) != ZVCrashHandlers::keptAway) _exit(1);
+       setZVUncaughtExceptionHandlers();
+       if (reason.empty()) levels::fallOut();
+       else levels::throwOut(reason);
+     }},
+    {"a broken connection",
      [](const std::string& bytes) {
        ZVHTTPApi& api = ZVHTTPApi::sharedInstance();
        const std::string payload(std::stoul(bytes), 'x');
@@ -180,19 +334,24 @@ const Causes kDeaths{
 int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv, argv + argc);
   const std::string& cause = arguments.at(5);
+  const std::string detail = arguments.size() > 6 ? arguments[6] : std::string();
+  for (int number = 1; number < SIGRTMIN; ++number) std::signal(number, SIG_DFL);  // whatever started this program says
   ZVPlatform platform;
   platform.application = [] { return ZVApplicationFacts{.bundleIdentifier = "com.example.game", .build = "1421"}; };
   platform.collector = {arguments.at(1), "127.0.0.1", arguments.at(2)};
   platform.certificateAuthorityFile = arguments.at(3);
   platform.dataDirectory = arguments.at(4);
+  platform.crashHandlers = cause != "without handlers";
   ZVPlatform::install(std::move(platform));
 
   Zorvane::setEnabledInfoLog(true);
-  if (const auto found = kPreparations.find(cause); found != kPreparations.end()) found->second({});
+  Zorvane::configureBuild(cause);
+  Zorvane::configureUserId(cause);
+  if (const auto found = kPreparations.find(cause); found != kPreparations.end()) found->second(detail);
   if (cause == "without keys") Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
   else Zorvane::initializeWithGameKey("0123456789abcdef0123456789ABCDEF", "0123456789abcdef0123456789ABCDEF01234567");
-  if (cause != "wait") settle();
+  if (cause != "wait" && cause != "behind a request") settle();
   std::cout << "ready" << std::endl;
-  kDeaths.at(cause)(arguments.size() > 6 ? arguments[6] : std::string());
+  kDeaths.at(cause)(detail);
   return 0;
 }

@@ -76,6 +76,20 @@ TEST(Recording, RefusesARecordThatIsTooLargeAndNothingElse) {
   add(ZVEvents::kMaxRecordBytes - frame + 1);
   EXPECT_THAT(game.stored("design"), SizeIs(2));
   EXPECT_EQ(game.log.count("Warning/ZV/Analytics: Could not add event: its record would take 1048577 bytes"), 1U);
+
+  const auto nest = [&](int levels) {
+    ZVValue value = 1;
+    for (int i = 0; i < levels; ++i) value = ZVValue::Array{std::move(value)};
+    game.onQueue([&] { ZVEvents::addEventToStoreWithEventData({{"category", "ads"}, {"deep", std::move(value)}}); });
+  };
+  nest(510);
+  nest(511);
+  EXPECT_THAT(game.stored("ads"), SizeIs(1)) << "what is stored fits into a batch";
+  EXPECT_EQ(game.log.count("too deep in each other"), 1U);
+  ZVEvents::processEventQueue(false);
+  game.settle();
+  EXPECT_THAT(game.sent("ads"), SizeIs(1));
+  EXPECT_THAT(game.sent("design"), SizeIs(2));
 }
 
 TEST(Recording, StoresAnEventItsSnapshotAndItsCounterTogetherOrNotAtAll) {

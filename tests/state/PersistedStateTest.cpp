@@ -3,7 +3,9 @@
 
 #include <zorvane/Zorvane.h>
 
+#include "events/ZVEvents.h"
 #include "state/ZVState.h"
+#include "store/ZVStore.h"
 #include "support/Game.h"
 
 namespace {
@@ -35,6 +37,36 @@ TEST(Dimensions, OfTheGameWinOverThoseOfEarlierRuns) {
   game.start();
   EXPECT_EQ(shown(game.sent("user")[2], "custom_01"), "(none)");
   EXPECT_EQ(stateOf(game, "dimension01"), "(none)");
+}
+
+TEST(SpoiltStorage, NeverSpoilsTheRecordsOfThisRun) {
+  const std::string pair = R"({"configs":[{"key":"k","start_ts":null,"end_ts":null,"value":)";
+  struct Case {
+    std::string userId;
+    std::string config;
+  };
+  for (const auto& [userId, config] :
+       {Case{"\xED\xB0\x80", "{}"}, Case{std::string(900'000, 'u'), "{}"}, Case{"u", pair + R"("\udc00"}]})"},
+        Case{"u", pair + "2e308}]}"}, Case{"u", pair + "\"" + std::string(1'100'000, 'x') + "\"}]}"},
+        Case{"u", pair + std::string(509, '[') + std::string(509, ']') + "}]}"}}) {
+    Game game(TestPlatform::Change([](ZVPlatform& platform) {
+      platform.device = [] { return ZVDeviceFacts{.systemVersion = "17.2", .hardwareName = "x"}; };
+    }));
+    game.onQueue([&] {
+      ZVStore::persistStateRandomUserId(userId);
+      ZVStore::setDbStateWithKey("sdk_config_cached", config);
+      ZVStore::setDbStateWithKey("new_install", "NO");
+    });
+    game.collector.tear();  // the session starts with what was kept
+    game.start();
+    Zorvane::addDesignEventWithEventId("goes:on");
+    game.settle();
+    ASSERT_THAT(game.stored("design"), testing::SizeIs(1)) << userId.substr(0, 20) << config.substr(0, 100);
+    game.collector.resume();
+    ZVEvents::processEventQueue(false);
+    game.settle();
+    EXPECT_THAT(game.sent("design"), testing::SizeIs(1)) << userId.substr(0, 20) << config.substr(0, 100);
+  }
 }
 
 TEST(CachedConfig, IsUsedOfflineAndItsHashDroppedForAnotherPlayer) {

@@ -33,6 +33,7 @@ ZVPlatform platformFor(const Options& options, ZVPlatform platform) {
   if (options.collector) platform.collector = *options.collector;
   platform.dataDirectory = options.dataDirectory;
   platform.certificateAuthorityFile = options.caFile;
+  platform.exitSeconds = 20;  // a recording is played whole, also on a slow machine
   return platform;
 }
 

@@ -5,39 +5,35 @@
 #include <execinfo.h>
 #include <fmt/format.h>
 
-#include <array>
 #include <cstdlib>
 #include <memory>
-
-namespace {
-
-constexpr std::size_t kMostFrames = 128;
-
-std::string symbolLine(void* frame) {
-  const auto* const address = static_cast<const char*>(frame);
-  Dl_info place{};
-  // A call that never returns may be a function's last instruction: the address after it is another function's.
-  if (dladdr(address - 1, &place) == 0) return fmt::format("[{}]", frame);
-  const void* const start = place.dli_sname != nullptr ? place.dli_saddr : place.dli_fbase;
-  return fmt::format("{}({}+{:#x}) [{}]", place.dli_fname,
-                     place.dli_sname != nullptr ? demangled(place.dli_sname) : std::string(),
-                     address - static_cast<const char*>(start), frame);
-}
-
-}  // namespace
 
 void prepareCallStack() noexcept {
   void* frame = nullptr;
   backtrace(&frame, 1);
 }
 
-std::vector<std::string> callStack() {
-  std::array<void*, kMostFrames> frames{};
-  const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
-  std::vector<std::string> lines;
-  lines.reserve(kMostFrames);
-  for (int index = 0; index < count; ++index) lines.push_back(symbolLine(frames[static_cast<std::size_t>(index)]));
-  return lines;
+void captureFrames(CallStack& stack) noexcept {
+  stack.count = 0;  // unwinding a broken stack may not come back
+  stack.count = static_cast<std::size_t>(backtrace(stack.frames.data(), static_cast<int>(stack.frames.size())));
+}
+
+void locateFrames(CallStack& stack) noexcept {
+  for (std::size_t index = 0; index < stack.count; ++index) stack.places[index] = placeOf(stack.frames[index]);
+}
+
+FramePlace placeOf(const void* frame) noexcept {
+  Dl_info place{};
+  // A call that never returns may be a function's last instruction: the address after it is another function's.
+  if (dladdr(static_cast<const char*>(frame) - 1, &place) == 0) return {};
+  return {place.dli_fname, place.dli_sname, place.dli_sname != nullptr ? place.dli_saddr : place.dli_fbase};
+}
+
+std::string describeFrame(const void* frame, const FramePlace& place, const void* shown) {
+  if (place.module == nullptr) return fmt::format("[{}]", shown);
+  return fmt::format("{}({}+{:#x}) [{}]", place.module,
+                     place.symbol != nullptr ? demangled(place.symbol) : std::string(),
+                     static_cast<const char*>(frame) - static_cast<const char*>(place.start), shown);
 }
 
 std::string demangled(const char* symbol) {

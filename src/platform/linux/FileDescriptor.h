@@ -21,6 +21,7 @@ class FileDescriptor {
 
   [[nodiscard]] bool valid() const noexcept { return descriptor_ >= 0; }
   [[nodiscard]] int get() const noexcept { return descriptor_; }
+  [[nodiscard]] int release() noexcept { return std::exchange(descriptor_, -1); }
 
  private:
   int descriptor_;

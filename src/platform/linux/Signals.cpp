@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <pthread.h>
 #include <signal.h>
+#include <string.h>
 
 #include <algorithm>
 #include <array>
@@ -29,15 +30,33 @@ void onSignal(int number, siginfo_t* information, void*) {
   errno = before;
 }
 
+enum class Disposition { byDefault, ignored, ours, somebodys };
+
+Disposition dispositionOf(int number) noexcept {
+  struct sigaction current {};
+  sigaction(number, nullptr, &current);
+  if (current.sa_handler == SIG_IGN) return Disposition::ignored;
+  if (current.sa_handler == SIG_DFL) return Disposition::byDefault;
+  const bool isOurs = (current.sa_flags & SA_SIGINFO) != 0 && current.sa_sigaction == onSignal;
+  return isOurs ? Disposition::ours : Disposition::somebodys;
+}
+
 }  // namespace
 
-void handleFatalSignals(FatalSignalHandler handler) noexcept {
+std::vector<std::string> handleFatalSignals(FatalSignalHandler handler) {
   inForce = handler;
   struct sigaction action {};
   action.sa_sigaction = onSignal;
   action.sa_flags = SA_SIGINFO;
   sigemptyset(&action.sa_mask);
-  for (const int number : kFatal) sigaction(number, &action, nullptr);
+  std::vector<std::string> replaced;
+  for (const int number : kFatal) {
+    const Disposition before = dispositionOf(number);
+    if (before == Disposition::ignored) continue;  // runtimes and servers live with broken pipes
+    if (before == Disposition::somebodys) replaced.push_back(std::string("SIG") + sigabbrev_np(number));
+    sigaction(number, &action, nullptr);
+  }
+  return replaced;
 }
 
 void leaveToTheSystem(FatalSignal signal) noexcept {

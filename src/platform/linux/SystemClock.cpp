@@ -1,6 +1,9 @@
+#include <time.h>
+
 #include <chrono>
 
 #include "platform/Defaults.h"
+#include "platform/Elapsed.h"
 
 namespace {
 
@@ -14,3 +17,9 @@ class SystemClock final : public ZVClock {
 }  // namespace
 
 std::shared_ptr<ZVClock> makeSystemClock() { return std::make_shared<SystemClock>(); }
+
+std::int64_t secondsSinceBoot() noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return now.tv_sec;
+}

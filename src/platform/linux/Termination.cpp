@@ -5,20 +5,23 @@
 #include <cstdlib>
 #include <typeinfo>
 
-#include "platform/CallStack.h"
-
 bool wasSetBySomebody(std::terminate_handler handler) noexcept {
   return handler != nullptr && handler != __gnu_cxx::__verbose_terminate_handler && handler != std::abort;
 }
 
-UncaughtException uncaughtException() {
+const char* uncaughtExceptionType() noexcept {
   const std::type_info* const type = abi::__cxa_current_exception_type();
-  if (type == nullptr) return {"std::terminate", std::nullopt};
+  return type != nullptr ? type->name() : nullptr;
+}
+
+std::optional<std::string_view> uncaughtExceptionReason(std::span<char> room) {
+  if (uncaughtExceptionType() == nullptr) return std::nullopt;
   try {
     throw;
   } catch (const std::exception& exception) {
-    return {demangled(type->name()), exception.what()};
+    const std::string_view reason = exception.what();
+    return std::string_view(room.data(), reason.copy(room.data(), room.size()));
   } catch (...) {
-    return {demangled(type->name()), std::nullopt};
+    return std::nullopt;
   }
 }

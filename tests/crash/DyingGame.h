@@ -1,0 +1,81 @@
+// A game that dies, in a process of its own, with a collector beside it; more of them on the same data.
+//
+// Thread:   the test's.
+// Lifetime: one a test or case. Its folder and its collector outlive the processes.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "support/ChildProcess.h"
+#include "support/Game.h"
+#include "support/LoopbackServer.h"
+#include "support/Sqlite.h"
+#include "support/TemporaryFolder.h"
+
+struct DyingGame {
+  explicit DyingGame(std::string cause, std::string detail = {},
+                     LoopbackServer::Security security = LoopbackServer::Security::plain)
+      : server(security), cause_(std::move(cause)), detail_(std::move(detail)) {}
+
+  // The command of another one on the same data.
+  std::vector<std::string> command(const std::string& cause, const std::string& detail = {}) const {
+    return {ZORVANE_DYING_GAME,
+            server.protocol(),
+            std::to_string(server.port()),
+            server.caFile(),
+            folder.file("data"),
+            cause,
+            detail};
+  }
+  // The status with which it ends, or the negative number of the signal that ends it.
+  static int endOf(ChildProcess& process) {
+    const auto ending = process.wait(std::chrono::seconds(60));
+    if (!ending) return -1000;
+    return ending->status ? *ending->status : -ending->signal;
+  }
+  int endOfAnother(const std::string& cause, const std::string& detail = {}) const {
+    ChildProcess another(folder.path(), command(cause, detail));
+    return endOf(another);
+  }
+
+  void start() { process.emplace(folder.path(), command(cause_, detail_)); }
+  int end() {
+    if (!process) start();
+    return endOf(*process);
+  }
+  void waitFor(const std::string& line) const {
+    while (process->errors().find(line) == std::string::npos && process->output().find(line) == std::string::npos)
+      std::this_thread::yield();
+  }
+
+  // The critical error events that the collector was sent.
+  std::vector<ZVMap> sentEvents() const {
+    std::vector<ZVMap> events;
+    for (const auto& request : server.requests(LoopbackServer::kEvents))
+      for (const ZVMap& event : Game::eventsOf(request))
+        if (shown(event, "category") == "error" && shown(event, "severity") == "critical") events.push_back(event);
+    return events;
+  }
+  std::vector<std::string> sent() const {
+    std::vector<std::string> messages;
+    for (const ZVMap& event : sentEvents()) messages.push_back(shown(event, "message"));
+    return messages;
+  }
+  std::size_t stored(const std::string& category) const {
+    return countRows(database(), "SELECT COUNT(*) FROM zv_events WHERE category = '" + category + "'");
+  }
+  std::string database() const { return folder.file("data/zorvane.sqlite"); }
+
+  TemporaryFolder folder;
+  LoopbackServer server;
+  std::optional<ChildProcess> process;
+
+ private:
+  std::string cause_;
+  std::string detail_;
+};

@@ -1,0 +1,295 @@
+// Crashes that a game could not report itself: its next start does, once.
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <zorvane/Zorvane.h>
+
+#include "crash/DyingGame.h"
+#include "platform/Modules.h"
+#include "values/Text.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+std::vector<std::string> crashFilesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    if (const std::string name = entry.path().filename(); name.starts_with("crash_")) names.push_back(name);
+  return names;
+}
+
+ZVMap startOf(const DyingGame& game, const std::string& user) {
+  for (const auto& request : game.server.requests(LoopbackServer::kEvents))
+    for (const ZVMap& event : Game::eventsOf(request))
+      if (shown(event, "category") == "user" && shown(event, "user_id") == user) return event;
+  return {};
+}
+
+// The next start reports the crash as one of the run that died; the one after it has nothing to add.
+void expectNextStartReports(DyingGame& game, const std::string& cause, const std::string& told) {
+  EXPECT_THAT(game.sent(), IsEmpty()) << cause;
+  EXPECT_THAT(crashFilesIn(game.folder.file("data")), ElementsAre("crash_0")) << cause;
+  for (int start = 0; start < 2; ++start) EXPECT_EQ(game.endOfAnother("not at all"), 0) << cause;
+  EXPECT_THAT(crashFilesIn(game.folder.file("data")), IsEmpty()) << cause;
+  ASSERT_THAT(game.sent(), ElementsAre(AllOf(StartsWith("Gliodra version 1421 build (null)\n"), HasSubstr(told))))
+      << cause;
+  const ZVMap event = game.sentEvents().front();
+  const ZVMap start = startOf(game, cause);
+  for (const char* field : {"session_id", "session_num", "user_id", "build", "os_version"})
+    EXPECT_EQ(shown(event, field), shown(start, field)) << cause << ' ' << field;
+  EXPECT_NE(shown(event, "event_uuid"), shown(start, "event_uuid")) << cause;
+  EXPECT_GE(integerReading(*event.find("client_ts")), integerReading(*start.find("client_ts"))) << cause;
+  EXPECT_LE(integerReading(*event.find("client_ts")), integerReading(*startOf(game, "not at all").find("client_ts")));
+}
+
+struct Death {
+  std::string cause;
+  std::string detail;
+  int end;
+  std::string told;
+};
+
+void expectReportedLater(const std::vector<Death>& deaths) {
+  for (const auto& [cause, detail, end, told] : deaths) {
+    DyingGame game(cause, detail);
+    EXPECT_EQ(game.end(), end) << cause;
+    EXPECT_EQ(game.stored("error"), 0U) << cause;
+    expectNextStartReports(game, cause, told);
+  }
+}
+
+TEST(LeftBehind, ADeathThatCouldStoreNothingIsReportedByTheNextStart) {
+  expectReportedLater({
+      {"beside a disk write", "", 1, "levels::fallOut()+0x"},
+      {"killed", "Add ERROR event", -SIGKILL, "levels::fallOut()+0x"},
+  });
+}
+
+// Sanitizers find these themselves, so there they are not built.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+// The names come from the next start: this death leaves addresses only.
+TEST(LeftBehind, ABrokenHeapOfTheWorkQueueIsReportedByTheNextStart) {
+  expectReportedLater({{"overrun on the queue", "", 1, "levels::overrun()+0x"}});
+}
+
+TEST(Crash, ABrokenHeapOfAnotherThreadIsReportedAtOnce) {
+  struct Case {
+    std::string cause;
+    std::string told;
+  };
+  for (const auto& [cause, told] :
+       {Case{"free twice", "levels::freeTwice()+0x"}, Case{"overrun on a thread", "levels::overrun()+0x"}}) {
+    DyingGame game(cause);
+    EXPECT_EQ(game.end(), 1) << cause;
+    EXPECT_THAT(game.sent(), ElementsAre(HasSubstr(told))) << cause << game.process->errors();
+    EXPECT_THAT(game.process->output(), Not(HasSubstr("the heap is free"))) << cause;
+    EXPECT_EQ(game.endOfAnother("not at all"), 0) << cause;
+    EXPECT_THAT(game.sent(), SizeIs(1)) << cause;
+  }
+}
+
+#endif
+
+TEST(LeftBehind, AKillAtAnyMomentLeavesExactlyOneEvent) {
+  struct Case {
+    std::string crash;      // when the game that crashes is killed
+    std::string nextStart;  // when the next one is; empty: it isn't
+  };
+  for (const auto& [crash, nextStart] : {
+           Case{"Add ERROR event", ""},
+           Case{"1 Add ERROR event", ""},  // stored, and the first form is still there
+           Case{"2 Add ERROR event", ""},
+           Case{"Event queue: Sending", ""},
+           Case{"Add ERROR event", "Reporting a crash"},
+           Case{"Add ERROR event", "1 Reporting a crash"},  // stored, and the file is still there
+           Case{"Add ERROR event", "2 Reporting a crash"},
+       }) {
+    const std::string moment = crash + ", " + nextStart;
+    DyingGame game("killed", crash);
+    EXPECT_EQ(game.end(), -SIGKILL) << moment;
+    if (!nextStart.empty()) {
+      EXPECT_EQ(game.endOfAnother("killed at the next start", nextStart), -SIGKILL) << moment;
+    }
+    EXPECT_EQ(game.endOfAnother("not at all"), 0) << moment;
+    std::set<std::string> sent;
+    for (const ZVMap& event : game.sentEvents()) sent.insert(shown(event, "event_uuid"));
+    EXPECT_EQ(sent.size() + game.stored("error"), 1U) << moment;
+    EXPECT_THAT(crashFilesIn(game.folder.file("data")), IsEmpty()) << moment;
+  }
+}
+
+TEST(LeftBehind, OneOfSeveralStartsReportsAndTheLivingAreLeftAlone) {
+  DyingGame game("wait");
+  game.start();
+  game.waitFor("Add SESSION START event");
+  EXPECT_EQ(game.endOfAnother("killed", "Add ERROR event"), -SIGKILL);
+  {
+    std::vector<std::unique_ptr<ChildProcess>> starters;
+    for (int starter = 0; starter < 3; ++starter)
+      starters.push_back(std::make_unique<ChildProcess>(game.folder.path(), game.command("not at all")));
+    for (const auto& starter : starters) EXPECT_EQ(DyingGame::endOf(*starter), 0) << starter->errors();
+  }
+  EXPECT_EQ(game.sent().size() + game.stored("error"), 1U);
+  EXPECT_THAT(crashFilesIn(game.folder.file("data")), ElementsAre("crash_0")) << "that of the one that lives";
+  game.process->kill(SIGSEGV);
+  EXPECT_EQ(game.end(), 1);
+  EXPECT_EQ(game.endOfAnother("not at all"), 0);
+  EXPECT_EQ(game.sent().size() + game.stored("error"), 2U);
+}
+
+const std::string kId = "6f9619ff-8b86-4d01-b42d-00cf4fc964ff";
+const std::string kBegin = "zorvane crash 1\nid " + kId + "\napplication [\"Gliodra version 1 build 2\\n\"]\n";
+const std::string kFields =
+    R"(fields {"client_ts":1699999000,"session_id":"s","session_num":7,"custom_01":"ninja","category":"user"})"
+    "\nafter 12\n";
+
+void leave(const Game& game, int number, const std::string& text) {
+  std::ofstream(game.platform.folder.file("crash_" + std::to_string(number))) << text;
+}
+
+// A function of another module of this process, as a file tells of it.
+struct Function {
+  std::uintptr_t address = reinterpret_cast<std::uintptr_t>(dlsym(RTLD_DEFAULT, "getppid"));
+  std::uintptr_t offset = 0;
+  std::string path;
+
+  Function() {
+    visitModules(
+        [](const ModuleMapping& mapping, void* context) {
+          auto& self = *static_cast<Function*>(context);
+          if (self.address < mapping.begin || self.address >= mapping.end) return;
+          self.offset = self.address - mapping.base;
+          self.path = mapping.path;
+        },
+        this);
+  }
+  // Its second byte, in a module that was written `later` than it was.
+  [[nodiscard]] std::string frame(int later) const {
+    std::ostringstream line;
+    line << "frame 0 1a " << std::hex << offset + 1 << std::dec << ' ' << moduleWrittenAt(path.c_str()) + later << ' '
+         << path << '\n';
+    return line.str();
+  }
+};
+
+TEST(LeftBehind, AFileIsReadAsFarAsItGoes) {
+  const std::string first = "Gliodra version 1 build 2\n";
+  const Function function;
+  struct Case {
+    std::string text;
+    std::string message;
+  };
+  for (const auto& [text, message] : {
+           Case{"", first + "Stack trace:n\n"},
+           Case{"text 5\nwhole\n", "whole"},
+           Case{"frame 0 1a\ntext 50\ncut", first + "Stack trace:n\n   0 - [0x1a]\n"},
+           Case{"frame 0 1a\nframe 1 2b 10 0 /gone/lib a.so\nframe 2 3",
+                first + "Stack trace:n\n   0 - [0x1a]\n   1 - /gone/lib a.so(+0x10) [0x2b]\n"},
+           Case{"exception St13runtime_error\n", first + "Uncaught Exception\nException Name: std::runtime_error\n"
+                                                         "Exception Reason: (null)\nStack trace:\n"},
+           Case{"exception -\nframe 7 1a\nframe 9999999999 1\n",
+                first + "Uncaught Exception\nException Name: std::terminate\n"
+                        "Exception Reason: (null)\nStack trace:\n"},
+       }) {
+    Game game;
+    leave(game, 3, kBegin + kFields + text);
+    game.start();
+    ASSERT_THAT(game.sent("error"), SizeIs(1)) << text;
+    const ZVMap event = game.sent("error").front();
+    EXPECT_EQ(shown(event, "message"), message) << text;
+    EXPECT_EQ(shown(event, "event_uuid"), kId);
+    EXPECT_EQ(shown(event, "client_ts"), "1699999012");
+    EXPECT_EQ(shown(event, "session_id"), "s");
+    EXPECT_EQ(shown(event, "custom_01"), "ninja");
+    EXPECT_EQ(shown(event, "severity"), "critical");
+    EXPECT_FALSE(std::filesystem::exists(game.platform.folder.file("crash_3"))) << text;
+    EXPECT_THAT(game.query("SELECT * FROM zv_session WHERE session_id = 's'"), IsEmpty()) << text;
+  }
+}
+
+TEST(LeftBehind, OnlyFramesOfTheVerySameModuleAreNamed) {
+  const Function function;
+  for (const bool isSame : {true, false}) {
+    Game game;
+    leave(game, 3, kBegin + kFields + function.frame(isSame ? 0 : 1));
+    game.start();
+    ASSERT_THAT(game.sent("error"), SizeIs(1));
+    EXPECT_THAT(shown(game.sent("error").front(), "message"),
+                HasSubstr(isSame ? "(getppid+0x1) [0x1a]\n" : function.path + "(+0x"));
+  }
+}
+
+TEST(LeftBehind, WhatIsNoReportIsRemovedAndWhatIsNoFileIsLeftAlone) {
+  Game game;
+  int number = 0;
+  for (const std::string& text : {std::string(), std::string("\0\n\xFF", 3), std::string(1'000'000, 'x'), kBegin,
+                                  "zorvane crash 2" + (kBegin + kFields).substr(15)})
+    leave(game, number++, text);
+  ASSERT_EQ(mkfifo(game.platform.folder.file("crash_6").c_str(), 0600), 0);
+  std::filesystem::create_symlink(game.platform.folder.file("user_defaults"), game.platform.folder.file("crash_7"));
+  game.start();
+  EXPECT_THAT(game.stored("error"), IsEmpty());
+  EXPECT_THAT(game.sent("error"), IsEmpty());
+  for (const auto& [name, stays] : {std::pair<const char*, bool>{"crash_1", false},
+                                    {"crash_2", false},
+                                    {"crash_3", false},
+                                    {"crash_4", false},
+                                    {"crash_6", true},
+                                    {"crash_7", true}})
+    EXPECT_EQ(std::filesystem::exists(symlink_status(std::filesystem::path(game.platform.folder.file(name)))), stays)
+        << name;
+}
+
+TEST(LeftBehind, AFileStaysWhileReportingIsOffAndIsNotReportedAgain) {
+  Game game;
+  leave(game, 3, kBegin + kFields);
+  for (void (*const turn)(bool) noexcept : {Zorvane::setEnabledEventSubmission, Zorvane::setEnabledErrorReporting}) {
+    turn(false);
+    game.start();
+    EXPECT_THAT(game.sent("error"), IsEmpty());
+    EXPECT_TRUE(std::filesystem::exists(game.platform.folder.file("crash_3")));
+    game.restart();
+    turn(true);
+  }
+  game.start();
+  EXPECT_THAT(game.sent("error"), SizeIs(1));
+  game.restart();
+  leave(game, 3, kBegin + kFields);  // as where it could not be removed
+  game.start();
+  EXPECT_THAT(game.sent("error"), SizeIs(1));
+}
+
+TEST(LeftBehind, NoMoreThanEightFilesPileUpAndAllAreReported) {
+  Game game;
+  for (int number = 0; number < 9; ++number) {
+    std::string text = kBegin + kFields;
+    text[text.find(kId)] = static_cast<char>('a' + number);
+    leave(game, number, text);
+  }
+  game.start();
+  EXPECT_THAT(game.sent("error"), SizeIs(8));
+  EXPECT_THAT(crashFilesIn(game.platform.folder.path()), ElementsAre("crash_8")) << "none of the library's names";
+}
+
+}  // namespace
