@@ -6,7 +6,7 @@ import pathlib
 import signal
 import time
 
-from support import Collector, Known, Player, Proxy, check_events, check_file, check_sessions
+from support import PATIENCE, Collector, Failure, Known, Player, Proxy, check_events, check_file, check_sessions
 
 STEPS = ['start', 'forever', 'post 2', 'stored', 'wait 0.1', 'afterwards', *['run'] * 12, 'stored', 'say idle',
          'wait 10', 'background']
@@ -35,7 +35,10 @@ def processor_seconds(pid):
 
 
 def wait_for(player, word):
+    ends = time.monotonic() + PATIENCE
     while player.process.poll() is None and word not in player.said().split('\n'):
+        if time.monotonic() > ends:
+            raise Failure(f'the queue does not come to its end; {player.last_words()}')
         time.sleep(0.1)
 
 
