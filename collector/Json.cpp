@@ -9,19 +9,55 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstddef>
 
 namespace collector {
 
 namespace {
 
-// Numbers are taken as text: the reader's own conversion looks beyond its table of powers for some exponents, and
-// rounds.
-constexpr unsigned kFlags =
-    rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
+constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
 constexpr std::size_t kMaxDepth = 512;         // of a list of records, itself counted: what the library writes
 constexpr std::size_t kMaxValues = 8'000'000;  // some 16 bytes each, whatever the text was
+
+// The number that the text begins with, as JSON writes numbers; empty when it begins with none.
+std::string_view numberAtFrontOf(std::string_view text) {
+  std::size_t end = 0;
+  const auto skip = [&](std::string_view characters) {
+    if (end < text.size() && characters.find(text[end]) != std::string_view::npos) ++end;
+  };
+  const auto skipDigits = [&] {
+    const auto begin = end;
+    while (end < text.size() && text[end] >= '0' && text[end] <= '9') ++end;
+    return end - begin;
+  };
+  skip("-");
+  const bool leadingZero = text.substr(end).starts_with('0');
+  const auto digits = skipDigits();
+  bool whole = digits == 1 || (digits > 1 && !leadingZero);
+  if (text.substr(end).starts_with('.')) ++end, whole = whole && skipDigits() > 0;
+  if (const auto rest = text.substr(end); rest.starts_with('e') || rest.starts_with('E')) {
+    ++end;
+    skip("+-");
+    whole = whole && skipDigits() > 0;
+  }
+  return whole ? text.substr(0, end) : std::string_view{};
+}
+
+// Whether a number that no double comes near is too small, not too large.
+bool isTiny(std::string_view number) {
+  if (number.starts_with('-')) number.remove_prefix(1);
+  const auto mantissa = number.substr(0, number.find_first_of("eE"));
+  const auto first = mantissa.find_first_of("123456789");
+  if (first == std::string_view::npos) return true;
+  auto exponent = number.substr(std::min(mantissa.size() + 1, number.size()));
+  const bool negative = exponent.starts_with('-');
+  if (exponent.starts_with('+')) exponent.remove_prefix(1);
+  std::int64_t power = 0;
+  if (std::from_chars(exponent.data(), exponent.data() + exponent.size(), power).ec == std::errc::result_out_of_range)
+    return negative;
+  const auto point = std::min(mantissa.find('.'), mantissa.size());
+  return power < static_cast<std::int64_t>(first) - static_cast<std::int64_t>(point);
+}
 
 // UTF-8 has no form for half a surrogate pair. Only an escape can bring one in: raw bytes have been checked.
 bool hasHalfAPair(std::string_view text) {
@@ -40,13 +76,7 @@ class Guard {
 
   bool Null() { return scalar() && document_.Null(); }
   bool Bool(bool value) { return scalar() && document_.Bool(value); }
-  // The parser hands numbers over as text only.
-  bool Int(int) { return false; }
-  bool Uint(unsigned) { return false; }
-  bool Int64(std::int64_t) { return false; }
-  bool Uint64(std::uint64_t) { return false; }
-  bool Double(double) { return false; }
-  bool RawNumber(const char* text, rapidjson::SizeType size, bool) { return scalar() && number({text, size}); }
+  bool Number(std::string_view text) { return scalar() && number(text); }
   bool String(const char* text, rapidjson::SizeType size, bool copy) {
     return scalar() && isText({text, size}) && document_.String(text, size, copy);
   }
@@ -79,11 +109,7 @@ class Guard {
     if (std::uint64_t whole = 0; read(text, whole) == std::errc()) return document_.Uint64(whole);
     double value = 0;
     if (read(text, value) == std::errc()) return document_.Double(value);
-    // Too large or too small for a double, which is the same error. What is too large for the wider type as well, the
-    // parser has refused by itself.
-    long double wide = 0;
-    const bool overflows = read(text, wide) == std::errc() && std::abs(wide) > 1;
-    return refuseUnless(!overflows, "it holds a number that is too large") && document_.Double(0);
+    return refuseUnless(isTiny(text), "it holds a number that is too large") && document_.Double(0);
   }
   bool scalar() {
     noteElement(stream_.Tell());
@@ -111,6 +137,25 @@ class Guard {
   std::size_t values_ = 0;
   const char* refusal_ = "";
 };
+
+}  // namespace
+
+}  // namespace collector
+
+// The parser's own place for numbers: its conversion looks beyond its table of powers for some exponents, and rounds.
+template <>
+template <>
+inline void rapidjson::Reader::ParseNumber<collector::kFlags, rapidjson::MemoryStream, collector::Guard>(
+    rapidjson::MemoryStream& stream, collector::Guard& guard) {
+  const auto number = collector::numberAtFrontOf({stream.src_, stream.end_});
+  if (number.empty()) return SetParseError(kParseErrorValueInvalid, stream.Tell());
+  stream.src_ += number.size();
+  if (!guard.Number(number)) SetParseError(kParseErrorTermination, stream.Tell());
+}
+
+namespace collector {
+
+namespace {
 
 std::string describeFailure(const rapidjson::ParseResult& result, const Guard& guard) {
   if (result.Code() == rapidjson::kParseErrorTermination)
