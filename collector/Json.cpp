@@ -22,25 +22,25 @@ constexpr std::size_t kMaxValues = 8'000'000;  // some 16 bytes each, whatever t
 // The number that the text begins with, as JSON writes numbers; empty when it begins with none.
 std::string_view numberAtFrontOf(std::string_view text) {
   std::size_t end = 0;
-  const auto skip = [&](std::string_view characters) {
-    if (end < text.size() && characters.find(text[end]) != std::string_view::npos) ++end;
+  const auto skipOneOf = [&](std::string_view characters) {
+    const bool found = end < text.size() && characters.find(text[end]) != std::string_view::npos;
+    if (found) ++end;
+    return found;
   };
   const auto skipDigits = [&] {
     const auto begin = end;
-    while (end < text.size() && text[end] >= '0' && text[end] <= '9') ++end;
-    return end - begin;
+    while (skipOneOf("0123456789")) {
+    }
+    return end > begin;
   };
-  skip("-");
-  const bool leadingZero = text.substr(end).starts_with('0');
-  const auto digits = skipDigits();
-  bool whole = digits == 1 || (digits > 1 && !leadingZero);
-  if (text.substr(end).starts_with('.')) ++end, whole = whole && skipDigits() > 0;
-  if (const auto rest = text.substr(end); rest.starts_with('e') || rest.starts_with('E')) {
-    ++end;
-    skip("+-");
-    whole = whole && skipDigits() > 0;
+  skipOneOf("-");
+  bool good = skipOneOf("0") || skipDigits();
+  if (skipOneOf(".")) good = skipDigits() && good;
+  if (skipOneOf("eE")) {
+    skipOneOf("+-");
+    good = skipDigits() && good;
   }
-  return whole ? text.substr(0, end) : std::string_view{};
+  return good ? text.substr(0, end) : std::string_view{};
 }
 
 // Whether a number that no double comes near is too small, not too large.

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <utility>
 
 #include "collector/Inflate.h"
 #include "collector/Json.h"
@@ -73,7 +74,7 @@ struct Network final : ZVReachabilitySource {
   void unwatch(WatchId) override {}
 };
 
-// Answers at once, on the asking thread.
+// Answers at once, on the asking thread, and lets go of whoever asked.
 struct Task final : ZVURLDataTask {
   Task(ZVURLRequest asked, ZVURLSession::Completion completion)
       : request(std::move(asked)), complete(std::move(completion)) {}
@@ -81,12 +82,13 @@ struct Task final : ZVURLDataTask {
     Library& library = Library::get();
     library.sent.push_back(request);
     const Reply reply = library.answer ? library.answer(request) : Reply{};
-    complete(reply.body, reply.status != 0 ? std::optional(ZVURLResponse{reply.status, true}) : std::nullopt,
-             reply.error != 0 ? std::optional(ZVURLError{reply.error, "an error"}) : std::nullopt);
+    std::exchange(complete, nullptr)(
+        reply.body, reply.status != 0 ? std::optional(ZVURLResponse{reply.status, true}) : std::nullopt,
+        reply.error != 0 ? std::optional(ZVURLError{reply.error, "an error"}) : std::nullopt);
   }
   void cancel() override {}
   const ZVURLRequest request;
-  const ZVURLSession::Completion complete;
+  ZVURLSession::Completion complete;
 };
 
 struct Session final : ZVURLSession {
