@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -59,7 +60,7 @@ class Client {
 
   std::string exchange(std::string_view text) {
     while (!text.empty()) {
-      const auto moved = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
+      const auto moved = again([&] { return ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL); });
       if (moved <= 0) break;  // it has closed, and may have answered
       text.remove_prefix(static_cast<std::size_t>(moved));
     }
@@ -67,13 +68,22 @@ class Client {
     std::string answer;
     std::array<char, 4096> bytes{};
     ssize_t moved = 0;
-    while ((moved = ::recv(socket_, bytes.data(), bytes.size(), 0)) > 0)
+    while ((moved = again([&] { return ::recv(socket_, bytes.data(), bytes.size(), 0); })) > 0)
       answer.append(bytes.data(), static_cast<std::size_t>(moved));
-    fuzz::require(moved == 0 || errno == ECONNRESET, "the connection stays open");
+    fuzz::require(moved == 0 || errno == ECONNRESET, "the connection stays open", std::strerror(errno));
     return answer;
   }
 
  private:
+  // libFuzzer watches the time by a signal.
+  template <class Call>
+  static ssize_t again(Call call) {
+    ssize_t moved = 0;
+    do moved = call();
+    while (moved < 0 && errno == EINTR);
+    return moved;
+  }
+
   const int socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
 };
 

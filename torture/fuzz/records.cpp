@@ -1,6 +1,8 @@
 // Calls with any arguments: what the library stores and sends, the collector takes.
 #include <zorvane/Zorvane.h>
 
+#include <algorithm>
+
 #include "Library.h"
 
 using fuzz::Library;
@@ -63,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   Library& library = Library::get();
   library.forget();
   fuzz::Input input(bytes, size);
-  library.now = input.oneOf({1'700'000'000.0, 1'700'000'000.5, 0.0, -7.0, 2'147'483'648.0, 1e11, 1e300});
+  library.now = input.oneOf({1'700'000'000.0, 1'700'000'000.5, 0.0, -7.0, 2'147'483'648.0, 1e11, 1e18});
   if (input.flag()) configure(input);
   else Zorvane::configureAvailableResourceCurrencies({"gems"}), Zorvane::configureAvailableResourceItemTypes({"t"});
   library.initialise();
@@ -71,8 +73,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   library.settle();
   library.requireThatAllIsTaken();
   library.answer = [](const ZVURLRequest&) { return fuzz::Reply{"[]", 200, 0}; };
+  const auto waiting = library.stored();
   library.fireTimers();
   library.requireThatAllIsTaken();
-  fuzz::require(library.stored().empty(), "what was answered is kept");
+  for (const auto& record : library.stored())  // sending may report something itself
+    fuzz::require(std::find(waiting.begin(), waiting.end(), record) == waiting.end(), "an answered one is kept",
+                  record);
   return 0;
 }
