@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 
@@ -25,20 +24,27 @@ constexpr double kLongestExitSeconds = 3600;
 
 bool mayWaitAtExit() { return !inForkedChild() && platform().exitSeconds > 0 && TaskQueue::currentLabel() == nullptr; }
 
-void drainQueue() {
-  const double seconds = std::min(platform().exitSeconds, kLongestExitSeconds);
-  ZVThreading::sharedInstance().queue.drain(std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000)));
+// Waits for the queue until the given share of the exit's bound is used up. The bound is for all waits together.
+void drainQueue(double share) {
+  using Clock = std::chrono::steady_clock;
+  static constinit Clock::duration waited{0};
+  const std::chrono::duration<double> bound(share * std::min(platform().exitSeconds, kLongestExitSeconds));
+  const auto begin = Clock::now();
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(bound - waited);
+  if (left.count() > 0) ZVThreading::sharedInstance().queue.drain(left);
+  waited += Clock::now() - begin;
 }
 
 // What was accepted is stored before the process ends: an open background task may finish first, then a request that
-// holds the queue is given up (its batch goes back to pending) and what was posted is run.
+// holds the queue is given up (its batch goes back to pending) and what was posted is run. A third of the bound is left
+// for what comes late.
 void finish() noexcept {
   try {
     if (!mayWaitAtExit()) return;
     ZVThreading::stopWaitingForMainThread();
     platform().backgroundTasks->waitAtExit(platform().backgroundSeconds);
     ZVHTTPApi::sharedInstance().giveUpRequests();
-    drainQueue();
+    drainQueue(2.0 / 3);
   } catch (...) {
     logFailedCall();
   }
@@ -47,7 +53,7 @@ void finish() noexcept {
 // The game's statics that are older than the library are destroyed after finish(), and may have reported on their way.
 void finishWhatCameLate() noexcept {
   try {
-    if (mayWaitAtExit()) drainQueue();
+    if (mayWaitAtExit()) drainQueue(1);
   } catch (...) {
     logFailedCall();
   }

@@ -1,20 +1,16 @@
 #include "api/receipt.h"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "device/ZVDevice.h"
+#include "platform/Files.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
 #include "transport/ZVHelpers.h"
 
 namespace {
 
-std::string bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);  // a directory opens and gives nothing
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+constexpr std::size_t kMaxReceiptBytes = std::size_t{512} * 1024;  // a real one takes a few thousand
 
 }  // namespace
 
@@ -32,7 +28,7 @@ std::optional<std::string> fetchReceipt() {
     ZVLogger::w(0, "Could not add business event: Could not get app store receipt - File path was not found!");
     return std::nullopt;
   }
-  std::string receipt = ZVHelpers::base64forData(bytesOf(*path));
+  std::string receipt = ZVHelpers::base64forData(readRegularFile(*path, kMaxReceiptBytes).value_or(""));
   if (receipt.empty()) {
     ZVLogger::w(0,
                 "Could not add business event: Could not get app store receipt - File path found, but reading the "

@@ -1,5 +1,6 @@
 #include "transport/ZVHTTPApi.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <thread>
@@ -25,9 +26,13 @@ constinit SharedInstance<ZVHTTPApi> shared;
 
 constexpr auto kPollingPeriod = 20ms;
 
-// The configurations are kept in the database and go out with every event: an answer that is larger than this would
-// fill it for good.
+// The configurations are kept in the database and go out with every event: an answer that is larger than this, or
+// becomes so when it is written anew (a slash takes two characters then, 1e15 sixteen), would fill it for good.
 constexpr std::size_t kMaxInitAnswerBytes = std::size_t{256} * 1024;
+// Of an undecodable body more is reported than an SDK error event can hold, and not the whole.
+constexpr std::size_t kMaxReportedBytes = 4096;
+// The hash becomes a part of a URL as it is.
+constexpr std::size_t kMaxConfigsHashBytes = 1024;
 
 struct StatusKind {
   long status;
@@ -68,9 +73,26 @@ ZVText header(const ZVURLRequest& request, std::string_view name) {
 }
 
 void reportUndecodable(SdkErrorArea area, const std::optional<std::string>& body) {
+  const std::string_view beginning = body ? std::string_view(*body).substr(0, kMaxReportedBytes) : "";
   ZVEvents::sendSdkErrorEventWithCategory(kCategoryHttp, area, kActionFailHttpJsonDecode,
-                                          withReplacementCharacters(body.value_or("")), ZVState::getGameKey(),
+                                          withReplacementCharacters(beginning), ZVState::getGameKey(),
                                           ZVState::getGameSecret());
+}
+
+bool mayBeKept(std::size_t bytes) {
+  if (bytes <= kMaxInitAnswerBytes) return true;
+  ZVLogger::w(0, "The init call's answer is too large: {} bytes", bytes);
+  return false;
+}
+
+// A hash that can't stand in a URL would keep every later init call from being made. Without one the collector sends
+// all of the configuration.
+std::string_view usableHash(std::string_view hash) {
+  const auto isOfUrl = [](char character) {
+    return character > ' ' && character <= '~' &&
+           std::string_view("\"#<>\\^`{|}").find(character) == std::string_view::npos;
+  };
+  return hash.size() <= kMaxConfigsHashBytes && std::ranges::all_of(hash, isOfUrl) ? hash : "";
 }
 
 // What the session's thread leaves for the waiting one. Whoever gives up waiting leaves it to the session.
@@ -99,17 +121,14 @@ std::unique_ptr<ZVHTTPApi> ZVHTTPApi::setSharedInstance(std::unique_ptr<ZVHTTPAp
 
 ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHash) {
   const std::string url = fmt::format("{}/{}?game_key={}&interval_seconds=0&configs_hash={}", remoteConfigsBaseUrl,
-                                      initializeUrlPath, ZVState::getGameKey(), configsHash);
+                                      initializeUrlPath, ZVState::getGameKey(), usableHash(configsHash));
   ZVLogger::d(0, "Sending 'init' URL: {}", url);
   const auto json = ZVHelpers::jsonStringWithObject(ZVState::getInitAnnotations());
   if (!json) return {Kind::JsonEncodeFailed, std::nullopt};
 
   const ZVURLRequest request = createRequestWithPayload(*json, url, true);
   const RawAnswer answer = sendSynchronousRequest(request);
-  if (answer.body && answer.body->size() > kMaxInitAnswerBytes) {
-    ZVLogger::w(0, "The init call's answer is too large: {} bytes", answer.body->size());
-    return {Kind::BadResponse, std::nullopt};
-  }
+  if (answer.body && !mayBeKept(answer.body->size())) return {Kind::BadResponse, std::nullopt};
   auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
   if (isDebugLogged()) ZVLogger::d(0, "init request content: {}", describe(content));
 
@@ -129,7 +148,8 @@ ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHa
     return {kind, std::move(content)};
   }
   auto cleaned = validateAndCleanInitRequestResponse(content, kind == Kind::Created);
-  if (!cleaned) return {Kind::BadResponse, std::nullopt};
+  const auto written = cleaned ? ZVHelpers::jsonStringWithObject(*cleaned) : std::nullopt;
+  if (!written || !mayBeKept(written->size())) return {Kind::BadResponse, std::nullopt};
   return {kind, *std::move(cleaned)};
 }
 

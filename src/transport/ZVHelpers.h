@@ -27,7 +27,8 @@ class ZVHelpers {
   // throughout, finite numbers.
   static std::optional<std::string> jsonStringWithObject(const ZVValue& object);
   static std::optional<std::string> jsonStringWithObject(const ZVMap& object);
-  // The parsed map or array. Absent for anything else.
+  // The parsed map or array. Absent for anything else: what is read can be written again. Data come from outside, so
+  // they may hold a bounded number of values only.
   static std::optional<ZVValue> dictionaryWithJsonString(ZVText json);
   static std::optional<ZVValue> dictionaryWithJsonData(const std::optional<std::string>& json);
 
@@ -37,7 +38,7 @@ class ZVHelpers {
   static std::string querystringWithDictionary(const ZVMap& dictionary);
   static std::string escapeValueForURLParameter(std::string_view text);
 
-  // The names are crossed, and stay so: Enflate compresses (gzip), Deflate decompresses (gzip or zlib).
+  // The names are crossed, and stay so: Enflate compresses (gzip), Deflate decompresses (gzip or zlib), up to 16 MiB.
   static std::optional<std::string> gzipEnflateWithData(std::string_view data);
   static std::optional<std::string> gzipDeflateWithData(std::string_view data);
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -13,6 +14,7 @@ constexpr int kLargestWindow = 15;
 constexpr int kWithGzipHeader = 16;
 constexpr int kWithAnyHeader = 32;
 constexpr std::size_t kCompressedStep = 16384;
+constexpr std::size_t kMaxDecompressedBytes = std::size_t{16} << 20;  // a few bytes can stand for a thousand each
 
 template <auto End>
 struct StreamEnd {
@@ -64,14 +66,14 @@ std::optional<std::string> ZVHelpers::gzipDeflateWithData(std::string_view data)
   Inflate owner(&stream);
   if (inflateInit2(&stream, kLargestWindow + kWithAnyHeader) != Z_OK) return std::nullopt;
   setInput(stream, data);
-  std::string output(data.size() + data.size() / 2, '\0');
+  std::string output(std::min(data.size() + data.size() / 2, kMaxDecompressedBytes), '\0');
   int status = Z_OK;
-  while (status == Z_OK) {
+  while (status == Z_OK && stream.total_out <= kMaxDecompressedBytes) {
     setOutput(stream, output, data.size() / 2);
     status = inflate(&stream, Z_SYNC_FLUSH);
   }
   const bool ended = inflateEnd(owner.release()) == Z_OK;
-  if (status != Z_STREAM_END || !ended) return std::nullopt;
+  if (status != Z_STREAM_END || !ended || stream.total_out > kMaxDecompressedBytes) return std::nullopt;
   output.resize(stream.total_out);
   return output;
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include <rapidjson/writer.h>
 
 #include "transport/ZVHelpers.h"
+#include "transport/json_numbers.h"
 #include "values/Text.h"
 
 namespace {
@@ -16,13 +18,15 @@ namespace {
 // How deep arrays and maps may lie in each other. Values are written, copied and destroyed by recursion, so depth costs
 // stack; nothing that the collector understands comes near this.
 constexpr std::size_t kMaxDepth = 512;
+// How many values and keys an answer may have: as many as fit into the largest init answer. A value takes many times
+// the room of its text, so an events answer of the size that is let in could otherwise fill the game's memory.
+constexpr std::size_t kMaxAnswerValues = std::size_t{128} * 1024;
 constexpr std::size_t kUsualLength = 1024;  // of a record: most are written without growing the text
 
-// Whether a character of a text is written as it is: ASCII, and neither a control nor one that JSON escapes. The slash
-// counts among those.
+// Whether a byte of a text is written as it is: neither a control nor what JSON escapes. The slash counts among those.
 constexpr auto kPlain = [] {
   std::array<bool, 256> plain{};
-  for (std::size_t character = 0x20; character < 0x80; ++character) plain[character] = true;
+  for (std::size_t byte = 0x20; byte < plain.size(); ++byte) plain[byte] = true;
   for (const char escaped : {'"', '\\', '/'}) plain[static_cast<unsigned char>(escaped)] = false;
   return plain;
 }();
@@ -66,8 +70,8 @@ class EscapingOutput {
   char* end_ = nullptr;
 };
 
-using Writer = rapidjson::Writer<EscapingOutput, rapidjson::UTF8<>, rapidjson::UTF8<>, rapidjson::CrtAllocator,
-                                 rapidjson::kWriteValidateEncodingFlag>;
+// Its own check of the encoding reads on behind a text that ends within a character, so the check is ours.
+using Writer = rapidjson::Writer<EscapingOutput>;
 
 }  // namespace
 
@@ -94,7 +98,7 @@ class Serialiser {
     const Nesting nesting(depth_);
     if (depth_ > kMaxDepth || !writer_.StartObject()) return false;
     for (const auto& [key, value] : map)
-      if (!writer_.Key(key.data(), length(key)) || !write(value)) return false;
+      if (!write(key) || !write(value)) return false;
     return writer_.EndObject();
   }
   bool write(const ZVValue::Array& array) {
@@ -105,7 +109,7 @@ class Serialiser {
     return writer_.EndArray();
   }
   bool write(const ZVValue& value) {
-    if (const auto* text = value.ifString()) return writer_.String(text->data(), length(*text));
+    if (const auto* text = value.ifString()) return write(*text);
     if (const auto* whole = value.ifInteger()) return writer_.Int64(*whole);
     if (const auto* number = value.ifDouble()) return write(*number);
     if (const auto* flag = value.ifBool()) return writer_.Bool(*flag);
@@ -122,8 +126,12 @@ class Serialiser {
     Nesting& operator=(const Nesting&) = delete;
     std::size_t& depth;
   };
-  static rapidjson::SizeType length(const std::string& text) { return static_cast<rapidjson::SizeType>(text.size()); }
+  using Length = rapidjson::SizeType;
 
+  bool write(const std::string& text) {
+    if (text.size() > std::numeric_limits<Length>::max() || !isValidUtf8(text)) return false;
+    return writer_.String(text.data(), static_cast<Length>(text.size()));
+  }
   bool write(double number) {
     if (!std::isfinite(number)) return false;
     const std::string text = decimalText(number);
@@ -149,15 +157,17 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
  public:
   using Length = rapidjson::SizeType;
 
+  explicit ValueBuilder(std::size_t mostValues) : left_(mostValues) {}
+
   bool Null() { return add(nullptr); }
   bool Bool(bool flag) { return add(flag); }
-  bool Int(int number) { return add(number); }
-  bool Uint(unsigned number) { return add(number); }
-  bool Int64(std::int64_t number) { return add(number); }
-  bool Uint64(std::uint64_t number) { return add(number); }
-  bool Double(double number) { return add(number); }
-  bool String(const char* text, Length length, bool) { return add(std::string(text, length)); }
+  bool Number(ZVValue number) { return add(std::move(number)); }
+  // The reader takes half a surrogate pair for a character.
+  bool String(const char* text, Length length, bool) {
+    return isValidUtf8({text, length}) && add(std::string(text, length));
+  }
   bool Key(const char* text, Length length, bool) {
+    if (!isValidUtf8({text, length}) || !count()) return false;
     open_.back().key.assign(text, length);
     return true;
   }
@@ -176,6 +186,12 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
     std::string key;  // of the map's next value
   };
 
+  bool count() {
+    if (left_ == 0) return false;
+    --left_;
+    return true;
+  }
+
   bool start(bool isMap) {
     if (open_.size() == kMaxDepth) return false;
     open_.push_back({isMap, {}, {}, {}});
@@ -192,25 +208,40 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   }
 
   bool add(ZVValue value) {
-    if (open_.empty()) return false;  // a bare value is no document
+    if (open_.empty() || !count()) return false;  // a bare value is no document
     Container& container = open_.back();
     if (container.isMap) container.map.set(std::move(container.key), std::move(value));
     else container.array.push_back(std::move(value));
     return true;
   }
 
+  std::size_t left_;             // values and keys that may still come
   std::vector<Container> open_;  // innermost last
   std::optional<ZVValue> result_;
 };
 
-std::optional<ZVValue> parsed(std::string_view json) {
-  constexpr unsigned kFlags =
-      rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
-  rapidjson::MemoryStream stream(json.data(), json.size());
+constexpr unsigned kReading = rapidjson::kParseIterativeFlag;  // depth costs no stack
+using Input = rapidjson::MemoryStream;
+
+}  // namespace
+
+// The reader's own place for numbers: its conversion is not exact, and reads outside its tables for some of them.
+template <>
+template <>
+inline void rapidjson::Reader::ParseNumber<kReading, Input, ValueBuilder>(Input& input, ValueBuilder& builder) {
+  auto number = readJsonNumber({input.src_, input.end_});
+  if (number && builder.Number(std::move(number->value))) input.src_ += number->length;
+  else SetParseError(rapidjson::kParseErrorValueInvalid, input.Tell());
+}
+
+namespace {
+
+std::optional<ZVValue> parsed(std::string_view json, std::size_t mostValues) {
+  Input input(json.data(), json.size());
   rapidjson::Reader reader;
-  ValueBuilder builder;
+  ValueBuilder builder(mostValues);
   // The reader takes a NUL for the end of the text, wherever it stands.
-  if (reader.Parse<kFlags>(stream, builder).IsError() || stream.Tell() != json.size()) return std::nullopt;
+  if (reader.Parse<kReading>(input, builder).IsError() || input.Tell() != json.size()) return std::nullopt;
   return builder.takeResult();
 }
 
@@ -225,9 +256,9 @@ std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVValue& object
 std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVMap& object) { return serialised(object); }
 
 std::optional<ZVValue> ZVHelpers::dictionaryWithJsonString(ZVText json) {
-  return json.present() ? parsed(json.view()) : std::nullopt;
+  return json.present() ? parsed(json.view(), std::numeric_limits<std::size_t>::max()) : std::nullopt;
 }
 
 std::optional<ZVValue> ZVHelpers::dictionaryWithJsonData(const std::optional<std::string>& json) {
-  return dictionaryWithJsonString(json);
+  return json ? parsed(*json, kMaxAnswerValues) : std::nullopt;
 }

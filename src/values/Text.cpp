@@ -53,14 +53,22 @@ std::size_t characterBytes(std::string_view text, std::size_t at) noexcept {
 
 constexpr std::size_t codeUnits(std::size_t bytes) { return bytes == 4 ? 2 : 1; }
 
+constexpr std::uint64_t kBeyondAscii = 0x8080808080808080U;
+
 // How many bytes from `at` are ASCII for certain. Nearly all text is, so it is looked at eight bytes at a time.
 std::size_t asciiBlocks(std::string_view text, std::size_t at) noexcept {
   std::size_t end = at;
   for (std::uint64_t block = 0; text.size() - end >= sizeof block; end += sizeof block) {
     std::memcpy(&block, text.data() + end, sizeof block);
-    if ((block & 0x8080808080808080U) != 0) break;
+    if ((block & kBeyondAscii) != 0) break;
   }
   return end - at;
+}
+
+bool isAscii(std::string_view text) noexcept {
+  std::uint64_t rest = 0;
+  for (const char character : text.substr(asciiBlocks(text, 0))) rest |= static_cast<unsigned char>(character);
+  return (rest & kBeyondAscii) == 0;
 }
 
 std::string_view withoutLeading(std::string_view text, std::string_view characters) noexcept {
@@ -111,7 +119,7 @@ std::string describeWithin(int depth, const ZVMap& map) {
 
 }  // namespace
 
-bool isValidUtf8(std::string_view text) noexcept { return utf16Length(text).has_value(); }
+bool isValidUtf8(std::string_view text) noexcept { return isAscii(text) || utf16Length(text).has_value(); }
 
 std::optional<std::size_t> utf16Length(std::string_view text) noexcept {
   std::size_t units = 0;

@@ -1,21 +1,17 @@
 #include <functional>
-#include <unordered_map>
+#include <map>
 
 #include <zorvane/ZVTypes.h>
 
 namespace {
 
-constexpr std::size_t kSearchedOneByOne = 32;  // up to here comparing keys in turn is faster than hashing
-
-struct KeyHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view key) const noexcept { return std::hash<std::string_view>{}(key); }
-};
+constexpr std::size_t kSearchedOneByOne = 32;  // up to here comparing keys in turn is faster
 
 }  // namespace
 
+// An order and no hash: keys also come from outside, and whoever knows the hash could choose them all alike.
 struct ZVMap::Index {
-  std::unordered_map<std::string, std::size_t, KeyHash, std::equal_to<>> positions;
+  std::map<std::string, std::size_t, std::less<>> positions;
 
   // Takes in the entries that were added since; nothing is kept for a map that is small enough.
   static std::unique_ptr<Index> covering(const std::vector<Entry>& entries, std::unique_ptr<Index> index = nullptr) {

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <zorvane/Zorvane.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "events/ZVEvents.h"
@@ -202,6 +204,12 @@ TEST_F(Builders, FetchAReceiptOrDropThePurchase) {
   std::ofstream(path).flush();
   EXPECT_EQ(recordOf(buy), "") << "it is empty";
   EXPECT_TRUE(game.log.contains(failed + " - File path found, but reading the receipt data to base64 failed."));
+  std::ofstream(path) << std::string(512 * 1024 + 1, 'x');
+  EXPECT_EQ(recordOf(buy), "") << "no receipt is that long";
+  std::filesystem::remove(path);
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(recordOf(buy), "") << "nobody writes into the pipe";
+  std::filesystem::remove(path);
   std::ofstream(path) << std::string(60, '\xFB');  // longer than a line of wrapped base64
   std::string encoded;
   for (int four = 0; four < 20; ++four) encoded += R"(+\/v7)";

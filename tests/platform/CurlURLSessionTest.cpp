@@ -1,9 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 
+#include <ctime>
 #include <future>
 #include <memory>
+#include <thread>
 
 #include "platform/Defaults.h"
 #include "support/LoopbackServer.h"
@@ -59,6 +62,30 @@ Outcome get(const std::shared_ptr<ZVURLSession>& session, const std::string& url
 
 ZVURLRequest post(const std::string& url, std::string body, Headers headers = {}) {
   return {url, "POST", std::move(headers), std::move(body)};
+}
+
+constexpr auto kAWhile = std::chrono::seconds(1);
+
+// As long as it lives, the process gets no new descriptor and can't wait for those that it has.
+class FewDescriptors {
+ public:
+  FewDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit none{0, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+  FewDescriptors(const FewDescriptors&) = delete;
+  FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+double processorSecondsIn(std::chrono::seconds time) {
+  const std::clock_t before = std::clock();
+  std::this_thread::sleep_for(time);
+  return static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
 }
 
 class CurlURLSession : public testing::Test {
@@ -159,6 +186,31 @@ TEST_F(CurlURLSession, CancelsAtAnyTimeAndCompletesOnce) {
   done.task->cancel();
   EXPECT_EQ(get(session, server.url("/after")).status(), 200) << "by now a second completion would have run";
   EXPECT_TRUE(server.requests("/never").empty());
+}
+
+// Without descriptors libcurl can neither be woken nor wait for a connection.
+TEST_F(CurlURLSession, RecoversOnceThereAreDescriptorsAndRestsUntilThen) {
+  {
+    const FewDescriptors none;
+    EXPECT_EQ(get(session, server.url("/first")).code(), ZVURLError::kOther);
+    EXPECT_EQ(get(session, "http://localhost:" + std::to_string(server.port()) + "/").code(), ZVURLError::kOther);
+    EXPECT_LT(processorSecondsIn(kAWhile), 0.5);
+  }
+  EXPECT_EQ(get(session, server.url("/second")).status(), 200);
+
+  server.hang();
+  Exchange hanging(session, post(server.url("/v2"), "[]"));
+  hanging.task->resume();
+  ASSERT_TRUE(server.waitForRequests(2));
+  {
+    const FewDescriptors none;
+    get(session, server.url("/third"));  // awake, the transport's thread finds that it can't wait
+    EXPECT_LT(processorSecondsIn(kAWhile), 0.5);
+    hanging.task->cancel();
+    EXPECT_FALSE(hanging.outcome().body);
+  }
+  server.resume();
+  EXPECT_EQ(get(session, server.url("/fourth")).status(), 200);
 }
 
 TEST(CurlURLSessionTls, TrustsOnlyTheGivenAuthorityForTheRightName) {

@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 
 #include "platform/Defaults.h"
+#include "platform/linux/FileDescriptor.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -90,14 +94,56 @@ TEST_F(FileUserDefaults, StartsEmptyFromADamagedFileAndRecovers) {
 TEST_F(FileUserDefaults, LeavesAloneWhatIsOutOfReachAndJoinsItOnceItIsBack) {
   const std::string elsewhere = folder.file("elsewhere");
   makeFileUserDefaults(elsewhere)->setString("kept", "old");
-  fs::create_directories(path);  // can be opened, not read
+  fs::create_directories(fs::path(path).parent_path());
+  const FileDescriptor socketFile(socket(AF_UNIX, SOCK_STREAM, 0));
+  struct Case {
+    const char* what;
+    std::function<void()> make;
+  };
+  for (const auto& [what, make] : {
+           Case{"directory", [&] { fs::create_directories(path); }},  // can be opened, not read
+           Case{"pipe", [&] { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); }},
+           Case{"link to a pipe",
+                [&] {
+                  ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+                  fs::create_symlink(folder.file("pipe"), path);
+                }},
+           Case{"socket",
+                [&] {
+                  sockaddr_un address{AF_UNIX, {}};
+                  path.copy(address.sun_path, sizeof address.sun_path - 1);
+                  ASSERT_EQ(bind(socketFile.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << path;
+                }},
+           Case{"endless device", [&] { fs::create_symlink("/dev/zero", path); }},
+           Case{"empty device", [&] { fs::create_symlink("/dev/null", path); }},
+           Case{"link that leads nowhere", [&] { fs::create_symlink(folder.file("nowhere"), path); }},
+           Case{"link to itself", [&] { fs::create_symlink(path, path); }},
+           Case{"endless file", [&] { overwrite(path, std::string((1 << 20) + 1, 'x')); }},
+       }) {
+    make();
+    const auto type = fs::symlink_status(path).type();
+    const auto defaults = makeFileUserDefaults(path);
+    EXPECT_EQ(defaults->stringForKey("kept"), std::nullopt) << what;
+    defaults->setString("added", "new");
+    EXPECT_FALSE(defaults->synchronize()) << what;
+    EXPECT_EQ(defaults->stringForKey("added"), "new") << "kept for this run: " << what;
+    EXPECT_EQ(fs::symlink_status(path).type(), type) << what;
+    fs::remove(path);
+    fs::copy_file(elsewhere, path);
+    EXPECT_TRUE(defaults->synchronize()) << what;
+    EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("kept"), "old") << what;
+    EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("added"), "new") << what;
+    fs::remove(path);
+  }
+}
+
+TEST_F(FileUserDefaults, WritesNoMoreThanItReadsAgain) {
+  const std::string longest((1 << 20) - std::string("zorvane user defaults 1 1048545\nk\t\n").size(), 'v');
   const auto defaults = makeFileUserDefaults(path);
-  defaults->setString("added", "new");
+  defaults->setString("k", longest);
+  EXPECT_EQ(fs::file_size(path), std::size_t{1} << 20);
+  EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("k"), longest);
+  defaults->setString("k", longest + "v");
   EXPECT_FALSE(defaults->synchronize());
-  EXPECT_EQ(defaults->stringForKey("added"), "new") << "kept for this run";
-  fs::remove(path);
-  fs::copy_file(elsewhere, path);
-  EXPECT_TRUE(defaults->synchronize());
-  EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("kept"), "old");
-  EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("added"), "new");
+  EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("k"), longest);
 }

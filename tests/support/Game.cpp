@@ -67,7 +67,7 @@ std::vector<ZVMap> Game::stored(std::string_view category) {
 std::vector<ZVMap> Game::eventsOf(const LoopbackServer::Request& request) {
   const auto body =
       request.header("Content-Encoding") == "gzip" ? ZVHelpers::gzipDeflateWithData(request.body) : request.body;
-  const auto parsed = ZVHelpers::dictionaryWithJsonData(body);
+  const auto parsed = ZVHelpers::dictionaryWithJsonString(body);
   std::vector<ZVMap> events;
   if (parsed && parsed->ifArray() != nullptr)
     for (const ZVValue& event : *parsed->ifArray())

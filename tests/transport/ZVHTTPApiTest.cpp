@@ -56,6 +56,49 @@ TEST_F(HTTPApi, CleansAnInitAnswerByItsKind) {
     EXPECT_EQ(ZVHTTPApi::validateAndCleanInitRequestResponse(answer, created), cleaned) << created;
 }
 
+TEST_F(HTTPApi, RefusesAnInitAnswerThatIsTooLargeOrBecomesSo) {
+  const auto hash = [](const std::string& text) { return R"({"configs_hash":")" + text + "\"}"; };
+  const std::string slashes(131'062, '/');  // as it is written, with the rest, one byte less than the limit
+  std::string numbers;
+  for (int i = 0; i < 20'000; ++i) numbers += "1e15,";
+  struct Case {
+    int status;
+    std::string body;
+    Kind kind;
+    std::size_t refused;  // bytes that the warning names; 0: none
+  };
+  for (const auto& [status, body, kind, refused] : {
+           Case{201, hash(slashes + "x"), Kind::Created, 0},
+           Case{201, hash(slashes + "xx"), Kind::BadResponse, 262'145},
+           Case{200, hash(slashes + "xx"), Kind::Ok, 0},
+           Case{201, hash(std::string(262'144, 'x')), Kind::BadResponse, 262'163},
+           Case{201, R"({"configs":[)" + numbers + "0]}", Kind::BadResponse, 340'015},
+       }) {
+    log.clear();
+    server.answerOnly(LoopbackServer::kInit, {status, body});
+    EXPECT_EQ(api().requestInitReturningDict("").kind, kind) << body.size();
+    EXPECT_EQ(
+        log.count("Warning/ZV/Analytics: The init call's answer is too large: " + std::to_string(refused) + " bytes"),
+        refused == 0 ? 0U : 1U);
+    EXPECT_EQ(log.count("Warning/"), refused == 0 ? 0U : 1U) << body.size();
+  }
+}
+
+TEST_F(HTTPApi, AsksForAllOfTheConfigurationWhereTheHashCannotStandInAUrl) {
+  const std::string longest(1024, 'h');
+  for (const auto& [hash, sent] : {std::pair<std::string, std::string>{"a-Z0_9.~%2F+/=", "a-Z0_9.~%2F+/="},
+                                   {longest, longest},
+                                   {longest + "h", ""},
+                                   {"a b", ""},
+                                   {"a\r\nX-Other: 1", ""},
+                                   {"a#b", ""},
+                                   {"\xC3\xA9", ""},
+                                   {std::string("a\0b", 3), ""}}) {
+    EXPECT_EQ(api().requestInitReturningDict(hash).kind, Kind::Ok) << hash;
+    EXPECT_TRUE(server.requests().back().target.ends_with("&configs_hash=" + sent)) << hash;
+  }
+}
+
 TEST_F(HTTPApi, CompressesTheInitCallAlsoWhileEventsAreSentPlain) {
   api().useGzip = false;
   server.answer(LoopbackServer::kEvents, {500, "[]"});

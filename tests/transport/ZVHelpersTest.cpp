@@ -70,6 +70,49 @@ TEST(Json, ReadsNumbersExactly) {
   }
 }
 
+TEST(Json, ReadsNoTextThatItCouldNotWriteAgain) {
+  EXPECT_EQ(ZVHelpers::dictionaryWithJsonData(R"({"\ud83d\ude00":"\udbff\udfff\ud7ff\ue000"})"),
+            ZVValue(ZVMap{{"\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF\xED\x9F\xBF\xEE\x80\x80"}}));
+  for (const std::string text :
+       {R"(\udc00)", R"(\ud800)", R"(\uDFFFx)", R"(x\udbff\u0041)", R"(\ude00\ud83d)", R"(\ud83d\ud83d\ude00)",
+        R"(\ud83d\)", R"(\u12)", "\xED\xB0\x80", "\xC0\xAF", "\x80", "\xF0\x9F\x98", "\xF4\x90\x80\x80", "\x1F"})
+    for (const std::string& json : {"[\"" + text + "\"]", "{\"" + text + "\":1}", "[" + text + "]", text + "[]"})
+      EXPECT_EQ(ZVHelpers::dictionaryWithJsonData(json), std::nullopt) << json;
+}
+
+// Texts in memory of exactly their size: a sanitizer sees what is read behind them.
+TEST(Json, NeverLooksBehindItsText) {
+  const std::string whole = "a text that has memory of its own \xC3\xA9\xE6\x97\xA5\xF0\x9F\x98\x80";
+  const std::string document = R"({"key \u00e9\ud83d\ude00":[-12.5e+3,true,false,null,"\n)" + whole + "\"]}";
+  for (std::size_t cut = 20; cut <= whole.size(); ++cut) {
+    const std::string text(whole.data(), cut);
+    const bool isWhole = cut <= 34 || cut == 36 || cut == 39 || cut == 43;
+    EXPECT_EQ(ZVHelpers::jsonStringWithObject(ZVMap{{"k", text}}).has_value(), isWhole) << cut;
+    EXPECT_EQ(ZVHelpers::jsonStringWithObject(ZVMap{{text, 1}}).has_value(), isWhole) << cut;
+  }
+  for (std::size_t cut = 0; cut <= document.size(); ++cut) {
+    const std::vector<char> text(document.data(), document.data() + cut);
+    const auto read = ZVHelpers::dictionaryWithJsonString(std::string_view(text.data(), text.size()));
+    EXPECT_EQ(read.has_value(), cut == document.size()) << cut;
+  }
+}
+
+TEST(Json, TakesOnlySoManyValuesFromOutside) {
+  constexpr std::size_t kMost = 131'072;
+  const auto list = [](std::size_t values) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < values; ++i) text += "0,";
+    text.back() = ']';
+    return text;
+  };
+  const std::string pairs = R"({"a":[],"a":{},"a":)";
+  EXPECT_TRUE(ZVHelpers::dictionaryWithJsonData(list(kMost)));
+  EXPECT_FALSE(ZVHelpers::dictionaryWithJsonData(list(kMost + 1)));
+  EXPECT_TRUE(ZVHelpers::dictionaryWithJsonData(pairs + list(kMost - 6) + "}")) << "keys count as well";
+  EXPECT_FALSE(ZVHelpers::dictionaryWithJsonData(pairs + list(kMost - 5) + "}"));
+  EXPECT_TRUE(ZVHelpers::dictionaryWithJsonString(list(kMost + 1))) << "what the library stored itself";
+}
+
 std::string noise(std::size_t length) {
   std::string text;
   for (std::uint32_t state = 1; text.size() < length; state = state * 1664525U + 1013904223U)
@@ -92,6 +135,13 @@ TEST(Gzip, DecompressesZlibStreamsAndNothingElse) {
   EXPECT_EQ(ZVHelpers::gzipEnflateWithData(""), std::nullopt);
   for (const auto& bad : {""s, "not compressed"s, "\x1f\x8b"s})
     EXPECT_EQ(ZVHelpers::gzipDeflateWithData(bad), std::nullopt) << testing::PrintToString(bad);
+}
+
+TEST(Gzip, StopsAtABound) {
+  constexpr std::size_t kBound = std::size_t{16} << 20;
+  EXPECT_EQ(ZVHelpers::gzipDeflateWithData(*ZVHelpers::gzipEnflateWithData(std::string(kBound, 'x')))->size(), kBound);
+  for (const std::size_t more : {kBound + 1, 2 * kBound})
+    EXPECT_EQ(ZVHelpers::gzipDeflateWithData(*ZVHelpers::gzipEnflateWithData(std::string(more, 'x'))), std::nullopt);
 }
 
 TEST(Digests, AgreeWithTheStandardVectors) {

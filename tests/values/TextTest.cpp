@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -34,6 +36,20 @@ TEST(Utf16Length, CountsCodeUnitsOfValidTextOnly) {
     EXPECT_EQ(utf16Length(text), length) << testing::PrintToString(text);
     EXPECT_EQ(isValidUtf8(text), length.has_value()) << testing::PrintToString(text);
   }
+}
+
+// Texts in memory of exactly their size: a sanitizer sees what is read behind them.
+TEST(Utf16Length, NeverLooksBehindItsText) {
+  const std::string whole = "12345678901234567\xF0\x9F\x98\x80\xE6\x97\xA5\xC3\xA9";
+  for (std::size_t begin = 0; begin <= whole.size(); ++begin)
+    for (std::size_t end = begin; end <= whole.size(); ++end) {
+      const std::vector<char> exact(whole.data() + begin, whole.data() + end);
+      const std::string_view text(exact.data(), exact.size());
+      const auto splits = [](std::size_t at) { return (at > 17 && at < 21) || at == 22 || at == 23 || at == 25; };
+      EXPECT_EQ(isValidUtf8(text), begin == end || (!splits(begin) && !splits(end))) << begin << ' ' << end;
+      EXPECT_LE(prefixOfUtf16Length(text, 100).size(), text.size());
+      EXPECT_TRUE(isValidUtf8(withReplacementCharacters(text)));
+    }
 }
 
 TEST(PrefixOfUtf16Length, SplitsNoCharacter) {

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <new>
@@ -19,7 +21,9 @@ namespace {
 
 // Far above what a collector says of the largest batch, far below what its parsed form could cost the game.
 constexpr std::size_t kMaxBodyBytes = std::size_t{4} << 20;
-constexpr int kLongestPollMilliseconds = 60'000;
+// While requests run the thread also looks for orders by itself: where the process has no descriptors left, libcurl
+// can't be woken. What is asked for is awaited at shorter intervals anyway.
+constexpr int kLongestPollMilliseconds = 250;
 constexpr double kLongestTimeoutSeconds = 3600;
 
 template <auto Close>
@@ -93,11 +97,12 @@ HeaderList headersOf(const ZVURLRequest& request) {
 // A line end in a header would let its value add headers, or a body, of its own.
 bool isOneLine(std::string_view text) { return text.find_first_of(std::string_view("\r\n\0", 3)) == text.npos; }
 
-std::optional<std::string_view> whatIsWrongWith(const ZVURLRequest& request) {
+// Null when nothing is.
+const char* whatIsWrongWith(const ZVURLRequest& request) {
   if (request.method != "GET" && request.method != "POST") return "Unsupported method";
   for (const auto& [name, value] : request.headers)
     if (!isOneLine(name) || !isOneLine(value)) return "A header holds a line end";
-  return std::nullopt;
+  return nullptr;
 }
 
 // A limit that is none (zero, negative, NaN) becomes the default: without one a request could last forever.
@@ -169,6 +174,7 @@ class Transport {
       const std::scoped_lock lock(mutex_);
       orders_.emplace_back(action, std::move(transfer));
     }
+    ordered_.notify_one();
     curl_multi_wakeup(multi_.get());
   }
 
@@ -190,8 +196,20 @@ class Transport {
       } catch (const std::exception& failure) {
         writeConsoleLine("The transport thread failed: ", failure.what());
       }
-      curl_multi_poll(multi_.get(), nullptr, 0, kLongestPollMilliseconds, nullptr);
+      if (running_.empty()) waitForOrders();
+      else waitForTheNetwork();
     }
+  }
+
+  void waitForOrders() {
+    std::unique_lock lock(mutex_);
+    ordered_.wait(lock, [this] { return !orders_.empty(); });
+  }
+
+  void waitForTheNetwork() {
+    const auto limit = std::chrono::milliseconds(kLongestPollMilliseconds);
+    if (curl_multi_poll(multi_.get(), nullptr, 0, kLongestPollMilliseconds, nullptr) != CURLM_OK)
+      std::this_thread::sleep_for(limit);  // it returns at once where it can't wait
   }
 
   void obey() {
@@ -209,8 +227,8 @@ class Transport {
 
   void start(const std::shared_ptr<Transfer>& transfer) {
     if (transfer->stage != Transfer::Stage::fresh) return;
-    if (const auto problem = whatIsWrongWith(transfer->request)) {
-      fail(*transfer, ZVURLError::kOther, std::string(*problem));
+    if (const char* const problem = whatIsWrongWith(transfer->request)) {
+      fail(*transfer, ZVURLError::kOther, problem);
       return;
     }
     try {
@@ -248,12 +266,18 @@ class Transport {
     }
   }
 
-  static std::string textOf(CURLcode result, const Transfer& transfer) {
+  static const char* textOf(CURLcode result, const Transfer& transfer) {
     return transfer.errorText[0] != '\0' ? transfer.errorText.data() : curl_easy_strerror(result);
   }
 
-  void fail(Transfer& transfer, int code, std::string text) {
-    finish(transfer, std::nullopt, ZVURLError{code, std::move(text)});
+  // Completes the request also where there is no memory for the text: somebody waits for it.
+  void fail(Transfer& transfer, int code, const char* text) {
+    ZVURLError error{code, {}};
+    try {
+      error.localizedDescription = text;
+    } catch (const std::bad_alloc&) {  // then without it
+    }
+    finish(transfer, std::nullopt, std::move(error));
   }
 
   void finish(Transfer& transfer, std::optional<std::string> body, std::optional<ZVURLError> error) {
@@ -284,6 +308,7 @@ class Transport {
   const Multi multi_;
   std::map<CURL*, std::shared_ptr<Transfer>> running_;  // the transport thread's
   std::mutex mutex_;
+  std::condition_variable ordered_;
   Orders orders_;  // guarded by mutex_
   std::thread thread_;
 };

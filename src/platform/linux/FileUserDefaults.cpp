@@ -5,6 +5,7 @@
 // synchronize().
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -17,11 +18,13 @@
 
 #include "platform/Console.h"
 #include "platform/Defaults.h"
+#include "platform/Files.h"
 #include "platform/linux/FileDescriptor.h"
 
 namespace {
 
 constexpr std::string_view kHeader = "zorvane user defaults 1 ";
+constexpr std::size_t kMaxFileBytes = std::size_t{1} << 20;  // a few short values are all that is kept
 using Values = std::map<std::string, std::string, std::less<>>;
 
 constexpr auto kEscapes = std::to_array<std::pair<char, char>>({{'\\', '\\'}, {'\n', 'n'}, {'\t', 't'}});
@@ -89,19 +92,16 @@ std::optional<Values> parse(std::string_view text) {
   return values;
 }
 
+// A link that leads nowhere isn't nothing: what it leads to may be on a disk that comes later.
+bool isNothingThere(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
 // The file's bytes, none when there is no such file; absent when it can't be read.
 std::optional<std::string> readAll(const std::string& path) {
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.valid()) return errno == ENOENT ? std::optional<std::string>("") : std::nullopt;
-  std::string text;
-  std::array<char, 4096> buffer{};
-  for (;;) {
-    const ssize_t count = read(file.get(), buffer.data(), buffer.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return std::nullopt;
-    if (count == 0) return text;
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-  }
+  auto content = readRegularFile(path, kMaxFileBytes);
+  return content || !isNothingThere(path) ? content : std::optional<std::string>("");
 }
 
 bool writeAll(int file, std::string_view text) {
@@ -127,6 +127,7 @@ bool flushDirectory(const std::string& path) {
 
 // Readers see the old file or the new one, never a part.
 bool replaceFile(const std::string& path, std::string_view text, Durability durability) {
+  if (text.size() > kMaxFileBytes) return false;  // it could not be read again
   const std::string directory = std::filesystem::path(path).parent_path().string();
   makeDirectories(directory);
   std::string temporary = path + ".XXXXXX";  // a name of its own: another process of the game may write as well
