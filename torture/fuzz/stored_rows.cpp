@@ -52,7 +52,7 @@ void insertRow(Library& library, fuzz::Input& input) {
   }
 }
 
-// The numbers of what was sent by category.
+// Whether a record with this in it was sent. Every batch can be read as a whole, whatever its records are.
 bool hasSent(Library& library, std::string_view wanted) {
   bool found = false;
   for (const auto& request : library.sent) {
