@@ -331,6 +331,7 @@ TEST_F(CollectorTest, RefusesWhatIsHostileOrDamagedAndKeepsNothingOfIt) {
 // The library writes records of up to 1 MiB and batches of up to 4 MiB, 512 levels deep.
 TEST_F(CollectorTest, TakesTheLargestThatTheLibraryWrites) {
   start();
+  client_->set_read_timeout(60s);
   const auto impression = [](const std::string& data) {
     return record("impression",
                   R"("ad_network_name":"admob","ad_network_version":"1","impression_data":{"d":)" + data + '}');

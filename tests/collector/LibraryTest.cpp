@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -191,7 +192,7 @@ TEST(WhatTheLibrarySends, IsTakenWhenItReportsItsOwnTroubles) {
                                                 repeated("\U0001F600", 100 * code), Game::kKey, Game::kSecret);
   });
   constexpr std::size_t kActions = 35;
-  ASSERT_TRUE(game.collector.waitForRequests(2 + 2 * kActions));  // the first two: init and the session's start
+  ASSERT_TRUE(game.collector.waitForRequests(2 + 2 * kActions, std::chrono::seconds(60)));  // the first two: init and the session's start
   EXPECT_EQ(sentBy(game).at("sdk_error"), 2 * kActions);
 }
 
