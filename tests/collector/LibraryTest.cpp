@@ -192,7 +192,8 @@ TEST(WhatTheLibrarySends, IsTakenWhenItReportsItsOwnTroubles) {
                                                 repeated("\U0001F600", 100 * code), Game::kKey, Game::kSecret);
   });
   constexpr std::size_t kActions = 35;
-  ASSERT_TRUE(game.collector.waitForRequests(2 + 2 * kActions, std::chrono::seconds(60)));  // the first two: init and the session's start
+  // The first two: init and the session's start.
+  ASSERT_TRUE(game.collector.waitForRequests(2 + 2 * kActions, std::chrono::seconds(60)));
   EXPECT_EQ(sentBy(game).at("sdk_error"), 2 * kActions);
 }
 
