@@ -19,7 +19,8 @@ struct ParsedJson {
   std::string failure;                     // empty when the text parsed
 };
 
-// `text` must outlive the result. It has to be valid UTF-8, nested at most 64 deep.
+// `text` must outlive the result. It has to be valid UTF-8, nested at most 512 deep. A number too small for a double is
+// 0; one that is too large, and half a surrogate pair, fail.
 ParsedJson parseJson(std::string_view text);
 
 inline std::string_view textOf(const JsonValue& value) { return {value.GetString(), value.GetStringLength()}; }

@@ -7,6 +7,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "collector/Text.h"
+
 namespace collector {
 
 namespace {
@@ -17,6 +19,7 @@ constexpr int kMaxPort = 65'535;
 
 // The range from 'A' to 'z' is meant as it is, with the six characters between the capitals and the small letters.
 bool isKey(std::string_view text, std::size_t length) {
+  text = withoutFinalTerminator(text);
   const auto allowed = [](char c) { return (c >= 'A' && c <= 'z') || (c >= '0' && c <= '9'); };
   return text.size() == length && std::all_of(text.begin(), text.end(), allowed);
 }

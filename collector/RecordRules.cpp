@@ -104,6 +104,7 @@ bool isUuid(std::string_view text) {
 }
 
 bool isCustomKey(std::string_view key) {
+  key = withoutFinalTerminator(key);
   const auto isWord = [](char c) { return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; };
   return !key.empty() && key.size() <= kMaxCustomKey && std::all_of(key.begin(), key.end(), isWord);
 }
@@ -125,9 +126,12 @@ Fault filledText(const JsonValue& value) {
 }
 
 // Stand-ins for an unknown application value are left out, not sent.
-Fault assignedText(const JsonValue& value) {
-  if (const auto* const fault = filledText(value)) return fault;
-  return textOf(value) == "unassigned" || textOf(value) == "0.0.0" ? "is a stand-in for an unknown value" : nullptr;
+constexpr std::string_view kNoIdentifier = "unassigned";
+constexpr std::string_view kNoVersion = "0.0.0";
+template <const std::string_view& StandIn>
+Fault textBut(const JsonValue& value) {
+  if (const auto* const fault = text(value)) return fault;
+  return textOf(value) == StandIn ? "is a stand-in for an unknown value" : nullptr;
 }
 
 template <std::size_t Max>
@@ -147,10 +151,12 @@ Fault oneOf(const JsonValue& value) {
   return value.IsString() && isOneOf(textOf(value), Words) ? nullptr : "is not one of the known words";
 }
 
-template <std::int64_t Min>
-Fault wholeFrom(const JsonValue& value) {
-  if (!value.IsInt64()) return "is not a whole number";
-  return value.GetInt64() >= Min ? nullptr : "is too small";
+// Counters go on from what was stored, which is taken as it stands even where the file was damaged.
+Fault whole(const JsonValue& value) { return value.IsInt64() ? nullptr : "is not a whole number"; }
+
+Fault wholeFromZero(const JsonValue& value) {
+  if (const auto* const fault = whole(value)) return fault;
+  return value.GetInt64() >= 0 ? nullptr : "is too small";
 }
 
 Fault version(const JsonValue& value) { return value.IsInt() && value.GetInt() == 2 ? nullptr : "is not 2"; }
@@ -169,22 +175,39 @@ Fault uuidOrEmpty(const JsonValue& value) {
 }
 
 Fault currency(const JsonValue& value) {
+  if (const auto* const fault = text(value)) return fault;
+  const auto code = withoutFinalTerminator(textOf(value));
   const auto isCapital = [](char c) { return c >= 'A' && c <= 'Z'; };
-  if (!value.IsString() || value.GetStringLength() != 3) return "is not three capitals";
-  return std::all_of(textOf(value).begin(), textOf(value).end(), isCapital) ? nullptr : "is not three capitals";
+  return code.size() == 3 && std::all_of(code.begin(), code.end(), isCapital) ? nullptr : "is not three capitals";
+}
+
+Fault faultOfParts(std::string_view id, std::size_t min, std::size_t max) {
+  const auto parts = splitAt(id, ':');
+  if (parts.size() < min || parts.size() > max) return "has too few or too many parts";
+  return std::all_of(parts.begin(), parts.end(), isEventPart) ? nullptr : "has a part that is not allowed";
 }
 
 template <std::size_t Min, std::size_t Max>
 Fault eventId(const JsonValue& value) {
-  if (!value.IsString()) return "is not text";
-  const auto parts = splitAt(textOf(value), ':');
-  if (parts.size() < Min || parts.size() > Max) return "has too few or too many parts";
-  return std::all_of(parts.begin(), parts.end(), isEventPart) ? nullptr : "has a part that is not allowed";
+  const auto* const fault = text(value);
+  return fault != nullptr ? fault : faultOfParts(textOf(value), Min, Max);
+}
+
+// Checked as a whole: behind its last part, which may be full, there is room for a line terminator.
+Fault designId(const JsonValue& value) {
+  if (eventId<1, 5>(value) == nullptr) return nullptr;
+  const auto* const fault = text(value);
+  return fault != nullptr ? fault : faultOfParts(withoutFinalTerminator(textOf(value)), 1, 5);
+}
+
+Fault networkName(const JsonValue& value) {
+  const bool known = value.IsString() && isOneOf(withoutFinalTerminator(textOf(value)), kAdNetworks);
+  return known ? nullptr : "is not one of the known words";
 }
 
 Fault networkVersion(const JsonValue& value) {
   if (const auto* const fault = filledText(value)) return fault;
-  const auto groups = splitAt(textOf(value), '.');
+  const auto groups = splitAt(withoutFinalTerminator(textOf(value)), '.');
   const auto isGroup = [](auto group) { return group.size() <= 5 && std::all_of(group.begin(), group.end(), isDigit); };
   return groups.size() <= 4 && std::all_of(groups.begin(), groups.end(), isGroup) ? nullptr : "is not a version";
 }
@@ -217,14 +240,14 @@ constexpr auto kCommonFields = std::to_array<Field>({
     {"event_uuid", Need::always, uuid},
     {"ios_idfa", Need::always, text},
     {"ios_idfv", Need::always, text},
-    {"client_ts", Need::always, timestamp},
+    {"client_ts", Need::sometimes, timestamp},
     {"sdk_version", Need::always, text},
     {"os_version", Need::always, text},
     {"manufacturer", Need::always, text},
     {"device", Need::always, text},
     {"platform", Need::always, text},
     {"session_id", Need::always, uuidOrEmpty},
-    {"session_num", Need::always, wholeFrom<0>},
+    {"session_num", Need::always, whole},
     {"connection_type", Need::always, text},
     {"build", Need::always, text},
     {"engine_version", Need::sometimes, text},
@@ -233,9 +256,9 @@ constexpr auto kCommonFields = std::to_array<Field>({
     {"ab_variant_id", Need::sometimes, filledText},
     {"jailbroken", Need::sometimes, onlyTrue},
     {"limited_ad_tracking", Need::sometimes, onlyTrue},
-    {"ios_bundle_id", Need::sometimes, assignedText},
-    {"ios_app_version", Need::sometimes, assignedText},
-    {"ios_app_build", Need::sometimes, assignedText},
+    {"ios_bundle_id", Need::sometimes, textBut<kNoIdentifier>},
+    {"ios_app_version", Need::sometimes, textBut<kNoVersion>},
+    {"ios_app_build", Need::sometimes, textBut<kNoVersion>},
     {"ios_att", Need::sometimes, filledText},
     {"ios_testflight", Need::sometimes, onlyTrue},
     {"custom_01", Need::sometimes, text},
@@ -275,16 +298,16 @@ constexpr auto kInitFields = std::to_array<Field>({
     {"os_version", Need::always, text},
     {"platform", Need::always, text},
     {"build", Need::always, text},
-    {"random_salt", Need::always, wholeFrom<0>},
+    {"random_salt", Need::always, whole},
 });
 
 constexpr auto kUserFields = std::to_array<Field>({{"install", Need::sometimes, onlyTrue}});
-constexpr auto kSessionEndFields = std::to_array<Field>({{"length", Need::always, wholeFrom<0>}});
+constexpr auto kSessionEndFields = std::to_array<Field>({{"length", Need::always, wholeFromZero}});
 constexpr auto kBusinessFields = std::to_array<Field>({
     {"event_id", Need::always, eventId<2, 2>},
     {"currency", Need::always, currency},
-    {"amount", Need::always, wholeFrom<0>},
-    {"transaction_num", Need::always, wholeFrom<1>},
+    {"amount", Need::always, wholeFromZero},
+    {"transaction_num", Need::always, whole},
     {"cart_type", Need::sometimes, filledTextUpTo<32>},
     {"receipt_info", Need::sometimes, receipt},
 });
@@ -295,10 +318,10 @@ constexpr auto kResourceFields = std::to_array<Field>({
 constexpr auto kProgressionFields = std::to_array<Field>({
     {"event_id", Need::always, eventId<2, 4>},
     {"score", Need::sometimes, number},
-    {"attempt_num", Need::sometimes, wholeFrom<0>},
+    {"attempt_num", Need::sometimes, whole},
 });
 constexpr auto kDesignFields = std::to_array<Field>({
-    {"event_id", Need::always, eventId<1, 5>},
+    {"event_id", Need::always, designId},
     {"value", Need::sometimes, number},
 });
 constexpr auto kErrorFields = std::to_array<Field>({
@@ -311,10 +334,10 @@ constexpr auto kAdFields = std::to_array<Field>({
     {"ad_type", Need::always, oneOf<kAdTypes>},
     {"ad_action", Need::always, oneOf<kAdActions>},
     {"ad_fail_show_reason", Need::sometimes, oneOf<kAdFailures>},
-    {"ad_duration", Need::sometimes, wholeFrom<0>},
+    {"ad_duration", Need::sometimes, whole},
 });
 constexpr auto kImpressionFields = std::to_array<Field>({
-    {"ad_network_name", Need::always, oneOf<kAdNetworks>},
+    {"ad_network_name", Need::always, networkName},
     {"ad_network_version", Need::always, networkVersion},
     {"impression_data", Need::sometimes, filledObject},
 });

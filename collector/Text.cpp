@@ -17,6 +17,10 @@ constexpr auto kSpaces = std::to_array<std::string_view>(
     {"\u0085", "\u00a0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007",
      "\u2008", "\u2009", "\u200a", "\u2028", "\u2029", "\u202f", "\u205f", "\u3000"});
 
+// The pair before its second half.
+constexpr auto kLineTerminators =
+    std::to_array<std::string_view>({"\r\n", "\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"});
+
 bool isAsciiWord(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
 // The length in bytes of the allowed character at the front; 0 when it isn't allowed.
@@ -58,6 +62,13 @@ std::vector<std::string_view> splitAt(std::string_view text, char separator) {
     if (end == std::string_view::npos) return parts;
     text.remove_prefix(end + 1);
   }
+}
+
+std::string_view withoutFinalTerminator(std::string_view text) noexcept {
+  const auto* const terminator =
+      std::find_if(kLineTerminators.begin(), kLineTerminators.end(), [&](auto each) { return text.ends_with(each); });
+  if (terminator != kLineTerminators.end()) text.remove_suffix(terminator->size());
+  return text;
 }
 
 bool isEventPart(std::string_view part) noexcept {

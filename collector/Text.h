@@ -12,6 +12,9 @@ namespace collector {
 
 std::size_t utf16Length(std::string_view text) noexcept;
 std::vector<std::string_view> splitAt(std::string_view text, char separator);
+// The text without the line terminator that it ends in, if it does. Games' texts are checked by patterns, whose "$"
+// matches before one.
+std::string_view withoutFinalTerminator(std::string_view text) noexcept;
 // One part of an event id: 1 to 64 letters, digits, white space or any of "-_.()!?".
 bool isEventPart(std::string_view part) noexcept;
 // The value of `name` in the query of a request target, as it was sent; empty when it is missing.

@@ -10,10 +10,12 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -299,8 +301,10 @@ TEST_F(CollectorTest, RefusesWhatIsHostileOrDamagedAndKeepsNothingOfIt) {
       {"not UTF-8", kEvents, plain("[" + record("error", "\"severity\":\"info\",\"message\":\"\xff\"") + "]"), 400},
       {"half a surrogate pair", kEvents, plain("[" + record("error", R"("severity":"info","message":"\ud800")") + "]"),
        400},
+      {"the other half", kEvents, plain("[" + record("error", R"("severity":"info","message":"\udc00")") + "]"), 400},
+      {"a half in a key", kEvents, plain(R"([{"\udfff":1}])"), 400},
       {"a number beyond all numbers", kEvents, plain("[1e999]"), 400},
-      {"nested too deep", kEvents, plain(deep(65)), 400},
+      {"nested too deep", kEvents, plain(deep(513)), 400},
       {"nested to the stack's end", kEvents, plain(deep(4 * kMebibyte)), 400},
       {"unknown encoding", kEvents, encoded(plain("[]"), "br"), 400},
   };
@@ -322,6 +326,91 @@ TEST_F(CollectorTest, RefusesWhatIsHostileOrDamagedAndKeepsNothingOfIt) {
   EXPECT_EQ(counted("events"), 0);
   EXPECT_EQ(counted("rejected"), 0);
   EXPECT_EQ(counted("requests"), static_cast<std::int64_t>(cases.size()) + 2);
+}
+
+// The library writes records of up to 1 MiB and batches of up to 4 MiB, 512 levels deep.
+TEST_F(CollectorTest, TakesTheLargestThatTheLibraryWrites) {
+  start();
+  client_->set_read_timeout(60s);
+  const auto impression = [](const std::string& data) {
+    return record("impression",
+                  R"("ad_network_name":"admob","ad_network_version":"1","impression_data":{"d":)" + data + '}');
+  };
+  const auto repeated = [](const std::string& text, std::size_t size) {
+    std::string whole;
+    while (whole.size() < size) whole += text;
+    return whole;
+  };
+  const auto list = [&](const std::string& each, std::size_t size) {
+    auto records = repeated(each + ',', size);
+    records.back() = ']';
+    return '[' + records;
+  };
+  std::mt19937 random(1);
+  std::string noise(kMebibyte - 1024, ' ');
+  for (char& letter : noise) letter = static_cast<char>('#' + random() % 57);  // without a quote or a backslash
+  struct Case {
+    const char* name;
+    std::string body;
+  };
+  for (const auto& [name, body] :
+       {Case{"four records of 1 MiB", list(impression('"' + noise + '"'), 4 * kMebibyte - 1024)},
+        Case{"many small ones", list(kDesign, 4 * kMebibyte)},
+        Case{"many values", list(impression("[" + repeated("0,", kMebibyte - 1024) + "0]"), 4 * kMebibyte - 4096)},
+        Case{"the least values", '[' + impression("[" + repeated("[],", 4 * kMebibyte) + "0]") + ']'},
+        Case{"512 levels", '[' + impression(repeated(R"({"k":)", 5 * 509) + "0" + std::string(509, '}')) + ']'}}) {
+    EXPECT_GE(body.size(), name == std::string_view("512 levels") ? 0 : 4 * kMebibyte - 4096) << name;
+    for (const auto& sent : {compressed(body), plain(body)}) {
+      const auto answer = post(*client_, kEvents, sent);
+      ASSERT_TRUE(answer) << name << ": " << httplib::to_string(answer.error());
+      EXPECT_EQ(answer->body.substr(0, 500), "[]") << name;
+      EXPECT_EQ(answer->status, 200) << name;
+    }
+  }
+}
+
+TEST(CollectorJson, ReadsEveryNumberExactly) {
+  struct Case {
+    std::string text;
+    std::optional<double> value;  // absent: refused
+  };
+  const std::string zeros(400, '0');
+  for (const auto& [text, value] : {Case{"-0", 0.0},
+                                    Case{"-0.0", -0.0},
+                                    Case{"9223372036854775807", 9223372036854775807.0},
+                                    Case{"-9223372036854775808", -9223372036854775808.0},
+                                    Case{"18446744073709551615", 18446744073709551615.0},
+                                    Case{"18446744073709551616", 18446744073709551616.0},
+                                    Case{"9007199254740993", 9007199254740993.0},
+                                    Case{"1.7976931348623157e+308", 1.7976931348623157e308},
+                                    Case{"1.7976931348623159e308", std::nullopt},
+                                    Case{"-2e308", std::nullopt},
+                                    Case{"1e999999999999", std::nullopt},
+                                    Case{"5e-324", 5e-324},
+                                    Case{"2.4703282292062327e-324", 0.0},
+                                    Case{"2.4703282292062328e-324", 5e-324},
+                                    Case{"1e-400", 0.0},
+                                    Case{"1e-5000", 0.0},
+                                    Case{"0.00000000000001e-2147483639", 0.0},
+                                    Case{"1e-99999999999999999999", 0.0},
+                                    Case{"0." + std::string(80, '1') + "e-403", 0.0},
+                                    Case{"0." + zeros + "1e300", 1e-101},
+                                    Case{"1" + zeros, std::nullopt},
+                                    Case{"0.1", 0.1},
+                                    Case{"1e22", 1e22},
+                                    Case{"1e23", 1e23},
+                                    Case{"8.41e21", 8.41e21},
+                                    Case{"-1.", std::nullopt},
+                                    Case{"01", std::nullopt},
+                                    Case{"NaN", std::nullopt}}) {
+    const auto list = '[' + text + ']';
+    const auto parsed = parseJson(list);
+    ASSERT_EQ(parsed.failure.empty(), value.has_value()) << text << ": " << parsed.failure;
+    if (!value) continue;
+    EXPECT_EQ(parsed.document[0].GetDouble(), *value) << text;
+    EXPECT_EQ(std::signbit(parsed.document[0].GetDouble()), std::signbit(*value)) << text;
+    EXPECT_EQ(parsed.elements[0], text);
+  }
 }
 
 TEST_F(CollectorTest, ServesGoodClientsWhileOthersHangHalfOpen) {
@@ -417,6 +506,17 @@ TEST_F(CollectorProgram, HasAllItAnsweredAfterItWasKilled) {
     EXPECT_EQ(program.wait()->status, kept == 0 ? std::nullopt : std::optional(0));
   }
   EXPECT_EQ(run({"--unknown"}).wait()->status, 2);
+}
+
+// The library takes such keys, and sends them as they are.
+TEST_F(CollectorProgram, KnowsAGameWhoseKeysEndInALineTerminator) {
+  const auto key = std::string(32, 'g') + "\u2028";
+  auto program = run({"--port", "0", "--game", key + ':' + kSecret + '\n', "--database", folder_.file("a.sqlite")});
+  httplib::Client client(address(program));
+  const auto list = '[' + kDesign + ']';
+  const auto answer = post(client, "/v2/" + key + "/events", signedWith(signatureOf(list, kSecret + '\n'), list));
+  ASSERT_TRUE(answer) << program.errors();
+  EXPECT_EQ(answer->status, 200) << answer->body;
 }
 
 }  // namespace

@@ -1,0 +1,200 @@
+// What the library sends, the collector takes: calls at the edges of every rule, sent for real and judged.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <zorvane/Zorvane.h>
+
+#include "collector/Inflate.h"
+#include "collector/Json.h"
+#include "collector/RecordRules.h"
+#include "events/ZVEvents.h"
+#include "state/ZVState.h"
+#include "support/Game.h"
+
+namespace {
+
+using collector::ParsedJson;
+using Doubles = std::numeric_limits<double>;
+using Wholes = std::numeric_limits<std::int64_t>;
+using Counts = std::map<std::string, std::size_t>;
+
+constexpr std::size_t kMaxInflated = std::size_t{64} << 20U;
+
+// A pattern's "$" matches before each of these where it ends the text.
+const std::vector<std::string> kTerminators{"\n", "\v", "\f", "\r", "\r\n", "\u0085", "\u2028", "\u2029"};
+const std::vector<std::string> kFullParts{std::string(64, 'z'), std::string(63, '!') + '\n',
+                                          std::string(62, ' ') + "\r\n", std::string(63, '_') + "\u2029", "\u3000"};
+
+std::string repeated(const std::string& text, int times) {
+  std::string whole;
+  for (int time = 0; time < times; ++time) whole += text;
+  return whole;
+}
+
+ZVMap nested(int levels) {
+  ZVMap map{{"", nullptr}};
+  for (int level = 1; level < levels; ++level) map = ZVMap{{"k", std::move(map)}};
+  return map;
+}
+
+// What is wrong with a request's body, record by record; each that is right is counted.
+std::string faultsOf(const LoopbackServer::Request& request, Counts& taken) {
+  std::string text = request.body;
+  if (request.header("Content-Encoding") == "gzip" &&
+      collector::inflateGzip(request.body, kMaxInflated, text) != collector::InflateOutcome::ok)
+    return "the body is not gzip";
+  const ParsedJson parsed = collector::parseJson(text);
+  if (!parsed.failure.empty()) return parsed.failure;
+  if (request.target.starts_with(LoopbackServer::kInit))
+    return fmt::format("{}", fmt::join(collector::faultsOfInitBody(parsed.document), "\n"));
+  std::string faults;
+  for (rapidjson::SizeType at = 0; at < parsed.document.Size(); ++at) {
+    const auto& record = parsed.document[at];
+    const auto wrong = collector::faultsOfRecord(record);
+    if (wrong.empty()) ++taken[std::string(collector::textMember(record, "category"))];
+    else faults += fmt::format("{} in {:.2000}\n", fmt::join(wrong, ", "), parsed.elements[at]);
+  }
+  return faults;
+}
+
+// Lets the queue send what waits; judges everything that was sent.
+Counts sentBy(Game& game) {
+  game.settle();
+  game.platform.loop->advance(10);
+  game.settle();
+  Counts taken;
+  for (const auto& request : game.collector.requests()) EXPECT_EQ(faultsOf(request, taken), "");
+  return taken;
+}
+
+TEST(WhatTheLibrarySends, IsTakenAtTheEdgesOfEveryRule) {
+  Game game;
+  std::vector<std::string> currencies;
+  for (const auto& terminator : kTerminators) currencies.push_back("gems" + terminator);
+  currencies.emplace_back(64, 'G');
+  Zorvane::configureAvailableResourceCurrencies(currencies);
+  Zorvane::configureAvailableResourceItemTypes({std::string(32, 't'), std::string(31, '?') + "\u2028"});
+  Zorvane::configureAvailableCustomDimensions01({repeated("\U0001F600", 16), "\n"});
+  Zorvane::configureUserId(repeated("\u00FC", 64));
+  Zorvane::configureBuild(std::string(31, 'b') + '\n');
+  Zorvane::configureEngineVersion("unity .\u2029");
+  Zorvane::configureSdkVersion("air 00000.00000.00000\r\n");
+  ZVMap global;
+  for (int field = 0; field < 47; ++field) global.set(std::to_string(field), field % 2 == 0);
+  Zorvane::setGlobalCustomEventFields(global);
+  game.start();
+  Zorvane::setCustomDimension01("\n");
+
+  Counts reported;
+  const auto nul = std::string("nul \0 and \u2028", 13);
+  for (const auto& end : kTerminators) {
+    Zorvane::addDesignEventWithEventId(std::string(64, 'a') + end, ZVMap{{std::string(64, 'K') + end, nul}});
+    Zorvane::addDesignEventWithEventId("a:b:c:d:" + std::string(64, 'e') + end);
+    Zorvane::addBusinessEventWithCurrency("USD" + end, Wholes::max(), "t" + end, end, std::string(31, 'c') + '\n', "");
+    for (const auto& version : {end, "00000.1..22222" + end, "." + end})
+      Zorvane::addImpressionEventWithAdNetworkName("ironsource" + end, version, nested(2));
+    Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::sink, "gems" + end, 1.4e-45, std::string(32, 't'), end);
+    reported["design"] += 2, reported["business"] += 1, reported["impression"] += 3, reported["resource"] += 1;
+  }
+  for (const auto& part : kFullParts) {
+    Zorvane::addBusinessEventWithCurrency("USD", 0, part, part, nullptr, nullptr);
+    Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::source, currencies.back(), Doubles::max(),
+                                          std::string(31, '?') + "\u2028", part);
+    for (const auto status : {ZVProgressionStatus::start, ZVProgressionStatus::fail, ZVProgressionStatus::complete})
+      for (const std::int64_t score : {Wholes::min(), Wholes::max()})
+        Zorvane::addProgressionEventWithProgressionStatus(status, part, part, part, score);
+    reported["business"] += 1, reported["resource"] += 1, reported["progression"] += 6;
+  }
+  for (const double value : {Doubles::max(), Doubles::lowest(), Doubles::min(), Doubles::denorm_min(), -0.0, 0.1, 1e21,
+                             1e22, 9007199254740993.0, 18446744073709551615.0, 5e-324}) {
+    Zorvane::addDesignEventWithEventId(" ", value, ZVMap{{"d", value}, {"b", true}, {"i", Wholes::min()}}, true);
+    Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{nul, value}});
+    reported["design"] += 1, reported["impression"] += 1;
+  }
+  for (const double amount : {1.0, 3.4028235e38, 7.1e-46}) {
+    Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::sink, currencies.back(), amount, std::string(32, 't'),
+                                          "i");
+    reported["resource"] += 1;
+  }
+  for (int action = 1; action <= 6; ++action)
+    for (int type = 1; type <= 6; ++type)
+      for (const std::int64_t duration : {Wholes::min(), std::int64_t{-1}, Wholes::max()}) {
+        Zorvane::addAdEventWithAction(ZVAdAction(action), ZVAdType(type), repeated("\u20AC", 32),
+                                      repeated("\U0001F600", 32), duration);
+        Zorvane::addAdEventWithAction(ZVAdAction(action), ZVAdType(type), "\n", nul, ZVAdError(duration % 9));
+        reported["ads"] += 2;
+      }
+  for (int severity = 1; severity <= 5; ++severity)
+    for (const ZVText message : {ZVText(), ZVText(""), ZVText(nul)}) {
+      Zorvane::addErrorEventWithSeverity(ZVErrorSeverity(severity), message);
+      reported["error"] += 1;
+    }
+  Zorvane::addErrorEventWithSeverity(ZVErrorSeverity::info, repeated("\U0001F600", 4096));
+  Zorvane::addDesignEventWithEventId("full", ZVMap{{"k", repeated("\U0001F600", 128)}});
+  Zorvane::addImpressionEventWithAdNetworkName("mopub", "1.2.3.4", nested(510));  // a list of its record: 512
+  reported["error"] += 1, reported["design"] += 1, reported["impression"] += 1;
+
+  const Counts taken = sentBy(game);
+  for (const auto& [category, count] : reported)
+    EXPECT_EQ(taken.contains(category) ? taken.at(category) : 0, count) << category;
+}
+
+TEST(WhatTheLibrarySends, IsTakenWhateverTheHostAndItsFilesSay) {
+  struct Case {
+    const char* name;
+    double clock;
+    std::string fact;    // of the application and the device
+    const char* stored;  // number of sessions and purchases
+  };
+  for (const auto& each :
+       {Case{"nothing", 1'700'000'000, "", ""}, Case{"a stand-in", 1'700'000'000, "unassigned", "-7"},
+        Case{"another", 1'700'000'000, "0.0.0", "9223372036854775806"},
+        Case{"before 1970", -5, "\n", "-9223372036854775808"}, Case{"1970", 0, "x", "x"},
+        Case{"beyond 32 bits", 1e11, std::string(70'000, 'x'), "1e3"}}) {
+    SCOPED_TRACE(each.name);
+    Game game;
+    game.platform.clock->set(each.clock);
+    game.platform.device->change([&](ZVDeviceFacts& device, ZVApplicationFacts& application) {
+      application.bundleIdentifier = application.version = application.build = each.fact;
+      device.vendorIdentifier = device.advertisingIdentifier = each.fact;
+      device.systemVersion = device.hardwareName = each.fact;
+    });
+    for (const auto* const key : {"session_num", "transaction_num", "dimension02"})
+      game.query(fmt::format("INSERT INTO zv_state(key, value) VALUES('{}', '{}')", key, each.stored));
+    game.query(fmt::format("INSERT INTO zv_progression(progression, tries) VALUES('w', '{}')", each.stored));
+    Zorvane::configureAutoDetectAppVersion(true);
+    game.start();
+    Zorvane::addBusinessEventWithCurrency("EUR", 1, "t", "i", nullptr, "receipt");
+    Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus::complete, "w", nullptr, nullptr);
+    const Counts taken = sentBy(game);
+    for (const auto* const category : {"user", "business", "progression"})
+      EXPECT_TRUE(taken.contains(category)) << category;
+  }
+}
+
+TEST(WhatTheLibrarySends, IsTakenWhenItReportsItsOwnTroubles) {
+  Game game;
+  game.start();
+  constexpr int kCodes = 40;  // more than any of the tables has
+  game.onQueue([] {
+    for (int code = 1; code <= kCodes; ++code)
+      for (const int category : {1 + code % 5, 1 + (code + 1) % 5})
+        ZVEvents::sendSdkErrorEventWithCategory(category, 1 + (code - 1) % 21, code, code,
+                                                repeated("\U0001F600", 100 * code), Game::kKey, Game::kSecret);
+  });
+  constexpr std::size_t kActions = 35;
+  // The first two: init and the session's start.
+  ASSERT_TRUE(game.collector.waitForRequests(2 + 2 * kActions, std::chrono::seconds(60)));
+  EXPECT_EQ(sentBy(game).at("sdk_error"), 2 * kActions);
+}
+
+}  // namespace
