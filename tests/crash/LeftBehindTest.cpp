@@ -18,7 +18,9 @@
 #include <zorvane/Zorvane.h>
 
 #include "crash/DyingGame.h"
+#include "crash/first_form.h"
 #include "platform/Modules.h"
+#include "transport/ZVHelpers.h"
 #include "values/Text.h"
 
 namespace {
@@ -237,6 +239,34 @@ TEST(LeftBehind, OnlyFramesOfTheVerySameModuleAreNamed) {
     ASSERT_THAT(game.sent("error"), SizeIs(1));
     EXPECT_THAT(shown(game.sent("error").front(), "message"),
                 HasSubstr(isSame ? "(getppid+0x1) [0x1a]\n" : function.path + "(+0x"));
+  }
+}
+
+TEST(LeftBehind, TheFirstFormHasTheLatestFieldsAndGivesUpThoseThatAreTooLarge) {
+  Game game;
+  Zorvane::configureAvailableCustomDimensions01({"ninja"});
+  game.start();
+  const auto fields = [&] {
+    game.onQueue(beginFirstForm);
+    std::ostringstream text;
+    text << std::ifstream(game.platform.folder.file("crash_0")).rdbuf();
+    game.onQueue([] {
+      withdrawFirstForm();
+      prepareNextFirstForm();
+    });
+    EXPECT_EQ(std::filesystem::file_size(game.platform.folder.file("crash_0")), 0U);
+    return text.str();
+  };
+  EXPECT_THAT(fields(), AllOf(HasSubstr(R"("session_num":1)"), Not(HasSubstr("custom_01"))));
+  Zorvane::setCustomDimension01("ninja");
+  game.settle();
+  EXPECT_THAT(fields(), HasSubstr(R"("custom_01":"ninja")"));
+  for (const std::size_t length : {60'000, 70'000}) {
+    game.onQueue([length] {
+      const ZVMap all{{"user_id", "u"}, {"configurations", ZVMap{{"k", std::string(length, 'x')}}}};
+      rememberForCrash(all, *ZVHelpers::jsonStringWithObject(all));
+    });
+    EXPECT_THAT(fields(), HasSubstr("fields {\"user_id\":\"u\"" + std::string(length < 65'536 ? "," : "}"))) << length;
   }
 }
 
