@@ -17,9 +17,10 @@
 #include "Fuzz.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-extern "C" void __sanitizer_set_report_fd(void* descriptor);
-extern "C" void __sanitizer_set_death_callback(void (*callback)());
 #define ZORVANE_SANITIZED 1
+extern "C" void __sanitizer_set_death_callback(void (*callback)());
+// What is undefined ends the process by a signal, so that its input is left.
+extern "C" const char* __ubsan_default_options() { return "abort_on_error=1:print_stacktrace=1"; }
 #endif
 
 namespace {
@@ -42,11 +43,11 @@ void prepare(const char* program) {
       std::raise(number);
     });
 #ifdef ZORVANE_SANITIZED
-  __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::intptr_t>(fuzz::console)));
-  __sanitizer_set_death_callback(leaveInput);
-#endif
+  __sanitizer_set_death_callback(leaveInput);  // what the sanitizers report goes to standard error, so that stays open
+#else
   const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
   ::dup2(nowhere, STDERR_FILENO);
+#endif
 }
 
 void run(std::string input) {
