@@ -2,10 +2,13 @@
 #include <zorvane/ZVCrashReporting.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <exception>
 #include <mutex>
+#include <new>
 
 #include <fmt/ranges.h>
 
@@ -32,7 +35,9 @@ struct Decision {
   ZVCrashHandlers handlers = ZVCrashHandlers::undecided;  // guarded by mutex
 };
 Decision& decision() {
-  static auto* const instance = new Decision;  // never destroyed: a host may wait on a thread that outlives the statics
+  // Never destroyed: a host may wait on a thread that outlives the statics. Without the heap: nothing here may throw.
+  alignas(Decision) static std::array<std::byte, sizeof(Decision)> room;
+  static auto* const instance = new (room.data()) Decision;
   return *instance;
 }
 

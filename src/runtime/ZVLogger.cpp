@@ -33,6 +33,19 @@ constexpr auto kLevels = std::to_array<LevelRow>({
 
 const LevelRow& rowOf(ZVLogger::Level level) { return kLevels[static_cast<std::size_t>(level)]; }
 
+bool isEnabledIn(const ZVLogger& logger, ZVLogger::Level level, int domain) {
+  constexpr auto relaxed = std::memory_order_relaxed;
+  using Level = ZVLogger::Level;
+  switch (level) {
+    case Level::error: return true;
+    case Level::warning: return logger.warningLogEnabled.load(relaxed);
+    case Level::info: return domain != 0 || logger.analyticsLogEnabled.load(relaxed);  // "ZV/System" can't be silenced
+    case Level::verbose: return logger.verboseLogEnabled.load(relaxed);
+    case Level::debug: return logger.debugEnabled.load(relaxed);
+  }
+  return false;
+}
+
 }  // namespace
 
 ZVLogger& ZVLogger::sharedInstance() { return shared.get(); }
@@ -42,16 +55,11 @@ std::unique_ptr<ZVLogger> ZVLogger::setSharedInstance(std::unique_ptr<ZVLogger> 
 }
 
 bool ZVLogger::isEnabled(Level level, int domain) noexcept {
-  const ZVLogger& logger = sharedInstance();
-  constexpr auto relaxed = std::memory_order_relaxed;
-  switch (level) {
-    case Level::error: return true;
-    case Level::warning: return logger.warningLogEnabled.load(relaxed);
-    case Level::info: return domain != 0 || logger.analyticsLogEnabled.load(relaxed);  // "ZV/System" can't be silenced
-    case Level::verbose: return logger.verboseLogEnabled.load(relaxed);
-    case Level::debug: return logger.debugEnabled.load(relaxed);
+  try {
+    return isEnabledIn(sharedInstance(), level, domain);
+  } catch (const std::exception&) {  // the first line of the process, and no memory for the switches
+    return level == Level::error || level == Level::warning;
   }
-  return false;
 }
 
 std::string_view ZVLogger::getMessageTagForDomain(int domain) noexcept {

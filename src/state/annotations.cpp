@@ -9,6 +9,7 @@
 #include "state/ZVState.h"
 #include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
+#include "values/Text.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ constexpr std::size_t kMostFields = 30;  // common ones and an event's own
 
 // The client's clock in whole seconds.
 std::int32_t clientSeconds() {
-  return static_cast<std::int32_t>(static_cast<std::int64_t>(platform().clock->secondsSince1970()));
+  return static_cast<std::int32_t>(integerReading(platform().clock->secondsSince1970()));
 }
 
 std::string osVersion() { return fmt::format("{} {}", ZVDevice::osPlatform(), ZVDevice::osVersion()); }

@@ -114,10 +114,10 @@ bool Connection::foldLogBack(Reserve reserve) {
 
 bool Connection::fail(std::string_view step, int action) {
   failure_ = sqlite3_errcode(database_);
-  const std::string message = sqlite3_errmsg(database_);
-  ZVLogger::d(0, "SQLITE3 {} ERROR: {}", step, message);
+  failureText_ = sqlite3_errmsg(database_);
+  ZVLogger::d(0, "SQLITE3 {} ERROR: {}", step, failureText_);
   if (action != kNotReported)
-    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, action, message, ZVState::getGameKey(),
+    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, action, failureText_, ZVState::getGameKey(),
                                             ZVState::getGameSecret());
   return false;
 }

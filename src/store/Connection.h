@@ -41,6 +41,8 @@ class Connection {
     return work() || (failedOfFullDisk() && foldLogBack(reserve) && work());
   }
 
+  // What failed last, in SQLite's words.
+  [[nodiscard]] const std::string& failure() const { return failureText_; }
   // What failed last, failed because another process had the database for too long.
   [[nodiscard]] bool failedOfLock() const;
 
@@ -55,4 +57,5 @@ class Connection {
   const bool mayQuery_;
   sqlite3* const database_;  // null where queries may not run
   int failure_ = 0;          // SQLite's code of what failed last
+  std::string failureText_;
 };

@@ -116,6 +116,7 @@ class ZVStore {
   bool dbReady = false;
   bool tableReady = false;
   bool fullDiskIsKnown = false;       // and has been warned of
+  bool lossIsKnown = false;           // the same of an event that could not be stored
   std::optional<std::string> damage;  // what was wrong with a database that was replaced, until it is reported
   std::string dbPath;
   std::int64_t maxDbSizeBytesBeforeTrim;

@@ -1,5 +1,7 @@
 #include <string>
+#include <utility>
 
+#include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/Connection.h"
 
@@ -37,6 +39,13 @@ bool write(Connection& connection, const ZVStore::Event& event, const ZVStore::S
   });
 }
 
+// Once: what keeps one event from being stored will keep others. A full disk has a line of its own.
+void warnOfLoss(const Connection& connection) {
+  ZVStore& store = ZVStore::sharedInstance();
+  if (std::exchange(store.lossIsKnown, true) || store.fullDiskIsKnown) return;
+  ZVLogger::w(0, "An event could not be stored, and others may be lost as well: {}", connection.failure());
+}
+
 }  // namespace
 
 bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const std::optional<Counter>& counter) {
@@ -48,10 +57,11 @@ bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const
   if (!connection.mayQuery()) return false;
   if (connection.makingRoom(Connection::Reserve::kept, [&] { return write(connection, event, change, stored); }))
     return true;
-  if (connection.failedOfLock()) return false;  // and would wait for it again
+  if (connection.failedOfLock()) return warnOfLoss(connection), false;  // and would wait for it again
   // A snapshot is worth less than its event: the next event brings another one.
   if (change.snapshot && write(connection, event, {}, stored)) return true;
   // The event is lost, but what else carries the number must not share it with the next run's.
+  warnOfLoss(connection);
   if (stored) connection.inTransaction([&] { return set(connection, *stored); });
   return false;
 }

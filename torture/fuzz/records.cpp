@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   Library& library = Library::get();
   library.forget();
   fuzz::Input input(bytes, size);
-  library.now = input.oneOf({1'700'000'000.0, 1'700'000'000.5, 0.0, -7.0, 2'147'483'648.0, 1e11, 1e18});
+  library.now = input.oneOf({1'700'000'000.0, 1'700'000'000.5, 0.0, -7.0, 2'147'483'648.0, 1e11, 1e18, 1e300});
   if (input.flag()) configure(input);
   else Zorvane::configureAvailableResourceCurrencies({"gems"}), Zorvane::configureAvailableResourceItemTypes({"t"});
   library.initialise();
