@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cstdint>
 #include <map>
@@ -126,7 +127,7 @@ ModuleBases loadedModules() {
   return bases;
 }
 
-const void* pointer(std::uintptr_t address) { return reinterpret_cast<const void*>(address); }
+const void* pointer(std::uintptr_t address) { return std::bit_cast<const void*>(address); }
 
 // With the function's name where the very same module is part of this process, too.
 std::string describe(const LeftFrame& frame, const ModuleBases& modules) {
