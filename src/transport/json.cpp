@@ -206,11 +206,13 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
     return true;
   }
 
-  bool add(ZVValue value) {
+  // What a value is made of, or a value.
+  template <class Content>
+  bool add(Content&& content) {
     if (open_.empty() || !count()) return false;  // a bare value is no document
     Container& container = open_.back();
-    if (container.isMap) container.map.set(std::move(container.key), std::move(value));
-    else container.array.push_back(std::move(value));
+    if (container.isMap) container.map.set(std::move(container.key), std::forward<Content>(content));
+    else container.array.emplace_back(std::forward<Content>(content));
     return true;
   }
 
