@@ -17,9 +17,7 @@ constexpr int kEventVersion = 2;
 constexpr std::size_t kMostFields = 30;  // common ones and an event's own
 
 // The client's clock in whole seconds.
-std::int32_t clientSeconds() {
-  return static_cast<std::int32_t>(integerReading(platform().clock->secondsSince1970()));
-}
+std::int32_t clientSeconds() { return static_cast<std::int32_t>(integerReading(platform().clock->secondsSince1970())); }
 
 std::string osVersion() { return fmt::format("{} {}", ZVDevice::osPlatform(), ZVDevice::osVersion()); }
 
