@@ -64,13 +64,17 @@ BareStore::BareStore(const std::string& file)
 }
 
 void BareStore::storeEvent() {
-  insertInTransaction(kInsertEvent, event_);
-  insertInTransaction(kReplaceSession, session_);
+  execute(kBegin);
+  insert(prepare(kInsertEvent).get(), event_);
+  insert(prepare(kReplaceSession).get(), session_);
+  execute(kCommit);
 }
 
 void BareStore::storeEventPrepared() {
-  insertInTransaction(insertEvent_.get(), event_);
-  insertInTransaction(replaceSession_.get(), session_);
+  step(begin_.get());
+  insert(insertEvent_.get(), event_);
+  insert(replaceSession_.get(), session_);
+  step(commit_.get());
 }
 
 void BareStore::execute(const char* sql) {
@@ -95,16 +99,4 @@ void BareStore::insert(sqlite3_stmt* statement, const Row& row) {
   for (const std::string& text : row)
     sqlite3_bind_text(statement, ++index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
   step(statement);
-}
-
-void BareStore::insertInTransaction(const char* sql, const Row& row) {
-  execute(kBegin);
-  insert(prepare(sql).get(), row);
-  execute(kCommit);
-}
-
-void BareStore::insertInTransaction(sqlite3_stmt* statement, const Row& row) {
-  step(begin_.get());
-  insert(statement, row);
-  step(commit_.get());
 }

@@ -34,8 +34,6 @@ class BareStore {
   Statement prepare(const char* sql);
   void step(sqlite3_stmt* statement);
   void insert(sqlite3_stmt* statement, const Row& row);
-  void insertInTransaction(const char* sql, const Row& row);
-  void insertInTransaction(sqlite3_stmt* statement, const Row& row);
 
   Row event_;
   Row session_;

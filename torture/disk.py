@@ -18,8 +18,11 @@ TIMEOUT = 2
 
 def run(part):
     library = ctypes.CDLL(None, use_errno=True)
-    if library.unshare(CLONE_NEWNS) != 0 or subprocess.run(['mount', '--make-rprivate', '/'], check=False).returncode:
-        part.remark = f'not run: no right to mount a small file system ({os.strerror(ctypes.get_errno())})'
+    if library.unshare(CLONE_NEWNS) != 0:
+        part.remark = f'not run: no name space of its own ({os.strerror(ctypes.get_errno())})'
+        return
+    if subprocess.run(['mount', '--make-rprivate', '/'], check=False).returncode != 0:
+        part.remark = 'not run: no right to mount a small file system'
         return
     part.play(lambda folder, name: fill(part, folder, name), range(1) if part.short else itertools.count())
 

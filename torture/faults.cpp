@@ -1,13 +1,13 @@
-// Loaded before a program: wraps every system call that it makes on one folder, through a path or a descriptor, counts
-// them, and dies or fails at one of them. The trace says which call each number was.
+// Loaded before a program: wraps the system calls by which SQLite and the library open, look at, read, write, map,
+// lock, rename and remove files of one folder, counts them, and dies or fails at one of them. The trace says which call
+// each number was.
 //
 //   TORTURE_FOLDER  the folder
 //   TORTURE_TRACE   a file that gets a line a call: "NUMBER CALL FILE"
 //   TORTURE_AT      the call that is met, counted from 1; 0: none
 //   TORTURE_HOW     "die": before the call. "torn": half of a write, then death. "short": half of a read or write.
 //                   A number: the call fails with that errno
-//   TORTURE_STAYS   if set, all later ones are met as well, but for locks: a lock that never works costs SQLite 10 s a
-//   statement
+//   TORTURE_STAYS   if set, all later ones are met as well, but for locks, which cost SQLite 10 s each
 #include <fcntl.h>
 #include <signal.h>
 #include <stdarg.h>

@@ -1,11 +1,10 @@
 // torture-player: a game whose life is read from standard input, a step a line, and which says on standard output what
 // it knows to be on disk. It is made to be killed: whatever it has said was true when it said it.
 //
-//   start                 comes up with its keys: a session begins
+//   start                 initialises with its keys: a session begins
 //   post N, buy N         N design events, N purchases; each is "TAG:NUMBER", numbered on from --first
-//   stored                waits for the work queue, then says what is on disk: "stored 5-24 30" (of the latest
-//   numbers),
-//                         "begun ID" (a session whose start waits), "open ID" (one whose snapshot stands), "pending N"
+//   stored                waits for the work queue, then says what is on disk: "stored 5-24 30" (latest numbers),
+//                         "begun ID" (a session whose start waits), "open ID" (one whose snapshot stands)
 //   background, foreground, run (of the event queue), wait SECONDS
 //   clock SECONDS         the clock jumps to that time; "clock +SECONDS", "clock -SECONDS": from where it stands
 //   forever               the steps from here on again and again, to "afterwards", which is reached by a SIGUSR1
@@ -93,11 +92,6 @@ std::string rangesOf(std::vector<long> numbers) {
   return text;
 }
 
-std::string textOf(const ZVStore::Row& row, std::string_view column) {
-  const std::string* text = row.find(column);
-  return text != nullptr ? *text : std::string();
-}
-
 // On the work queue. What is seen here while no transaction is open is committed.
 void sayWhatIsStored() {
   sqlite3* const database = ZVStore::getDatabase();
@@ -108,14 +102,13 @@ void sayWhatIsStored() {
   if (!rows) return;
   std::vector<long> numbers;
   for (const auto& row : *rows) {
-    if (textOf(row, "category") == "user") say("begun " + textOf(row, "session_id"));
-    if (const long number = numberIn(textOf(row, "event")); number > 0) numbers.push_back(number);
+    if (row.textOf("category") == "user") say("begun " + row.textOf("session_id"));
+    if (const long number = numberIn(row.textOf("event")); number > 0) numbers.push_back(number);
   }
   say("stored" + rangesOf(numbers));
   const auto open = ZVStore::executeQuerySyncWithSql("SELECT session_id FROM zv_session");
   if (!open) return;
-  for (const auto& row : *open) say("open " + textOf(row, "session_id"));
-  say("pending " + std::to_string(rows->size()));
+  for (const auto& row : *open) say("open " + row.textOf("session_id"));
 }
 
 // Without memory nobody can hear that the queue is done.

@@ -114,7 +114,6 @@ class Known:
 
     def __init__(self):
         self.numbers, self.begun, self.open = set(), set(), set()
-        self.pending = 0
 
     def add(self, other):
         for one in ('numbers', 'begun', 'open'):
@@ -128,8 +127,6 @@ class Known:
                     self.numbers.update(range(int(first), int(last or first) + 1))
             elif word in ('begun', 'open'):
                 getattr(self, word).add(rest[0])
-            elif word == 'pending':
-                self.pending = int(rest[0])
 
 
 class Player:

@@ -18,13 +18,13 @@ ZORVANE_API void setZVUncaughtExceptionHandlers() noexcept;
 
 // What became of the handlers.
 enum class ZVCrashHandlers : int {
-  undecided = 0,  // no initialise call has come so far
+  undecided = 0,  // no initialise call has decided yet
   installed = 1,  // they stand: from here on a host may set its own in their place
   keptAway = 2,   // by a switch, or because the machine had no thread left for them
 };
 
-// Waits until the initialise call, whose work is done on the library's thread, has come so far; at most `seconds`, and
-// not at all on that thread or in a forked child. Neither the network nor the session's start is waited for.
+// Waits until the initialise call has decided; its work is done on the library's thread. At most `seconds`, and not at
+// all on that thread or in a forked child. Neither the network nor the session's start is waited for.
 //
 // Thread: any.
 ZORVANE_API ZVCrashHandlers ZVWaitForCrashHandlers(double seconds) noexcept;

@@ -211,7 +211,7 @@ struct ZORVANE_API ZVPlatform {
   std::shared_ptr<ZVClock> clock;                      // null: the system's
 
   // False: no crash handlers, neither for signals nor for exceptions, from the start: for a process whose runtime uses
-  // signals for itself, or that reports its crashes itself. Error events are none of this switch's business.
+  // signals for itself, or that reports its crashes itself. Error events that the game reports are not affected.
   bool crashHandlers = true;
 
   ZVCollectorEndpoint collector;  // where events go, until Zorvane::setBaseUrl() says otherwise
@@ -221,8 +221,10 @@ struct ZORVANE_API ZVPlatform {
 
   double connectTimeoutSeconds = 15;  // of the library's own sessions; 0 and less: the default
   double requestTimeoutSeconds = 60;  // of the library's own sessions, the answer included; 0 and less: the default
-  double exitSeconds = 1.5;           // how long a normal exit may wait for posted work to be stored; 0: not at all
-  double backgroundSeconds = 5;       // how long a normal exit may wait for an open background task
+  // How long a normal exit may wait for posted work to be stored; a third of it is kept for what static objects report
+  // last. 0: not at all.
+  double exitSeconds = 1.5;
+  double backgroundSeconds = 5;  // how long a normal exit may wait for an open background task
 
   // Puts `platform` in force; whatever it leaves empty takes the default. Before the first call of Zorvane; later it
   // logs an error, changes nothing and returns false.

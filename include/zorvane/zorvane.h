@@ -177,7 +177,7 @@ ZORVANE_API void zorvane_initialize(const char* game_key, const char* game_secre
 /* The same with the keys of zorvane_configure_game_key(); without them, a warning and nothing starts. */
 ZORVANE_API void zorvane_initialize_configured(void);
 
-/* What became of the crash handlers: no initialise call has come so far; they stand, and from here on a host may set
+/* What became of the crash handlers: no initialise call has decided yet; they stand, and from here on a host may set
  * its own in their place; they were kept away by a switch, or the machine had no thread left for them. */
 enum {
   ZORVANE_CRASH_HANDLERS_UNDECIDED = 0,
@@ -185,8 +185,8 @@ enum {
   ZORVANE_CRASH_HANDLERS_KEPT_AWAY = 2
 };
 
-/* Waits until the initialise call, whose work is done on the library's thread, has come so far; at most `seconds`, and
- * not at all on that thread or in a forked child. Neither the network nor the session's start is waited for. Returns
+/* Waits until the initialise call has decided; its work is done on the library's thread. At most `seconds`, and not at
+ * all on that thread or in a forked child. Neither the network nor the session's start is waited for. Returns
  * one of the above. */
 ZORVANE_API int zorvane_wait_for_crash_handlers(double seconds);
 

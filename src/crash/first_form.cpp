@@ -173,10 +173,12 @@ void beginFirstForm() noexcept {
 }
 
 void addExceptionToFirstForm(const char* type) noexcept {
+  if (!hasBegun) return;
   Output() << "exception " << (type != nullptr ? type : "-") << "\n";
 }
 
 void addFramesToFirstForm(const CallStack& stack) noexcept {
+  if (!hasBegun) return;
   {
     Output output;
     for (std::size_t index = 0; index < stack.count; ++index) {

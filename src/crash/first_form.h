@@ -34,7 +34,8 @@ void rememberForCrash(ZVMap fields, std::string_view json);
 // The same with the dimensions and global custom fields as they are now. Work queue.
 void rememberDimensionsForCrash();
 
-// In a signal handler, in this order. System calls and memory of their own, nothing else.
+// In a signal handler, in this order. System calls and memory of their own, nothing else. Without a beginning the
+// others do nothing.
 void beginFirstForm() noexcept;
 void addExceptionToFirstForm(const char* type) noexcept;  // null: there is none
 void addFramesToFirstForm(const CallStack& stack) noexcept;

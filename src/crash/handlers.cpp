@@ -181,9 +181,9 @@ void handleCrash(std::string_view handler, bool isException) noexcept {
   crash.isException = isException;
   crash.exceptionType = isException ? uncaughtExceptionType() : nullptr;
   if (mayReport()) beginFirstForm();
-  if (mayReport() && isException) addExceptionToFirstForm(crash.exceptionType);
+  if (isException) addExceptionToFirstForm(crash.exceptionType);
   captureFrames(crash.stack);
-  if (mayReport()) addFramesToFirstForm(crash.stack);
+  addFramesToFirstForm(crash.stack);
 
   crash.reason = isException ? uncaughtExceptionReason(crash.reasonRoom) : std::nullopt;
   locateFrames(crash.stack);
@@ -213,7 +213,7 @@ void ZVUncaughtExceptionHandlerCallback() noexcept {
   handleCrash("ZVUncaughtExceptionHandlerCallback", true);
   const std::terminate_handler previous = previousHandler;
   if (previous == nullptr) endProcess();
-  startDeadline();  // anew: the game's handler may have a report of its own to write
+  startDeadline();  // again: the game's handler may have a report of its own to write
   previous();       // this very one, after a second installation: a second crash on this thread, so the end
 }
 

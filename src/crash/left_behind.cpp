@@ -147,8 +147,8 @@ std::string textOf(const LeftReport& report) {
   text.firstLine = report.application;
   if (report.exceptionType) text.exceptionName = exceptionName(report.exceptionType->c_str());
   const ModuleBases modules = loadedModules();
-  for (std::size_t index = 0; const auto& [number, frame] : report.frames)
-    if (number == index) text.frames.push_back(describe(frame, modules)), ++index;
+  for (const auto& [number, frame] : report.frames)
+    if (number == text.frames.size()) text.frames.push_back(describe(frame, modules));
   return reportText(text);
 }
 
@@ -156,7 +156,7 @@ ZVMap eventOf(const LeftReport& report) {
   ZVMap event = *report.fields;
   event.set("event_uuid", report.id);
   if (const ZVValue* const taken = event.find("client_ts"))
-    event.set("client_ts", static_cast<double>(integerReading(*taken) + report.after));
+    event.set("client_ts", doubleReading(*taken) + static_cast<double>(report.after));
   event.set("category", ZVEvents::sharedInstance().categoryError);
   event.set("severity", *ZVEvents::errorSeverityString(ZVErrorSeverity::critical));
   event.set("message", prefixOfUtf16Length(textOf(report), kMostReportUnits));

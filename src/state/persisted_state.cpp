@@ -25,7 +25,7 @@ constexpr auto kDimensions = std::to_array<Dimension>({
 });
 
 // What is stored goes out with every event: what an older version, or damage, left there must not make it unwritable.
-constexpr std::size_t kMaxConfigBytes = std::size_t{512} * 1024;
+constexpr std::size_t kMaxConfigBytes = std::size_t{512} * 1024;  // above what an init answer may become
 constexpr std::size_t kMaxUserIdLength = 64;
 constexpr int kMoreTries = 3;
 constexpr auto kBetweenTries = std::chrono::milliseconds(20);

@@ -43,7 +43,7 @@ Kind kindOf(int code) {
 Condition lastFailure(std::string_view table = {}) {
   sqlite3* const database = ZVStore::getDatabase();
   Condition failure{kindOf(sqlite3_errcode(database)), sqlite3_errmsg(database), table};
-  // A file that may be read alone can't have a log beside it, which SQLite calls unable to open.
+  // A file that may only be read can't have a log next to it, which SQLite calls unable to open.
   if (failure.kind == Kind::unusable && sqlite3_db_readonly(database, "main") == 1) failure.kind = Kind::readOnly;
   return failure;
 }

@@ -1,7 +1,7 @@
 // Connection is the database as one operation of the store has it: held until the operation is over, its failures
 // logged and reported. For the files of this folder.
 //
-// Thread:   the work queue; while a crash is handled, the crashing thread beside it.
+// Thread:   the work queue; while a crash is handled, also the thread that handles it.
 // Lifetime: that of one operation.
 #pragma once
 

@@ -1,5 +1,4 @@
-// The new database is made complete beside the damaged one, and takes its place by one renaming: at no moment is there
-// none.
+// The new database is made complete next to the damaged one and then renamed over it, so there is always a database.
 #include "store/Damage.h"
 
 #include <sqlite3.h>
@@ -155,6 +154,7 @@ bool keepAside(const std::string& database, const std::string& aside) {
   if (failure) std::filesystem::copy_file(database, aside, failure);  // a file system without links
   if (failure) return false;
   std::filesystem::rename(database + "-wal", aside + "-wal", failure);
+  if (failure && failure != std::errc::no_such_file_or_directory) return false;
   std::filesystem::remove(database + "-shm", failure);
   return true;
 }
@@ -171,6 +171,7 @@ std::optional<std::size_t> replaceDamaged(const std::string& database) {
   if (copied && keepAside(database, damagedPath(database))) {
     std::filesystem::rename(fresh, database, failure);
     if (!failure) return copied;
+    std::filesystem::rename(damagedPath(database) + "-wal", database + "-wal", failure);
   }
   removeWithLog(fresh);
   return std::nullopt;

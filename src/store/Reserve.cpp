@@ -18,10 +18,12 @@ std::int64_t available(const std::string& database) {
   return failure ? 0 : static_cast<std::int64_t>(space.available);
 }
 
-void makeWithin(const std::string& database, std::int64_t room) {
+// In memory there is no folder, and so no room.
+void makeOf(const std::string& database, std::int64_t share) {
   const std::string path = reservePath(database);
   std::error_code failure;
   if (std::filesystem::exists(path, failure) || failure) return;
+  const std::int64_t room = available(database) / share;
   for (std::int64_t bytes = kBytes; bytes >= kLeast; bytes /= 2)
     if (bytes <= room && allocateFile(path, bytes)) return;
 }
@@ -30,11 +32,11 @@ void makeWithin(const std::string& database, std::int64_t room) {
 
 std::string reservePath(const std::string& database) { return database + ".reserve"; }
 
-void makeReserve(const std::string& database) { makeWithin(database, available(database) / 2); }
+void makeReserve(const std::string& database) { makeOf(database, 2); }
 
 void lendReserve(const std::string& database) {
   std::error_code ignored;
   std::filesystem::remove(reservePath(database), ignored);
 }
 
-void restoreReserve(const std::string& database) { makeWithin(database, available(database)); }
+void restoreReserve(const std::string& database) { makeOf(database, 1); }

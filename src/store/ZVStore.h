@@ -88,8 +88,8 @@ class ZVStore {
   // What one request takes: batches.cpp.
   static constexpr std::size_t kMaxBatchRows = 500;                      // and the rest of the last one's second
   static constexpr std::int64_t kMaxBatchBytes = std::int64_t{4} << 20;  // of JSON, unless one record is larger
-  // Marks the oldest waiting events, of one category or all, and returns their column "event". None: nothing waits.
-  // Absent: a query failed.
+  // Marks the oldest waiting events, of one category or all, and returns their column "event". None: nothing waits,
+  // or it can't be read. Absent: the rows could not be marked.
   static std::optional<Rows> takeBatch(const std::string& requestId, ZVText category);
   static void giveBatchBack(const std::string& requestId);
   static void removeBatch(const std::string& requestId);

@@ -1,7 +1,9 @@
 // A batch is what one request takes: rows that bear the request's id as their status. They are marked first and then
 // selected by the mark, so what is deleted in the end is what was sent, whatever another process stores meanwhile.
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -42,21 +44,21 @@ std::optional<RowId> lastOfBatch(const std::string& filter) {
   return last;
 }
 
-// A change of marks, for which the reserve is there.
-bool change(const std::string& sql, const ZVStore::Parameters& parameters) {
+struct Statement {
+  std::string sql;
+  ZVStore::Parameters parameters;
+};
+
+// A change of marks, for which the reserve is there: all of it or nothing.
+bool change(const std::vector<Statement>& statements) {
   Connection connection;
   return connection.mayQuery() && connection.makingRoom(Connection::Reserve::lent, [&] {
-    return connection.inTransaction([&] { return connection.run(sql, parameters).has_value(); });
+    return connection.inTransaction([&] {
+      return std::ranges::all_of(statements, [&](const Statement& statement) {
+        return connection.run(statement.sql, statement.parameters).has_value();
+      });
+    });
   });
-}
-
-// The clock may have gone back: a start that is later than its session's end goes along with it, or it would wait for
-// an end that has been sent.
-void takeStartsOfEndedSessions(const std::string& requestId) {
-  change(
-      "UPDATE zv_events SET status = ? WHERE status = 'new' AND category = 'user' AND session_id IN "
-      "(SELECT session_id FROM zv_events WHERE status = ? AND category = 'session_end');",
-      {requestId, requestId});
 }
 
 }  // namespace
@@ -65,25 +67,33 @@ std::optional<ZVStore::Rows> ZVStore::takeBatch(const std::string& requestId, ZV
   const std::string filter = category.present() ? fmt::format(" AND category='{}' ", category.view()) : std::string();
   const auto last = lastOfBatch(filter);
   if (!last) return Rows();
-  if (!change(fmt::format("UPDATE zv_events SET status = ? WHERE status = 'new' {} AND (client_ts, rowid) <= "
-                          "(SELECT client_ts, rowid FROM zv_events WHERE rowid = ?);",
-                          filter),
-              {requestId, *last})) {
+  std::vector<Statement> marking{
+      {fmt::format("UPDATE zv_events SET status = ? WHERE status = 'new' {} AND (client_ts, rowid) <= "
+                   "(SELECT client_ts, rowid FROM zv_events WHERE rowid = ?);",
+                   filter),
+       {requestId, *last}}};
+  // The clock may have gone back: a start that is later than its session's end goes along with it, or it would wait for
+  // an end that has been sent.
+  if (!category.present())
+    marking.push_back(
+        {"UPDATE zv_events SET status = ? WHERE status = 'new' AND category = 'user' AND session_id IN "
+         "(SELECT session_id FROM zv_events WHERE status = ? AND category = 'session_end');",
+         {requestId, requestId}});
+  if (!change(marking)) {
     restoreReserve(sharedInstance().dbPath);
     return std::nullopt;
   }
-  if (!category.present()) takeStartsOfEndedSessions(requestId);
   auto rows = executeQuerySyncWithSql("SELECT event FROM zv_events WHERE status = ?;", {requestId});
   if (!rows) giveBatchBack(requestId);
   return rows;
 }
 
 void ZVStore::giveBatchBack(const std::string& requestId) {
-  change("UPDATE zv_events SET status = 'new' WHERE status = ?;", {requestId});
+  change({{"UPDATE zv_events SET status = 'new' WHERE status = ?;", {requestId}}});
 }
 
 void ZVStore::removeBatch(const std::string& requestId) {
-  change("DELETE FROM zv_events WHERE status = ?;", {requestId});
+  change({{"DELETE FROM zv_events WHERE status = ?;", {requestId}}});
 }
 
-void ZVStore::giveAllBatchesBack() { change("UPDATE zv_events SET status = 'new' WHERE status != 'new';", {}); }
+void ZVStore::giveAllBatchesBack() { change({{"UPDATE zv_events SET status = 'new' WHERE status != 'new';", {}}}); }

@@ -119,7 +119,7 @@ bool isGood(const Condition& condition, const std::string& path) {
 bool ZVStore::ensureDatabase(bool drop) {
   ZVStore& store = sharedInstance();
   store.folderLock = std::make_unique<FolderLock>(std::filesystem::path(store.dbPath).parent_path().string());
-  store.folderLock->share(kLockLimit);
+  store.folderLock->share(kLockLimit);  // where folders can't be locked (a network file system) it goes without
   if (!open(store)) return false;
   configure(store.database.get());
   if (drop) dropTables();
@@ -130,7 +130,7 @@ bool ZVStore::ensureDatabase(bool drop) {
   // A run that was killed may have left the file larger than what it holds.
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
   trimEventTable();
-  if (!ZVState::isTVos()) makeReserve(store.dbPath);
+  makeReserve(store.dbPath);
   store.tableReady = true;
   ZVLogger::d(0, "Database tables ensured present");
   return true;
@@ -167,7 +167,7 @@ void ZVStore::reportDamage() {
 void ZVStore::vacuum() {
   executeQuerySyncWithSql("VACUUM");
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
-  if (!ZVState::isTVos()) restoreReserve(sharedInstance().dbPath);
+  restoreReserve(sharedInstance().dbPath);
 }
 
 bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }

@@ -57,7 +57,10 @@ bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const
   if (!connection.mayQuery()) return false;
   if (connection.makingRoom(Connection::Reserve::kept, [&] { return write(connection, event, change, stored); }))
     return true;
-  if (connection.failedOfLock()) return warnOfLoss(connection), false;  // and would wait for it again
+  if (connection.failedOfLock()) {  // and would wait for it again
+    warnOfLoss(connection);
+    return false;
+  }
   // A snapshot is worth less than its event: the next event brings another one.
   if (change.snapshot && write(connection, event, {}, stored)) return true;
   // The event is lost, but what else carries the number must not share it with the next run's.
@@ -88,7 +91,7 @@ std::vector<ZVStore::OpenSession> ZVStore::sessionsWithoutEnd(const std::string&
       sessions.push_back({row.textOf("timestamp"), row.textOf("last_ts"), row.textOf("event")});
   };
   add("SELECT timestamp, event FROM zv_session WHERE session_id != ?;");
-  // No snapshot could be stored beside the start: the start stands in for it, as of the session's latest event.
+  // No snapshot could be stored with the start: the start stands in for it, as of the session's latest event.
   add("SELECT client_ts AS timestamp, event, (SELECT Max(CAST(client_ts AS INTEGER)) FROM zv_events AS its "
       "WHERE its.session_id = zv_events.session_id) AS last_ts FROM zv_events WHERE category = 'user' "
       "AND session_id != ? AND session_id NOT IN (SELECT session_id FROM zv_session) "

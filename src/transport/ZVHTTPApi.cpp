@@ -27,7 +27,7 @@ constinit SharedInstance<ZVHTTPApi> shared;
 constexpr auto kPollingPeriod = 20ms;
 
 // The configurations are kept in the database and go out with every event: an answer that is larger than this, or
-// becomes so when it is written anew (a slash takes two characters then, 1e15 sixteen), would fill it for good.
+// becomes so when it is written again (a slash takes two characters then, 1e15 sixteen), would fill it for good.
 constexpr std::size_t kMaxInitAnswerBytes = std::size_t{256} * 1024;
 // Of an undecodable body more is reported than an SDK error event can hold, and not the whole.
 constexpr std::size_t kMaxReportedBytes = 4096;

@@ -9,7 +9,7 @@ constexpr std::size_t kSearchedOneByOne = 32;  // up to here comparing keys in t
 
 }  // namespace
 
-// An order and no hash: keys also come from outside, and whoever knows the hash could choose them all alike.
+// An order and no hash: keys also come from outside, and a sender that knows the hash could make them collide.
 struct ZVMap::Index {
   std::map<std::string, std::size_t, std::less<>> positions;
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr double kBound = 4;
+constexpr double kBound = 6;
 
 // A game with a static object that is older than the library, and so outlives its exit. Ends the process.
 [[noreturn]] void play(const TemporaryFolder& folder, void (*onQueue)()) {

@@ -1,4 +1,4 @@
-// A game that dies, in a process of its own, with a collector beside it; more of them on the same data.
+// A game that dies, in a process of its own, with a collector; more of them on the same data.
 //
 // Thread:   the test's.
 // Lifetime: one a test or case. Its folder and its collector outlive the processes.

@@ -34,10 +34,7 @@ class DamagedDatabase : public testing::Test {
     close();
     path = ZVStore::sharedInstance().dbPath;
   }
-  static void close() {
-    ZVStore::vacuum();  // does nothing off the queue; the file is folded when the connection closes
-    ZVStore::setSharedInstance(nullptr);
-  }
+  static void close() { ZVStore::setSharedInstance(nullptr); }
   void overwrite(std::streamoff at, const std::string& bytes) const {
     std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
     file.seekp(at);
@@ -125,15 +122,10 @@ TEST_F(DamagedDatabase, StaysWhereItIsWhileAnotherProcessWorksWithIt) {
 
 TEST_F(DamagedDatabase, IsAlsoOneWhoseTablesTakeNoEvents) {
   for (const std::string& hostile :
-       {std::string("ALTER TABLE zv_events ADD COLUMN more TEXT NOT NULL DEFAULT NULL"),
-        std::string("ALTER TABLE zv_events RENAME TO kept; CREATE VIEW zv_events AS SELECT * FROM kept"),
+       {std::string("ALTER TABLE zv_events RENAME TO kept; CREATE VIEW zv_events AS SELECT * FROM kept"),
         std::string("CREATE TRIGGER no BEFORE INSERT ON zv_events BEGIN SELECT RAISE(ABORT, 'no'); END"),
         std::string("ALTER TABLE zv_session RENAME COLUMN timestamp TO other")}) {
-    try {
-      execute(path, hostile);
-    } catch (const std::exception&) {
-      continue;  // this SQLite doesn't make it
-    }
+    execute(path, hostile);
     game.log.clear();
     startAgain();
     EXPECT_EQ(game.log.count("The event database is damaged ("), 1U) << hostile;

@@ -1,5 +1,4 @@
 // A request that is signed, with any body: it is answered, and what was kept can be shown.
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <array>

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::size_t kMaxDepth = 512;
+constexpr std::size_t kMaxDepth = ZVHelpers::kMaxJsonDepth;
 
 // Builds the value that the second parser reads.
 class Builder : public nlohmann::json_sax<nlohmann::json> {
