@@ -11,7 +11,8 @@ from support import (PATIENCE, QUIET, Collector, Known, Player, Proxy, check_eve
                      number_of)
 
 # A disk takes more than the MiB that the library reserves for sending.
-STEPS = ['start', 'stored', 'forever', 'post 15', 'stored', 'wait 0.02']
+STEPS = ['start', 'stored', 'forever', 'post 15', 'buy 5', 'stored', 'wait 0.02']
+RECEIPTS = [1, 1, 1000, 6000, 40_000]
 CLONE_NEWNS = 0x20000
 TIMEOUT = 2
 
@@ -43,7 +44,8 @@ def fill_mounted(part, folder, name, rng):
     filler = folder / 'data' / 'filler'
     with Collector(part, folder) as collector, Proxy(collector, rng, TIMEOUT) as proxy:
         proxy.moods = ['refuse']
-        with Player(part, folder, proxy.url_of_next_life(), STEPS, queue_seconds=0.3, timeout=TIMEOUT) as player:
+        steps = [f'receipt {rng.choice(RECEIPTS)}', *STEPS]
+        with Player(part, folder, proxy.url_of_next_life(), steps, queue_seconds=0.3, timeout=TIMEOUT) as player:
             if rng.random() < 0.6:
                 time.sleep(rng.uniform(0, 0.8))
                 fill_up(filler, rng.choice([0, 4096, 30_000, 100_000]))

@@ -3,6 +3,7 @@
 //
 //   start                 initialises with its keys: a session begins
 //   post N, buy N         N design events, N purchases; each is "TAG:NUMBER", numbered on from --first
+//   receipt BYTES         purchases carry so many from here on
 //   stored                waits for the work queue, then says what is on disk: "stored 5-24 30" (latest numbers),
 //                         "begun ID" (a session whose start waits), "open ID" (one whose snapshot stands)
 //   background, foreground, run (of the event queue), wait SECONDS
@@ -131,10 +132,12 @@ void post(const std::string& count) {
   }
 }
 
+std::string receipt;  // of the purchases
+
 void buy(const std::string& count) {
   for (long left = std::stol(count); left > 0; --left) {
     const std::string number = std::to_string(nextNumber++);
-    inLibrary([&] { Zorvane::addBusinessEventWithCurrency("EUR", 99, tag, number, "shop", ZVText()); });
+    inLibrary([&] { Zorvane::addBusinessEventWithCurrency("EUR", 99, tag, number, "shop", receipt); });
   }
 }
 
@@ -157,6 +160,7 @@ constexpr auto kSteps = std::to_array<Step>({
     {"start", start},
     {"post", post},
     {"buy", buy},
+    {"receipt", [](const std::string& bytes) { receipt.assign(std::stoul(bytes), 'r'); }},
     {"stored", stored},
     {"background", [](const std::string&) { inLibrary([] { ZVPlatform::applicationDidEnterBackground(); }); }},
     {"foreground", [](const std::string&) { inLibrary([] { ZVPlatform::applicationWillEnterForeground(); }); }},

@@ -99,6 +99,10 @@ constexpr auto kWords = std::to_array<Word>({
     {"frame", readFrame},
 });
 
+bool isId(std::string_view text) {
+  return text.size() == kIdLength && text.find_first_not_of("0123456789abcdef-") == std::string_view::npos;
+}
+
 // Absent: it was begun before there was a session, or was cut short before it said whose crash it was.
 std::optional<LeftReport> readReport(std::string_view file) {
   if (cutOff(file, '\n') != kFirstFormHeader) return std::nullopt;
@@ -113,7 +117,7 @@ std::optional<LeftReport> readReport(std::string_view file) {
     const auto found = std::ranges::find(kWords, word, &Word::word);
     if (found != kWords.end()) found->read(line, report);
   }
-  if (report.id.size() != kIdLength || !report.fields) return std::nullopt;
+  if (!isId(report.id) || !report.fields) return std::nullopt;
   return report;
 }
 
@@ -188,7 +192,7 @@ bool store(const std::string& id, const ZVMap& event) {
 bool settle(LeftCrashFile& file) {
   const auto report = readReport(file.text());
   const auto event = report ? std::optional(eventOf(*report)) : std::nullopt;
-  const bool canBe = event && ZVHelpers::jsonStringWithObject(*event);
+  const bool canBe = event && ZVHelpers::jsonStringWithObject(*event, ZVEvents::kMaxRecordLevels);
   const bool isStored = canBe && store(report->id, *event);
   if (isStored || !canBe) file.remove();
   return isStored;

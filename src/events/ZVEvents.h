@@ -20,6 +20,8 @@ class ZVEvents {
  public:
   // Of a record's JSON. A larger one is refused when it is reported: it would take its whole batch along.
   static constexpr std::size_t kMaxRecordBytes = std::size_t{1} << 20;
+  // Of lists and maps in each other, itself counted. A batch is a list of records, and JSON is written 512 levels deep.
+  static constexpr std::size_t kMaxRecordLevels = 511;
 
   static ZVEvents& sharedInstance();
   static std::unique_ptr<ZVEvents> setSharedInstance(std::unique_ptr<ZVEvents> instance);

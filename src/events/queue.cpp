@@ -24,9 +24,10 @@ ZVValue::Array eventsOf(const ZVStore::Rows& rows) {
   events.reserve(rows.size());
   for (const ZVStore::Row& row : rows) {
     const std::string* json = row.find("event");
-    auto parsed = json != nullptr ? ZVHelpers::dictionaryWithJsonString(*json) : std::nullopt;
+    auto parsed =
+        json != nullptr ? ZVHelpers::dictionaryWithJsonString(*json, ZVEvents::kMaxRecordLevels) : std::nullopt;
     const ZVMap* event = parsed ? parsed->ifMap() : nullptr;
-    if (event == nullptr) continue;  // stays marked and shares the batch's fate
+    if (event == nullptr) continue;  // can't be sent: stays marked and shares the batch's fate
     if (hasBadClientTs(*event)) {
       ZVMap cleaned = *event;
       cleaned.erase("client_ts");

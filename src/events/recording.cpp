@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr std::size_t kBatchLevels = 1;  // a batch is a list of records
-
 // What goes into a column: the text of a field, numbers in decimal.
 std::string columnText(const ZVMap& record, std::string_view key) {
   const ZVValue* value = record.find(key);
@@ -53,8 +51,7 @@ std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
   ZVEvents::addDimensionsToEventWithEventData(annotations);
   ZVEvents::addFieldsToEventWithEventData(annotations,
                                           ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
-  std::optional<std::string> json =
-      ZVHelpers::jsonStringWithObject(annotations, ZVHelpers::kMaxJsonDepth - kBatchLevels);
+  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(annotations, ZVEvents::kMaxRecordLevels);
   if (!json) return std::nullopt;
   ZVStore::Snapshot snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
   rememberForCrash(std::move(annotations), snapshot.json);
@@ -63,7 +60,7 @@ std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
 
 // The record as it is stored and sent. Absent when it can't be either, which has been logged.
 std::optional<std::string> recordText(const ZVMap& record) {
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record, ZVHelpers::kMaxJsonDepth - kBatchLevels);
+  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record, ZVEvents::kMaxRecordLevels);
   if (!json) {
     ZVLogger::w(
         0,

@@ -26,7 +26,8 @@ std::optional<ZVMap> missingEnd(const ZVStore::OpenSession& session) {
   const auto parsed = ZVHelpers::dictionaryWithJsonString(session.json);
   if (!parsed || parsed->ifMap() == nullptr) return std::nullopt;
   ZVMap end = *parsed->ifMap();
-  if (!session.lastSeen.empty()) {  // made of the session's start, which has an id and fields of its own
+  end.set("session_id", session.sessionId);  // of the row, which goes with it: the text may have been damaged
+  if (!session.lastSeen.empty()) {           // made of the session's start, which has an id and fields of its own
     end.set("client_ts", integerOfText(session.lastSeen));
     end.set("event_uuid", ZVHelpers::generateUUID());
     end.erase("install");

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 class FolderLock {
@@ -14,13 +15,17 @@ class FolderLock {
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;
 
-  // Either takes the place of what was held before. False, and nothing is held: others were in the way until `limit`,
-  // or the folder can't be locked.
-  bool share(std::chrono::milliseconds limit);
-  bool takeAlone(std::chrono::milliseconds limit);
+  enum class Outcome : std::uint8_t {
+    held,
+    busy,        // others were in the way until `limit`
+    impossible,  // the folder can't be locked: a network file system, say
+  };
+  // Either takes the place of what was held before, if it can't be had as well. A child made by fork() holds nothing.
+  Outcome share(std::chrono::milliseconds limit);
+  Outcome takeAlone(std::chrono::milliseconds limit);
 
  private:
-  bool take(int kind, std::chrono::milliseconds limit);
+  Outcome take(int kind, std::chrono::milliseconds limit);
 
   const int folder_;  // descriptor, -1 when there is none
 };

@@ -86,7 +86,9 @@ std::optional<ZVStore::Rows> Connection::run(const std::string& sql, const ZVSto
   return std::nullopt;
 }
 
-bool Connection::begin() { return execute(database_, "BEGIN;") || fail("BEGIN", kActionSqlBegin); }
+bool Connection::begin(Begin how) {
+  return execute(database_, how == Begin::immediate ? "BEGIN IMMEDIATE;" : "BEGIN;") || fail("BEGIN", kActionSqlBegin);
+}
 
 bool Connection::commit() {
   if (execute(database_, "COMMIT")) return true;
@@ -108,8 +110,15 @@ bool Connection::foldLogBack(Reserve reserve) {
   ZVStore& store = ZVStore::sharedInstance();
   if (!std::exchange(store.fullDiskIsKnown, true))
     ZVLogger::w(0, "The disk is full. Events may be lost until what waits has been sent or there is room again.");
-  if (reserve == Reserve::lent) lendReserve(store.dbPath);
-  return sqlite3_wal_checkpoint_v2(database_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
+  const auto fold = [&] {
+    return sqlite3_wal_checkpoint_v2(database_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
+  };
+  if (reserve == Reserve::kept) return fold();
+  store.reserveIsLent = true;
+  bool folded = false;
+  while (lendReserve(store.dbPath) && !(folded = fold())) {
+  }
+  return folded || fold();
 }
 
 bool Connection::fail(std::string_view step, int action) {

@@ -24,10 +24,12 @@ class Connection {
   // Rows, possibly none; absent when the statement failed.
   std::optional<ZVStore::Rows> run(const std::string& sql, const ZVStore::Parameters& parameters = {});
 
-  // Runs `work` between BEGIN and COMMIT. When it returns false, nothing of it stays.
+  // Runs `work` between BEGIN and COMMIT. When it returns false, nothing of it stays. Work that reads before it writes
+  // has to have the write lock at once: what it read would be old where another process writes in between.
+  enum class Begin : bool { deferred, immediate };
   template <class Work>
-  bool inTransaction(Work work) {
-    if (!begin()) return false;
+  bool inTransaction(Work work, Begin how = Begin::deferred) {
+    if (!begin(how)) return false;
     if (work()) return commit();
     rollBack();
     return false;
@@ -43,15 +45,15 @@ class Connection {
 
   // What failed last, in SQLite's words.
   [[nodiscard]] const std::string& failure() const { return failureText_; }
-  // What failed last, failed because another process had the database for too long.
+  // What failed last, failed because another process had the database for too long, or of a full disk.
   [[nodiscard]] bool failedOfLock() const;
+  [[nodiscard]] bool failedOfFullDisk() const;
 
  private:
-  bool begin();
+  bool begin(Begin how);
   bool commit();
   void rollBack();
   bool foldLogBack(Reserve reserve);
-  [[nodiscard]] bool failedOfFullDisk() const;
   bool fail(std::string_view step, int action);
 
   const bool mayQuery_;

@@ -29,6 +29,10 @@ using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 // without a row there are no more.
 constexpr std::int64_t kLongestStep = 64;
 constexpr int kMostSteps = 4096;
+// Pages of a damaged tree may lead to each other. A table that isn't read within so many of SQLite's operations, far
+// more than the rows of a database of ours take, is read so far and no further.
+constexpr int kOperationsAPiece = 10'000;
+constexpr int kMostPieces = 5'000;
 
 Database open(const std::string& path, int flags) {
   sqlite3* handle = nullptr;
@@ -71,7 +75,7 @@ class Copy {
     for (int steps = 0; steps < kMostSteps; ++steps) {
       const std::int64_t before = next_;
       const int result = copyUntilTrouble();
-      if (result == SQLITE_DONE) return true;
+      if (result == SQLITE_DONE || result == SQLITE_INTERRUPT) return true;
       if (result != SQLITE_CORRUPT && result != SQLITE_NOTADB) return false;
       if (next_ != before) steps = 0;
       step = next_ != before ? 1 : std::min(2 * step, kLongestStep);
@@ -88,7 +92,9 @@ class Copy {
     sqlite3_bind_int64(source_.get(), 1, next_);
     int result = SQLITE_ROW;
     while ((result = sqlite3_step(source_.get())) == SQLITE_ROW) {
-      next_ = sqlite3_column_int64(source_.get(), 0);
+      const std::int64_t row = sqlite3_column_int64(source_.get(), 0);
+      if (row < next_) continue;  // of a tree out of order: going back could go on for ever
+      next_ = row;
       if (isWhole() && !insert()) {
         result = SQLITE_ERROR;
         break;
@@ -130,6 +136,11 @@ std::optional<std::size_t> makeFresh(const std::string& damaged, const std::stri
   const Database from = open(damaged, SQLITE_OPEN_READWRITE);
   const Database to = open(fresh, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   if (!to || !execute(to, kPageSize) || !execute(to, "BEGIN")) return std::nullopt;
+  int pieces = 0;
+  if (from)
+    sqlite3_progress_handler(
+        from.get(), kOperationsAPiece, [](void* count) { return ++*static_cast<int*>(count) > kMostPieces ? 1 : 0; },
+        &pieces);
   std::size_t copied = 0;
   for (const Table& table : kTables) {
     if (!execute(to, table.create)) return std::nullopt;

@@ -9,9 +9,10 @@
 
 std::string reservePath(const std::string& database);
 
-// At the opening, out of what the disk can spare.
+// Nothing when it is there whole. Otherwise out of what the disk can spare.
 void makeReserve(const std::string& database);
-// Frees its room.
-void lendReserve(const std::string& database);
-// After a run: nothing when it wasn't lent, otherwise as much of it as there is room for.
+// Frees half of it, the rest at last: what a step writes and takes back stays in the log's file, and folding the log
+// back must find room again. False when there is nothing left.
+bool lendReserve(const std::string& database);
+// Nothing when it is there whole. Otherwise as much of it as there is room for: what waits goes before new events.
 void restoreReserve(const std::string& database);

@@ -53,6 +53,7 @@ class ZVStore {
   static std::int64_t getDbSize();              // bytes of the file; 0 when it can't be read
   static bool isDbTooLargeForEvents();
   static void reportDamage();  // of a database that had to be replaced, once there are keys
+  static void giveRoomBack();  // folds the log back, and restores the reserve if it was lent
   static void vacuum();        // gives the file system back what deleted rows took
 
   // Queries: queries.cpp. Rows, possibly none, on success; absent on any failure, which has been logged.
@@ -79,6 +80,7 @@ class ZVStore {
   static void keepSnapshot(const Snapshot& snapshot);
   static void forgetEndedSessions();  // the snapshots of those whose end waits
   struct OpenSession {
+    std::string sessionId;
     std::string start;     // seconds as text
     std::string lastSeen;  // the same; "" where the record's own time counts
     std::string json;      // the record that its end is made of
@@ -117,6 +119,7 @@ class ZVStore {
   bool tableReady = false;
   bool fullDiskIsKnown = false;       // and has been warned of
   bool lossIsKnown = false;           // the same of an event that could not be stored
+  bool reserveIsLent = false;         // in part or whole, until the run of the queue is over
   std::optional<std::string> damage;  // what was wrong with a database that was replaced, until it is reported
   std::string dbPath;
   std::int64_t maxDbSizeBytesBeforeTrim;

@@ -81,10 +81,18 @@ Condition reopened(ZVStore& store) {
   return conditionOfDatabase();
 }
 
+// False while another process replaces the database, which must not be opened under its hands. Where folders can't be
+// locked nobody replaces one.
+bool shareFolder(ZVStore& store) {
+  if (store.folderLock->share(kLockLimit) != FolderLock::Outcome::busy) return true;
+  ZVLogger::w(0, "Another process is replacing the event database: {}", store.dbPath);
+  return false;
+}
+
 // A database that is damaged is kept aside, for nothing could be stored in it, run after run. Not while another process
 // works with it: that one would go on storing in a file that nobody reads.
 Condition replaced(ZVStore& store) {
-  const bool alone = store.folderLock->takeAlone(kLockLimit);
+  const bool alone = store.folderLock->takeAlone(kLockLimit) == FolderLock::Outcome::held;
   Condition condition = reopened(store);  // another process may have been quicker
   if (condition.kind == Condition::Kind::damaged && alone) {
     if (!condition.table.empty()) ZVLogger::d(0, "{}", condition.table);
@@ -97,7 +105,7 @@ Condition replaced(ZVStore& store) {
       condition = reopened(store);
     }
   }
-  store.folderLock->share(kLockLimit);
+  if (!shareFolder(store)) condition.kind = Condition::Kind::unusable;
   return condition;
 }
 
@@ -119,8 +127,7 @@ bool isGood(const Condition& condition, const std::string& path) {
 bool ZVStore::ensureDatabase(bool drop) {
   ZVStore& store = sharedInstance();
   store.folderLock = std::make_unique<FolderLock>(std::filesystem::path(store.dbPath).parent_path().string());
-  store.folderLock->share(kLockLimit);  // where folders can't be locked (a network file system) it goes without
-  if (!open(store)) return false;
+  if (!shareFolder(store) || !open(store)) return false;
   configure(store.database.get());
   if (drop) dropTables();
   Condition condition = conditionOfDatabase();
@@ -166,8 +173,16 @@ void ZVStore::reportDamage() {
 // and sessions deleted.
 void ZVStore::vacuum() {
   executeQuerySyncWithSql("VACUUM");
+  giveRoomBack();
+}
+
+void ZVStore::giveRoomBack() {
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
-  restoreReserve(sharedInstance().dbPath);
+  ZVStore& store = sharedInstance();
+  if (!std::exchange(store.reserveIsLent, false)) return;
+  const auto waiting = executeQuerySyncWithSql("SELECT 1 FROM zv_events LIMIT 1;");
+  if (waiting && waiting->empty()) makeReserve(store.dbPath);
+  else restoreReserve(store.dbPath);
 }
 
 bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }

@@ -88,11 +88,12 @@ std::vector<ZVStore::OpenSession> ZVStore::sessionsWithoutEnd(const std::string&
   const auto add = [&](const std::string& sql) {
     const auto rows = executeQuerySyncWithSql(sql, {current});
     for (const Row& row : rows.value_or(Rows()))
-      sessions.push_back({row.textOf("timestamp"), row.textOf("last_ts"), row.textOf("event")});
+      sessions.push_back(
+          {row.textOf("session_id"), row.textOf("timestamp"), row.textOf("last_ts"), row.textOf("event")});
   };
-  add("SELECT timestamp, event FROM zv_session WHERE session_id != ?;");
+  add("SELECT session_id, timestamp, event FROM zv_session WHERE session_id != ?;");
   // No snapshot could be stored with the start: the start stands in for it, as of the session's latest event.
-  add("SELECT client_ts AS timestamp, event, (SELECT Max(CAST(client_ts AS INTEGER)) FROM zv_events AS its "
+  add("SELECT session_id, client_ts AS timestamp, event, (SELECT Max(CAST(client_ts AS INTEGER)) FROM zv_events AS its "
       "WHERE its.session_id = zv_events.session_id) AS last_ts FROM zv_events WHERE category = 'user' "
       "AND session_id != ? AND session_id NOT IN (SELECT session_id FROM zv_session) "
       "AND session_id NOT IN (SELECT session_id FROM zv_events WHERE category = 'session_end');");

@@ -33,7 +33,7 @@ class ZVHelpers {
   static std::optional<std::string> jsonStringWithObject(const ZVMap& object, std::size_t mostLevels = kMaxJsonDepth);
   // The parsed map or array. Absent for anything else: what is read can be written again. Data come from outside, so
   // they may hold a bounded number of values only.
-  static std::optional<ZVValue> dictionaryWithJsonString(ZVText json);
+  static std::optional<ZVValue> dictionaryWithJsonString(ZVText json, std::size_t mostLevels = kMaxJsonDepth);
   static std::optional<ZVValue> dictionaryWithJsonData(const std::optional<std::string>& json);
 
   // True when the pattern matches somewhere in `text`. False for empty text, bad UTF-8 and patterns that don't compile.

@@ -156,7 +156,7 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
  public:
   using Length = rapidjson::SizeType;
 
-  explicit ValueBuilder(std::size_t mostValues) : left_(mostValues) {}
+  ValueBuilder(std::size_t mostValues, std::size_t mostLevels) : left_(mostValues), mostLevels_(mostLevels) {}
 
   bool Null() { return add(nullptr); }
   bool Bool(bool flag) { return add(flag); }
@@ -192,7 +192,7 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   }
 
   bool start(bool isMap) {
-    if (open_.size() == kMaxDepth) return false;
+    if (open_.size() == mostLevels_) return false;
     open_.push_back({isMap, {}, {}, {}});
     return true;
   }
@@ -216,7 +216,8 @@ class ValueBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
     return true;
   }
 
-  std::size_t left_;             // values and keys that may still come
+  std::size_t left_;  // values and keys that may still come
+  const std::size_t mostLevels_;
   std::vector<Container> open_;  // innermost last
   std::optional<ZVValue> result_;
 };
@@ -237,10 +238,10 @@ inline void rapidjson::Reader::ParseNumber<kReading, Input, ValueBuilder>(Input&
 
 namespace {
 
-std::optional<ZVValue> parsed(std::string_view json, std::size_t mostValues) {
+std::optional<ZVValue> parsed(std::string_view json, std::size_t mostValues, std::size_t mostLevels) {
   Input input(json.data(), json.size());
   rapidjson::Reader reader;
-  ValueBuilder builder(mostValues);
+  ValueBuilder builder(mostValues, mostLevels);
   // The reader takes a NUL for the end of the text, wherever it stands.
   if (reader.Parse<kReading>(input, builder).IsError() || input.Tell() != json.size()) return std::nullopt;
   return builder.takeResult();
@@ -258,10 +259,10 @@ std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVMap& object, 
   return serialised(object, mostLevels);
 }
 
-std::optional<ZVValue> ZVHelpers::dictionaryWithJsonString(ZVText json) {
-  return json.present() ? parsed(json.view(), std::numeric_limits<std::size_t>::max()) : std::nullopt;
+std::optional<ZVValue> ZVHelpers::dictionaryWithJsonString(ZVText json, std::size_t mostLevels) {
+  return json.present() ? parsed(json.view(), std::numeric_limits<std::size_t>::max(), mostLevels) : std::nullopt;
 }
 
 std::optional<ZVValue> ZVHelpers::dictionaryWithJsonData(const std::optional<std::string>& json) {
-  return json ? parsed(*json, kMaxAnswerValues) : std::nullopt;
+  return json ? parsed(*json, kMaxAnswerValues, kMaxDepth) : std::nullopt;
 }

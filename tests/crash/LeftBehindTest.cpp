@@ -314,7 +314,7 @@ TEST(LeftBehind, NoMoreThanEightFilesPileUpAndAllAreReported) {
   Game game;
   for (int number = 0; number < 9; ++number) {
     std::string text = kBegin + kFields;
-    text[text.find(kId)] = static_cast<char>('a' + number);
+    text[text.find(kId)] = static_cast<char>('0' + number);
     leave(game, number, text);
   }
   game.start();

@@ -159,6 +159,8 @@ TEST(MissingSessionEnd, IsNeverMadeTwiceAndNeverLeftOut) {
     // Numbers at the end of what 64 bits hold.
     run(R"(INSERT INTO zv_session VALUES('far', '-9223372036854775808', )"
         R"('{"session_id":"far","client_ts":9223372036854775807}'))");
+    // A text that was damaged names another session than its row.
+    run(R"(INSERT INTO zv_session VALUES('row', '10', '{"session_id":"r\u006fv","client_ts":30}'))");
     ZVEvents::fixMissingSessionEndEvents();
     ZVEvents::fixMissingSessionEndEvents();
   });
@@ -168,8 +170,9 @@ TEST(MissingSessionEnd, IsNeverMadeTwiceAndNeverLeftOut) {
     EXPECT_NE(shown(end, "event_uuid"), "u");
     EXPECT_EQ(shown(end, "install"), "(none)");
   }
-  EXPECT_EQ(lengths, (std::map<std::string, std::string>{
-                         {"ended", "(none)"}, {"young", "0"}, {"older", "60"}, {"far", "9223372036854775807"}}));
+  EXPECT_EQ(lengths,
+            (std::map<std::string, std::string>{
+                {"ended", "(none)"}, {"young", "0"}, {"older", "60"}, {"far", "9223372036854775807"}, {"row", "20"}}));
   EXPECT_THAT(game.query("SELECT 1 FROM zv_session"), SizeIs(1)) << "the open session's alone";
 }
 

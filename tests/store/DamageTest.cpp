@@ -105,6 +105,26 @@ TEST_F(DamagedDatabase, IsFoundWhateverThePlace) {
   }
 }
 
+// The number of a row in the middle becomes a smaller one, and the page behind it garbage.
+TEST_F(DamagedDatabase, IsReadToItsEndAlsoWhereItsRowsGoBack) {
+  constexpr std::streamoff kPage = 1024;
+  constexpr char kTableLeaf = 13;
+  std::ifstream in(path, std::ios::binary);
+  const std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const auto byte = [&](std::streamoff at) { return static_cast<unsigned char>(file[static_cast<std::size_t>(at)]); };
+  std::streamoff leaf = middle();
+  while (byte(leaf) != kTableLeaf || byte(leaf + kPage) != kTableLeaf) leaf += kPage;
+  const std::streamoff cell = leaf + 256 * byte(leaf + 8) + byte(leaf + 9);
+  ASSERT_GE(byte(cell), 0x80U) << "the length of a record takes two bytes";
+  ASSERT_GE(byte(cell + 2), 0x80U) << "and so does the number of its row";
+  overwrite(cell + 2, std::string("\x81\x00", 2));  // 128
+  overwrite(leaf + kPage, std::string(40, '\xEE'));
+  game.log.clear();
+  startAgain();
+  EXPECT_EQ(game.log.count("The event database is damaged ("), 1U);
+  EXPECT_GT(game.stored("design").size(), kEvents / 2);
+}
+
 TEST_F(DamagedDatabase, StaysWhereItIsWhileAnotherProcessWorksWithIt) {
   overwrite(middle(), std::string(3 * 1024, '\xA5'));
   const int folder = open(std::filesystem::path(path).parent_path().c_str(), O_RDONLY | O_DIRECTORY);
