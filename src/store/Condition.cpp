@@ -91,9 +91,9 @@ Condition read(const Table& table) {
 }
 
 bool insertProbe(Connection& connection, const Table& table) {
-  const auto columns = static_cast<std::size_t>(std::ranges::count(table.placeholders, '?'));
+  const auto columns = static_cast<std::size_t>(std::ranges::count(table.marks, '?'));
   return connection
-      .run(fmt::format("INSERT OR REPLACE INTO {} ({}) VALUES({});", table.name, table.columns, table.placeholders),
+      .run(fmt::format("INSERT OR REPLACE INTO {} ({}) VALUES({});", table.name, table.columns, table.marks),
            ZVStore::Parameters(columns, "probe"))
       .has_value();
 }

@@ -61,11 +61,11 @@ class Copy {
  public:
   Copy(const Database& from, const Database& to, const Table& table)
       : table_(table),
-        columns_(static_cast<int>(std::ranges::count(table.placeholders, '?'))),
+        columns_(static_cast<int>(std::ranges::count(table.marks, '?'))),
         source_(prepare(from, fmt::format("SELECT rowid, {} FROM {} NOT INDEXED WHERE rowid >= ? ORDER BY rowid",
                                           table.columns, table.name))),
         target_(prepare(to, fmt::format("INSERT OR IGNORE INTO {} (rowid, {}) VALUES(?, {})", table.name, table.columns,
-                                        table.placeholders))) {}
+                                        table.marks))) {}
 
   // False when something failed that is no damage: another try may do better.
   bool run() {

@@ -7,7 +7,7 @@
 struct Table {
   std::string_view name;
   std::string_view columns;
-  std::string_view placeholders;  // one for each column
+  std::string_view marks;  // of parameters, one for each column
   const char* create;
   const char* probe;
   std::string_view corrupt;  // what the log says of a table that can't be used
