@@ -223,8 +223,10 @@ void ZVHTTPApi::sendSdkErrorEventWithFormData(const ZVValue& events, std::string
 
 ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::string url, bool usingGzip) {
   ZVURLRequest request{std::move(url), "POST", {{"Content-Type", "application/json"}}, {}};
-  if (usingGzip) {
-    request.body = ZVHelpers::gzipEnflateWithData(json).value_or("");
+  // Without the memory to compress it the body goes out as it is: an empty one would be refused, with all that is in it.
+  auto compressed = usingGzip ? ZVHelpers::gzipEnflateWithData(json) : std::nullopt;
+  if (compressed) {
+    request.body = *std::move(compressed);
     request.headers.emplace_back("Content-Encoding", "gzip");
     if (isDebugLogged())
       ZVLogger::d(0, "Gzip stats. Size: {}, Compressed: {}, Content: {}", utf16Length(json).value_or(0),
@@ -281,6 +283,8 @@ std::string ZVHTTPApi::makeRequestAuthSha256Hash(std::string_view body) {
 
 ZVHTTPApi::RawAnswer ZVHTTPApi::sendSynchronousRequest(ZVURLRequest request) {
   if (givingUp_.load(std::memory_order_relaxed)) return {};
+  // There was no memory to sign it: a wrong signature would be answered, and the answer would delete what was sent.
+  if (request.method == "POST" && header(request, "Authorization").empty()) return {};
   const auto exchange = std::make_shared<Exchange>();
   const auto task = session_->dataTask(std::move(request), [exchange](auto body, auto response, auto error) {
     exchange->answer = {std::move(body), std::move(response), std::move(error)};
