@@ -110,6 +110,8 @@ void ZVEvents::processEventQueue(bool timerFired) {
 
 void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  // Without keys, as where initialising failed, the answer could only be a refusal, and would delete what waits.
+  if (ZVState::getGameKey().empty()) return;
   const std::string requestId = ZVHelpers::generateUpperUUID();
   if (performCleanup) {
     cleanupEvents();

@@ -223,7 +223,8 @@ void ZVHTTPApi::sendSdkErrorEventWithFormData(const ZVValue& events, std::string
 
 ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::string url, bool usingGzip) {
   ZVURLRequest request{std::move(url), "POST", {{"Content-Type", "application/json"}}, {}};
-  // Without the memory to compress it the body goes out as it is: an empty one would be refused, with all that is in it.
+  // Without the memory to compress it the body goes out as it is: an empty one would be refused, with all that is in
+  // it.
   auto compressed = usingGzip ? ZVHelpers::gzipEnflateWithData(json) : std::nullopt;
   if (compressed) {
     request.body = *std::move(compressed);

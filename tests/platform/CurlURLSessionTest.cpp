@@ -82,7 +82,7 @@ class FewDescriptors {
   rlimit before_{};
 };
 
-double processorSecondsIn(std::chrono::seconds time) {
+[[maybe_unused]] double processorSecondsIn(std::chrono::seconds time) {
   const std::clock_t before = std::clock();
   std::this_thread::sleep_for(time);
   return static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
