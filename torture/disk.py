@@ -47,6 +47,7 @@ def fill_mounted(part, folder, name, rng):
         steps = [f'receipt {rng.choice(RECEIPTS)}', *STEPS]
         with Player(part, folder, proxy.url_of_next_life(), steps, queue_seconds=0.3, timeout=TIMEOUT) as player:
             if rng.random() < 0.6:
+                wait_for_the_reserve(folder / 'data' / 'zorvane.sqlite.reserve')
                 time.sleep(rng.uniform(0, 0.8))
                 fill_up(filler, rng.choice([0, 4096, 30_000, 100_000]))
             wait_until_no_more_is_stored(player, known)
@@ -60,6 +61,13 @@ def fill_mounted(part, folder, name, rng):
         check_events(part, name, collector, known)
         check_sessions(part, name, collector, known, starts_known=False)
         check_file(part, name, folder / 'data')
+
+
+def wait_for_the_reserve(reserve):
+    """A disk that was full before the game came has nothing to send with."""
+    ends = time.monotonic() + PATIENCE
+    while not reserve.exists() and time.monotonic() < ends:
+        time.sleep(0.01)
 
 
 def fill_up(filler, but_for):

@@ -36,6 +36,7 @@
 #include "events/ZVEvents.h"
 #include "runtime/ZVThreading.h"
 #include "store/ZVStore.h"
+#include "transport/ZVHelpers.h"
 
 namespace {
 
@@ -207,6 +208,8 @@ void install(std::map<std::string, std::string>& options) {
 
 int main(int count, char** arguments) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // the campaign's end is its own
+  // libcrypto doesn't survive a lack of memory in its own first use, which isn't what is tested here.
+  ZVHelpers::hmacWithKey(ZVHelpers::generateUUID(), "");
   std::signal(SIGUSR1, [](int) { enough = 1; });
   std::map<std::string, std::string> options{
       {"--queue-seconds", "3600"}, {"--timeout", "10"}, {"--exit-seconds", "20"}};
