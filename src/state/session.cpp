@@ -118,10 +118,21 @@ struct BackgroundTaskEnd {
   ~BackgroundTaskEnd() { tasks.end(id); }
 };
 
+// A start that fails, for want of memory, leaves the library paused: what is reported must not join the session that
+// has ended.
+void startOrStayPaused() {
+  try {
+    ZVState::setSDKPausedFlag(false);
+    ZVState::startNewSession();
+  } catch (...) {
+    ZVState::setSDKPausedFlag(true);
+    throw;
+  }
+}
+
 void resumeOnQueue() {
   ZVState& state = ZVState::sharedInstance();
-  ZVState::setSDKPausedFlag(false);
-  ZVState::startNewSession();
+  startOrStayPaused();
   if (!ZVState::isEnabled()) {
     ZVLogger::w(0, "SDK is disabled - cannot resume SDK.");
     return;
