@@ -38,10 +38,5 @@ void Zorvane::setCustomDimension03(ZVText value) noexcept {
 }
 
 void Zorvane::setGlobalCustomEventFields(ZVMap fields) noexcept {
-  post([&] {
-    return [fields = std::move(fields)] {
-      ZVState::setGlobalCustomEventFields(fields);
-      rememberDimensionsForCrash();
-    };
-  });
+  post([&] { return [fields = std::move(fields)] { ZVState::setGlobalCustomEventFields(fields); }; });
 }

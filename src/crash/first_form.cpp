@@ -12,7 +12,6 @@
 #include "platform/Elapsed.h"
 #include "platform/Modules.h"
 #include "platform/Platform.h"
-#include "state/ZVState.h"
 #include "transport/ZVHelpers.h"
 
 namespace {
@@ -155,10 +154,8 @@ void rememberForCrash(ZVMap fields, std::string_view json) {
 void rememberDimensionsForCrash() {
   if (!hasFile || latest().map.empty()) return;
   ZVMap& fields = latest().map;
-  for (const char* const key : {"custom_01", "custom_02", "custom_03", "custom_fields"}) fields.erase(key);
+  for (const char* const key : {"custom_01", "custom_02", "custom_03"}) fields.erase(key);
   ZVEvents::addDimensionsToEventWithEventData(fields);
-  ZVEvents::addFieldsToEventWithEventData(fields,
-                                          ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
   if (auto json = ZVHelpers::jsonStringWithObject(fields)) remember(fields, *std::move(json), latest().takenAt);
 }
 

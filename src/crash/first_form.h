@@ -31,7 +31,8 @@ bool prepareFirstForm(const std::string& firstLine);
 
 // The common fields from now on, and the same as JSON. Work queue.
 void rememberForCrash(ZVMap fields, std::string_view json);
-// The same with the dimensions and global custom fields as they are now. Work queue.
+// The same with the dimensions as they are now. Work queue. The global custom fields stay those of the last event: to
+// clean new ones is to warn of them, which is an event's to do.
 void rememberDimensionsForCrash();
 
 // In a signal handler, in this order. System calls and memory of their own, nothing else. Without a beginning the

@@ -4,6 +4,7 @@
 #include "crash/first_form.h"
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
+#include "events/custom_fields.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
@@ -48,9 +49,7 @@ std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
   if (!state.sessionId) return std::nullopt;  // no session has begun, so there is nothing that could need an end
 
   annotations.set("event_uuid", ZVHelpers::generateUUID());
-  ZVEvents::addDimensionsToEventWithEventData(annotations);
-  ZVEvents::addFieldsToEventWithEventData(annotations,
-                                          ZVState::validateAndCleanCustomFields(ZVState::getGlobalCustomEventFields()));
+  addDimensionsAndFields(annotations, {}, false);
   std::optional<std::string> json = ZVHelpers::jsonStringWithObject(annotations, ZVEvents::kMaxRecordLevels);
   if (!json) return std::nullopt;
   ZVStore::Snapshot snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};

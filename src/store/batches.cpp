@@ -16,6 +16,10 @@ namespace {
 // length of the transaction.
 using RowId = std::string;
 
+std::string filterOf(ZVText category) {
+  return category.present() ? fmt::format(" AND category='{}' ", category.view()) : std::string();
+}
+
 // Where everything fits into one batch's rows: absent. Otherwise the row in whose second the limit falls; the rest of
 // that second goes along.
 std::optional<RowId> lastByCount(Connection& connection, const std::string& filter) {
@@ -65,7 +69,7 @@ bool markStartsOfEndedSessions(Connection& connection, const std::string& reques
 }
 
 bool mark(Connection& connection, const std::string& requestId, ZVText category, std::int64_t mostBytes) {
-  const std::string filter = category.present() ? fmt::format(" AND category='{}' ", category.view()) : std::string();
+  const std::string filter = filterOf(category);
   const auto choose = [&] {
     const auto last = lastOfBatch(connection, filter, mostBytes);
     return last && markUpTo(connection, *last, filter, requestId) &&
@@ -88,8 +92,7 @@ bool markWhatTheDiskAllows(const std::string& requestId, ZVText category) {
 
 bool isWaiting(ZVText category) {
   const auto rows = ZVStore::executeQuerySyncWithSql(
-      fmt::format("SELECT 1 FROM zv_events WHERE status = 'new' {} LIMIT 1;",
-                  category.present() ? fmt::format(" AND category='{}' ", category.view()) : std::string()));
+      fmt::format("SELECT 1 FROM zv_events WHERE status = 'new' {} LIMIT 1;", filterOf(category)));
   return rows && !rows->empty();
 }
 

@@ -81,4 +81,19 @@ TEST(GlobalCustomFields, AreReplacedAndAnEmptyMapClearsThemInSilence) {
   EXPECT_TRUE(game.log.lines().empty());
 }
 
+// What a crash would report is renewed then as well, which is no reason to speak.
+TEST(GlobalCustomFields, AreLookedAtWhenAnEventNeedsThemAndNotBefore) {
+  Game game;
+  Zorvane::configureAvailableCustomDimensions01(std::vector<std::string>{"ninja"});
+  game.start();
+  game.log.clear();
+  Zorvane::setGlobalCustomEventFields({{"no key!", 1}, {"key", 2}});
+  Zorvane::setCustomDimension01("ninja");
+  game.settle();
+  EXPECT_FALSE(game.log.contains("has been omitted"));
+  Zorvane::addDesignEventWithEventId("needs:them");
+  game.settle();
+  EXPECT_TRUE(game.log.contains("has been omitted"));
+}
+
 }  // namespace
