@@ -8,7 +8,7 @@
 #include <stdio.h>
 #include <time.h>
 
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 static const char* const kGameKey = "0123456789abcdef0123456789ABCDEF";
 static const char* const kGameSecret = "0123456789abcdef0123456789ABCDEF01234567";

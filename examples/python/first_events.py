@@ -46,7 +46,7 @@ FUNCTIONS = {  # name: (result, arguments)
 
 
 class Zorvane:
-    """The functions of zorvane.h that this program calls, without their prefix."""
+    """The functions of zorvane_c.h that this program calls, without their prefix."""
 
     def __init__(self, path):
         library = CDLL(path)

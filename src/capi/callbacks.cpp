@@ -1,7 +1,7 @@
 #include <zorvane/ZVNotificationCenter.h>
 #include <zorvane/ZVRemoteConfigsDelegate.h>
 #include <zorvane/Zorvane.h>
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 #include <condition_variable>
 #include <memory>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <zorvane/ZVTypes.h>
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 struct zorvane_map {
   ZVMap entries;

@@ -1,6 +1,6 @@
 #include <zorvane/ZVPlatform.h>
 #include <zorvane/ZVTypes.h>
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 #include <algorithm>
 #include <atomic>

@@ -1,6 +1,6 @@
 #include <zorvane/ZVTimer.h>
 #include <zorvane/Zorvane.h>
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 #include <memory>
 #include <utility>

@@ -1,7 +1,7 @@
 // The facade, function by function. Those that hand over text only can't throw; those that copy a map or a list can.
 #include <zorvane/ZVCrashReporting.h>
 #include <zorvane/Zorvane.h>
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 #include <algorithm>
 #include <cmath>

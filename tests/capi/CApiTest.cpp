@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 #include "state/ZVState.h"
 #include "support/Game.h"
@@ -56,7 +56,7 @@ TEST(CFunctions, ReachEveryOperationOfTheFacade) {
       {"addImpressionAequusEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_AEQUUS "},
       {"addImpressionAdMobEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_AD_MOB "},
   };
-  const std::string c = contentsOf(ZORVANE_HEADERS "/zorvane.h");
+  const std::string c = contentsOf(ZORVANE_HEADERS "/zorvane_c.h");
   const std::string facade = contentsOf(ZORVANE_HEADERS "/Zorvane.h");
   const std::regex operation(R"(\n  static [^(;]*?(\w+)\()");
   std::size_t found = 0;

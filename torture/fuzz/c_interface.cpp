@@ -1,5 +1,5 @@
 // The C functions, called in any order with any arguments.
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 #include <array>
 #include <string>

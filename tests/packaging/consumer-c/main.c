@@ -2,7 +2,7 @@
 #include <stdio.h>
 
 #include <zorvane/ZVVersion.h>
-#include <zorvane/zorvane.h>
+#include <zorvane/zorvane_c.h>
 
 int main(int count, char** arguments) {
   struct zorvane_platform platform = {0};
