@@ -8,6 +8,8 @@
 #include "bench/Game.h"
 #include "store/ZVStore.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr const char* kBegin = "BEGIN;";

@@ -5,9 +5,11 @@
 #include "bench/BareStore.h"
 #include "bench/Game.h"
 #include "bench/Samples.h"
+#include "codecs/ZVHelpers.h"
 #include "events/ZVEvents.h"
 #include "state/ZVState.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

@@ -18,6 +18,8 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr const char* kGameKey = "0123456789abcdef0123456789abcdef";

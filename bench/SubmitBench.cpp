@@ -10,6 +10,8 @@
 #include "bench/Samples.h"
 #include "events/ZVEvents.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr int kBatch = 500;

@@ -33,10 +33,12 @@
 #include <thread>
 #include <vector>
 
+#include "codecs/ZVHelpers.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVThreading.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

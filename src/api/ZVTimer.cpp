@@ -5,6 +5,8 @@
 #include "api/frame.h"
 #include "platform/Platform.h"
 
+using namespace zorvane;
+
 namespace {
 
 // The loop of a thread that has none: it is pumped by servePending().

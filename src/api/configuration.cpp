@@ -7,6 +7,8 @@
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 
+using namespace zorvane;
+
 namespace {
 
 // Configuration is refused only once the library is ready in every respect: one that was initialised but is disabled

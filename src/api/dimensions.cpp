@@ -8,6 +8,8 @@
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 
+using namespace zorvane;
+
 namespace {
 
 void setDimension(ZVText value, bool (*isValid)(ZVText), void (*set)(ZVText), const char* name) noexcept {

@@ -7,6 +7,8 @@
 #include "api/receipt.h"
 #include "events/ZVEvents.h"
 
+using namespace zorvane;
+
 namespace {
 
 using Number = std::optional<double>;

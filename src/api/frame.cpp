@@ -6,6 +6,8 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 
+namespace zorvane {
+
 namespace {
 
 // Why the library isn't ready; null when it is.
@@ -35,3 +37,5 @@ void logFailedCall() noexcept {
     ZVLogger::e(0, "A call failed");
   }
 }
+
+}  // namespace zorvane

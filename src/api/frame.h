@@ -10,6 +10,8 @@
 
 #include "runtime/ZVThreading.h"
 
+namespace zorvane {
+
 // Loads the library on first use: opens the database (as a task) and makes the state record, before the caller's own
 // task is posted. False in a forked child, which must not touch its parent's database. Throws where the machine has no
 // thread or memory left.
@@ -37,3 +39,5 @@ void post(MakeTask&& makeTask) noexcept {
 // Whether the library can take what a task wants of it. Asked inside the task. The warning of a failure begins with
 // `message`, when there is one.
 bool isSdkReadyWithNeedsInitialized(bool needsInitialized, bool warn = true, ZVText message = {});
+
+}  // namespace zorvane

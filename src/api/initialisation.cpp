@@ -10,6 +10,8 @@
 #include "store/ZVStore.h"
 #include "validation/ZVValidator.h"
 
+using namespace zorvane;
+
 namespace {
 
 bool internalInitialize() {

@@ -15,6 +15,8 @@
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
 
+namespace zorvane {
+
 namespace {
 
 constinit std::atomic<bool> loaded{false};
@@ -94,3 +96,5 @@ bool enterLibrary() {
   if (!loaded.load(std::memory_order_acquire)) load();
   return true;
 }
+
+}  // namespace zorvane

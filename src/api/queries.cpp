@@ -5,6 +5,8 @@
 #include "api/frame.h"
 #include "state/ZVState.h"
 
+using namespace zorvane;
+
 namespace {
 
 // Runs a query on the caller's thread; a query that can't be run answers as if there was nothing.

@@ -2,11 +2,13 @@
 
 #include <filesystem>
 
+#include "codecs/ZVHelpers.h"
 #include "device/ZVDevice.h"
 #include "platform/Files.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
-#include "transport/ZVHelpers.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -37,3 +39,5 @@ std::optional<std::string> fetchReceipt() {
   }
   return receipt;
 }
+
+}  // namespace zorvane

@@ -4,6 +4,8 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 
+using namespace zorvane;
+
 void Zorvane::startSession() noexcept {
   call([] {
     if (ZVState::isManualSessionHandling()) ZVState::resumeSDKAndStartSession();

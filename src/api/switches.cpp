@@ -5,6 +5,8 @@
 #include "state/ZVState.h"
 #include "transport/ZVHTTPApi.h"
 
+using namespace zorvane;
+
 namespace {
 
 // A switch says of itself that it was turned, while it is on: before it goes off, after it came on.

@@ -3,6 +3,8 @@
 #include "api/frame.h"
 #include "runtime/StopWatch.h"
 
+using namespace zorvane;
+
 void Zorvane::startTimer(ZVText key) noexcept {
   call([&] { StopWatch::startTimer(key); });
 }

@@ -11,6 +11,8 @@
 
 #include "capi/guard.h"
 
+using namespace zorvane;
+
 namespace {
 
 thread_local int callbacksUnderWay = 0;  // on this thread, of either kind

@@ -5,6 +5,8 @@
 
 #include <string_view>
 
+namespace zorvane {
+
 // Called inside a catch block: the failure becomes a log line.
 void logFailure() noexcept;
 void logError(std::string_view line) noexcept;
@@ -21,3 +23,5 @@ auto guarded(Body body) noexcept -> decltype(body()) {
     return decltype(body())();
   }
 }
+
+}  // namespace zorvane

@@ -4,6 +4,8 @@
 
 #include "capi/guard.h"
 
+using namespace zorvane;
+
 namespace {
 
 template <class Value>

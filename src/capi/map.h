@@ -10,5 +10,9 @@ struct zorvane_map {
   ZVMap entries;
 };
 
+namespace zorvane {
+
 // A copy; throws when there is no memory for it.
 inline ZVMap copyOf(const zorvane_map* map) { return map != nullptr ? map->entries : ZVMap(); }
+
+}  // namespace zorvane

@@ -15,6 +15,8 @@
 
 #include "capi/guard.h"
 
+using namespace zorvane;
+
 namespace {
 
 // The structs as the first release had them; no program was built with less.

@@ -7,6 +7,8 @@
 
 #include "capi/guard.h"
 
+using namespace zorvane;
+
 struct zorvane_timer {
   std::shared_ptr<ZVTimer> timer;
 };

@@ -16,6 +16,8 @@
 #include "capi/guard.h"
 #include "capi/map.h"
 
+using namespace zorvane;
+
 namespace {
 
 using ConfigureList = void (*)(ZVTextList) noexcept;

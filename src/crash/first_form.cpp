@@ -7,12 +7,14 @@
 #include <cstdint>
 #include <utility>
 
+#include "codecs/ZVHelpers.h"
 #include "events/ZVEvents.h"
 #include "platform/CrashFile.h"
 #include "platform/Elapsed.h"
 #include "platform/Modules.h"
 #include "platform/Platform.h"
-#include "transport/ZVHelpers.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -204,3 +206,5 @@ void prepareNextFirstForm() {
   chooseId();
   remembered.thaw();
 }
+
+}  // namespace zorvane

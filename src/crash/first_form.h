@@ -24,6 +24,8 @@
 
 #include "platform/CallStack.h"
 
+namespace zorvane {
+
 inline constexpr std::string_view kFirstFormHeader = "zorvane crash 1";
 
 // Opens the file and chooses the event's id. Any thread, one at a time, while nothing crashes. False: there is no file.
@@ -47,3 +49,5 @@ void withdrawFirstForm() noexcept;  // the event is stored
 
 std::string crashId();        // of the event that is made of this crash
 void prepareNextFirstForm();  // the process goes on after all: its next crash is another one
+
+}  // namespace zorvane

@@ -61,6 +61,8 @@
 #include "state/ZVState.h"
 #include "transport/ZVHTTPApi.h"
 
+namespace zorvane {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -227,3 +229,5 @@ void ZVSignalHandler(FatalSignal signal) noexcept {
   handleCrash("ZVSignalHandler", false);
   endProcess();
 }
+
+}  // namespace zorvane

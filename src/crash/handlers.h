@@ -3,6 +3,8 @@
 
 #include "platform/Signals.h"
 
+namespace zorvane {
+
 // Reports the exception that is being handled. Returns when error reporting is switched off, and when a terminate
 // handler that the game had set before has returned.
 void ZVUncaughtExceptionHandlerCallback() noexcept;
@@ -12,3 +14,5 @@ void ZVSignalHandler(FatalSignal signal) noexcept;
 
 // Puts the terminate handler in place; one that the game has set is called after the report. Any thread.
 void takeOverTerminate() noexcept;
+
+}  // namespace zorvane

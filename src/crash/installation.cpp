@@ -25,6 +25,8 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr double kLongestWaitSeconds = 3600;

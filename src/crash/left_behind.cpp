@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "codecs/ZVHelpers.h"
 #include "crash/first_form.h"
 #include "crash/report.h"
 #include "events/ZVEvents.h"
@@ -21,8 +22,9 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -213,3 +215,5 @@ std::optional<bool> isCrashWaiting(const std::string& id) {
       ZVStore::executeQuerySyncWithSql("SELECT status FROM zv_events WHERE instr(event, ?) > 0 LIMIT 1;", {id});
   return rows ? std::optional(!rows->empty()) : std::nullopt;
 }
+
+}  // namespace zorvane

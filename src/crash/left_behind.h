@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+namespace zorvane {
+
 // Stores an event for each, with the session, the time and all the common fields of the run that crashed. Exactly once:
 // a file is held by the one start that makes its event and is removed once that is stored; the event's id shows whether
 // an earlier start stored it. To be called when events can be stored and before this process's first session, for
@@ -15,3 +17,5 @@ bool reportCrashesLeftBehind();
 
 // Whether the event with that id waits to be sent. Absent: the database didn't say.
 std::optional<bool> isCrashWaiting(const std::string& id);
+
+}  // namespace zorvane

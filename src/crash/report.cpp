@@ -9,6 +9,8 @@
 #include "platform/Platform.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::size_t kUsualLength = 4096;
@@ -49,3 +51,5 @@ std::string reportText(const CrashText& crash) {
   // What is not UTF-8, in a reason or a path, would cost the whole report.
   return std::string(prefixOfUtf16Length(withReplacementCharacters(text), kMostReportUnits));
 }
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace zorvane {
+
 inline constexpr std::size_t kMostReportUnits = 8192;
 
 // What a report says of the application. Asks the host, whose functions can't be relied upon after a crash: the first
@@ -24,3 +26,5 @@ struct CrashText {
   std::vector<std::string> frames = {};
 };
 std::string reportText(const CrashText& crash);
+
+}  // namespace zorvane

@@ -14,6 +14,8 @@
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 namespace {
 
 constinit SharedInstance<ZVDevice> shared;
@@ -267,3 +269,5 @@ std::string ZVDevice::getConnectionType() {
   if (!connectionType_ && connection != nullptr) connectionType_ = connection->name;
   return connectionType_.value_or("");
 }
+
+}  // namespace zorvane

@@ -13,6 +13,8 @@
 
 #include <zorvane/ZVPlatform.h>
 
+namespace zorvane {
+
 class ZVReachability;
 
 class ZVDevice {
@@ -73,3 +75,5 @@ class ZVDevice {
   std::optional<bool> zeroIdfa_;
   std::optional<bool> zeroIdfv_;
 };
+
+}  // namespace zorvane

@@ -9,6 +9,8 @@
 
 const char* const k_ZV_ReachabilityChangedNotification = "k_ZV_ReachabilityChangedNotification";
 
+namespace zorvane {
+
 namespace {
 
 using Source = ZVReachabilitySource;
@@ -88,3 +90,5 @@ int ZVReachability::localWiFiStatusForFlags(std::uint32_t flags) {
   constexpr std::uint32_t kBoth = Source::kReachable | Source::kIsDirect;
   return (flags & kBoth) == kBoth ? kReachableViaWiFi : kNotReachable;
 }
+
+}  // namespace zorvane

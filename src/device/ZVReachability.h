@@ -13,6 +13,8 @@
 
 #include <zorvane/ZVPlatform.h>
 
+namespace zorvane {
+
 class ZVReachability {
  public:
   // 2, a cellular path, is never produced: it counts as 1.
@@ -50,3 +52,5 @@ class ZVReachability {
   std::weak_ptr<ZVReachability> self_;
   ZVReachabilitySource::WatchId watch_ = 0;  // touched by the thread that starts and stops the notifier
 };
+
+}  // namespace zorvane

@@ -2,6 +2,8 @@
 // The codes are used inside, the strings (in strings.cpp) go to the collector.
 #pragma once
 
+namespace zorvane {
+
 enum SdkErrorCategory : int {
   kCategoryEventValidation = 1,
   kCategoryDb = 2,
@@ -97,3 +99,5 @@ enum SdkErrorParameter : int {
   kParameterImpressionData = 20,
   kParameterAdNetworkVersion = 21,  // has no string
 };
+
+}  // namespace zorvane

@@ -4,6 +4,8 @@
 
 #include "runtime/SharedInstance.h"
 
+namespace zorvane {
+
 namespace {
 constinit SharedInstance<ZVEvents> shared;
 }  // namespace
@@ -13,3 +15,5 @@ ZVEvents& ZVEvents::sharedInstance() { return shared.get(); }
 std::unique_ptr<ZVEvents> ZVEvents::setSharedInstance(std::unique_ptr<ZVEvents> instance) {
   return shared.exchange(std::move(instance));
 }
+
+}  // namespace zorvane

@@ -16,6 +16,8 @@
 
 #include "values/Counter.h"
 
+namespace zorvane {
+
 class ZVEvents {
  public:
   // Of a record's JSON. A larger one is refused when it is reported: it would take its whole batch along.
@@ -103,3 +105,5 @@ class ZVEvents {
   std::mutex timerGuard_;
   std::optional<std::uint64_t> eventQueueTimer_;  // guarded by timerGuard_
 };
+
+}  // namespace zorvane

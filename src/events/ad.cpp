@@ -5,6 +5,8 @@
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 
+namespace zorvane {
+
 namespace {
 bool isTimed(ZVAdType adType) { return adType == ZVAdType::video || adType == ZVAdType::rewardedVideo; }
 }  // namespace
@@ -31,3 +33,5 @@ void ZVEvents::addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText a
               adSdkName, adPlacement, typeName, actionName, reason ? ZVText(*reason) : ZVText(), duration);
   addEventToStoreWithEventData(event);
 }
+
+}  // namespace zorvane

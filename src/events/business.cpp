@@ -7,6 +7,8 @@
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 
+namespace zorvane {
+
 void ZVEvents::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
                                             ZVText cartType, ZVText receipt, const ZVMap& fields, bool mergeFields) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
@@ -26,3 +28,5 @@ void ZVEvents::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount
               currency, amount, itemType, itemId, cartType, receipt.present() ? ZVText("#RECEIPT#") : ZVText());
   addEventToStoreWithEventData(event, Counter{"transaction_num", std::to_string(number)});
 }
+
+}  // namespace zorvane

@@ -3,6 +3,8 @@
 #include "events/ZVEvents.h"
 #include "state/ZVState.h"
 
+namespace zorvane {
+
 namespace {
 
 // The call's fields, and what they lack of the global ones.
@@ -25,3 +27,5 @@ void addDimensionsAndFields(ZVMap& event, const ZVMap& callFields, bool mergeFie
   ZVEvents::addDimensionsToEventWithEventData(event);
   ZVEvents::addFieldsToEventWithEventData(event, chosenFields(callFields, mergeFields));
 }
+
+}  // namespace zorvane

@@ -6,6 +6,10 @@
 
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 // Adds both to `event`. Without fields of the call's own the global ones are taken; with `mergeFields` the global ones
 // fill in what the call's lack.
 void addDimensionsAndFields(ZVMap& event, const ZVMap& callFields, bool mergeFields);
+
+}  // namespace zorvane

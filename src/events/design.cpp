@@ -5,6 +5,8 @@
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 
+namespace zorvane {
+
 void ZVEvents::addDesignEventWithEventId(ZVText eventId, std::optional<double> value, const ZVMap& fields,
                                          bool mergeFields) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
@@ -17,3 +19,5 @@ void ZVEvents::addDesignEventWithEventId(ZVText eventId, std::optional<double> v
   else ZVLogger::i(0, "Add DESIGN event: {{eventId:{}, value:{}}}", eventId, ZVText());
   addEventToStoreWithEventData(event);
 }
+
+}  // namespace zorvane

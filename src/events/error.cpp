@@ -9,6 +9,8 @@
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 namespace {
 constexpr std::size_t kLoggedMessageLength = 15;
 }  // namespace
@@ -26,3 +28,5 @@ void ZVEvents::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText messag
               message.present() ? ZVText(prefixOfUtf16Length(message.view(), kLoggedMessageLength)) : message);
   addEventToStoreWithEventData(event);
 }
+
+}  // namespace zorvane

@@ -5,6 +5,8 @@
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 
+namespace zorvane {
+
 void ZVEvents::addImpressionEventWithAdNetworkName(ZVText adNetworkName, ZVText adNetworkVersion,
                                                    const ZVMap& impressionData, const ZVMap& fields, bool mergeFields) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
@@ -19,3 +21,5 @@ void ZVEvents::addImpressionEventWithAdNetworkName(ZVText adNetworkName, ZVText 
   ZVLogger::i(0, "Add IMPRESSION event: {{ad_network_name:{}, impression_data:#impressionData}}", adNetworkName);
   addEventToStoreWithEventData(event);
 }
+
+}  // namespace zorvane

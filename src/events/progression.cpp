@@ -7,6 +7,8 @@
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 
+namespace zorvane {
+
 namespace {
 
 std::string pathOf(ZVText progression01, ZVText progression02, ZVText progression03) {
@@ -52,3 +54,5 @@ void ZVEvents::addProgressionEventWithProgressionStatus(ZVProgressionStatus stat
               statusName, progression01, progression02, progression03, ZVText(textOf(score)), ZVText(textOf(attempt)));
   addEventToStoreWithEventData(event);
 }
+
+}  // namespace zorvane

@@ -1,6 +1,7 @@
 #include <string>
 #include <utility>
 
+#include "codecs/ZVHelpers.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
@@ -8,9 +9,10 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
-#include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -132,3 +134,5 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
 void ZVEvents::cleanupEvents() { ZVStore::giveAllBatchesBack(); }
 
 void ZVEvents::deleteAllEvents() {}
+
+}  // namespace zorvane

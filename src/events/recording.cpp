@@ -1,6 +1,7 @@
 #include <string>
 #include <utility>
 
+#include "codecs/ZVHelpers.h"
 #include "crash/first_form.h"
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
@@ -8,8 +9,9 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -103,3 +105,5 @@ void ZVEvents::addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields) {
 void ZVEvents::updateSessionTime() {
   if (const auto snapshot = snapshotOf(ZVState::getEventAnnotations())) ZVStore::keepSnapshot(*snapshot);
 }
+
+}  // namespace zorvane

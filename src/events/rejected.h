@@ -7,5 +7,9 @@
 
 #include "validation/ValidationResult.h"
 
+namespace zorvane {
+
 // Reports a refusal to the collector. False: there was none.
 bool reportRejected(const std::optional<ValidationResult>& refusal);
+
+}  // namespace zorvane

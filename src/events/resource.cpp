@@ -6,6 +6,8 @@
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 void ZVEvents::addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, std::optional<double> amount,
                                             ZVText itemType, ZVText itemId, const ZVMap& fields, bool mergeFields) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
@@ -22,3 +24,5 @@ void ZVEvents::addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText 
               itemType, itemId);
   addEventToStoreWithEventData(event);
 }
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::size_t kMaxReasonLength = 256;
@@ -51,3 +53,5 @@ void ZVEvents::sendSdkErrorEventWithCategory(int category, int area, int action,
                                              ZVText secretKey) {
   sendSdkErrorEventWithCategory(category, area, action, 0, reason, gameKey, secretKey);
 }
+
+}  // namespace zorvane

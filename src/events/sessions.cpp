@@ -4,13 +4,15 @@
 #include <optional>
 #include <string>
 
+#include "codecs/ZVHelpers.h"
 #include "events/ZVEvents.h"
 #include "events/custom_fields.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -89,3 +91,5 @@ void ZVEvents::fixMissingSessionEndEvents() {
   for (const ZVStore::OpenSession& session : sessions)
     if (const auto end = missingEnd(session)) addEventToStoreWithEventData(*end);
 }
+
+}  // namespace zorvane

@@ -3,6 +3,8 @@
 
 #include "events/ZVEvents.h"
 
+namespace zorvane {
+
 // The strings that go to the collector, each table in the order of its codes, which begin with 1.
 namespace {
 
@@ -121,3 +123,5 @@ std::optional<std::string_view> ZVEvents::sdkErrorActionString(int action) {
 std::optional<std::string_view> ZVEvents::sdkErrorParameterString(int parameter) {
   return stringOf(kSdkErrorParameters, parameter);
 }
+
+}  // namespace zorvane

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+namespace zorvane {
+
 // What an address lies in; null where the modules do not tell.
 struct FramePlace {
   const char* module = nullptr;  // its file
@@ -38,3 +40,5 @@ std::string describeFrame(const void* frame, const FramePlace& place, const void
 
 // The name that a symbol has in its source; the symbol itself when it is no C++ name.
 std::string demangled(const char* symbol);
+
+}  // namespace zorvane

@@ -5,5 +5,9 @@
 
 #include <string_view>
 
+namespace zorvane {
+
 // The three texts make one line; nothing in them is interpreted.
 void writeConsoleLine(std::string_view text, std::string_view more = {}, std::string_view rest = {}) noexcept;
+
+}  // namespace zorvane

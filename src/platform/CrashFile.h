@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+namespace zorvane {
+
 // Opens the file. Once is enough; more does no harm. False: there is none, for the directory can't be written or all
 // names are taken. Any thread, one at a time.
 bool prepareCrashFile(const std::string& directory);
@@ -28,3 +30,5 @@ class LeftCrashFile {
 };
 // Those with something in them; empty ones are removed on the way. A file is held from here on.
 std::vector<std::unique_ptr<LeftCrashFile>> crashFilesLeftIn(const std::string& directory);
+
+}  // namespace zorvane

@@ -1,6 +1,8 @@
 // How a process ends that can't be trusted any more: at once, or when its deadline has passed.
 #pragma once
 
+namespace zorvane {
+
 // Makes the thread that keeps the deadline. Once is enough; more does no harm. Any thread; throws where the machine
 // has no thread left.
 void prepareDeadline();
@@ -11,3 +13,5 @@ void startDeadline() noexcept;
 
 // Ends the process with status 1 and without clean-up. Any thread, in a signal handler too.
 [[noreturn]] void endProcess() noexcept;
+
+}  // namespace zorvane

@@ -7,6 +7,8 @@
 
 #include <zorvane/ZVPlatform.h>
 
+namespace zorvane {
+
 ZVApplicationFacts defaultApplicationFacts();  // the program's own name as its identifier
 ZVDeviceFacts defaultDeviceFacts();
 std::string defaultDataDirectory(const std::string& applicationIdentifier);  // not made yet
@@ -32,3 +34,5 @@ struct URLSessionOptions {
 };
 // A session of its own; all of them are driven by the one transport thread.
 std::shared_ptr<ZVURLSession> makeCurlURLSession(const URLSessionOptions& options);
+
+}  // namespace zorvane

@@ -3,5 +3,9 @@
 
 #include <cstdint>
 
+namespace zorvane {
+
 // Whole seconds. Any thread, in a signal handler too.
 std::int64_t secondsSinceBoot() noexcept;
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+namespace zorvane {
+
 class FolderLock {
  public:
   explicit FolderLock(const std::string& folder);
@@ -29,3 +31,5 @@ class FolderLock {
 
   const int folder_;  // descriptor, -1 when there is none
 };
+
+}  // namespace zorvane

@@ -11,6 +11,8 @@
 #include "platform/Defaults.h"
 #include "platform/Thread.h"
 
+namespace zorvane {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -138,6 +140,10 @@ class OwnThreadMainLoop final : public ZVMainLoop {
 }  // namespace
 
 std::shared_ptr<ZVMainLoop> makeOwnThreadMainLoop() { return std::make_shared<OwnThreadMainLoop>(); }
+
+}  // namespace zorvane
+
+using namespace zorvane;
 
 struct ZVPumpedMainLoop::State {
   const std::thread::id mainThread = std::this_thread::get_id();

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace zorvane {
+
 // A stretch of memory that shows a piece of a file.
 struct ModuleMapping {
   std::uintptr_t begin = 0;
@@ -21,3 +23,5 @@ void visitModules(ModuleVisitor visit, void* context) noexcept;
 
 // When the file was written, in nanoseconds; 0 where there is none any more. Another time is another build.
 std::int64_t moduleWrittenAt(const char* path) noexcept;
+
+}  // namespace zorvane

@@ -20,6 +20,7 @@ ZVURLSession::~ZVURLSession() = default;
 ZVReachabilitySource::~ZVReachabilitySource() = default;
 ZVRemoteConfigsDelegate::~ZVRemoteConfigsDelegate() = default;
 
+namespace zorvane {
 namespace {
 
 struct Slot {
@@ -85,7 +86,7 @@ void postApplicationState(std::string_view name) noexcept {
 }  // namespace
 
 const ZVPlatform& platform() {
-  Slot& slot = ::slot();
+  Slot& slot = zorvane::slot();
   if (const ZVPlatform* inForce = slot.inForce.load(std::memory_order_acquire)) return *inForce;
   const std::scoped_lock lock(slot.mutex);
   if (!slot.filled) slot.putInForce(withDefaults(slot.chosen));
@@ -107,9 +108,13 @@ void replacePlatform(ZVPlatform replacement) {
 
 bool isPlatformInForce() noexcept { return slot().inForce.load(std::memory_order_acquire) != nullptr; }
 
+}  // namespace zorvane
+
+using namespace zorvane;
+
 bool ZVPlatform::install(ZVPlatform platform) noexcept {
   try {
-    Slot& slot = ::slot();
+    Slot& slot = zorvane::slot();
     const std::scoped_lock lock(slot.mutex);
     if (!slot.filled) {
       slot.chosen = std::move(platform);

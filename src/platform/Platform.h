@@ -10,6 +10,8 @@
 
 #include <zorvane/ZVPlatform.h>
 
+namespace zorvane {
+
 // Posted when the host tells that the application left the foreground or comes back to it; no object, no user info.
 inline constexpr std::string_view kDidEnterBackgroundNotification = "UIApplicationDidEnterBackgroundNotification";
 inline constexpr std::string_view kWillEnterForegroundNotification = "UIApplicationWillEnterForegroundNotification";
@@ -25,3 +27,5 @@ void replacePlatform(ZVPlatform replacement);
 
 // True once the platform is in force: too late to install another.
 bool isPlatformInForce() noexcept;
+
+}  // namespace zorvane

@@ -3,6 +3,8 @@
 // Thread: any.
 #pragma once
 
+namespace zorvane {
+
 // From now on inForkedChild() is true in every child that is forked off. Once is enough; more does no harm.
 void watchForForks() noexcept;
 
@@ -15,3 +17,5 @@ void callAtTheVeryEnd(void (*last)()) noexcept;
 // Keeps the cryptography library in place until the process is gone. By default it takes itself apart at exit, under
 // the hands of the threads that still send. Counts only before the first use of that library.
 void keepCryptographyAtExit() noexcept;
+
+}  // namespace zorvane

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace zorvane {
+
 struct FatalSignal {
   int number;
   // The instruction that raised it runs again when the handler returns, and raises it again.
@@ -20,3 +22,5 @@ void leaveToTheSystem(FatalSignal signal) noexcept;
 
 // The calling thread takes the faults of its own and no other signal, the one included that is being handled.
 void takeFaultsOnly() noexcept;
+
+}  // namespace zorvane

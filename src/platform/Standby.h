@@ -2,6 +2,8 @@
 // can still do what the thread that crashed can't, whose heap may be locked by itself.
 #pragma once
 
+namespace zorvane {
+
 // Makes the thread. Once is enough; more does no harm. Any thread; throws where the machine has no thread left.
 void prepareStandby();
 
@@ -9,3 +11,5 @@ void prepareStandby();
 void runOnStandby(void (*task)() noexcept) noexcept;
 
 bool onStandby() noexcept;
+
+}  // namespace zorvane

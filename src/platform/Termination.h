@@ -6,6 +6,8 @@
 #include <span>
 #include <string_view>
 
+namespace zorvane {
+
 // False for the handler that the runtime begins with.
 bool wasSetBySomebody(std::terminate_handler handler) noexcept;
 
@@ -15,3 +17,5 @@ const char* uncaughtExceptionType() noexcept;
 
 // what() of a standard exception, cut to `room`. Runs code of the game's.
 std::optional<std::string_view> uncaughtExceptionReason(std::span<char> room);
+
+}  // namespace zorvane

@@ -6,5 +6,9 @@
 #include <string>
 #include <thread>
 
+namespace zorvane {
+
 // `name`: at most 15 bytes, shown by debuggers.
 std::thread startThread(std::string name, std::function<void()> body);
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 #include <memory>
 #include <mutex>
 
+namespace zorvane {
+
 template <class T>
 class SharedInstance {
  public:
@@ -34,3 +36,5 @@ class SharedInstance {
   std::atomic<T*> instance_{nullptr};
   std::mutex guard_;
 };
+
+}  // namespace zorvane

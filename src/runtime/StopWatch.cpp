@@ -4,6 +4,8 @@
 #include "runtime/ZVLogger.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr double kMillisecondsPerSecond = 1000;
@@ -72,3 +74,5 @@ void StopWatch::updateTotalTime() {
   totalTime += read - startTimestamp;
   startTimestamp = read;
 }
+
+}  // namespace zorvane

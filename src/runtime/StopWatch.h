@@ -11,6 +11,8 @@
 
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 class StopWatch {
  public:
   using Timers = std::map<std::string, StopWatch, std::less<>>;
@@ -32,3 +34,5 @@ class StopWatch {
   std::int64_t startTimestamp = 0;  // milliseconds since 1970; counts while running
   std::int64_t totalTime = 0;       // milliseconds
 };
+
+}  // namespace zorvane

@@ -7,6 +7,8 @@
 #include "platform/Thread.h"
 #include "runtime/ZVLogger.h"
 
+namespace zorvane {
+
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -130,3 +132,5 @@ void TaskQueue::sleepUntilWoken() {
   if (isEmpty()) asleep_.wait(1, std::memory_order_seq_cst);
   asleep_.store(0, std::memory_order_seq_cst);
 }
+
+}  // namespace zorvane

@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+namespace zorvane {
+
 class TaskQueue {
  public:
   explicit TaskQueue(std::string label);
@@ -72,3 +74,5 @@ class TaskQueue {
   std::vector<std::shared_ptr<Drain>> drains_;  // the worker's: those who wait until nothing is left
   std::thread worker_;
 };
+
+}  // namespace zorvane

@@ -10,6 +10,8 @@
 
 const char* const k_ZV_LoggerMessageNotification = "k_ZV_LoggerMessageNotification";
 
+namespace zorvane {
+
 namespace {
 
 constinit SharedInstance<ZVLogger> shared;
@@ -98,3 +100,5 @@ void ZVLogger::log(Level level, int domain, fmt::string_view format, fmt::format
     writeConsoleLine("ZVLogger :", row.name, " failed: called with invalid format.");
   }
 }
+
+}  // namespace zorvane

@@ -14,6 +14,8 @@
 #include <fmt/format.h>
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 class ZVLogger {
  public:
   enum class Level { error, warning, info, verbose, debug };
@@ -63,6 +65,8 @@ class ZVLogger {
  private:
   static void log(Level level, int domain, fmt::string_view format, fmt::format_args args) noexcept;
 };
+
+}  // namespace zorvane
 
 // Absent text prints as "(null)".
 template <>

@@ -8,6 +8,8 @@
 #include "runtime/SharedInstance.h"
 #include "runtime/ZVLogger.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::string_view kQueueLabel = "zorvaneQueue";
@@ -77,3 +79,5 @@ bool ZVThreading::isZVThread() {
   if (!onQueue) ZVLogger::d(0, "Not on ZVThread");
   return onQueue;
 }
+
+}  // namespace zorvane

@@ -12,6 +12,8 @@
 
 #include "runtime/TaskQueue.h"
 
+namespace zorvane {
+
 class ZVThreading {
  public:
   ZVThreading();
@@ -36,3 +38,5 @@ class ZVThreading {
  private:
   std::atomic<bool> mainThreadIsLeaving_{false};
 };
+
+}  // namespace zorvane

@@ -9,6 +9,8 @@
 #include "runtime/SharedInstance.h"
 #include "runtime/ZVLogger.h"
 
+namespace zorvane {
+
 namespace {
 constinit SharedInstance<ZVState> shared;
 }  // namespace
@@ -45,3 +47,5 @@ void ZVState::headingToForeground() {
   ZVLogger::i(0, "Status change: headingToForeground. Will try to resume SDK and start a new session.");
   resume();
 }
+
+}  // namespace zorvane

@@ -19,6 +19,8 @@
 #include <zorvane/ZVRemoteConfigsDelegate.h>
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 class ZVState {
  public:
   using TextList = ZVTextList;
@@ -201,3 +203,5 @@ class ZVState {
   std::uint64_t backgroundObserver_ = 0;
   std::uint64_t foregroundObserver_ = 0;
 };
+
+}  // namespace zorvane

@@ -3,13 +3,15 @@
 
 #include <fmt/format.h>
 
+#include "codecs/ZVHelpers.h"
 #include "device/ZVDevice.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
 #include "state/ZVState.h"
-#include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -117,3 +119,5 @@ std::int32_t ZVState::calculateServerTimeOffset(double serverTimestamp) {
   if (!(offset > Limits::min())) return Limits::min();
   return offset < Limits::max() ? static_cast<std::int32_t>(offset) : Limits::max();
 }
+
+}  // namespace zorvane

@@ -3,10 +3,12 @@
 
 #include <fmt/format.h>
 
+#include "codecs/ZVHelpers.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -84,3 +86,5 @@ void ZVState::setGlobalCustomEventFields(const ZVMap& fields) {
 }
 
 const ZVMap& ZVState::getGlobalCustomEventFields() { return sharedInstance().currentGlobalCustomEventFields; }
+
+}  // namespace zorvane

@@ -3,11 +3,13 @@
 
 #include <fmt/ranges.h>
 
+#include "codecs/ZVHelpers.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -95,3 +97,5 @@ bool ZVState::hasAvailableResourceCurrency(ZVText currency) {
 bool ZVState::hasAvailableResourceItemType(ZVText itemType) {
   return holds(sharedInstance().availableResourceItemTypes, itemType);
 }
+
+}  // namespace zorvane

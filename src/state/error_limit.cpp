@@ -5,6 +5,8 @@
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 
+namespace zorvane {
+
 namespace {
 constexpr int kMaxPerType = 10;
 constexpr double kPeriodSeconds = 3600;
@@ -56,3 +58,5 @@ void ZVState::addErrorEvent(const std::string& type, ZVErrorSeverity severity, Z
     ZVEvents::addErrorEventWithSeverity(severity, message, {}, false, true);
   });
 }
+
+}  // namespace zorvane

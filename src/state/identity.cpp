@@ -1,10 +1,12 @@
+#include "codecs/ZVHelpers.h"
 #include "device/ZVDevice.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -68,3 +70,5 @@ void ZVState::updateLastUsedIdentifier(ZVText identifier) {
   defaults.setString(kLastUsedIdentifierKey, identifier.view());
   defaults.synchronize();
 }
+
+}  // namespace zorvane

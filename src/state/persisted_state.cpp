@@ -4,12 +4,14 @@
 #include <thread>
 #include <utility>
 
+#include "codecs/ZVHelpers.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -176,3 +178,5 @@ bool ZVState::ensurePersistedStates() {
                "transaction_num");
   return true;
 }
+
+}  // namespace zorvane

@@ -2,6 +2,8 @@
 #include "store/ZVStore.h"
 #include "values/Counter.h"
 
+namespace zorvane {
+
 void ZVState::incrementProgressionTries(const std::string& progressionId) {
   if (isTVos()) return;
   std::int64_t& tries = sharedInstance().progressionTries[progressionId];
@@ -21,3 +23,5 @@ void ZVState::clearProgressionTries(const std::string& progressionId) {
   sharedInstance().progressionTries.erase(progressionId);
   ZVStore::clearStoredProgressionTriesForProgressionId(progressionId);
 }
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 #include "values/Fields.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::int64_t kAlways = std::numeric_limits<std::int32_t>::min();
@@ -115,3 +117,5 @@ std::optional<std::string> ZVState::getABTestingVariantId() {
   const std::scoped_lock lock(state.answersGuard);
   return state.abVariantId;
 }
+
+}  // namespace zorvane

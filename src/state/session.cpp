@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "codecs/ZVHelpers.h"
 #include "device/ZVDevice.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
@@ -14,8 +15,9 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -216,3 +218,5 @@ std::optional<ZVMap> ZVState::getItunesInformation() {
   ZVLogger::d(0, "Itunes Search failed. Might be offline.");
   return std::nullopt;
 }
+
+}  // namespace zorvane

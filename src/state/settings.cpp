@@ -5,6 +5,8 @@
 #include "state/ZVState.h"
 #include "values/Counter.h"
 
+namespace zorvane {
+
 namespace {
 constexpr std::string_view kSdkName = "ios";
 constexpr std::string_view kSdkVersion = "4.6.7";
@@ -76,3 +78,5 @@ bool ZVState::hasConnection() {
 
 void ZVState::incrementSessionNum() { sharedInstance().sessionNum = successor(getSessionNum()); }
 void ZVState::incrementTransactionNum() { sharedInstance().transactionNum = successor(getTransactionNum()); }
+
+}  // namespace zorvane

@@ -13,6 +13,8 @@
 #include "store/Connection.h"
 #include "store/Tables.h"
 
+namespace zorvane {
+
 namespace {
 
 using Kind = Condition::Kind;
@@ -126,3 +128,5 @@ Condition conditionOfDatabase() {
     if (Condition condition = makeAndRead(table); condition.kind != Kind::good) return condition;
   return write();
 }
+
+}  // namespace zorvane

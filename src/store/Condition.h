@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace zorvane {
+
 struct Condition {
   enum class Kind : std::uint8_t {
     good,
@@ -21,3 +23,5 @@ struct Condition {
 
 // Checks the whole file within a bound, makes what tables are missing and tries to use each.
 Condition conditionOfDatabase();
+
+}  // namespace zorvane

@@ -12,6 +12,8 @@
 #include "state/ZVState.h"
 #include "store/Reserve.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr int kNotReported = 0;
@@ -130,3 +132,5 @@ bool Connection::fail(std::string_view step, int action) {
                                             ZVState::getGameSecret());
   return false;
 }
+
+}  // namespace zorvane

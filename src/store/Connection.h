@@ -11,6 +11,8 @@
 
 #include "store/ZVStore.h"
 
+namespace zorvane {
+
 class Connection {
  public:
   Connection();
@@ -61,3 +63,5 @@ class Connection {
   int failure_ = 0;          // SQLite's code of what failed last
   std::string failureText_;
 };
+
+}  // namespace zorvane

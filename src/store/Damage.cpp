@@ -13,8 +13,10 @@
 
 #include <fmt/format.h>
 
+#include "codecs/ZVHelpers.h"
 #include "store/Tables.h"
-#include "transport/ZVHelpers.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -187,3 +189,5 @@ std::optional<std::size_t> replaceDamaged(const std::string& database) {
   removeWithLog(fresh);
   return std::nullopt;
 }
+
+}  // namespace zorvane

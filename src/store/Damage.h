@@ -7,9 +7,13 @@
 #include <optional>
 #include <string>
 
+namespace zorvane {
+
 // Where a damaged database is kept; the next one takes its place.
 std::string damagedPath(const std::string& database);
 
 // Keeps the file under another name and puts a new one in its place, with every row that could be read. Their number;
 // absent when that failed: then nothing was moved.
 std::optional<std::size_t> replaceDamaged(const std::string& database);
+
+}  // namespace zorvane

@@ -7,6 +7,8 @@
 
 #include "platform/Allocation.h"
 
+namespace zorvane {
+
 namespace {
 
 // What a log of the usual size can add to the database, and what marking the largest record adds to the log.
@@ -52,3 +54,5 @@ bool lendReserve(const std::string& database) {
 }
 
 void restoreReserve(const std::string& database) { makeOf(database, 1); }
+
+}  // namespace zorvane

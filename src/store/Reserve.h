@@ -7,6 +7,8 @@
 
 #include <string>
 
+namespace zorvane {
+
 std::string reservePath(const std::string& database);
 
 // Nothing when it is there whole. Otherwise out of what the disk can spare.
@@ -16,3 +18,5 @@ void makeReserve(const std::string& database);
 bool lendReserve(const std::string& database);
 // Nothing when it is there whole. Otherwise as much of it as there is room for: what waits goes before new events.
 void restoreReserve(const std::string& database);
+
+}  // namespace zorvane

@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+namespace zorvane {
+
 struct Table {
   std::string_view name;
   std::string_view columns;
@@ -33,3 +35,5 @@ inline constexpr auto kTables = std::to_array<Table>({
 
 // Small pages keep what one event writes small: its transaction rewrites a handful of them.
 inline constexpr const char* kPageSize = "PRAGMA page_size = 1024";
+
+}  // namespace zorvane

@@ -9,6 +9,8 @@
 #include "runtime/SharedInstance.h"
 #include "state/ZVState.h"
 
+namespace zorvane {
+
 namespace {
 
 constinit SharedInstance<ZVStore> shared;
@@ -47,3 +49,5 @@ std::string ZVStore::Row::textOf(std::string_view column) const {
   const std::string* text = find(column);
   return text != nullptr ? *text : std::string();
 }
+
+}  // namespace zorvane

@@ -17,8 +17,11 @@
 
 #include "values/Counter.h"
 
-class FolderLock;
 struct sqlite3;
+
+namespace zorvane {
+
+class FolderLock;
 
 class ZVStore {
  public:
@@ -125,3 +128,5 @@ class ZVStore {
   std::int64_t maxDbSizeBytesBeforeTrim;
   std::int64_t maxDbSizeBytes;
 };
+
+}  // namespace zorvane

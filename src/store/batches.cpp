@@ -10,6 +10,8 @@
 #include "store/Reserve.h"
 #include "values/Text.h"
 
+namespace zorvane {
+
 namespace {
 
 // Timestamps compare as they are stored, whatever that is: rows are named by their number alone, which holds for the
@@ -132,3 +134,5 @@ void ZVStore::giveBatchBack(const std::string& requestId) {
 void ZVStore::removeBatch(const std::string& requestId) { change("DELETE FROM zv_events", "status = ?", {requestId}); }
 
 void ZVStore::giveAllBatchesBack() { change("UPDATE zv_events SET status = 'new'", "status != 'new'"); }
+
+}  // namespace zorvane

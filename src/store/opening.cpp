@@ -19,6 +19,8 @@
 #include "store/Tables.h"
 #include "store/ZVStore.h"
 
+namespace zorvane {
+
 namespace {
 
 // A small checkpoint interval keeps the file's size, by which events are refused, close to what the database holds. In
@@ -186,3 +188,5 @@ void ZVStore::giveRoomBack() {
 }
 
 bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }
+
+}  // namespace zorvane

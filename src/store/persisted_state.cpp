@@ -3,6 +3,8 @@
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 
+namespace zorvane {
+
 namespace {
 
 // The television keeps its state in the user defaults, for its database doesn't outlive the process.
@@ -57,3 +59,5 @@ void ZVStore::clearStoredProgressionTriesForProgressionId(ZVText progressionId) 
   }
   executeQuerySyncWithSql("DELETE FROM zv_progression WHERE progression = ?;", {std::string(progressionId.view())});
 }
+
+}  // namespace zorvane

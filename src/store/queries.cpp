@@ -8,6 +8,8 @@
 #include "runtime/ZVThreading.h"
 #include "store/Connection.h"
 
+namespace zorvane {
+
 namespace {
 
 // By its first word, in any case.
@@ -51,3 +53,5 @@ void ZVStore::executeQueryWithSql(std::string sql, Parameters parameters, Callba
         else callback(std::nullopt, sqlite3_errmsg(getDatabase()));
       });
 }
+
+}  // namespace zorvane

@@ -5,6 +5,8 @@
 #include "state/ZVState.h"
 #include "store/Connection.h"
 
+namespace zorvane {
+
 namespace {
 
 bool insert(Connection& connection, const ZVStore::Event& event) {
@@ -99,3 +101,5 @@ std::vector<ZVStore::OpenSession> ZVStore::sessionsWithoutEnd(const std::string&
       "AND session_id NOT IN (SELECT session_id FROM zv_events WHERE category = 'session_end');");
   return sessions;
 }
+
+}  // namespace zorvane

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "codecs/ZVHelpers.h"
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
@@ -14,8 +15,9 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "transport/ZVHTTPSessionDataTask.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -64,7 +66,7 @@ constexpr auto kInitFields = std::to_array<InitField>({
 // Some lines quote whole bodies; what only they need is not made while they are off.
 bool isDebugLogged() { return ZVLogger::isEnabled(ZVLogger::Level::debug, 0); }
 
-std::string describe(const std::optional<ZVValue>& value) { return describe(value.value_or(nullptr)); }
+std::string describe(const std::optional<ZVValue>& value) { return zorvane::describe(value.value_or(nullptr)); }
 
 ZVText header(const ZVURLRequest& request, std::string_view name) {
   for (const auto& [key, value] : request.headers)
@@ -315,3 +317,5 @@ std::string ZVHTTPApi::getBaseUrl() const {
 std::string ZVHTTPApi::eventsUrl(std::string_view gameKey) const {
   return fmt::format("{}/{}/{}", getBaseUrl(), gameKey, eventsUrlPath);
 }
+
+}  // namespace zorvane

@@ -17,6 +17,8 @@
 #include <zorvane/ZVPlatform.h>
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 enum class ZVHTTPApiResponse : int {
   NoResponse = 0,
   BadResponse = 1,
@@ -96,3 +98,5 @@ class ZVHTTPApi {
   std::shared_ptr<ZVURLSession> session_;
   std::atomic<bool> givingUp_{false};
 };
+
+}  // namespace zorvane

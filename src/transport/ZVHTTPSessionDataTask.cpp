@@ -3,6 +3,8 @@
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr int kSystem = 1;  // the log's domain for the library's inner life
@@ -101,3 +103,5 @@ void ZVHTTPSessionDataTask::fail(const std::optional<ZVURLError>& error, const s
   }
   if (callback) callback(error, response);
 }
+
+}  // namespace zorvane

@@ -12,6 +12,8 @@
 
 #include <zorvane/ZVPlatform.h>
 
+namespace zorvane {
+
 class ZVHTTPSessionDataTask : public std::enable_shared_from_this<ZVHTTPSessionDataTask> {
  public:
   using OnSuccess = std::function<void(const std::string& body, const ZVURLResponse& response)>;
@@ -41,3 +43,5 @@ class ZVHTTPSessionDataTask : public std::enable_shared_from_this<ZVHTTPSessionD
   OnFailure onFailure_;                      // guarded by guard_
   OnProgress onProgress_;                    // guarded by guard_
 };
+
+}  // namespace zorvane

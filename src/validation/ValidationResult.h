@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace zorvane {
+
 struct ValidationResult {
   int category = 0;
   int area = 0;
@@ -11,3 +13,5 @@ struct ValidationResult {
   int parameter = 0;  // 0: none
   std::optional<std::string> reason;
 };
+
+}  // namespace zorvane

@@ -15,6 +15,8 @@
 
 #include "validation/ValidationResult.h"
 
+namespace zorvane {
+
 class ZVValidator {
  public:
   using TextList = ZVTextList;
@@ -77,3 +79,5 @@ class ZVValidator {
                                                                                   const ZVMap& impressionData);
   static bool validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, int category, int area, int action);
 };
+
+}  // namespace zorvane

@@ -1,8 +1,10 @@
+#include "codecs/ZVHelpers.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
-#include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -144,3 +146,5 @@ bool ZVValidator::validateDimension02(ZVText value) {
 bool ZVValidator::validateDimension03(ZVText value) {
   return value.empty() || ZVState::hasAvailableCustomDimensions03(value);
 }
+
+}  // namespace zorvane

@@ -4,13 +4,15 @@
 #include <string>
 #include <string_view>
 
+#include "codecs/ZVHelpers.h"
 #include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
-#include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -303,3 +305,5 @@ bool ZVValidator::validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSe
   }
   return true;
 }
+
+}  // namespace zorvane

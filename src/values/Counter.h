@@ -6,6 +6,8 @@
 #include <limits>
 #include <string>
 
+namespace zorvane {
+
 struct Counter {
   std::string key;    // of the persisted state
   std::string value;  // in decimal
@@ -15,3 +17,5 @@ struct Counter {
 constexpr std::int64_t successor(std::int64_t number) noexcept {
   return number < std::numeric_limits<std::int64_t>::max() ? number + 1 : number;
 }
+
+}  // namespace zorvane

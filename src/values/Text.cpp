@@ -9,6 +9,8 @@
 #include <limits>
 #include <utility>
 
+namespace zorvane {
+
 namespace {
 
 constexpr double kWholeDoublesEnd = 9007199254740992.0;  // 2^53: from here on doubles skip whole numbers
@@ -201,3 +203,5 @@ bool booleanReading(std::string_view text) noexcept {
   rest = withoutLeading(rest, "0");
   return !rest.empty() && std::string_view("YyTt123456789").find(rest.front()) != std::string_view::npos;
 }
+
+}  // namespace zorvane

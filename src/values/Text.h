@@ -10,6 +10,8 @@
 
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 bool isValidUtf8(std::string_view text) noexcept;
 // Absent when the text is not valid UTF-8.
 std::optional<std::size_t> utf16Length(std::string_view text) noexcept;
@@ -31,3 +33,5 @@ double doubleReading(const ZVValue& value);  // fractions as they are, anything 
 std::int64_t integerOfText(std::string_view text) noexcept;
 // "yes", "true" and leading digits other than 0 read as true, in any case.
 bool booleanReading(std::string_view text) noexcept;
+
+}  // namespace zorvane

@@ -9,6 +9,8 @@
 
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::ElementsAre;

@@ -10,6 +10,8 @@
 #include "support/Sqlite.h"
 #include "support/TemporaryFolder.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr double kBound = 6;

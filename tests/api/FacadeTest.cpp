@@ -8,6 +8,8 @@
 #include "state/ZVState.h"
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::SizeIs;

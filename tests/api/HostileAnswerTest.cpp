@@ -7,6 +7,8 @@
 #include "state/ZVState.h"
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 // Starts a session that gets `answer` for its init call.

@@ -10,6 +10,8 @@
 
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::IsEmpty;

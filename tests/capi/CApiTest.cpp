@@ -23,6 +23,8 @@
 #include "state/ZVState.h"
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::SizeIs;

@@ -21,6 +21,7 @@
 #include <thread>
 #include <vector>
 
+#include "codecs/ZVHelpers.h"
 #include "collector/Json.h"
 #include "collector/Server.h"
 #include "collector/Signature.h"
@@ -28,7 +29,8 @@
 #include "support/ChildProcess.h"
 #include "support/Sqlite.h"
 #include "support/TemporaryFolder.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace collector {
 namespace {

@@ -20,6 +20,8 @@
 #include "state/ZVState.h"
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 using collector::ParsedJson;

@@ -10,6 +10,8 @@
 #include "crash/DyingGame.h"
 #include "values/Text.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::AllOf;

@@ -17,11 +17,13 @@
 
 #include <zorvane/Zorvane.h>
 
+#include "codecs/ZVHelpers.h"
 #include "crash/DyingGame.h"
 #include "crash/first_form.h"
 #include "platform/Modules.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+using namespace zorvane;
 
 namespace {
 

@@ -30,6 +30,8 @@
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
 
+using namespace zorvane;
+
 // That a crash is handled by what is not safe in a signal handler is meant; telling it takes seconds each time.
 extern "C" const char* __tsan_default_options() { return "report_signal_unsafe=0"; }
 

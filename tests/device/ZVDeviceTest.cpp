@@ -10,6 +10,8 @@
 #include "state/ZVState.h"
 #include "support/TestPlatform.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr const char* kIdentifier = "6D92078A-8246-4BA4-AE5B-76104861E7DC";

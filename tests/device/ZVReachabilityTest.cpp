@@ -6,6 +6,8 @@
 
 #include "support/TestPlatform.h"
 
+using namespace zorvane;
+
 namespace {
 
 using Source = ZVReachabilitySource;

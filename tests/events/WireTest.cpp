@@ -4,9 +4,11 @@
 
 #include <zorvane/Zorvane.h>
 
+#include "codecs/ZVHelpers.h"
 #include "events/ZVEvents.h"
 #include "support/Game.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

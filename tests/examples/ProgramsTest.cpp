@@ -8,6 +8,8 @@
 #include "system/Processes.h"
 #include "values/Text.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::AllOf;

@@ -6,6 +6,8 @@
 
 #include "platform/Defaults.h"
 
+using namespace zorvane;
+
 TEST(BackgroundTasks, KeepAnExitWaitingUntilTheLastHasEnded) {
   const auto tasks = makeExitDelayingBackgroundTasks();
   const auto first = tasks->begin([] { FAIL(); });

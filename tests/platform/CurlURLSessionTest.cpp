@@ -11,6 +11,8 @@
 #include "platform/Defaults.h"
 #include "support/LoopbackServer.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::HasSubstr;

@@ -13,6 +13,8 @@
 #include "platform/linux/FileDescriptor.h"
 #include "support/TemporaryFolder.h"
 
+using namespace zorvane;
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -11,6 +11,8 @@
 #include "platform/linux/FileDescriptor.h"
 #include "support/TestPlatform.h"
 
+using namespace zorvane;
+
 namespace {
 
 using namespace std::string_literals;

@@ -9,6 +9,8 @@
 
 #include "platform/Defaults.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(10);

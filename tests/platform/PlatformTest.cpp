@@ -8,6 +8,8 @@
 #include "platform/Defaults.h"
 #include "support/TemporaryFolder.h"
 
+using namespace zorvane;
+
 TEST(Platform, TakesTheLastInstalledUntilItIsInForceAndFillsTheRest) {
   const TemporaryFolder folder;
   ZVPlatform given;

@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+using namespace zorvane;
+
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(20);

@@ -7,6 +7,8 @@
 
 #include "support/TestPlatform.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(20);

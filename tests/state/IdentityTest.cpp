@@ -8,6 +8,8 @@
 #include "state/ZVState.h"
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr const char* kIdfa = "AAAAAAAA-0000-4000-8000-000000000001";

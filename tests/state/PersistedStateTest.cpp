@@ -8,6 +8,8 @@
 #include "store/ZVStore.h"
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 std::string stateOf(Game& game, const std::string& key) {

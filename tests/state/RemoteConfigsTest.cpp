@@ -5,9 +5,11 @@
 
 #include <memory>
 
+#include "codecs/ZVHelpers.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

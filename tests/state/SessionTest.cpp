@@ -3,10 +3,12 @@
 
 #include <zorvane/Zorvane.h>
 
+#include "codecs/ZVHelpers.h"
 #include "events/ZVEvents.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

@@ -14,6 +14,8 @@
 #include "support/Game.h"
 #include "support/Sqlite.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::HasSubstr;

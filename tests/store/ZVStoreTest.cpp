@@ -9,6 +9,8 @@
 #include "store/ZVStore.h"
 #include "support/Game.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::IsEmpty;

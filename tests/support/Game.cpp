@@ -6,13 +6,15 @@
 
 #include <zorvane/Zorvane.h>
 
+#include "codecs/ZVHelpers.h"
 #include "device/ZVDevice.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 #include "transport/ZVHTTPApi.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+using namespace zorvane;
 
 using std::chrono::milliseconds;
 

@@ -32,7 +32,7 @@ class Game {
   // The process ends without a word and starts again on the same files: memory is gone, what was stored is not.
   void restart();
 
-  ZVStore::Rows query(const std::string& sql);
+  zorvane::ZVStore::Rows query(const std::string& sql);
   // The stored events of a category, oldest first.
   std::vector<ZVMap> stored(std::string_view category);
   // The events of one events request, or of all of them.

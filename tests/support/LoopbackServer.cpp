@@ -15,6 +15,8 @@
 #include "support/Certificate.h"
 #include "support/TemporaryFolder.h"
 
+using namespace zorvane;
+
 namespace {
 
 // The server would inflate a compressed body; under another name the header is none of its business.

@@ -7,6 +7,8 @@
 #include "runtime/ZVLogger.h"
 #include "support/LoopbackServer.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr auto kLookAgain = std::chrono::milliseconds(5);

@@ -14,6 +14,8 @@
 #include "system/Processes.h"
 #include "values/Text.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::Each;

@@ -4,7 +4,9 @@
 
 #include <stdexcept>
 
-#include "transport/ZVHelpers.h"
+#include "codecs/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 constexpr const char* kKey = "0123456789abcdef0123456789ABCDEF";

@@ -1,4 +1,4 @@
-#include "transport/json_numbers.h"
+#include "codecs/json_numbers.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,9 @@
 #include <limits>
 #include <string>
 
-#include "transport/ZVHelpers.h"
+#include "codecs/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

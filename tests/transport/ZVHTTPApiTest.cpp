@@ -6,10 +6,12 @@
 #include <atomic>
 #include <thread>
 
+#include "codecs/ZVHelpers.h"
 #include "state/ZVState.h"
 #include "support/LoopbackServer.h"
 #include "support/TestPlatform.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

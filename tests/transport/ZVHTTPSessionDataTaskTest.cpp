@@ -9,6 +9,8 @@
 
 #include "support/TestPlatform.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::ElementsAre;

@@ -1,4 +1,4 @@
-#include "transport/ZVHelpers.h"
+#include "codecs/ZVHelpers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,6 +7,8 @@
 #include <limits>
 #include <thread>
 #include <vector>
+
+using namespace zorvane;
 
 namespace {
 

@@ -7,6 +7,8 @@
 #include "support/TestPlatform.h"
 #include "validation/ZVValidator.h"
 
+using namespace zorvane;
+
 namespace {
 
 using testing::ElementsAre;

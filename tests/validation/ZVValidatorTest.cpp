@@ -7,6 +7,8 @@
 
 #include "support/TestPlatform.h"
 
+using namespace zorvane;
+
 namespace {
 
 using namespace std::string_literals;

@@ -12,6 +12,8 @@
 #include "events/ZVEvents.h"
 #include "runtime/ZVThreading.h"
 
+using namespace zorvane;
+
 namespace {
 
 using Arguments = ZVValue::Array;

@@ -5,7 +5,9 @@
 
 #include <fmt/format.h>
 
-#include "transport/ZVHelpers.h"
+#include "codecs/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

@@ -13,6 +13,8 @@
 #include "zorvane-play/Options.h"
 #include "zorvane-play/Recording.h"
 
+using namespace zorvane;
+
 namespace {
 
 constexpr int kUnusable = 2;

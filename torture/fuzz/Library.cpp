@@ -21,6 +21,8 @@
 #include "store/ZVStore.h"
 #include "transport/ZVHTTPApi.h"
 
+using namespace zorvane;
+
 namespace fuzz {
 
 namespace {

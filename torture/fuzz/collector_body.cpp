@@ -6,9 +6,11 @@
 #include <string>
 
 #include "Fuzz.h"
+#include "codecs/ZVHelpers.h"
 #include "collector/Collector.h"
 #include "collector/Signature.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

@@ -6,8 +6,10 @@
 #include <string>
 
 #include "Fuzz.h"
+#include "codecs/ZVHelpers.h"
 #include "collector/Inflate.h"
-#include "transport/ZVHelpers.h"
+
+using namespace zorvane;
 
 namespace {
 

@@ -5,6 +5,8 @@
 #include "Library.h"
 #include "state/ZVState.h"
 
+using namespace zorvane;
+
 using fuzz::Library;
 
 namespace {

@@ -9,9 +9,11 @@
 #include <vector>
 
 #include "Fuzz.h"
+#include "codecs/ZVHelpers.h"
 #include "collector/Json.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+using namespace zorvane;
 
 namespace {
 

@@ -8,13 +8,15 @@
 #include <string>
 
 #include "Fuzz.h"
+#include "codecs/ZVHelpers.h"
 #include "collector/Json.h"
 #include "collector/RecordRules.h"
 #include "collector/Text.h"
 #include "state/ZVState.h"
-#include "transport/ZVHelpers.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
+
+using namespace zorvane;
 
 namespace {
 

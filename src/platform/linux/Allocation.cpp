@@ -5,6 +5,8 @@
 
 #include "platform/linux/FileDescriptor.h"
 
+namespace zorvane {
+
 bool allocateFile(const std::string& path, std::int64_t bytes) noexcept {
   const FileDescriptor file(
       open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
@@ -13,3 +15,5 @@ bool allocateFile(const std::string& path, std::int64_t bytes) noexcept {
   unlink(path.c_str());
   return false;
 }
+
+}  // namespace zorvane

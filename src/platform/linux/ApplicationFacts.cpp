@@ -3,6 +3,8 @@
 
 #include "platform/Defaults.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::string_view kReplaced = " (deleted)";  // what the kernel adds once an update has replaced the file
@@ -18,3 +20,5 @@ ZVApplicationFacts defaultApplicationFacts() {
   if (!name.empty()) facts.bundleIdentifier = std::move(name);
   return facts;
 }
+
+}  // namespace zorvane

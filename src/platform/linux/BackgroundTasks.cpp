@@ -8,6 +8,8 @@
 #include "platform/Console.h"
 #include "platform/Defaults.h"
 
+namespace zorvane {
+
 namespace {
 
 class ExitDelayingBackgroundTasks final : public ZVBackgroundTasks {
@@ -59,3 +61,5 @@ class ExitDelayingBackgroundTasks final : public ZVBackgroundTasks {
 std::shared_ptr<ZVBackgroundTasks> makeExitDelayingBackgroundTasks() {
   return std::make_shared<ExitDelayingBackgroundTasks>();
 }
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
+namespace zorvane {
+
 void prepareCallStack() noexcept {
   void* frame = nullptr;
   backtrace(&frame, 1);
@@ -41,3 +43,5 @@ std::string demangled(const char* symbol) {
                                                          &std::free);
   return name ? name.get() : symbol;
 }
+
+}  // namespace zorvane

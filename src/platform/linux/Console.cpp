@@ -10,6 +10,8 @@
 #include <array>
 #include <cstdio>
 
+namespace zorvane {
+
 namespace {
 
 // "2026-05-04 12:30:11.123 game[417:419] ", in the manner of the platforms' system logs.
@@ -61,3 +63,5 @@ void writeConsoleLine(std::string_view text, std::string_view more, std::string_
   // A log that can't be written has nobody left to tell.
   [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
 }
+
+}  // namespace zorvane

@@ -14,6 +14,8 @@
 
 #include "platform/linux/FileDescriptor.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr int kMostFiles = 8;
@@ -143,3 +145,5 @@ std::vector<std::unique_ptr<LeftCrashFile>> crashFilesLeftIn(const std::string& 
   }
   return left;
 }
+
+}  // namespace zorvane

@@ -17,6 +17,8 @@
 #include "platform/Defaults.h"
 #include "platform/Thread.h"
 
+namespace zorvane {
+
 namespace {
 
 // Far above what a collector says of the largest batch, far below what its parsed form could cost the game.
@@ -342,3 +344,5 @@ class CurlURLSession final : public ZVURLSession {
 std::shared_ptr<ZVURLSession> makeCurlURLSession(const URLSessionOptions& options) {
   return std::make_shared<CurlURLSession>(options);
 }
+
+}  // namespace zorvane

@@ -9,6 +9,8 @@
 
 #include "platform/Defaults.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::size_t kMaxEntryBytes = std::size_t{1} << 20;
@@ -60,3 +62,5 @@ void makeDirectories(const std::string& path) {
     mkdir(path.substr(0, end).c_str(), S_IRWXU);
   }
 }
+
+}  // namespace zorvane

@@ -6,6 +6,8 @@
 
 #include "platform/Thread.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr time_t kSeconds = 5;
@@ -37,3 +39,5 @@ void prepareDeadline() {
 void startDeadline() noexcept { sem_post(&started); }
 
 void endProcess() noexcept { _exit(1); }
+
+}  // namespace zorvane

@@ -2,6 +2,8 @@
 
 #include "platform/Defaults.h"
 
+namespace zorvane {
+
 ZVDeviceFacts defaultDeviceFacts() {
   ZVDeviceFacts facts;
   utsname system{};
@@ -11,3 +13,5 @@ ZVDeviceFacts defaultDeviceFacts() {
   }
   return facts;
 }
+
+}  // namespace zorvane

@@ -5,6 +5,8 @@
 
 #include <array>
 
+namespace zorvane {
+
 inline sigset_t allButFaults() noexcept {
   sigset_t signals;
   sigfillset(&signals);
@@ -12,3 +14,5 @@ inline sigset_t allButFaults() noexcept {
     sigdelset(&signals, fault);
   return signals;
 }
+
+}  // namespace zorvane

@@ -7,6 +7,8 @@
 
 #include <utility>
 
+namespace zorvane {
+
 class FileDescriptor {
  public:
   explicit FileDescriptor(int descriptor = -1) noexcept : descriptor_(descriptor) {}
@@ -26,3 +28,5 @@ class FileDescriptor {
  private:
   int descriptor_;
 };
+
+}  // namespace zorvane

@@ -21,6 +21,8 @@
 #include "platform/Files.h"
 #include "platform/linux/FileDescriptor.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::string_view kHeader = "zorvane user defaults 1 ";
@@ -225,3 +227,5 @@ class FileUserDefaults final : public ZVUserDefaults {
 std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(std::function<std::string()> locate) {
   return std::make_shared<FileUserDefaults>(std::move(locate));
 }
+
+}  // namespace zorvane

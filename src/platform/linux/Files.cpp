@@ -9,6 +9,8 @@
 
 #include "platform/linux/FileDescriptor.h"
 
+namespace zorvane {
+
 namespace {
 
 bool isRegular(int file) {
@@ -32,3 +34,5 @@ std::optional<std::string> readRegularFile(const std::string& path, std::size_t 
     if (content.size() > mostBytes) return std::nullopt;  // whatever its size was said to be
   }
 }
+
+}  // namespace zorvane

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <thread>
 
+namespace zorvane {
+
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -51,3 +53,5 @@ FolderLock::Outcome FolderLock::take(int kind, milliseconds limit) {
   }
   return Outcome::held;
 }
+
+}  // namespace zorvane

@@ -19,6 +19,8 @@
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/Network.h"
 
+namespace zorvane {
+
 namespace {
 
 using Source = ZVReachabilitySource;
@@ -230,3 +232,5 @@ class KernelReachability final : public ZVReachabilitySource {
 std::shared_ptr<ZVReachabilitySource> makeKernelReachability(std::shared_ptr<ZVMainLoop> mainLoop) {
   return std::make_shared<KernelReachability>(std::move(mainLoop));
 }
+
+}  // namespace zorvane

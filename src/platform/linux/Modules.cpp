@@ -13,6 +13,8 @@
 
 #include "platform/linux/FileDescriptor.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr int kFieldsBeforePath = 5;
@@ -109,3 +111,5 @@ std::int64_t moduleWrittenAt(const char* path) noexcept {
   if (stat(path, &file) != 0) return 0;
   return file.st_mtim.tv_sec * kNanosecondsPerSecond + file.st_mtim.tv_nsec;
 }
+
+}  // namespace zorvane

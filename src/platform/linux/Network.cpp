@@ -11,6 +11,8 @@
 
 #include "platform/linux/FileDescriptor.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr timeval kAnswerLimit{.tv_sec = 1, .tv_usec = 0};
@@ -162,3 +164,5 @@ std::optional<Network> readNetwork() {
   question.list(RTM_GETROUTE, AF_INET6, route);  // a kernel without IPv6 refuses, and that is an answer
   return std::move(reading.network);
 }
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 #include <optional>
 #include <vector>
 
+namespace zorvane {
+
 using IPv4 = std::array<std::uint8_t, 4>;
 
 struct Network {
@@ -29,3 +31,5 @@ struct Network {
 
 // Absent when the kernel can't be asked.
 std::optional<Network> readNetwork();
+
+}  // namespace zorvane

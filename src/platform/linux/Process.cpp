@@ -5,6 +5,8 @@
 
 #include <atomic>
 
+namespace zorvane {
+
 namespace {
 
 constinit std::atomic<bool> forked{false};
@@ -26,3 +28,5 @@ bool inForkedChild() noexcept { return forked.load(std::memory_order_relaxed); }
 void callAtTheVeryEnd(void (*last)()) noexcept { veryLast.store(last); }
 
 void keepCryptographyAtExit() noexcept { OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr); }
+
+}  // namespace zorvane

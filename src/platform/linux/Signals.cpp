@@ -11,6 +11,8 @@
 
 #include "platform/linux/FaultSignals.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::array kFatal{SIGQUIT, SIGILL, SIGTRAP, SIGABRT, SIGFPE,  SIGBUS,
@@ -68,3 +70,5 @@ void takeFaultsOnly() noexcept {
   const sigset_t others = allButFaults();
   pthread_sigmask(SIG_SETMASK, &others, nullptr);
 }
+
+}  // namespace zorvane

@@ -8,6 +8,8 @@
 
 #include "platform/Thread.h"
 
+namespace zorvane {
+
 namespace {
 
 constexpr std::size_t kFirstTaste = 4096;  // bytes
@@ -52,3 +54,5 @@ void runOnStandby(void (*task)() noexcept) noexcept {
 }
 
 bool onStandby() noexcept { return pthread_equal(standby, pthread_self()) != 0; }
+
+}  // namespace zorvane

@@ -5,6 +5,8 @@
 #include "platform/Defaults.h"
 #include "platform/Elapsed.h"
 
+namespace zorvane {
+
 namespace {
 
 class SystemClock final : public ZVClock {
@@ -23,3 +25,5 @@ std::int64_t secondsSinceBoot() noexcept {
   clock_gettime(CLOCK_BOOTTIME, &now);
   return now.tv_sec;
 }
+
+}  // namespace zorvane

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <typeinfo>
 
+namespace zorvane {
+
 bool wasSetBySomebody(std::terminate_handler handler) noexcept {
   return handler != nullptr && handler != __gnu_cxx::__verbose_terminate_handler && handler != std::abort;
 }
@@ -25,3 +27,5 @@ std::optional<std::string_view> uncaughtExceptionReason(std::span<char> room) {
     return std::nullopt;
   }
 }
+
+}  // namespace zorvane

@@ -7,6 +7,8 @@
 
 #include "platform/linux/FaultSignals.h"
 
+namespace zorvane {
+
 namespace {
 
 // Holds back from the calling thread, and from those that it makes, every signal but the faults of a thread's own.
@@ -33,3 +35,5 @@ std::thread startThread(std::string name, std::function<void()> body) {
     body();
   });
 }
+
+}  // namespace zorvane

@@ -9,9 +9,13 @@
 
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 struct JsonNumber {
   std::size_t length;  // characters
   ZVValue value;       // whole numbers within 64 bits as such, all others as the nearest double
 };
 // The number that `text` begins with. Absent when there is none, or one that no double comes near.
 std::optional<JsonNumber> readJsonNumber(std::string_view text);
+
+}  // namespace zorvane

@@ -5,13 +5,12 @@
 #include <utility>
 #include <vector>
 
-#include <rapidjson/memorystream.h>
-#include <rapidjson/reader.h>
-#include <rapidjson/writer.h>
-
-#include "transport/ZVHelpers.h"
-#include "transport/json_numbers.h"
+#include "codecs/ZVHelpers.h"
+#include "codecs/json_numbers.h"
+#include "codecs/rapidjson.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -266,3 +265,5 @@ std::optional<ZVValue> ZVHelpers::dictionaryWithJsonString(ZVText json, std::siz
 std::optional<ZVValue> ZVHelpers::dictionaryWithJsonData(const std::optional<std::string>& json) {
   return json ? parsed(*json, kMaxAnswerValues, kMaxDepth) : std::nullopt;
 }
+
+}  // namespace zorvane

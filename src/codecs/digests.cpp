@@ -9,9 +9,11 @@
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
 
+#include "codecs/ZVHelpers.h"
 #include "runtime/ZVLogger.h"
-#include "transport/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -157,3 +159,5 @@ std::optional<std::string> ZVHelpers::encryptString(ZVText plainText, ZVText key
   const auto bytes = encrypted(plainText.view(), keyBytes, vector);
   return bytes ? std::optional(base64forData(*bytes)) : std::nullopt;
 }
+
+}  // namespace zorvane

@@ -2,7 +2,9 @@
 #include <locale>
 #include <vector>
 
-#include "transport/ZVHelpers.h"
+#include "codecs/ZVHelpers.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -54,3 +56,5 @@ std::string ZVHelpers::querystringWithDictionary(const ZVMap& dictionary) {
   }
   return query;
 }
+
+}  // namespace zorvane

@@ -4,7 +4,9 @@
 
 #include <zlib.h>
 
-#include "transport/ZVHelpers.h"
+#include "codecs/ZVHelpers.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -77,3 +79,5 @@ std::optional<std::string> ZVHelpers::gzipDeflateWithData(std::string_view data)
   output.resize(stream.total_out);
   return output;
 }
+
+}  // namespace zorvane

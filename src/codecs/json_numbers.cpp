@@ -1,10 +1,12 @@
-#include "transport/json_numbers.h"
+#include "codecs/json_numbers.h"
 
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <system_error>
+
+namespace zorvane {
 
 namespace {
 
@@ -111,3 +113,5 @@ std::optional<JsonNumber> readJsonNumber(std::string_view text) {
   const auto number = doubleOf(text.substr(0, parts->length), *parts);
   return number ? std::optional(JsonNumber{parts->length, *number}) : std::nullopt;
 }
+
+}  // namespace zorvane

@@ -10,6 +10,8 @@
 
 #include <zorvane/ZVTypes.h>
 
+namespace zorvane {
+
 class ZVHelpers {
  public:
   static std::string generateUUID();       // random, canonical, lower case
@@ -48,3 +50,5 @@ class ZVHelpers {
 
   static bool isStringNullOrEmptyWithString(ZVText text) { return text.empty(); }
 };
+
+}  // namespace zorvane

@@ -5,8 +5,10 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
-#include "transport/ZVHelpers.h"
+#include "codecs/ZVHelpers.h"
 #include "values/Text.h"
+
+namespace zorvane {
 
 namespace {
 
@@ -81,3 +83,5 @@ bool ZVHelpers::stringMatchWithString(ZVText text, std::string_view pattern) {
   const Pattern compiled = patternCache().get(pattern);
   return compiled && matches(*compiled, text.view());
 }
+
+}  // namespace zorvane
