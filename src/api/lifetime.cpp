@@ -6,8 +6,10 @@
 #include <mutex>
 
 #include "api/frame.h"
+#include "events/ZVEvents.h"
 #include "platform/Platform.h"
 #include "platform/Process.h"
+#include "runtime/SdkErrorReporter.h"
 #include "runtime/TaskQueue.h"
 #include "runtime/ZVLogger.h"
 #include "runtime/ZVThreading.h"
@@ -65,6 +67,7 @@ void comeUp() {
   watchForForks();
   keepCryptographyAtExit();
   platform();  // in force from here on: what a host installs later comes too late
+  setSdkErrorReporter(ZVEvents::reportSdkErrorAsEvent);
   ZVThreading::performTaskOnZVThreadWithBlock([] {
     if (!ZVStore::ensureDatabase(false)) ZVLogger::w(0, "Could not ensure/validate local event database");
   });

@@ -15,6 +15,7 @@
 #include <zorvane/ZVTypes.h>
 
 #include "values/Counter.h"
+#include "values/SdkError.h"
 
 namespace zorvane {
 
@@ -71,10 +72,14 @@ class ZVEvents {
                                                   const ZVMap& impressionData, const ZVMap& fields, bool mergeFields);
 
   // SDK error events, sent at once and alone: sdk_errors.cpp.
-  static void sendSdkErrorEventWithCategory(int category, int area, int action, int parameter, ZVText reason,
-                                            ZVText gameKey, ZVText secretKey);
-  static void sendSdkErrorEventWithCategory(int category, int area, int action, ZVText reason, ZVText gameKey,
+  static void sendSdkErrorEventWithCategory(SdkErrorCategory category, SdkErrorArea area, SdkErrorAction action,
+                                            SdkErrorParameter parameter, ZVText reason, ZVText gameKey,
                                             ZVText secretKey);
+  static void sendSdkErrorEventWithCategory(SdkErrorCategory category, SdkErrorArea area, SdkErrorAction action,
+                                            ZVText reason, ZVText gameKey, ZVText secretKey);
+
+  // What reportSdkError() comes to, with the keys in force.
+  static void reportSdkErrorAsEvent(const SdkError& error);
 
   // Strings of the enumerations; absent for a code outside the table: strings.cpp.
   static std::optional<std::string_view> progressionStatusString(ZVProgressionStatus status);
@@ -83,10 +88,10 @@ class ZVEvents {
   static std::optional<std::string_view> adActionString(ZVAdAction action);
   static std::optional<std::string_view> adTypeString(ZVAdType adType);
   static std::optional<std::string_view> adErrorReasonString(ZVAdError reason);
-  static std::optional<std::string_view> sdkErrorCategoryString(int category);
-  static std::optional<std::string_view> sdkErrorAreaString(int area);
-  static std::optional<std::string_view> sdkErrorActionString(int action);
-  static std::optional<std::string_view> sdkErrorParameterString(int parameter);
+  static std::optional<std::string_view> sdkErrorCategoryString(SdkErrorCategory category);
+  static std::optional<std::string_view> sdkErrorAreaString(SdkErrorArea area);
+  static std::optional<std::string_view> sdkErrorActionString(SdkErrorAction action);
+  static std::optional<std::string_view> sdkErrorParameterString(SdkErrorParameter parameter);
 
   const std::string categorySessionStart = "user";
   const std::string categorySessionEnd = "session_end";

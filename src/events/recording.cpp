@@ -3,9 +3,9 @@
 
 #include "codecs/ZVHelpers.h"
 #include "crash/first_form.h"
-#include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "events/custom_fields.h"
+#include "runtime/SdkErrorReporter.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
@@ -37,8 +37,7 @@ bool mayStore(const ZVMap& eventData) {
   }
   if (ZVStore::isDbTooLargeForEvents() && !isStoredAtAnySize(eventData)) {
     ZVLogger::w(0, "Database too large. Event has been blocked.");
-    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaAddEventsToStore, kActionDbTooLarge, "",
-                                            ZVState::getGameKey(), ZVState::getGameSecret());
+    reportSdkError({SdkErrorCategory::db, SdkErrorArea::addEventsToStore, SdkErrorAction::dbTooLarge});
     return false;
   }
   return true;

@@ -1,14 +1,12 @@
 #include "events/rejected.h"
 
-#include "events/ZVEvents.h"
-#include "state/ZVState.h"
+#include "runtime/SdkErrorReporter.h"
 
 namespace zorvane {
 
 bool reportRejected(const std::optional<ValidationResult>& refusal) {
   if (!refusal) return false;
-  ZVEvents::sendSdkErrorEventWithCategory(refusal->category, refusal->area, refusal->action, refusal->parameter,
-                                          refusal->reason, ZVState::getGameKey(), ZVState::getGameSecret());
+  reportSdkError(*refusal);
   return true;
 }
 

@@ -19,8 +19,8 @@ std::string_view sendableReason(ZVText reason) {
   return isValidUtf8(reason.view()) ? prefixOfUtf16Length(reason.view(), kMaxReasonLength) : std::string_view();
 }
 
-ZVMap sdkErrorEvent(std::string_view category, std::string_view area, std::string_view action, int parameter,
-                    ZVText reason) {
+ZVMap sdkErrorEvent(std::string_view category, std::string_view area, std::string_view action,
+                    SdkErrorParameter parameter, ZVText reason) {
   ZVMap event = ZVState::getSdkErrorEventAnnotations();
   event.set("error_category", category);
   event.set("error_area", area);
@@ -32,8 +32,9 @@ ZVMap sdkErrorEvent(std::string_view category, std::string_view area, std::strin
 
 }  // namespace
 
-void ZVEvents::sendSdkErrorEventWithCategory(int category, int area, int action, int parameter, ZVText reason,
-                                             ZVText gameKey, ZVText secretKey) {
+void ZVEvents::sendSdkErrorEventWithCategory(SdkErrorCategory category, SdkErrorArea area, SdkErrorAction action,
+                                             SdkErrorParameter parameter, ZVText reason, ZVText gameKey,
+                                             ZVText secretKey) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
   if (!ZVValidator::validateSdkErrorEventWithGameKey(gameKey, secretKey, category, area, action)) return;
   const std::string_view categoryName = *sdkErrorCategoryString(category);
@@ -49,9 +50,14 @@ void ZVEvents::sendSdkErrorEventWithCategory(int category, int area, int action,
                                                             ZVState::getGameSecret());
 }
 
-void ZVEvents::sendSdkErrorEventWithCategory(int category, int area, int action, ZVText reason, ZVText gameKey,
-                                             ZVText secretKey) {
-  sendSdkErrorEventWithCategory(category, area, action, 0, reason, gameKey, secretKey);
+void ZVEvents::sendSdkErrorEventWithCategory(SdkErrorCategory category, SdkErrorArea area, SdkErrorAction action,
+                                             ZVText reason, ZVText gameKey, ZVText secretKey) {
+  sendSdkErrorEventWithCategory(category, area, action, SdkErrorParameter::none, reason, gameKey, secretKey);
+}
+
+void ZVEvents::reportSdkErrorAsEvent(const SdkError& error) {
+  sendSdkErrorEventWithCategory(error.category, error.area, error.action, error.parameter, error.reason,
+                                ZVState::getGameKey(), ZVState::getGameSecret());
 }
 
 }  // namespace zorvane

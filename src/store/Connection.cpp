@@ -5,8 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "events/SdkError.h"
-#include "events/ZVEvents.h"
+#include "runtime/SdkErrorReporter.h"
 #include "runtime/ZVLogger.h"
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
@@ -15,8 +14,6 @@
 namespace zorvane {
 
 namespace {
-
-constexpr int kNotReported = 0;
 
 struct Finalizer {
   void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
@@ -78,23 +75,24 @@ std::optional<ZVStore::Rows> Connection::run(const std::string& sql, const ZVSto
   const int prepared = sqlite3_prepare_v2(database_, sql.c_str(), -1, &handle, nullptr);
   Statement statement(handle);
   if (prepared != SQLITE_OK) {
-    fail("PREPARE", kActionSqlPrepare);
+    fail("PREPARE", SdkErrorAction::sqlPrepare);
     return std::nullopt;
   }
   bind(statement.get(), parameters);
   ZVStore::Rows rows = readRows(statement.get());
   if (sqlite3_finalize(statement.release()) == SQLITE_OK) return rows;
-  fail("FINALIZE", kNotReported);
+  fail("FINALIZE", std::nullopt);
   return std::nullopt;
 }
 
 bool Connection::begin(Begin how) {
-  return execute(database_, how == Begin::immediate ? "BEGIN IMMEDIATE;" : "BEGIN;") || fail("BEGIN", kActionSqlBegin);
+  return execute(database_, how == Begin::immediate ? "BEGIN IMMEDIATE;" : "BEGIN;") ||
+         fail("BEGIN", SdkErrorAction::sqlBegin);
 }
 
 bool Connection::commit() {
   if (execute(database_, "COMMIT")) return true;
-  fail("COMMIT", kActionSqlCommit);
+  fail("COMMIT", SdkErrorAction::sqlCommit);
   const int cause = failure_;
   rollBack();  // a transaction left open would refuse every later one
   failure_ = cause;
@@ -102,7 +100,7 @@ bool Connection::commit() {
 }
 
 void Connection::rollBack() {
-  if (isTransactionOpen(database_) && !execute(database_, "ROLLBACK")) fail("ROLLBACK", kActionSqlRollback);
+  if (isTransactionOpen(database_) && !execute(database_, "ROLLBACK")) fail("ROLLBACK", SdkErrorAction::sqlRollback);
 }
 
 bool Connection::failedOfLock() const { return (failure_ & 0xFF) == SQLITE_BUSY; }
@@ -123,13 +121,13 @@ bool Connection::foldLogBack(Reserve reserve) {
   return folded || fold();
 }
 
-bool Connection::fail(std::string_view step, int action) {
+bool Connection::fail(std::string_view step, std::optional<SdkErrorAction> action) {
   failure_ = sqlite3_errcode(database_);
   failureText_ = sqlite3_errmsg(database_);
   ZVLogger::d(0, "SQLITE3 {} ERROR: {}", step, failureText_);
-  if (action != kNotReported)
-    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, action, failureText_, ZVState::getGameKey(),
-                                            ZVState::getGameSecret());
+  if (action)
+    reportSdkError(
+        {.category = SdkErrorCategory::db, .area = SdkErrorArea::sql, .action = *action, .reason = failureText_});
   return false;
 }
 

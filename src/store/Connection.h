@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "store/ZVStore.h"
+#include "values/SdkError.h"
 
 namespace zorvane {
 
@@ -56,7 +57,8 @@ class Connection {
   bool commit();
   void rollBack();
   bool foldLogBack(Reserve reserve);
-  bool fail(std::string_view step, int action);
+  // With `action` the collector hears of it, too.
+  bool fail(std::string_view step, std::optional<SdkErrorAction> action);
 
   const bool mayQuery_;
   sqlite3* const database_;  // null where queries may not run

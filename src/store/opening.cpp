@@ -8,9 +8,8 @@
 #include <system_error>
 #include <utility>
 
-#include "events/SdkError.h"
-#include "events/ZVEvents.h"
 #include "platform/FolderLock.h"
+#include "runtime/SdkErrorReporter.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/Condition.h"
@@ -32,6 +31,13 @@ constexpr auto kSettings = std::to_array<const char*>({
 constexpr int kBusyMilliseconds = 3000;  // another process of the same game may be writing
 constexpr auto kLockLimit = std::chrono::milliseconds(kBusyMilliseconds);
 
+void reportTrouble(std::string reason) {
+  reportSdkError({.category = SdkErrorCategory::db,
+                  .area = SdkErrorArea::sql,
+                  .action = SdkErrorAction::dbOpenOrCreate,
+                  .reason = std::move(reason)});
+}
+
 bool open(ZVStore& store) {
   const bool inMemory = ZVState::isTVos();  // there the path is a URI, which only these flags make SQLite read
   sqlite3* handle = nullptr;
@@ -45,9 +51,7 @@ bool open(ZVStore& store) {
     return true;
   }
   ZVLogger::d(0, "Could not open database: {}", store.dbPath);
-  ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, kActionDbOpenOrCreate,
-                                          "openDatabaseResult: " + std::to_string(result), ZVState::getGameKey(),
-                                          ZVState::getGameSecret());
+  reportTrouble("openDatabaseResult: " + std::to_string(result));
   return false;
 }
 
@@ -166,9 +170,7 @@ std::int64_t ZVStore::getDbSize() {
 // At the opening there are no keys yet, without which nothing can be reported.
 void ZVStore::reportDamage() {
   if (const auto reason = std::exchange(sharedInstance().damage, std::nullopt))
-    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, kActionDbOpenOrCreate,
-                                            "The event database was damaged: " + *reason, ZVState::getGameKey(),
-                                            ZVState::getGameSecret());
+    reportTrouble("The event database was damaged: " + *reason);
 }
 
 // Vacuuming alone writes the smaller database into the log and leaves the file at its size, by which events are refused

@@ -8,9 +8,8 @@
 #include <fmt/format.h>
 
 #include "codecs/ZVHelpers.h"
-#include "events/SdkError.h"
-#include "events/ZVEvents.h"
 #include "platform/Platform.h"
+#include "runtime/SdkErrorReporter.h"
 #include "runtime/SharedInstance.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
@@ -76,9 +75,10 @@ ZVText header(const ZVURLRequest& request, std::string_view name) {
 
 void reportUndecodable(SdkErrorArea area, const std::optional<std::string>& body) {
   const std::string_view beginning = body ? std::string_view(*body).substr(0, kMaxReportedBytes) : "";
-  ZVEvents::sendSdkErrorEventWithCategory(kCategoryHttp, area, kActionFailHttpJsonDecode,
-                                          withReplacementCharacters(beginning), ZVState::getGameKey(),
-                                          ZVState::getGameSecret());
+  reportSdkError({.category = SdkErrorCategory::http,
+                  .area = area,
+                  .action = SdkErrorAction::failHttpJsonDecode,
+                  .reason = withReplacementCharacters(beginning)});
 }
 
 bool mayBeKept(std::size_t bytes) {
@@ -142,7 +142,7 @@ ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHa
   }
   if (!content) {
     ZVLogger::d(0, "Failed Init Call. Json decoding failed");
-    reportUndecodable(kAreaInitHttp, answer.body);
+    reportUndecodable(SdkErrorArea::initHttp, answer.body);
     return {Kind::JsonDecodeFailed, std::nullopt};
   }
   if (kind == Kind::BadRequest) {
@@ -176,7 +176,7 @@ ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const ZVValue& events) {
   }
   auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
   if (!content) {
-    reportUndecodable(kAreaEventsHttp, answer.body);
+    reportUndecodable(SdkErrorArea::eventsHttp, answer.body);
     return {Kind::JsonDecodeFailed, std::nullopt};
   }
   if (kind == Kind::BadRequest && isDebugLogged())

@@ -77,7 +77,8 @@ class ZVValidator {
   static std::optional<ValidationResult> validateImpressionEventWithAdNetworkName(ZVText adNetworkName,
                                                                                   ZVText adNetworkVersion,
                                                                                   const ZVMap& impressionData);
-  static bool validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, int category, int area, int action);
+  static bool validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, SdkErrorCategory category,
+                                               SdkErrorArea area, SdkErrorAction action);
 };
 
 }  // namespace zorvane

@@ -5,11 +5,11 @@
 #include <string_view>
 
 #include "codecs/ZVHelpers.h"
-#include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/SdkError.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -48,99 +48,101 @@ bool isPartLong(ZVText text) { return ZVValidator::validateEventPartLength(text,
 // An event part: its length, then its characters.
 constexpr std::array<TextCheck, 2> part(SdkErrorParameter parameter, std::string_view wrongLength,
                                         std::string_view wrongCharacters) {
-  return {{{isPartLong, kActionInvalidEventPartLength, parameter, wrongLength},
-           {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, parameter, wrongCharacters}}};
+  return {{{isPartLong, SdkErrorAction::invalidEventPartLength, parameter, wrongLength},
+           {ZVValidator::validateEventPartCharacters, SdkErrorAction::invalidEventPartCharacters, parameter,
+            wrongCharacters}}};
 }
 
 constexpr auto kBusinessCurrency = std::to_array<TextCheck>({
-    {ZVValidator::validateCurrency, kActionInvalidCurrency, kParameterCurrency,
+    {ZVValidator::validateCurrency, SdkErrorAction::invalidCurrency, SdkErrorParameter::currency,
      "Validation fail - business event - currency: Cannot be (null) and need to be A-Z, 3 characters and in the "
      "standard at iso.org. Failed currency: {}"},
 });
 constexpr auto kCartType = std::to_array<TextCheck>({
-    {isShortOrEmpty, kActionInvalidShortString, kParameterCartType,
+    {isShortOrEmpty, SdkErrorAction::invalidShortString, SdkErrorParameter::cartType,
      "Validation fail - business event - cartType. Cannot be null, empty or above 32 length. String: {}"},
 });
 constexpr auto kBusinessItemType = part(
-    kParameterItemType,
+    SdkErrorParameter::itemType,
     "Validation fail - business event - itemType: Cannot be (null), empty or above 64 characters. String: {}",
     "Validation fail - business event - itemType: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: "
     "{}");
 constexpr auto kBusinessItemId = part(
-    kParameterItemId,
+    SdkErrorParameter::itemId,
     "Validation fail - business event - itemId. Cannot be (null), empty or above 64 characters. String: {}",
     "Validation fail - business event - itemId: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: {}");
 
 constexpr auto kResourceCurrency = std::to_array<TextCheck>({
-    {isPresent, kActionStringEmptyOrNull, kParameterCurrency,
+    {isPresent, SdkErrorAction::stringEmptyOrNull, SdkErrorParameter::currency,
      "Validation fail - resource event - currency: Cannot be (null)"},
-    {ZVState::hasAvailableResourceCurrency, kActionNotFoundInAvailableCurrencies, kParameterCurrency,
+    {ZVState::hasAvailableResourceCurrency, SdkErrorAction::notFoundInAvailableCurrencies, SdkErrorParameter::currency,
      "Validation fail - resource event - currency: Not found in list of pre-defined available resource currencies. "
      "String: {}"},
 });
 constexpr auto kResourceItemType = std::to_array<TextCheck>({
-    {isPresent, kActionStringEmptyOrNull, kParameterItemType,
+    {isPresent, SdkErrorAction::stringEmptyOrNull, SdkErrorParameter::itemType,
      "Validation fail - resource event - itemType: Cannot be (null)"},
-    {isPartLong, kActionInvalidEventPartLength, kParameterItemType,
+    {isPartLong, SdkErrorAction::invalidEventPartLength, SdkErrorParameter::itemType,
      "Validation fail - resource event - itemType: Cannot be (null), empty or above 64 characters. String: {}"},
-    {ZVValidator::validateEventPartCharacters, kActionInvalidEventPartCharacters, kParameterItemType,
+    {ZVValidator::validateEventPartCharacters, SdkErrorAction::invalidEventPartCharacters, SdkErrorParameter::itemType,
      "Validation fail - resource event - itemType: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: "
      "{}"},
-    {ZVState::hasAvailableResourceItemType, kActionNotFoundInAvailableItemTypes, kParameterItemType,
+    {ZVState::hasAvailableResourceItemType, SdkErrorAction::notFoundInAvailableItemTypes, SdkErrorParameter::itemType,
      "Validation fail - resource event - itemType: Not found in list of pre-defined available resource itemTypes. "
      "String: {}"},
 });
 constexpr auto kResourceItemId = part(
-    kParameterItemId,
+    SdkErrorParameter::itemId,
     "Validation fail - resource event - itemId: Cannot be (null), empty or above 64 characters. String: {}",
     "Validation fail - resource event - itemId: Cannot contain other characters than A-z, 0-9, -_., ():!?. String: "
     "{}");
 
 constexpr auto kProgression01 = part(
-    kParameterProgression01,
+    SdkErrorParameter::progression01,
     "Validation fail - progression event - progression01: Cannot be (null), empty or above 64 characters. String: {}",
     "Validation fail - progression event - progression01: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
     "String: {}");
 constexpr auto kProgression02 = part(
-    kParameterProgression02,
+    SdkErrorParameter::progression02,
     "Validation fail - progression event - progression02: Cannot be empty or above 64 characters. String: {}",
     "Validation fail - progression event - progression02: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
     "String: {}");
 constexpr auto kProgression03 = part(
-    kParameterProgression03,
+    SdkErrorParameter::progression03,
     "Validation fail - progression event - progression03: Cannot be empty or above 64 characters. String: {}",
     "Validation fail - progression event - progression03: Cannot contain other characters than A-z, 0-9, -_., ()!?. "
     "String: {}");
 
 constexpr auto kDesignEventId = std::to_array<TextCheck>({
-    {ZVValidator::validateEventIdLength, kActionInvalidEventIdLength, kParameterEventId,
+    {ZVValidator::validateEventIdLength, SdkErrorAction::invalidEventIdLength, SdkErrorParameter::eventId,
      "Validation fail - design event - eventId: Cannot be (null) or empty. Only 5 event parts allowed seperated by :. "
      "Each part need to be 64 characters or less. String: {}"},
-    {ZVValidator::validateEventIdCharacters, kActionInvalidEventIdCharacters, kParameterEventId,
+    {ZVValidator::validateEventIdCharacters, SdkErrorAction::invalidEventIdCharacters, SdkErrorParameter::eventId,
      "Validation fail - design event - eventId: Non valid characters. Only allowed A-z, 0-9, -_., ()!?. String: {}"},
 });
 constexpr auto kErrorMessage = std::to_array<TextCheck>({
-    {isLongOrEmpty, kActionInvalidLongString, kParameterMessage,
+    {isLongOrEmpty, SdkErrorAction::invalidLongString, SdkErrorParameter::message,
      "Validation fail - error event - message: Message cannot be above 8192 characters."},
 });
 constexpr auto kAdSdkName = std::to_array<TextCheck>({
-    {isShort, kActionInvalidShortString, kParameterAdSdkName,
+    {isShort, SdkErrorAction::invalidShortString, SdkErrorParameter::adSdkName,
      "Validation fail - ad event - adSdkName: Ad SDK name cannot be above 32 characters."},
 });
 constexpr auto kAdPlacement = std::to_array<TextCheck>({
-    {isString, kActionInvalidString, kParameterAdPlacement,
+    {isString, SdkErrorAction::invalidString, SdkErrorParameter::adPlacement,
      "Validation fail - ad event - adPlacement: Ad placement cannot be above 64 characters."},
 });
 constexpr auto kAdNetworkName = std::to_array<TextCheck>({
-    {ZVValidator::validateAdNetworkName, kActionInvalidAdNetwork, kParameterAdNetwork, ""},
+    {ZVValidator::validateAdNetworkName, SdkErrorAction::invalidAdNetwork, SdkErrorParameter::adNetwork, ""},
 });
 constexpr auto kAdNetworkVersion = std::to_array<TextCheck>({
-    {ZVValidator::validateAdNetworkVersion, kActionInvalidAdNetworkVersion, kParameterAdNetworkVersion, ""},
+    {ZVValidator::validateAdNetworkVersion, SdkErrorAction::invalidAdNetworkVersion,
+     SdkErrorParameter::adNetworkVersion, ""},
 });
 
 ValidationResult failure(SdkErrorArea area, SdkErrorAction action, SdkErrorParameter parameter,
                          std::optional<std::string> reason = "") {
-  return {kCategoryEventValidation, area, action, parameter, std::move(reason)};
+  return {SdkErrorCategory::eventValidation, area, action, parameter, std::move(reason)};
 }
 
 // The first check that fails, argument by argument, logged.
@@ -199,12 +201,14 @@ bool ZVValidator::validateEventIdCharacters(ZVText eventId) {
 std::optional<ValidationResult> ZVValidator::validateBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
                                                                                ZVText cartType, ZVText itemType,
                                                                                ZVText itemId) {
-  if (auto failed = firstFailure(kAreaBusiness, {{currency, kBusinessCurrency}})) return failed;
+  if (auto failed = firstFailure(SdkErrorArea::business, {{currency, kBusinessCurrency}})) return failed;
   if (amount < 0) {
     ZVLogger::w(0, "Validation fail - business event - amount. Cannot be less than 0. Failed amount: {}", amount);
-    return failure(kAreaBusiness, kActionInvalidAmount, kParameterAmount, std::to_string(amount));
+    return failure(SdkErrorArea::business, SdkErrorAction::invalidAmount, SdkErrorParameter::amount,
+                   std::to_string(amount));
   }
-  return firstFailure(kAreaBusiness, {{cartType, kCartType}, {itemType, kBusinessItemType}, {itemId, kBusinessItemId}});
+  return firstFailure(SdkErrorArea::business,
+                      {{cartType, kCartType}, {itemType, kBusinessItemType}, {itemId, kBusinessItemId}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateResourceEventWithFlowType(ZVResourceFlowType flowType,
@@ -213,19 +217,19 @@ std::optional<ValidationResult> ZVValidator::validateResourceEventWithFlowType(Z
                                                                                ZVText itemType, ZVText itemId) {
   if (!ZVEvents::resourceFlowTypeString(flowType)) {
     ZVLogger::w(0, "Validation fail - resource event - flowType: Invalid flow type.");
-    return failure(kAreaResource, kActionInvalidFlowType, kParameterFlowType);
+    return failure(SdkErrorArea::resource, SdkErrorAction::invalidFlowType, SdkErrorParameter::flowType);
   }
-  if (auto failed = firstFailure(kAreaResource, {{currency, kResourceCurrency}})) return failed;
+  if (auto failed = firstFailure(SdkErrorArea::resource, {{currency, kResourceCurrency}})) return failed;
   if (!amount) {
     ZVLogger::w(0, "Validation fail - resource event - amount: Cannot be (null).");
-    return failure(kAreaResource, kActionInvalidAmount, kParameterAmount, std::nullopt);
+    return failure(SdkErrorArea::resource, SdkErrorAction::invalidAmount, SdkErrorParameter::amount, std::nullopt);
   }
   if (!isAboveZeroInSinglePrecision(*amount)) {
     const std::string text = decimalText(*amount);
     ZVLogger::w(0, "Validation fail - resource event - amount: Float amount cannot be 0 or negative. Value: {}", text);
-    return failure(kAreaResource, kActionInvalidAmount, kParameterAmount, text);
+    return failure(SdkErrorArea::resource, SdkErrorAction::invalidAmount, SdkErrorParameter::amount, text);
   }
-  return firstFailure(kAreaResource, {{itemType, kResourceItemType}, {itemId, kResourceItemId}});
+  return firstFailure(SdkErrorArea::resource, {{itemType, kResourceItemType}, {itemId, kResourceItemId}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateProgressionEventWithProgressionStatus(ZVProgressionStatus status,
@@ -234,56 +238,58 @@ std::optional<ValidationResult> ZVValidator::validateProgressionEventWithProgres
                                                                                            ZVText progression03) {
   if (!ZVEvents::progressionStatusString(status)) {
     ZVLogger::w(0, "Validation fail - progression event: Invalid progression status.");
-    return failure(kAreaProgression, kActionInvalidProgressionStatus, kParameterProgressionStatus);
+    return failure(SdkErrorArea::progression, SdkErrorAction::invalidProgressionStatus,
+                   SdkErrorParameter::progressionStatus);
   }
   const std::string_view wrong = wrongProgressionOrder(progression01, progression02, progression03);
   if (!wrong.empty()) {
     ZVLogger::w(0, "{}", wrong);
-    return failure(kAreaProgression, kActionWrongProgressionOrder, kParameterNone,
+    return failure(SdkErrorArea::progression, SdkErrorAction::wrongProgressionOrder, SdkErrorParameter::none,
                    fmt::format("{}:{}:{}", progression01, progression02, progression03));
   }
   using Checks = std::span<const TextCheck>;
-  return firstFailure(kAreaProgression, {{progression01, kProgression01},
-                                         {progression02, progression02.empty() ? Checks() : kProgression02},
-                                         {progression03, progression03.empty() ? Checks() : kProgression03}});
+  return firstFailure(SdkErrorArea::progression, {{progression01, kProgression01},
+                                                  {progression02, progression02.empty() ? Checks() : kProgression02},
+                                                  {progression03, progression03.empty() ? Checks() : kProgression03}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateDesignEventWithEventId(ZVText eventId) {
-  return firstFailure(kAreaDesign, {{eventId, kDesignEventId}});
+  return firstFailure(SdkErrorArea::design, {{eventId, kDesignEventId}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message) {
   if (!ZVEvents::errorSeverityString(severity)) {
     ZVLogger::w(0, "Validation fail - error event - severity: Severity was unsupported value.");
-    return failure(kAreaError, kActionInvalidSeverity, kParameterSeverity);
+    return failure(SdkErrorArea::error, SdkErrorAction::invalidSeverity, SdkErrorParameter::severity);
   }
-  return firstFailure(kAreaError, {{message, kErrorMessage}});
+  return firstFailure(SdkErrorArea::error, {{message, kErrorMessage}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateAdEventWithAction(ZVAdAction action, ZVAdType adType,
                                                                        ZVText adSdkName, ZVText adPlacement) {
   if (!ZVEvents::adActionString(action)) {
     ZVLogger::w(0, "Validation fail - ad event - action: Ad action was unsupported value.");
-    return failure(kAreaAd, kActionInvalidAdAction, kParameterAdAction);
+    return failure(SdkErrorArea::ad, SdkErrorAction::invalidAdAction, SdkErrorParameter::adAction);
   }
   if (!ZVEvents::adTypeString(adType)) {
     ZVLogger::w(0, "Validation fail - ad event - adType: Ad type was unsupported value.");
-    return failure(kAreaAd, kActionInvalidAdType, kParameterAdType);
+    return failure(SdkErrorArea::ad, SdkErrorAction::invalidAdType, SdkErrorParameter::adType);
   }
-  return firstFailure(kAreaAd, {{adSdkName, kAdSdkName}, {adPlacement, kAdPlacement}});
+  return firstFailure(SdkErrorArea::ad, {{adSdkName, kAdSdkName}, {adPlacement, kAdPlacement}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateImpressionEventWithAdNetworkName(ZVText adNetworkName,
                                                                                       ZVText adNetworkVersion,
                                                                                       const ZVMap& impressionData) {
-  auto failed = firstFailure(kAreaImpression, {{adNetworkName, kAdNetworkName}, {adNetworkVersion, kAdNetworkVersion}});
+  auto failed =
+      firstFailure(SdkErrorArea::impression, {{adNetworkName, kAdNetworkName}, {adNetworkVersion, kAdNetworkVersion}});
   if (!failed && impressionData.empty())
-    failed = failure(kAreaImpression, kActionImpressionDataNull, kParameterImpressionData);
+    failed = failure(SdkErrorArea::impression, SdkErrorAction::impressionDataNull, SdkErrorParameter::impressionData);
   return failed;
 }
 
-bool ZVValidator::validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, int category, int area,
-                                                   int action) {
+bool ZVValidator::validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSecret, SdkErrorCategory category,
+                                                   SdkErrorArea area, SdkErrorAction action) {
   if (!validateKeysWithGameKey(gameKey, gameSecret)) {
     ZVLogger::w(0,
                 "validateSdkErrorEvent failed. Game key or secret key is invalid. Can only contain characters A-z 0-9, "
@@ -291,15 +297,15 @@ bool ZVValidator::validateSdkErrorEventWithGameKey(ZVText gameKey, ZVText gameSe
                 gameKey, gameSecret);
     return false;
   }
-  if (!ZVEvents::sdkErrorCategoryString(category)) {
+  if (!wordOf(category)) {
     ZVLogger::w(0, "Validation fail - sdk error event - category: Category was unsupported value.");
     return false;
   }
-  if (!ZVEvents::sdkErrorAreaString(area)) {
+  if (!wordOf(area)) {
     ZVLogger::w(0, "Validation fail - sdk error event - area: Area was unsupported value.");
     return false;
   }
-  if (!ZVEvents::sdkErrorActionString(action)) {
+  if (!wordOf(action)) {
     ZVLogger::w(0, "Validation fail - sdk error event - action: Action was unsupported value.");
     return false;
   }

@@ -190,7 +190,8 @@ TEST(WhatTheLibrarySends, IsTakenWhenItReportsItsOwnTroubles) {
   game.onQueue([] {
     for (int code = 1; code <= kCodes; ++code)
       for (const int category : {1 + code % 5, 1 + (code + 1) % 5})
-        ZVEvents::sendSdkErrorEventWithCategory(category, 1 + (code - 1) % 21, code, code,
+        ZVEvents::sendSdkErrorEventWithCategory(SdkErrorCategory{category}, SdkErrorArea{1 + (code - 1) % 21},
+                                                SdkErrorAction{code}, SdkErrorParameter{code},
                                                 repeated("\U0001F600", 100 * code), Game::kKey, Game::kSecret);
   });
   constexpr std::size_t kActions = 35;

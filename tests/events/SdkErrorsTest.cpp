@@ -3,10 +3,10 @@
 
 #include <zorvane/Zorvane.h>
 
-#include "events/SdkError.h"
 #include "events/ZVEvents.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
+#include "values/SdkError.h"
 
 using namespace zorvane;
 
@@ -16,18 +16,18 @@ using testing::SizeIs;
 
 constexpr std::size_t kAtStart = 2;  // requests of a session's start
 
-void send(int area, const std::string& reason, int parameter = 0) {
-  ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, area, kActionSqlBegin, parameter, reason, Game::kKey,
-                                          Game::kSecret);
+void send(SdkErrorArea area, const std::string& reason, SdkErrorParameter parameter = SdkErrorParameter::none) {
+  ZVEvents::sendSdkErrorEventWithCategory(SdkErrorCategory::db, area, SdkErrorAction::sqlBegin, parameter, reason,
+                                          Game::kKey, Game::kSecret);
 }
 
 TEST(SdkErrors, AreSentTenTimesPerCategoryAndArea) {
   Game game;
   game.start();
   game.onQueue([] {
-    for (int i = 0; i < 12; ++i) send(kAreaSql, "again");
+    for (int i = 0; i < 12; ++i) send(SdkErrorArea::sql, "again");
     EXPECT_EQ(ZVState::getSdkErrorEventCountForType("db:sql"), 10);
-    send(kAreaAddEventsToStore, "another");
+    send(SdkErrorArea::addEventsToStore, "another");
   });
   EXPECT_EQ(
       game.log.count("Cannot send error event. The type of error has been sent more than 10 times per hour: db:sql"),
@@ -50,7 +50,7 @@ TEST(SdkErrors, CutTheirReasonAndLeaveOutWhatIsEmpty) {
   for (const auto& [reason, sent] :
        {Case{std::string(256, 'r'), std::string(256, 'r')}, Case{std::string(257, 'r'), std::string(256, 'r')},
         Case{std::string(255, 'r') + emoji, std::string(255, 'r')}, Case{"", "(none)"}, Case{"half \xC3", "(none)"}}) {
-    game.onQueue([&] { send(kAreaSql, reason); });
+    game.onQueue([&] { send(SdkErrorArea::sql, reason); });
     ASSERT_TRUE(game.collector.waitForRequests(++requests));
     EXPECT_EQ(shown(game.sdkErrors().back(), "reason"), sent);
     EXPECT_EQ(shown(game.sdkErrors().back(), "error_parameter"), "(none)");
@@ -61,9 +61,10 @@ TEST(SdkErrors, AreNeitherSentNorCountedWithoutKeysOrSubmission) {
   Game game;
   game.start();
   game.onQueue([] {
-    ZVEvents::sendSdkErrorEventWithCategory(kCategoryDb, kAreaSql, kActionSqlBegin, "r", "short", Game::kSecret);
+    ZVEvents::sendSdkErrorEventWithCategory(SdkErrorCategory::db, SdkErrorArea::sql, SdkErrorAction::sqlBegin, "r",
+                                            "short", Game::kSecret);
     ZVState::setEnableEventSubmission(false);
-    send(kAreaSql, "r");
+    send(SdkErrorArea::sql, "r");
     ZVState::addErrorEvent("type", ZVErrorSeverity::error, "unheard");
     for (const char* type : {"db:sql", "type"}) EXPECT_EQ(ZVState::getSdkErrorEventCountForType(type), 0) << type;
   });

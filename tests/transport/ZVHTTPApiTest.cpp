@@ -7,6 +7,8 @@
 #include <thread>
 
 #include "codecs/ZVHelpers.h"
+#include "events/ZVEvents.h"
+#include "runtime/SdkErrorReporter.h"
 #include "state/ZVState.h"
 #include "support/LoopbackServer.h"
 #include "support/TestPlatform.h"
@@ -28,6 +30,7 @@ class HTTPApi : public testing::Test {
  protected:
   HTTPApi() {
     ZVState::setKeysWithGameKey(kKey, kSecret);
+    setSdkErrorReporter(ZVEvents::reportSdkErrorAsEvent);
     ZVHTTPApi::setSharedInstance(std::make_unique<ZVHTTPApi>());
   }
   static ZVHTTPApi& api() { return ZVHTTPApi::sharedInstance(); }

@@ -88,8 +88,10 @@ class EventRules : public testing::Test {
   void expectRefused(const Arguments& arguments, std::array<int, 3> codes, ZVText reason, const std::string& line) {
     const Result result = arguments.check();
     ASSERT_TRUE(result) << line;
-    EXPECT_EQ(result->category, 1);
-    EXPECT_THAT((std::array{result->area, result->action, result->parameter}), testing::ElementsAreArray(codes))
+    EXPECT_EQ(result->category, SdkErrorCategory::eventValidation);
+    EXPECT_THAT((std::array{static_cast<int>(result->area), static_cast<int>(result->action),
+                            static_cast<int>(result->parameter)}),
+                testing::ElementsAreArray(codes))
         << line;
     EXPECT_EQ(result->reason.value_or(""), reason.view()) << line;
     if (line.empty()) EXPECT_THAT(log.lines(), ElementsAre());

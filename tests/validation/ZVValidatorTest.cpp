@@ -131,7 +131,8 @@ TEST_F(Validator, ListsSayWhatIsWrongWithThem) {
 // That the keys must be valid, and what is logged when they are not, shows where such events are sent.
 TEST_F(Validator, SdkErrorEventsNeedKnownCodes) {
   const auto check = [](int category, int area, int action) {
-    return ZVValidator::validateSdkErrorEventWithGameKey(letters(32), letters(40), category, area, action);
+    return ZVValidator::validateSdkErrorEventWithGameKey(letters(32), letters(40), SdkErrorCategory{category},
+                                                         SdkErrorArea{area}, SdkErrorAction{action});
   };
   EXPECT_TRUE(check(5, 21, 35));
   EXPECT_FALSE(check(6, 0, 0));
