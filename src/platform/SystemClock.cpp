@@ -1,9 +1,6 @@
-#include <time.h>
-
 #include <chrono>
 
 #include "platform/Defaults.h"
-#include "platform/Elapsed.h"
 
 namespace zorvane {
 
@@ -19,11 +16,5 @@ class SystemClock final : public ZVClock {
 }  // namespace
 
 std::shared_ptr<ZVClock> makeSystemClock() { return std::make_shared<SystemClock>(); }
-
-std::int64_t secondsSinceBoot() noexcept {
-  timespec now{};
-  clock_gettime(CLOCK_BOOTTIME, &now);
-  return now.tv_sec;
-}
 
 }  // namespace zorvane
