@@ -7,7 +7,7 @@
 
 #include "codecs/ZVHelpers.h"
 #include "codecs/json_numbers.h"
-#include "codecs/rapidjson.h"
+#include "values/rapidjson.h"
 #include "values/Text.h"
 
 namespace zorvane {

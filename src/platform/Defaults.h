@@ -12,7 +12,6 @@ namespace zorvane {
 ZVApplicationFacts defaultApplicationFacts();  // the program's own name as its identifier
 ZVDeviceFacts defaultDeviceFacts();
 std::string defaultDataDirectory(const std::string& applicationIdentifier);  // not made yet
-void makeDirectories(const std::string& path);                               // mode 0700; failures are silent
 
 std::shared_ptr<ZVClock> makeSystemClock();
 // Key-value pairs in one file, replaced as a whole; unchanged values are not written again.

@@ -9,6 +9,7 @@
 
 #include "platform/Console.h"
 #include "platform/Defaults.h"
+#include "platform/Files.h"
 #include "platform/Process.h"
 
 ZVClock::~ZVClock() = default;

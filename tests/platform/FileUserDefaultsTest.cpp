@@ -83,14 +83,27 @@ TEST_F(FileUserDefaults, StartsEmptyFromADamagedFileAndRecovers) {
     overwrite(path, whole.substr(0, length));
     EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("key"), std::nullopt) << "cut to " << length << " bytes";
   }
-  for (const std::string& damaged : {whole + "x", std::string("zorvane user defaults 1 4\nabc\n"),
-                                     std::string("zorvane user defaults 1 6\nk\tv\\q\n")}) {
+  for (const std::string& damaged :
+       {whole + "x", whole + std::string(1, '\0'), std::string("[]"), std::string("\"text\""), std::string("null"),
+        std::string(R"({"key":1e999999999})"), std::string(R"({"key":null})"),
+        std::string(R"({"key":{"key":"value"}})"), std::string(1000, '['),
+        std::string("zorvane user defaults 1 4\nabc\n"), std::string("zorvane user defaults 1 6\nk\tv\\q\n"),
+        std::string("zorvane user defaults 1 7\nkey\tv\n")}) {
     overwrite(path, damaged);
     const auto defaults = makeFileUserDefaults(path);
     EXPECT_EQ(defaults->stringForKey("key"), std::nullopt) << damaged;
     defaults->setString("key", "new");
     EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("key"), "new") << damaged;
   }
+}
+
+TEST_F(FileUserDefaults, ReadsTheFileOfTheFirstVersionAndWritesItAsJson) {
+  fs::create_directories(fs::path(path).parent_path());
+  overwrite(path, "zorvane user defaults 1 38\nkey\tva\\tl\\\\ue\\n\nlast\t\n\tno key / \"日\"\n");
+  const auto defaults = makeFileUserDefaults(path);
+  EXPECT_EQ(defaults->stringForKey("key"), "va\tl\\ue\n");
+  EXPECT_EQ(contentOf(path), R"({"":"no key / \"日\"","key":"va\tl\\ue\n","last":""})");
+  EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("last"), "");
 }
 
 TEST_F(FileUserDefaults, LeavesAloneWhatIsOutOfReachAndJoinsItOnceItIsBack) {
@@ -140,7 +153,7 @@ TEST_F(FileUserDefaults, LeavesAloneWhatIsOutOfReachAndJoinsItOnceItIsBack) {
 }
 
 TEST_F(FileUserDefaults, WritesNoMoreThanItReadsAgain) {
-  const std::string longest((1 << 20) - std::string("zorvane user defaults 1 1048545\nk\t\n").size(), 'v');
+  const std::string longest((1 << 20) - std::string(R"({"k":""})").size(), 'v');
   const auto defaults = makeFileUserDefaults(path);
   defaults->setString("k", longest);
   EXPECT_EQ(fs::file_size(path), std::size_t{1} << 20);

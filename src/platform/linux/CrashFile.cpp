@@ -6,11 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
-#include <cerrno>
 #include <string_view>
+#include <utility>
 
 #include "platform/linux/FileDescriptor.h"
 
@@ -77,16 +75,7 @@ class HeldFile final : public LeftCrashFile {
  public:
   HeldFile(FileDescriptor file, std::string path) : file_(std::move(file)), path_(std::move(path)) {}
 
-  std::string text() const override {
-    std::string text;
-    std::array<char, 4096> piece{};
-    for (;;) {
-      const ssize_t count = pread(file_.get(), piece.data(), piece.size(), static_cast<off_t>(text.size()));
-      if (count < 0 && errno == EINTR) continue;
-      if (count <= 0 || text.size() >= kMostBytes) return text;
-      text.append(piece.data(), static_cast<std::size_t>(count));
-    }
-  }
+  std::string text() const override { return readUpTo(file_.get(), kMostBytes).value_or(""); }
 
   void remove() noexcept override {
     [[maybe_unused]] const int emptied = ftruncate(file_.get(), 0);  // in a directory that keeps its entries
@@ -119,13 +108,7 @@ bool beginCrashFile() noexcept {
 
 void appendToCrashFile(std::string_view text) noexcept {
   const int file = own;
-  if (!isOwn(file)) return;
-  while (!text.empty()) {
-    const ssize_t written = write(file, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
+  if (isOwn(file)) writeAll(file, text);
 }
 
 void emptyCrashFile() noexcept {

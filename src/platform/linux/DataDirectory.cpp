@@ -1,5 +1,4 @@
 #include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -54,13 +53,6 @@ std::string directoryName(std::string_view identifier) {
 
 std::string defaultDataDirectory(const std::string& applicationIdentifier) {
   return homeDirectory() + "/.local/share/" + directoryName(applicationIdentifier);
-}
-
-void makeDirectories(const std::string& path) {
-  for (std::size_t end = 0; end != std::string::npos;) {
-    end = path.find('/', end + 1);
-    mkdir(path.substr(0, end).c_str(), S_IRWXU);
-  }
 }
 
 }  // namespace zorvane

@@ -1,10 +1,14 @@
-// A file descriptor that closes itself.
+// A file descriptor that closes itself, and reading and writing whole texts through one.
 //
-// Thread: a plain value, owned by one thread at a time.
+// Thread: a plain value, owned by one thread at a time. The functions: any.
 #pragma once
 
 #include <unistd.h>
 
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace zorvane {
@@ -28,5 +32,10 @@ class FileDescriptor {
  private:
   int descriptor_;
 };
+
+// The first `most` bytes of a file that can be positioned, from its beginning; absent when it can't be read.
+std::optional<std::string> readUpTo(int file, std::size_t most);
+// False when not all of it could be written. In a signal handler, too.
+bool writeAll(int file, std::string_view text) noexcept;
 
 }  // namespace zorvane
