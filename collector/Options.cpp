@@ -1,11 +1,11 @@
 #include "collector/Options.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <string_view>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "collector/Text.h"
 
@@ -24,85 +24,75 @@ bool isKey(std::string_view text, std::size_t length) {
   return text.size() == length && std::all_of(text.begin(), text.end(), allowed);
 }
 
-bool setText(std::string& field, std::string_view value) {
-  field = value;
-  return !value.empty();
+// Checks are asked for what is wrong: nothing, when the text is empty.
+std::string wrongWithName(const std::string& text) { return text.empty() ? "it may not be empty" : ""; }
+
+std::string wrongWithPort(const std::string& text) {
+  int port = 0;
+  const bool good = CLI::detail::lexical_cast(text, port) && port >= 0 && port <= kMaxPort;
+  return good ? "" : "it takes a number from 0 to 65535, not \"" + text + '"';
 }
 
-bool setPort(Options& options, std::string_view value) {
-  const char* const end = value.data() + value.size();
-  const auto [rest, error] = std::from_chars(value.data(), end, options.port);
-  return error == std::errc() && rest == end && options.port >= 0 && options.port <= kMaxPort;
-}
-
-bool addGame(Options& options, std::string_view value) {
-  const auto colon = value.find(':');
-  if (colon == std::string_view::npos) return false;
-  const auto key = value.substr(0, colon);
-  const auto secret = value.substr(colon + 1);
-  return isKey(key, kKeyLength) && isKey(secret, kSecretLength) && options.games.emplace(key, secret).second;
-}
-
-struct Option {
-  std::string_view name;
-  bool (*set)(Options&, std::string_view);
-  const char* expects;
-};
-
-constexpr auto kOptions = std::to_array<Option>({
-    {"--host", [](Options& o, std::string_view v) { return setText(o.host, v); }, "an address"},
-    {"--port", setPort, "a number from 0 to 65535"},
-    {"--tls-cert", [](Options& o, std::string_view v) { return setText(o.tlsCertificate, v); }, "a file"},
-    {"--tls-key", [](Options& o, std::string_view v) { return setText(o.tlsKey, v); }, "a file"},
-    {"--game", addGame, "KEY:SECRET, 32 and 40 characters of [A-z0-9], each key once"},
-    {"--configs", [](Options& o, std::string_view v) { return setText(o.configsFile, v); }, "a file"},
-    {"--database", [](Options& o, std::string_view v) { return setText(o.databaseFile, v); }, "a file"},
-});
-
-std::string problemAsAWhole(const Options& options) {
-  if (options.help) return {};
-  if (options.games.empty()) return "give at least one --game KEY:SECRET";
-  if (options.tlsCertificate.empty() != options.tlsKey.empty()) return "--tls-cert and --tls-key go together";
+std::string addGames(Collector::Games& games, const std::vector<std::string>& pairs) {
+  for (const std::string& pair : pairs) {
+    const auto [key, secret] = std::pair(pair.substr(0, pair.find(':')), pair.substr(pair.find(':') + 1));
+    if (!isKey(key, kKeyLength) || !isKey(secret, kSecretLength))
+      return "it takes KEY:SECRET, 32 and 40 characters of [A-z0-9], not \"" + pair + '"';
+    if (!games.emplace(key, secret).second) return "the key " + key + " is there twice";
+  }
   return {};
 }
 
+constexpr const char* kFormOfConfigs =
+    "Remote configurations, by game key:\n"
+    "  {\"KEY\": {\"configs\": [{\"key\": \"speed\", \"value\": \"7\", \"start_ts\": null, \"end_ts\": null}],\n"
+    "           \"configs_hash\": \"h1\", \"ab_id\": \"test\", \"ab_variant_id\": \"b\"}}\n"
+    "\n"
+    "GET /summary and GET /events?after=ID&limit=N show what the collector holds.";
+
 }  // namespace
 
-std::optional<Options> parseOptions(int count, const char* const* arguments, std::string& problem) {
+std::variant<Options, int> readOptions(int count, const char* const* arguments) {
   Options options;
-  for (int at = 1; at < count && problem.empty(); ++at) {
-    const std::string_view name = arguments[at];
-    const auto* const option =
-        std::find_if(kOptions.begin(), kOptions.end(), [&](const Option& each) { return each.name == name; });
-    if (name == "--help") options.help = true;
-    else if (name == "--quiet") options.quiet = true;
-    else if (option == kOptions.end()) problem = fmt::format("{} is no option; see --help", name);
-    else if (++at == count || !option->set(options, arguments[at]))
-      problem = fmt::format("{} takes {}", name, option->expects);
+  std::vector<std::string> games;
+  CLI::App app(
+      "Takes what games report, checks it strictly and keeps it in a database. The first line printed says where it\n"
+      "listens.",
+      "zorvane-collector");
+  app.footer(kFormOfConfigs);
+  app.set_version_flag("--version", "zorvane-collector " COLLECTOR_VERSION);
+  app.failure_message([](const CLI::App* of, const CLI::Error& error) {
+    return of->get_name() + ": " + error.what() + " (see --help)\n";
+  });
+  const auto text = [&](const char* name, std::string& field, const char* type, const char* meaning) {
+    return app.add_option(name, field, meaning)->type_name(type)->check(wrongWithName);
+  };
+  app.add_option("--game", games, "a game whose reports are taken; repeatable")
+      ->type_name("KEY:SECRET")
+      ->required()
+      ->allow_extra_args(false);
+  text("--host", options.host, "ADDRESS", "where to listen")->capture_default_str();
+  app.add_option("--port", options.port, "0 takes a free one")
+      ->type_name("PORT")
+      ->check(wrongWithPort)
+      ->capture_default_str();
+  CLI::Option* certificate = text("--tls-cert", options.tlsCertificate, "FILE", "certificate, PEM; with it, HTTPS");
+  CLI::Option* key = text("--tls-key", options.tlsKey, "FILE", "its key, PEM");
+  certificate->needs(key);
+  key->needs(certificate);
+  text("--configs", options.configsFile, "FILE", "remote configurations, JSON; see below");
+  text("--database", options.databaseFile, "FILE", "where everything is kept")->capture_default_str();
+  app.add_flag("--quiet", options.quiet, "no line per request on standard error");
+  app.callback([&] {
+    const std::string wrong = addGames(options.games, games);
+    if (!wrong.empty()) throw CLI::ValidationError("--game", wrong);
+  });
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError& ended) {
+    return app.exit(ended) == 0 ? 0 : kBadUsage;
   }
-  if (problem.empty()) problem = problemAsAWhole(options);
-  return problem.empty() ? std::optional(std::move(options)) : std::nullopt;
-}
-
-const char* helpText() {
-  return R"(zorvane-collector --game KEY:SECRET [options]
-
-Takes what games report, checks it strictly and keeps it in a database. The first line printed says where it listens.
-
-  --game KEY:SECRET   a game whose reports are taken; repeatable
-  --host ADDRESS      where to listen (127.0.0.1)
-  --port PORT         0 takes a free one (8080)
-  --tls-cert FILE     certificate, PEM; with it, HTTPS is spoken
-  --tls-key FILE      its key, PEM
-  --configs FILE      remote configurations by game key, JSON:
-                      {"KEY": {"configs": [{"key": "speed", "value": "7", "start_ts": null, "end_ts": null}],
-                               "configs_hash": "h1", "ab_id": "test", "ab_variant_id": "b"}}
-  --database FILE     where everything is kept (zorvane-collector.sqlite)
-  --quiet             no line per request on standard error
-  --help              this text
-
-GET /summary and GET /events?after=ID&limit=N show what it holds.
-)";
+  return options;
 }
 
 }  // namespace collector

@@ -1,8 +1,8 @@
 // The command line.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <variant>
 
 #include "collector/Collector.h"
 
@@ -16,11 +16,11 @@ struct Options {
   std::string configsFile;
   std::string databaseFile = "zorvane-collector.sqlite";
   bool quiet = false;
-  bool help = false;
 };
 
-// Absent when the arguments don't make sense; `problem` then says why.
-std::optional<Options> parseOptions(int count, const char* const* arguments, std::string& problem);
-const char* helpText();
+inline constexpr int kBadUsage = 2;
+
+// The options; or the status to end with, once the help, the version or what is wrong is printed.
+std::variant<Options, int> readOptions(int count, const char* const* arguments);
 
 }  // namespace collector

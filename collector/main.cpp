@@ -14,8 +14,6 @@ using namespace collector;
 
 namespace {
 
-constexpr int kBadUsage = 2;
-
 int complain(const std::string& problem, int status) {
   fmt::print(stderr, "zorvane-collector: {}\n", problem);
   return status;
@@ -80,12 +78,9 @@ int run(const Options& options) {
 
 int main(int count, char** arguments) {
   try {
-    std::string problem;
-    const auto options = parseOptions(count, arguments, problem);
-    if (!options) return complain(problem, kBadUsage);
-    if (!options->help) return run(*options);
-    fmt::print("{}", helpText());
-    return 0;
+    const auto options = readOptions(count, arguments);
+    if (const auto* status = std::get_if<int>(&options)) return *status;
+    return run(std::get<Options>(options));
   } catch (const std::exception& failure) {
     return complain(failure.what(), 1);
   }

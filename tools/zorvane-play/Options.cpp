@@ -1,15 +1,27 @@
 #include "zorvane-play/Options.h"
 
-#include <charconv>
 #include <fstream>
+#include <string_view>
 
-#include <fmt/format.h>
+#include <zorvane/ZVVersion.h>
+#include <CLI/CLI.hpp>
 
 #include "codecs/ZVHelpers.h"
 
 using namespace zorvane;
 
 namespace {
+
+constexpr double kMostQueueSeconds = 3600;
+
+constexpr const char* kDescription =
+    "Plays a recorded game session through the library: a JSON array a line,\n"
+    "  [\"addDesignEventWithEventId:value:\", \"level:boss\", 3.5]\n"
+    "Answers of queries go to standard output, log lines to standard error.";
+
+constexpr const char* kDirectives =
+    "Directives: [\"@platform\", {...}] before the first call, [\"@background\"], [\"@foreground\"],\n"
+    "[\"@wait\", SECONDS], [\"@drain\"], [\"@submit\"], [\"@kill\"].";
 
 // http[s]://HOST[:PORT][/]
 std::optional<ZVCollectorEndpoint> endpointOf(const std::string& url) {
@@ -29,49 +41,49 @@ std::optional<ZVCollectorEndpoint> endpointOf(const std::string& url) {
   return endpoint;
 }
 
-std::optional<double> secondsOf(const std::string& text) {
-  double seconds = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-  const bool whole = failure == std::errc() && end == text.data() + text.size();
-  return whole && seconds > 0 && seconds <= 3600 ? std::optional(seconds) : std::nullopt;
+// Checks are asked for what is wrong: nothing, when the text is empty.
+std::string wrongWithUrl(const std::string& url) {
+  return endpointOf(url) ? "" : "it takes http[s]://HOST[:PORT], not \"" + url + '"';
 }
-
-// Takes one option with its value; what is wrong with it otherwise.
-std::optional<std::string> take(const std::string& name, const std::string& value, Options& options) {
-  if (name == "--collector") {
-    options.collector = endpointOf(value);
-    if (!options.collector) return fmt::format("--collector takes http[s]://HOST[:PORT], not \"{}\"", value);
-  } else if (name == "--data-dir") {
-    options.dataDirectory = value;
-    if (value.empty()) return "--data-dir takes a folder";
-  } else if (name == "--ca-file") {
-    options.caFile = value;
-    if (!std::ifstream(value).good()) return fmt::format("--ca-file: can't read \"{}\"", value);
-  } else if (name == "--queue-seconds") {
-    options.queueSeconds = secondsOf(value);
-    if (!options.queueSeconds) return fmt::format("--queue-seconds takes a number up to 3600, not \"{}\"", value);
-  } else {
-    return fmt::format("there is no option {}", name);
-  }
-  return std::nullopt;
+std::string wrongWithFolder(const std::string& path) { return path.empty() ? "it takes a folder" : ""; }
+std::string wrongWithFile(const std::string& path) {
+  return std::ifstream(path).good() ? "" : "can't read \"" + path + '"';
+}
+std::string wrongWithSeconds(const std::string& text) {
+  double seconds = 0;
+  const bool good = CLI::detail::lexical_cast(text, seconds) && seconds > 0 && seconds <= kMostQueueSeconds;
+  return good ? "" : "it takes a number above 0, up to 3600, not \"" + text + '"';
 }
 
 }  // namespace
 
-std::variant<Options, std::string> readOptions(const std::vector<std::string>& arguments) {
+std::variant<Options, int> readOptions(int count, const char* const* arguments) {
   Options options;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& argument = arguments[i];
-    if (argument == "--help" || argument == "-h") {
-      options.help = true;
-    } else if (argument.size() > 1 && argument.front() == '-') {
-      if (i + 1 == arguments.size()) return fmt::format("{} takes a value", argument);
-      if (const auto wrong = take(argument, arguments[++i], options)) return *wrong;
-    } else if (options.file.empty()) {
-      options.file = argument;
-    } else {
-      return fmt::format("one file at a time, not \"{}\" as well", argument);
-    }
+  std::string url;
+  CLI::App app(kDescription, "zorvane-play");
+  app.footer(kDirectives);
+  app.set_version_flag("--version", std::string("zorvane-play ") + ZorvaneVersionString);
+  app.failure_message([](const CLI::App* of, const CLI::Error& error) {
+    return of->get_name() + ": " + error.what() + " (see --help)\n";
+  });
+  app.add_option("FILE", options.file, "the recording; standard input without it, or with \"-\"")->type_name("");
+  app.add_option("--collector", url, "where init and events go: http[s]://HOST[:PORT]")
+      ->type_name("URL")
+      ->check(wrongWithUrl);
+  app.add_option("--data-dir", options.dataDirectory, "where the database lies")
+      ->type_name("DIR")
+      ->check(wrongWithFolder);
+  app.add_option("--ca-file", options.caFile, "an extra certificate authority, PEM")
+      ->type_name("FILE")
+      ->check(wrongWithFile);
+  app.add_option("--queue-seconds", options.queueSeconds, "the event queue's period, 8 by default")
+      ->type_name("S")
+      ->check(wrongWithSeconds);
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError& ended) {
+    return app.exit(ended) == 0 ? 0 : kBadUsage;
   }
+  if (!url.empty()) options.collector = endpointOf(url);
   return options;
 }

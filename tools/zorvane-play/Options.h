@@ -4,12 +4,10 @@
 #include <optional>
 #include <string>
 #include <variant>
-#include <vector>
 
 #include <zorvane/ZVPlatform.h>
 
 struct Options {
-  bool help = false;
   std::string file;  // empty or "-": standard input
   std::optional<ZVCollectorEndpoint> collector;
   std::string dataDirectory;
@@ -17,20 +15,7 @@ struct Options {
   std::optional<double> queueSeconds;
 };
 
-inline constexpr const char* kUsage =
-    "usage: zorvane-play [options] [FILE]\n"
-    "\n"
-    "Plays a recorded game session through the library: one JSON array a line,\n"
-    "  [\"addDesignEventWithEventId:value:\", \"level:boss\", 3.5]\n"
-    "from FILE or standard input. Answers of queries go to standard output, log lines to standard error.\n"
-    "\n"
-    "  --collector URL      where init and events go: http[s]://HOST[:PORT]\n"
-    "  --data-dir DIR       where the database lies\n"
-    "  --ca-file FILE       an extra certificate authority, PEM\n"
-    "  --queue-seconds S    the event queue's period, 8 by default\n"
-    "\n"
-    "Directives: [\"@platform\", {...}] before the first call, [\"@background\"], [\"@foreground\"],\n"
-    "[\"@wait\", SECONDS], [\"@drain\"], [\"@submit\"], [\"@kill\"].\n";
+inline constexpr int kBadUsage = 2;
 
-// The options, or what is wrong with them.
-std::variant<Options, std::string> readOptions(const std::vector<std::string>& arguments);
+// The options; or the status to end with, once the help, the version or what is wrong is printed.
+std::variant<Options, int> readOptions(int count, const char* const* arguments);

@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 #include <variant>
-#include <vector>
 
 #include <zorvane/ZVPlatform.h>
 
@@ -17,11 +16,9 @@ using namespace zorvane;
 
 namespace {
 
-constexpr int kUnusable = 2;
-
 int refuse(const std::string& message) {
   std::cerr << "zorvane-play: " << message << '\n';
-  return kUnusable;
+  return kBadUsage;
 }
 
 std::variant<Recording, std::string> readRecordingFrom(const std::string& file) {
@@ -39,14 +36,10 @@ ZVPlatform platformFor(const Options& options, ZVPlatform platform) {
   return platform;
 }
 
-int run(const std::vector<std::string>& arguments) {
-  const auto options = readOptions(arguments);
-  if (const auto* wrong = std::get_if<std::string>(&options)) return refuse(*wrong);
+int run(int count, const char* const* arguments) {
+  const auto options = readOptions(count, arguments);
+  if (const auto* status = std::get_if<int>(&options)) return *status;
   const auto& given = std::get<Options>(options);
-  if (given.help) {
-    std::cout << kUsage;
-    return 0;
-  }
   const auto recording = readRecordingFrom(given.file);
   if (const auto* wrong = std::get_if<std::string>(&recording)) return refuse(*wrong);
   const auto& session = std::get<Recording>(recording);
@@ -59,9 +52,9 @@ int run(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int count, char** arguments) {
   try {
-    return run({argv + 1, argv + argc});
+    return run(count, arguments);
   } catch (const std::exception& failure) {
     return refuse(failure.what());
   }
