@@ -7,8 +7,8 @@
 
 #include "codecs/ZVHelpers.h"
 #include "codecs/json_numbers.h"
-#include "values/rapidjson.h"
 #include "values/Text.h"
+#include "values/rapidjson.h"
 
 namespace zorvane {
 

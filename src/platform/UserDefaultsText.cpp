@@ -5,8 +5,6 @@
 
 #include "values/rapidjson.h"
 
-#include <rapidjson/stringbuffer.h>
-
 namespace zorvane {
 
 namespace {

@@ -13,4 +13,5 @@
 
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
