@@ -21,8 +21,10 @@ namespace zorvane {
 
 namespace {
 
-// Far above what a collector says of the largest batch, far below what its parsed form could cost the game.
+// Far above what a collector says of the largest batch, far below what its parsed form could cost the game. Of a larger
+// answer the status counts all the same.
 constexpr std::size_t kMaxBodyBytes = std::size_t{4} << 20;
+constexpr const char* kTooLarge = "The answer is larger than 4 MiB";
 // While requests run the thread also looks for orders by itself: where the process has no descriptors left, libcurl
 // can't be woken. What is asked for is awaited at shorter intervals anyway.
 constexpr int kLongestPollMilliseconds = 250;
@@ -52,19 +54,29 @@ struct Transfer {
   HeaderList headers;  // outlives the handle that reads it
   std::array<char, CURL_ERROR_SIZE> errorText{};
   std::string body;
+  bool isTooLarge = false;  // the body is the answer's beginning
+  bool wasSent = false;
   Easy easy;
 };
 
 // Appends what arrived; less than `size` taken makes libcurl give up.
-std::size_t receive(const char* bytes, std::size_t, std::size_t size, void* transfer) noexcept {
-  std::string& body = static_cast<Transfer*>(transfer)->body;
-  if (size > kMaxBodyBytes - body.size()) return 0;
+std::size_t receive(const char* bytes, std::size_t, std::size_t size, void* context) noexcept {
+  auto& transfer = *static_cast<Transfer*>(context);
   try {
-    body.append(bytes, size);
-    return size;
+    const std::size_t taken = std::min(size, kMaxBodyBytes - transfer.body.size());
+    transfer.body.append(bytes, taken);
+    transfer.isTooLarge = taken < size;
+    return taken;
   } catch (const std::bad_alloc&) {
     return 0;
   }
+}
+
+// Where a kept connection closes without an answer libcurl repeats the request on another one, although the first may
+// have been taken in. It asks here before each.
+int sendOnce(void* context, char*, char*, int, int) noexcept {
+  const bool isRepeated = std::exchange(static_cast<Transfer*>(context)->wasSent, true);
+  return isRepeated ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 bool sameName(std::string_view left, std::string_view right) {
@@ -144,7 +156,6 @@ void setLimits(const Easy& easy, const URLSessionOptions& options) {
   set(easy, CURLOPT_QUICK_EXIT, 1L);  // or giving up a request would wait for its name look-up
   set(easy, CURLOPT_CONNECTTIMEOUT_MS, milliseconds(options.connectTimeoutSeconds, defaults.connectTimeoutSeconds));
   set(easy, CURLOPT_TIMEOUT_MS, milliseconds(options.requestTimeoutSeconds, defaults.requestTimeoutSeconds));
-  set(easy, CURLOPT_MAXFILESIZE_LARGE, curl_off_t{kMaxBodyBytes});
 }
 
 void setRequest(const Easy& easy, Transfer& transfer) {
@@ -157,6 +168,8 @@ void setRequest(const Easy& easy, Transfer& transfer) {
   set(easy, CURLOPT_WRITEFUNCTION, &receive);
   set(easy, CURLOPT_WRITEDATA, static_cast<void*>(&transfer));
   if (request.method != "POST") return;
+  set(easy, CURLOPT_PREREQFUNCTION, &sendOnce);
+  set(easy, CURLOPT_PREREQDATA, static_cast<void*>(&transfer));
   set(easy, CURLOPT_POST, 1L);
   set(easy, CURLOPT_POSTFIELDS, request.body.c_str());
   set(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
@@ -264,22 +277,24 @@ class Transport {
       if (message->msg != CURLMSG_DONE || found == running_.end()) continue;
       const std::shared_ptr<Transfer> transfer = found->second;  // finishing it takes it out of the map
       if (result == CURLE_OK) finish(*transfer, std::move(transfer->body), std::nullopt);
+      else if (transfer->isTooLarge) fail(*transfer, ZVURLError::kOther, kTooLarge, std::move(transfer->body));
       else fail(*transfer, ZVURLError::kOther, textOf(result, *transfer));
     }
   }
 
   static const char* textOf(CURLcode result, const Transfer& transfer) {
+    if (result == CURLE_ABORTED_BY_CALLBACK) return "The connection closed without an answer";
     return transfer.errorText[0] != '\0' ? transfer.errorText.data() : curl_easy_strerror(result);
   }
 
   // Completes the request also where there is no memory for the text: somebody waits for it.
-  void fail(Transfer& transfer, int code, const char* text) {
+  void fail(Transfer& transfer, int code, const char* text, std::optional<std::string> body = std::nullopt) {
     ZVURLError error{code, {}};
     try {
       error.localizedDescription = text;
     } catch (const std::bad_alloc&) {  // then without it
     }
-    finish(transfer, std::nullopt, std::move(error));
+    finish(transfer, std::move(body), std::move(error));
   }
 
   void finish(Transfer& transfer, std::optional<std::string> body, std::optional<ZVURLError> error) {

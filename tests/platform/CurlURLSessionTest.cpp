@@ -1,8 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <ctime>
 #include <future>
 #include <memory>
@@ -90,6 +94,56 @@ class FewDescriptors {
   return static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
 }
 
+// A server on 127.0.0.1 that answers its first request and keeps the connection; every later request is read, and its
+// connection closed without an answer.
+class ClosingServer {
+ public:
+  ClosingServer() {
+    const sockaddr_in any{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    bind(listening_, reinterpret_cast<const sockaddr*>(&any), sizeof any);
+    listen(listening_, 8);
+    thread_ = std::thread([this] { serve(); });
+  }
+  ~ClosingServer() {
+    shutdown(listening_, SHUT_RDWR);
+    thread_.join();
+    close(listening_);
+  }
+  ClosingServer(const ClosingServer&) = delete;
+  ClosingServer& operator=(const ClosingServer&) = delete;
+
+  std::string url() const {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    getsockname(listening_, reinterpret_cast<sockaddr*>(&address), &size);
+    return "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/";
+  }
+  int requests() const { return requests_; }
+
+ private:
+  void serve() {
+    for (int connection = 0; (connection = accept(listening_, nullptr, nullptr)) >= 0; close(connection))
+      while (takesRequest(connection) && ++requests_ == 1)
+        send(connection, kAnswer.data(), kAnswer.size(), MSG_NOSIGNAL);
+  }
+  // The requests of the test end with their headers, or with "]".
+  static bool takesRequest(int connection) {
+    std::string request;
+    std::array<char, 4096> part{};
+    while (!request.ends_with(']') && !(request.ends_with("\r\n\r\n") && request.find("Length: 2") == request.npos)) {
+      const ssize_t size = recv(connection, part.data(), part.size(), 0);
+      if (size <= 0) return false;
+      request.append(part.data(), static_cast<std::size_t>(size));
+    }
+    return true;
+  }
+
+  static constexpr std::string_view kAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n[]";
+  const int listening_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  std::atomic<int> requests_{0};
+  std::thread thread_;
+};
+
 class CurlURLSession : public testing::Test {
  protected:
   LoopbackServer server;
@@ -127,8 +181,21 @@ TEST_F(CurlURLSession, HandsOverEveryAnswerThatIsWhole) {
   server.answer("/more", {200, limit + 'x'});
   EXPECT_TRUE(get(session, server.url("/limit")).body == limit);
   const Outcome more = get(session, server.url("/more"));
-  EXPECT_FALSE(more.body);
+  EXPECT_EQ(more.status(), 200);
+  EXPECT_TRUE(more.body == limit) << "the beginning, and an error says that there is more";
   EXPECT_EQ(more.code(), ZVURLError::kOther);
+}
+
+TEST(CurlURLSessionPost, IsMadeOnceWhereAKeptConnectionClosesWithoutAnAnswer) {
+  const auto session = makeCurlURLSession({});
+  for (const char* const body : {"[]", ""}) {
+    const ClosingServer server;
+    EXPECT_EQ(perform(session, post(server.url(), body)).status(), 200);
+    const Outcome unanswered = perform(session, post(server.url(), body));
+    EXPECT_TRUE(!unanswered.body && !unanswered.response && unanswered.code() == ZVURLError::kOther);
+    EXPECT_EQ(unanswered.text(), "The connection closed without an answer");
+    EXPECT_EQ(server.requests(), 2) << body;
+  }
 }
 
 TEST_F(CurlURLSession, GoesNowhereButWhereItWasSent) {
