@@ -12,7 +12,7 @@ namespace zorvane {
 
 namespace {
 
-// The patterns are the library's own, a score of them. What comes beyond is compiled anew each time.
+// The patterns are the library's own, a score of them. What comes beyond is compiled each time.
 constexpr std::size_t kMaxKept = 64;
 // Far more steps than any pattern of ours takes; text made to hurt ends here, as a text that does not match.
 constexpr std::uint32_t kMaxSteps = 1'000'000;
@@ -26,11 +26,29 @@ using Pattern = std::shared_ptr<const pcre2_code>;  // read only once compiled, 
 using MatchData = std::unique_ptr<pcre2_match_data, Free>;
 using CompileContext = std::unique_ptr<pcre2_compile_context, Free>;
 
+// "$" as the dialect of the patterns has it: at the end, and before a line terminator that ends the text, of which CR
+// and LF are one. The engine's own also stands between these two. No pattern has a "]" first in a class.
+std::string withOurEnd(std::string_view pattern) {
+  constexpr std::string_view kEnd = "(?!(?<=\\r)\\n)$";
+  std::string text;
+  bool inClass = false;
+  for (std::size_t at = 0; at < pattern.size(); ++at) {
+    const char character = pattern[at];
+    if (character == '[') inClass = true;
+    if (character == ']') inClass = false;
+    if (character == '$' && !inClass) text += kEnd;
+    else text += character;
+    if (character == '\\' && at + 1 < pattern.size()) text += pattern[++at];
+  }
+  return text;
+}
+
 // Empty when the pattern is none.
-Pattern compile(std::string_view pattern) {
+Pattern compile(std::string_view asGiven) {
+  const std::string pattern = withOurEnd(asGiven);
   const CompileContext context(pcre2_compile_context_create(nullptr));
   if (!context) return nullptr;
-  pcre2_set_newline(context.get(), PCRE2_NEWLINE_ANY);  // "$" matches before any line terminator that ends the text
+  pcre2_set_newline(context.get(), PCRE2_NEWLINE_ANY);
   int error = 0;
   PCRE2_SIZE errorOffset = 0;
   std::unique_ptr<pcre2_code, Free> code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),

@@ -193,6 +193,15 @@ TEST(StringMatch, FollowsTheDialectOfThePatterns) {
   EXPECT_FALSE(ZVHelpers::stringMatchWithString(nullptr, "a*"));
 }
 
+TEST(StringMatch, TakesCarriageReturnAndLineFeedForOneEnd) {
+  using Case = std::pair<std::string, std::string>;
+  for (const auto& [text, pattern] : {Case{"a\r", "^a\r$"}, Case{"a\n\r", "^a\n$"}, Case{"a\r\n", "^[a\r]+$"},
+                                      Case{"\r\n", "^\\s\\s$"}, Case{"a\r$", "^[$a]\r\\$$"}})
+    EXPECT_TRUE(ZVHelpers::stringMatchWithString(text, pattern)) << testing::PrintToString(text) << pattern;
+  for (const auto& [text, pattern] : {Case{"a\r\n", "^a\r$"}, Case{"\r\n", "^\\s$"}})
+    EXPECT_FALSE(ZVHelpers::stringMatchWithString(text, pattern)) << testing::PrintToString(text) << pattern;
+}
+
 TEST(StringMatch, EndsOnHostileText) {
   EXPECT_FALSE(ZVHelpers::stringMatchWithString(std::string(10'000, 'a'), "^(a|aa)+b$"));
   EXPECT_FALSE(ZVHelpers::stringMatchWithString(std::string(10'000'000, 'a'), "^[a-z]{1,64}$"));
