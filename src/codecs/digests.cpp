@@ -19,8 +19,6 @@ namespace {
 
 constexpr std::string_view kLowerHex = "0123456789abcdef";
 constexpr std::string_view kUpperHex = "0123456789ABCDEF";
-constexpr std::string_view kBase64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=";
-constexpr std::size_t kPad = 64;  // in kBase64
 
 constexpr std::size_t kShortestKey = 16;  // characters
 constexpr std::size_t kCipherKeyBytes = 32;
@@ -131,16 +129,11 @@ std::string ZVHelpers::hmacWithKey(std::string_view key, std::string_view data) 
 }
 
 std::string ZVHelpers::base64forData(std::string_view data) {
-  const auto byteAt = [&](std::size_t at) { return at < data.size() ? static_cast<std::uint8_t>(data[at]) : 0U; };
-  std::string text;
-  text.reserve((data.size() + 2) / 3 * 4);
-  for (std::size_t at = 0; at < data.size(); at += 3) {
-    const std::uint32_t group = byteAt(at) << 16U | byteAt(at + 1) << 8U | byteAt(at + 2);
-    text += kBase64[group >> 18U];
-    text += kBase64[group >> 12U & 0x3FU];
-    text += kBase64[at + 1 < data.size() ? group >> 6U & 0x3FU : kPad];
-    text += kBase64[at + 2 < data.size() ? group & 0x3FU : kPad];
-  }
+  constexpr std::size_t kStep = std::size_t{3} << 24;  // whole groups; the encoder counts with an int
+  std::string text((data.size() + 2) / 3 * 4, '\0');
+  unsigned char* next = bytesOf(text);  // the encoder's own end is the text's
+  for (; !data.empty(); data.remove_prefix(std::min(data.size(), kStep)))
+    next += EVP_EncodeBlock(next, bytesOf(data), static_cast<int>(std::min(data.size(), kStep)));
   return text;
 }
 

@@ -9,6 +9,8 @@
 #include <limits>
 #include <utility>
 
+#include <utf8.h>
+
 namespace zorvane {
 
 namespace {
@@ -16,61 +18,30 @@ namespace {
 constexpr double kWholeDoublesEnd = 9007199254740992.0;  // 2^53: from here on doubles skip whole numbers
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
 constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
-
-// What may follow which first byte of a character. Overlong forms, surrogates and what lies beyond U+10FFFF have no
-// row.
-struct LeadBytes {
-  unsigned char first, last;
-  std::size_t bytes;
-  unsigned char secondFirst, secondLast;
-};
-constexpr auto kLeadBytes = std::to_array<LeadBytes>({
-    {0xC2, 0xDF, 2, 0x80, 0xBF},
-    {0xE0, 0xE0, 3, 0xA0, 0xBF},
-    {0xE1, 0xEC, 3, 0x80, 0xBF},
-    {0xED, 0xED, 3, 0x80, 0x9F},
-    {0xEE, 0xEF, 3, 0x80, 0xBF},
-    {0xF0, 0xF0, 4, 0x90, 0xBF},
-    {0xF1, 0xF3, 4, 0x80, 0xBF},
-    {0xF4, 0xF4, 4, 0x80, 0x8F},
-});
-
-constexpr bool isWithin(unsigned char byte, unsigned char first, unsigned char last) {
-  return byte >= first && byte <= last;
-}
-
-// Bytes of the character that begins at `at`; 0 when none does.
-std::size_t characterBytes(std::string_view text, std::size_t at) noexcept {
-  const auto byte = [&](std::size_t offset) { return static_cast<unsigned char>(text[at + offset]); };
-  if (byte(0) < 0x80) return 1;
-  for (const LeadBytes& row : kLeadBytes) {
-    if (!isWithin(byte(0), row.first, row.last)) continue;
-    if (text.size() - at < row.bytes || !isWithin(byte(1), row.secondFirst, row.secondLast)) return 0;
-    for (std::size_t offset = 2; offset < row.bytes; ++offset)
-      if (!isWithin(byte(offset), 0x80, 0xBF)) return 0;
-    return row.bytes;
-  }
-  return 0;
-}
-
-constexpr std::size_t codeUnits(std::size_t bytes) { return bytes == 4 ? 2 : 1; }
+constexpr std::size_t kMaxBytesPerUnit = 3;  // two units of UTF-16 take four bytes, one takes up to three
 
 constexpr std::uint64_t kBeyondAscii = 0x8080808080808080U;
 
-// How many bytes from `at` are ASCII for certain. Nearly all text is, so it is looked at eight bytes at a time.
-std::size_t asciiBlocks(std::string_view text, std::size_t at) noexcept {
-  std::size_t end = at;
-  for (std::uint64_t block = 0; text.size() - end >= sizeof block; end += sizeof block) {
-    std::memcpy(&block, text.data() + end, sizeof block);
-    if ((block & kBeyondAscii) != 0) break;
+// Nearly all text is, so it is looked at eight bytes at a time.
+bool isAscii(std::string_view text) noexcept {
+  std::uint64_t block = 0;
+  for (; text.size() >= sizeof block; text.remove_prefix(sizeof block)) {
+    std::memcpy(&block, text.data(), sizeof block);
+    if ((block & kBeyondAscii) != 0) return false;
   }
-  return end - at;
+  block = 0;
+  for (const char character : text) block |= static_cast<unsigned char>(character);
+  return (block & kBeyondAscii) == 0;
 }
 
-bool isAscii(std::string_view text) noexcept {
-  std::uint64_t rest = 0;
-  for (const char character : text.substr(asciiBlocks(text, 0))) rest |= static_cast<unsigned char>(character);
-  return (rest & kBeyondAscii) == 0;
+// The first byte of a character counts, the first of four twice.
+std::size_t codeUnits(char character) noexcept {
+  const auto byte = static_cast<unsigned char>(character);
+  return byte >= 0xF0 ? 2 : (byte & 0xC0U) != 0x80;
+}
+
+std::string_view validBeginning(std::string_view text) noexcept {
+  return text.substr(0, static_cast<std::size_t>(utf8::find_invalid(text.begin(), text.end()) - text.begin()));
 }
 
 std::string_view withoutLeading(std::string_view text, std::string_view characters) noexcept {
@@ -121,42 +92,31 @@ std::string describeWithin(int depth, const ZVMap& map) {
 
 }  // namespace
 
-bool isValidUtf8(std::string_view text) noexcept { return isAscii(text) || utf16Length(text).has_value(); }
+bool isValidUtf8(std::string_view text) noexcept { return isAscii(text) || utf8::is_valid(text.begin(), text.end()); }
 
 std::optional<std::size_t> utf16Length(std::string_view text) noexcept {
+  if (isAscii(text)) return text.size();
+  if (!utf8::is_valid(text.begin(), text.end())) return std::nullopt;
   std::size_t units = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    if (const std::size_t ascii = asciiBlocks(text, at); ascii > 0) {
-      units += ascii;
-      at += ascii;
-      continue;
-    }
-    const std::size_t bytes = characterBytes(text, at);
-    if (bytes == 0) return std::nullopt;
-    units += codeUnits(bytes);
-    at += bytes;
-  }
+  for (const char character : text) units += codeUnits(character);
   return units;
 }
 
 std::string_view prefixOfUtf16Length(std::string_view text, std::size_t units) noexcept {
+  if (units < text.size() / kMaxBytesPerUnit) text = text.substr(0, units * kMaxBytesPerUnit);
+  text = validBeginning(text);
   std::size_t end = 0;
-  while (end < text.size()) {
-    const std::size_t bytes = characterBytes(text, end);
-    if (bytes == 0 || codeUnits(bytes) > units) break;
-    units -= codeUnits(bytes);
-    end += bytes;
-  }
+  for (; end < text.size() && codeUnits(text[end]) <= units; ++end) units -= codeUnits(text[end]);
   return text.substr(0, end);
 }
 
 std::string withReplacementCharacters(std::string_view text) {
-  if (isValidUtf8(text)) return std::string(text);
-  std::string repaired;
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t bytes = characterBytes(text, at);
-    repaired += bytes == 0 ? kReplacementCharacter : text.substr(at, bytes);
-    at += std::max<std::size_t>(bytes, 1);
+  std::string repaired(validBeginning(text));
+  for (std::size_t at = repaired.size(); at < text.size();) {
+    repaired += kReplacementCharacter;  // for each byte that begins no character
+    const std::string_view valid = validBeginning(text.substr(at + 1));
+    repaired += valid;
+    at += 1 + valid.size();
   }
   return repaired;
 }
