@@ -1,4 +1,5 @@
-// Marks what the library exports; everything else stays hidden.
+/// @file
+/// Marks what the library exports; everything else stays hidden.
 #pragma once
 
 #if defined(__GNUC__) || defined(__clang__)

@@ -1,9 +1,11 @@
-// A task that runs after an interval, once or again and again, on the thread that scheduled it.
-//
-// Thread:   scheduling on any. The main loop's thread serves its timers by itself; any other has no loop of its own
-//           and calls servePending() now and then, a game every frame. invalidate() and isValid() from any thread.
-// Lifetime: a timer that is due again keeps itself; a thread's timers go when the thread ends.
-// Errors:   what the task throws is logged and swallowed.
+/// @file
+/// ZVTimer runs a task after an interval, once or repeatedly, on the thread that scheduled it.
+///
+/// - Thread: scheduling on any. The main loop's thread runs its timers by itself; any other thread has no loop and
+/// calls
+///   servePending() regularly, a game every frame. invalidate() and isValid() on any thread.
+/// - Lifetime: the thread keeps its timers until their last run; they are destroyed when the thread ends.
+/// - Errors: what the task throws is logged and swallowed.
 #pragma once
 
 #include <atomic>
@@ -12,19 +14,20 @@
 
 #include <zorvane/ZVExport.h>
 
+/// A task with its interval. Its threads and lifetime: ZVTimer.h.
 class ZORVANE_API ZVTimer {
  public:
-  using Task = std::function<void()>;  // what a timer runs
+  using Task = std::function<void()>;  ///< what a timer runs
 
-  // `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: an empty one
-  // makes a timer that does nothing. Null where the library can't run, in a forked child.
+  /// `seconds`: from now, and from each run to the next; 0 and less: at the next opportunity. `task`: an empty one
+  /// makes a timer that does nothing. Null where the library can't run, in a forked child.
   static std::shared_ptr<ZVTimer> scheduledTimerWithTimeInterval(double seconds, Task task, bool repeats) noexcept;
-  // Runs what is due of the calling thread's timers.
+  /// Runs what is due of the calling thread's timers.
   static void servePending() noexcept;
 
-  // No run begins after this has returned on the timer's own thread.
+  /// Stops the timer. Called on the timer's own thread, no run begins afterwards; on another, one may be under way.
   void invalidate() noexcept { valid_ = false; }
-  // Whether a run is still to come.
+  /// Whether a run is still to come.
   bool isValid() const noexcept { return valid_; }
 
  private:

@@ -1,7 +1,8 @@
-// The value types that a game hands to Zorvane and gets back: text that may be absent, JSON-like values, enumerations.
-//
-// Thread:   plain values; share one between threads only as you would a std::string.
-// Lifetime: ZVText borrows its characters for the length of a call; ZVValue and ZVMap own theirs.
+/// @file
+/// The value types of Zorvane's arguments and results: text that may be absent, JSON-like values, enumerations.
+///
+/// - Thread: plain values; share one between threads only as you would a std::string.
+/// - Lifetime: ZVText borrows its characters for the length of a call; ZVValue and ZVMap own theirs.
 #pragma once
 
 #include <concepts>
@@ -18,26 +19,30 @@
 
 #include <zorvane/ZVExport.h>
 
-// Borrowed UTF-8 text that may be absent: what a text argument is. A null pointer is absent, "" is present and empty.
+/// Borrowed UTF-8 text that may be absent: what a text argument is. A null pointer is absent, "" is present and empty.
 class ZVText {
  public:
-  // Absent text, or that of the argument, which must outlive the call that it is given to.
+  /// Absent text. The argument of the other constructors must outlive the call that the text is given to.
   constexpr ZVText() noexcept = default;
-  constexpr ZVText(std::nullptr_t) noexcept {}
-  constexpr ZVText(std::nullopt_t) noexcept {}
+  constexpr ZVText(std::nullptr_t) noexcept {}  ///< absent
+  constexpr ZVText(std::nullopt_t) noexcept {}  ///< absent
+  /// Text that ends with a null byte; a null pointer is absent.
   constexpr ZVText(const char* text) noexcept
       : view_(text != nullptr ? std::string_view(text) : std::string_view()), present_(text != nullptr) {}
+  /// Text that is present.
   constexpr ZVText(std::string_view text) noexcept : view_(text), present_(true) {}
+  /// Text that is present.
   ZVText(const std::string& text) noexcept : view_(text), present_(true) {}
+  /// Absent where the argument is.
   ZVText(const std::optional<std::string>& text) noexcept
       : view_(text ? std::string_view(*text) : std::string_view()), present_(text.has_value()) {}
 
-  [[nodiscard]] constexpr bool present() const noexcept { return present_; }        // also when it is ""
-  [[nodiscard]] constexpr bool empty() const noexcept { return view_.empty(); }     // absent, or of length 0
-  [[nodiscard]] constexpr std::string_view view() const noexcept { return view_; }  // "" when absent
-  // For the log: "(null)" when absent.
+  [[nodiscard]] constexpr bool present() const noexcept { return present_; }        ///< also when it is ""
+  [[nodiscard]] constexpr bool empty() const noexcept { return view_.empty(); }     ///< absent, or of length 0
+  [[nodiscard]] constexpr std::string_view view() const noexcept { return view_; }  ///< "" when absent
+  /// For the log: "(null)" when absent.
   [[nodiscard]] constexpr std::string_view orNull() const noexcept { return present_ ? view_ : "(null)"; }
-  // The characters as a value of their own.
+  /// The characters as a value of their own.
   [[nodiscard]] std::optional<std::string> copy() const {
     return present_ ? std::optional<std::string>(view_) : std::nullopt;
   }
@@ -49,42 +54,39 @@ class ZVText {
 
 class ZVValue;
 
-// Every whole number, of any size, but no boolean.
+/// Every whole number, of any size, but no boolean.
 template <class T>
 concept ZVInteger = std::integral<T> && !std::same_as<T, bool>;
 
-// A JSON object: text keys to values, in the order in which the keys were first set.
+/// A JSON object: text keys to values, in the order in which the keys were first set.
 class ZORVANE_API ZVMap {
  public:
   struct Entry;
-  using const_iterator = const Entry*;  // valid until the map changes
+  using const_iterator = const Entry*;  ///< valid until the map changes
 
-  // An empty map, or a copy or the content of another. What was moved from is empty.
+  /// An empty map.
   ZVMap() noexcept;
-  ZVMap(std::initializer_list<Entry> entries);  // a later entry with the same key replaces the earlier one's value
-  ZVMap(const ZVMap& other);
-  ZVMap(ZVMap&& other) noexcept;
-  ZVMap& operator=(const ZVMap& other);
-  ZVMap& operator=(ZVMap&& other) noexcept;
-
+  ZVMap(std::initializer_list<Entry> entries);  ///< a later entry with the same key replaces the earlier one's value
+  ZVMap(const ZVMap& other);                    ///< a copy
+  ZVMap(ZVMap&& other) noexcept;                ///< the content of `other`, which is empty afterwards
+  ZVMap& operator=(const ZVMap& other);         ///< a copy in place of the content
+  ZVMap& operator=(ZVMap&& other) noexcept;     ///< the content of `other`, which is empty afterwards
   ~ZVMap();
 
-  void set(std::string key, ZVValue value);  // replaces in place when the key is there
-  bool erase(std::string_view key);          // true when the key was there
-  void clear() noexcept;                     // removes every entry
-  void reserve(std::size_t entries);         // makes room, as a vector does
+  void set(std::string key, ZVValue value);  ///< replaces in place when the key is there
+  bool erase(std::string_view key);          ///< true when the key was there
+  void clear() noexcept;                     ///< removes every entry
+  void reserve(std::size_t entries);         ///< makes room, as a vector does
 
-  [[nodiscard]] const ZVValue* find(std::string_view key) const noexcept;  // null when the key is missing
-  // Whether the key is there, also with a null.
+  [[nodiscard]] const ZVValue* find(std::string_view key) const noexcept;  ///< null when the key is missing
+  /// Whether the key is there, also with a null.
   [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
-  // The number of entries, and whether there are none.
-  [[nodiscard]] std::size_t size() const noexcept;
-  [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-  // The entries, in their order.
-  [[nodiscard]] const_iterator begin() const noexcept;
-  [[nodiscard]] const_iterator end() const noexcept;
+  [[nodiscard]] std::size_t size() const noexcept;                   ///< the number of entries
+  [[nodiscard]] bool empty() const noexcept { return size() == 0; }  ///< whether there are none
+  [[nodiscard]] const_iterator begin() const noexcept;               ///< the first entry; they stand in their order
+  [[nodiscard]] const_iterator end() const noexcept;                 ///< behind the last entry
 
-  // The same keys with the same values, in whatever order.
+  /// The same keys with the same values, in any order.
   friend ZORVANE_API bool operator==(const ZVMap& left, const ZVMap& right);
 
  private:
@@ -92,47 +94,54 @@ class ZORVANE_API ZVMap {
   [[nodiscard]] std::optional<std::size_t> position(std::string_view key) const noexcept;
 
   std::vector<Entry> entries_;
-  std::unique_ptr<Index> index_;  // only for maps too large to search one by one
+  std::unique_ptr<Index> index_;  ///< only for maps too large to search one by one
 };
 
-// One JSON value. Numbers keep the kind they were given in: whole (64-bit) or double.
+/// One JSON value. Numbers keep the kind they were given in: whole (64-bit) or double.
 class ZORVANE_API ZVValue {
  public:
-  using Array = std::vector<ZVValue>;  // of any kinds
+  using Array = std::vector<ZVValue>;  ///< of any kinds
 
-  // A null, or what is given. A null pointer is a null; a whole number beyond 64 bits with a sign becomes a double. The
-  // boolean is constrained, for a pointer or a number must not turn into one.
-  ZVValue() noexcept = default;
-  ZVValue(std::nullptr_t) noexcept {}
+  ZVValue() noexcept = default;        ///< a null
+  ZVValue(std::nullptr_t) noexcept {}  ///< a null
+  /// A boolean. Constrained, so that neither a pointer nor a number becomes one.
   template <std::same_as<bool> Boolean>
   ZVValue(Boolean value) noexcept : value_(value) {}
+  /// A whole number; one above the largest std::int64_t becomes a double.
   template <ZVInteger Integer>
   ZVValue(Integer value) noexcept : value_(wholeOrDouble(value)) {}
+  /// A double.
   template <std::floating_point Float>
   ZVValue(Float value) noexcept : value_(static_cast<double>(value)) {}
+  /// Text; a null pointer is a null.
   ZVValue(const char* text) {
     if (text != nullptr) value_ = std::string(text);
   }
-  ZVValue(std::string text) noexcept : value_(std::move(text)) {}
-  ZVValue(std::string_view text) : value_(std::string(text)) {}
-  ZVValue(Array array) noexcept : value_(std::move(array)) {}
-  ZVValue(ZVMap map) noexcept : value_(std::move(map)) {}
+  ZVValue(std::string text) noexcept : value_(std::move(text)) {}  ///< text
+  ZVValue(std::string_view text) : value_(std::string(text)) {}    ///< text
+  ZVValue(Array array) noexcept : value_(std::move(array)) {}      ///< an array
+  ZVValue(ZVMap map) noexcept : value_(std::move(map)) {}          ///< an object
 
-  // Whether this is a null.
+  /// Whether this is a null.
   [[nodiscard]] bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
-  // Whether this is a whole number, a double or a boolean, which counts as a number.
+  /// Whether this is a whole number, a double or a boolean, which counts as a number.
   [[nodiscard]] bool isNumber() const noexcept {
     return ifBool() != nullptr || ifInteger() != nullptr || ifDouble() != nullptr;
   }
-  // The content when the value is of that kind, null otherwise.
+  /// The boolean; null where the value is of another kind.
   [[nodiscard]] const bool* ifBool() const noexcept { return std::get_if<bool>(&value_); }
+  /// The whole number; null where the value is of another kind.
   [[nodiscard]] const std::int64_t* ifInteger() const noexcept { return std::get_if<std::int64_t>(&value_); }
+  /// The double; null where the value is of another kind.
   [[nodiscard]] const double* ifDouble() const noexcept { return std::get_if<double>(&value_); }
+  /// The text; null where the value is of another kind.
   [[nodiscard]] const std::string* ifString() const noexcept { return std::get_if<std::string>(&value_); }
+  /// The array; null where the value is of another kind.
   [[nodiscard]] const Array* ifArray() const noexcept { return std::get_if<Array>(&value_); }
+  /// The object; null where the value is of another kind.
   [[nodiscard]] const ZVMap* ifMap() const noexcept { return std::get_if<ZVMap>(&value_); }
 
-  // The same kind with the same content: 1 is not 1.0.
+  /// The same kind with the same content: 1 is not 1.0.
   friend bool operator==(const ZVValue&, const ZVValue&) = default;
 
  private:
@@ -147,54 +156,56 @@ class ZORVANE_API ZVValue {
   Content value_;
 };
 
-// A key with its value.
+/// A key with its value.
 struct ZVMap::Entry {
-  std::string key;  // UTF-8
-  ZVValue value;    // a copy of what was set
-  // The same key and value.
+  std::string key;  ///< UTF-8
+  ZVValue value;    ///< a copy of what was set
+  /// The same key and value.
   friend bool operator==(const Entry&, const Entry&) = default;
 };
 
-// Texts that a game declares: {"gems", "gold"}, a vector of strings, or std::nullopt for none at all.
+/// Texts that a game declares: {"gems", "gold"}, a vector of strings, or std::nullopt for none at all.
 class ZVTextList : public std::optional<std::vector<std::string>> {
  public:
   using std::optional<std::vector<std::string>>::optional;
-  // No list at all, or one of these texts.
+  /// No list at all.
   ZVTextList() noexcept = default;
+  /// A list of these texts.
   ZVTextList(std::initializer_list<ZVText> texts) : optional(std::in_place) {
     for (const ZVText text : texts) add(text);
   }
-  // Appends to a list that is there. An absent text is refused with the list, as what it is: no text.
+  /// Appends to a list that is there. An absent text is refused with the list, as what it is: no text.
   void add(ZVText text) { (*this)->emplace_back(text.present() ? text.view() : "\xFF"); }
 };
 
-// A boolean that only a boolean makes. Text, numbers and pointers turn into a plain bool, so a string literal would
-// choose an overload that takes one over an overload that takes text.
+/// A boolean that only a boolean makes. Text, numbers and pointers turn into a plain bool, so a string literal would
+/// choose an overload that takes one over an overload that takes text.
 class ZVFlag {
  public:
-  // From a boolean, and back.
+  /// From a boolean.
   template <std::same_as<bool> Boolean>
   constexpr ZVFlag(Boolean value) noexcept : value_(value) {}
+  /// The boolean.
   constexpr operator bool() const noexcept { return value_; }
 
  private:
   bool value_;
 };
 
-// The enumerations of events. They are sent by name, and a value outside its list (by a cast) is refused as any other
-// bad argument is.
+/// The enumerations of events. They are sent by name, and a value outside its list (by a cast) is refused as any other
+/// bad argument is.
 
-// What became of a try at a level or the like.
+/// The state of an attempt at a level or the like.
 enum class ZVProgressionStatus : int { start = 1, complete = 2, fail = 3 };
-// The player gained, the player spent.
+/// Whether the player gained or spent.
 enum class ZVResourceFlowType : int { source = 1, sink = 2 };
-// How bad an error is.
+/// How bad an error is.
 enum class ZVErrorSeverity : int { debug = 1, info = 2, warning = 3, error = 4, critical = 5 };
-// What happened with an ad.
+/// What happened with an ad.
 enum class ZVAdAction : int { clicked = 1, show = 2, failedShow = 3, rewardReceived = 4, request = 5, loaded = 6 };
-// What kind of ad it is.
+/// What kind of ad it is.
 enum class ZVAdType : int { video = 1, rewardedVideo = 2, playable = 3, interstitial = 4, offerWall = 5, banner = 6 };
-// Why an ad was not shown.
+/// Why an ad was not shown.
 enum class ZVAdError : int {
   unknown = 1,
   offline = 2,

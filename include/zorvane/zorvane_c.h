@@ -1,20 +1,21 @@
-/* Zorvane in C99: analytics for games, for engines and for languages that call C. The same library as Zorvane.h, and
- * the two may be mixed.
- *
- * Thread:    any, unless a function says otherwise. A call copies its arguments, posts them to the library's work queue
- *            and returns at once; calls of one thread take effect in the order in which they were made.
- * Errors:    nothing is thrown. A refused argument is a log line (standard error and the log callback), and most
- *            refused events are reported to the collector as well. A function that sets something and returns bool
- *            says whether it could.
- * Ownership: the library keeps no pointer that it is given, but callbacks with their `user`. What a ..._create() or
- *            zorvane_timer_schedule() returns belongs to the caller, who gives it to the matching ..._destroy(). Null
- *            may be destroyed, too.
- * Lifetime:  usable from the first static constructor to the last exit handler. In a forked child every call that
- *            reaches the library does nothing.
- *
- * Text is UTF-8, ends with a null byte, and is measured in UTF-16 code units. Null is absent text; it and "" differ
- * only where said. An enumeration is an int: a value outside its list is refused as any other bad argument is.
- */
+/// @file
+/// Zorvane in C99: analytics for games, for engines and for languages that call C. The same library as Zorvane.h, and
+/// the two may be mixed.
+///
+/// - Thread: any, unless a function says otherwise. A call copies its arguments, posts them to the library's work queue
+///   and returns at once; calls of one thread take effect in the order in which they were made.
+/// - Errors: nothing is thrown. A refused argument is a log line (standard error and the log callback), and most
+/// refused
+///   events are reported to the collector as well. A function that sets something and returns bool returns whether it
+///   did.
+/// - Ownership: the library keeps no pointer that it is given, except callbacks with their `user`. What a ..._create()
+///   or zorvane_timer_schedule() returns belongs to the caller, who passes it to the matching ..._destroy(). Null may
+///   be destroyed, too.
+/// - Lifetime: usable from the first static constructor to the last exit handler. In a forked child every call that
+///   reaches the library does nothing.
+///
+/// Text is UTF-8, ends with a null byte, and is measured in UTF-16 code units. Null is absent text; it and "" differ
+/// only where said. An enumeration is an int: a value outside its list is refused as any other bad argument is.
 #ifndef ZORVANE_ZORVANE_C_H
 #define ZORVANE_ZORVANE_C_H
 
@@ -28,230 +29,259 @@
 extern "C" {
 #endif
 
-/* ---- The platform: what the host knows better than the library. Optional.
- *
- * The structs grow at their end, so `size` says how much of one its program knows: set it to sizeof the struct, and
- * everything that is not needed to 0, which is the default:
- *
- *   struct zorvane_platform platform = {0};
- *   platform.size = sizeof platform;
- *   platform.bundle_identifier = "com.example.game";
- *   zorvane_platform_install(&platform);
- */
+/// @name The platform
+/// What the host knows better than the library. Optional.
+///
+/// The structs grow at their end, so `size` says how much of one its program knows: set it to sizeof the struct, and
+/// everything that is not needed to 0, which is the default:
+///
+///     struct zorvane_platform platform = {0};
+///     platform.size = sizeof platform;
+///     platform.bundle_identifier = "com.example.game";
+///     zorvane_platform_install(&platform);
+/// @{
 
-/* Replaces as a whole what the library would find out about the machine. */
+/// Facts about the device. They replace all of those that the library would find out.
 struct zorvane_device {
-  size_t size;                        /* sizeof(struct zorvane_device) */
-  const char* system_version;         /* "17.2" */
-  const char* hardware_name;          /* "x86_64" */
-  const char* vendor_identifier;      /* canonical UUID text */
-  const char* advertising_identifier; /* canonical UUID text */
-  int tracking_status;                /* 0 not determined, 1 restricted, 2 denied, 3 authorized */
-  bool never_asks_for_tracking;       /* true: a system before version 14, where tracking_status says nothing ... */
-  bool advertising_tracking_enabled;  /* ... and this counts */
-  double foundation_version;          /* 0: 2000; 993 and lower are systems of version 6 and before */
+  size_t size;                         ///< sizeof(struct zorvane_device)
+  const char* system_version;          ///< "17.2"
+  const char* hardware_name;           ///< "x86_64"
+  const char* vendor_identifier;       ///< canonical UUID text
+  const char* advertising_identifier;  ///< canonical UUID text
+  int tracking_status;                 ///< 0 not determined, 1 restricted, 2 denied, 3 authorized
+  bool never_asks_for_tracking;        ///< true: a system before version 14, where tracking_status says nothing ...
+  bool advertising_tracking_enabled;   ///< ... and this counts
+  double foundation_version;           ///< 0: 2000; 993 and lower are systems of version 6 and before
 };
 
-/* What the host says of itself and chooses. */
+/// Facts about the application, and the host's choices.
 struct zorvane_platform {
-  size_t size; /* sizeof(struct zorvane_platform) */
+  size_t size;  ///< sizeof(struct zorvane_platform)
 
-  /* The application. With all of these null the program's file name is the bundle identifier. */
+  // The application. With all of these null the program's file name is the bundle identifier.
+  const char* bundle_identifier;   ///< "com.company.game": names the data directory, too
+  const char* version;             ///< shown to players, "1.4.2"
+  const char* build;               ///< "1421"
+  const char* internal_build;      ///< a build number of the studio's own, shown in crash reports
+  const char* receipt_path;        ///< file of the store's receipt
+  const char* resource_directory;  ///< where the application's own files are
 
-  const char* bundle_identifier;  /* "com.company.game": names the data directory, too */
-  const char* version;            /* shown to players, "1.4.2" */
-  const char* build;              /* "1421" */
-  const char* internal_build;     /* a build number of the studio's own, shown in crash reports */
-  const char* receipt_path;       /* file of the store's receipt */
-  const char* resource_directory; /* where the application's own files are */
+  const struct zorvane_device* device;  ///< null: what the library finds out
+  const char* data_directory;           ///< null: the user's data directory, under the bundle identifier
 
-  const struct zorvane_device* device; /* null: what the library finds out */
-  const char* data_directory;          /* null: the user's data directory, under the bundle identifier */
+  // Where events go.
+  const char* collector_protocol;          ///< "https" or "http"; null: https
+  const char* collector_hostname;          ///< null: the host that the library was built for
+  const char* collector_port;              ///< null: the protocol's own
+  const char* app_store_hostname;          ///< null: the host that the library was built for
+  const char* certificate_authority_file;  ///< PEM, an extra one for development
+  double connect_timeout_seconds;          ///< 0: 15
+  double request_timeout_seconds;          ///< 0: 60; the answer included
 
-  /* Where events go. */
-
-  const char* collector_protocol;         /* "https" or "http"; null: https */
-  const char* collector_hostname;         /* null: the host that the library was built for */
-  const char* collector_port;             /* null: the protocol's own */
-  const char* app_store_hostname;         /* null: the host that the library was built for */
-  const char* certificate_authority_file; /* PEM, an extra one for development */
-  double connect_timeout_seconds;         /* 0: 15 */
-  double request_timeout_seconds;         /* 0: 60; the answer included */
-
-  /* True: the library's main loop is the host's own. The thread that installs the platform is the main thread and calls
-   * zorvane_main_loop_pump() every frame. False: the library has a thread for it. */
+  /// True: the library's main loop is the host's own. The thread that installs the platform is the main thread and
+  /// calls zorvane_main_loop_pump() every frame. False: the library has a thread for it.
   bool pumped_main_loop;
 
-  /* How long a normal exit may wait for posted work to be stored, and for a request that began in the background. */
-  double exit_seconds;       /* 0: 1.5; below 0: not at all */
-  double background_seconds; /* 0: 5; below 0: not at all */
+  // How long a normal exit may wait for posted work to be stored, and for a request that began in the background.
+  double exit_seconds;        ///< 0: 1.5; below 0: not at all
+  double background_seconds;  ///< 0: 5; below 0: not at all
 
-  /* True: no crash handlers, neither for signals nor for C++ exceptions, from the start: for a process whose runtime
-   * uses signals for itself, or that reports its crashes itself. */
+  /// True: no crash handlers, neither for signals nor for C++ exceptions, from the start: for a process whose runtime
+  /// uses signals for itself, or that reports its crashes itself.
   bool without_crash_handlers;
 };
 
-/* Puts the platform in force. On the main thread, before the first other call but zorvane_set_log_callback(). False,
- * with a log line: it comes too late, is null, or has a `size` smaller than any release had; nothing is changed. */
+/// Puts the platform in force. On the main thread, before the first other call but zorvane_set_log_callback(). False,
+/// with a log line: it comes too late, is null, or has a `size` smaller than any release had; nothing is changed.
 ZORVANE_API bool zorvane_platform_install(const struct zorvane_platform* platform);
 
-/* The application went to the background (its session ends) or comes back (a new one starts). Main thread. */
+/// The application went to the background: its session ends. Main thread.
 ZORVANE_API void zorvane_did_enter_background(void);
+/// The application returns to the foreground: a new session starts. Main thread.
 ZORVANE_API void zorvane_will_enter_foreground(void);
 
-/* For a platform with a pumped main loop; without one these do nothing. Main thread. */
-ZORVANE_API void zorvane_main_loop_pump(void);                      /* runs what is due, then returns */
-ZORVANE_API double zorvane_main_loop_seconds_until_next_task(void); /* below 0: nothing waits */
+/// Runs what is due on a pumped main loop, then returns; does nothing without one. Main thread.
+ZORVANE_API void zorvane_main_loop_pump(void);
+/// Seconds until zorvane_main_loop_pump() has something to run; below 0: nothing waits. Main thread.
+ZORVANE_API double zorvane_main_loop_seconds_until_next_task(void);
+/// @}
 
-/* ---- Callbacks: each at most one; null removes it. They may call everything here, and must not throw or jump out.
- *
- * Once a function here that sets or removes a callback has returned, the former one isn't running on any thread and
- * won't be called again: its `user` may go. So don't call it while holding what the callback waits for. Only from
- * inside a callback it doesn't wait: a call on another thread may still be on its way. */
+/// @name Callbacks
+/// Each at most one; null removes it. They may call everything here, and must not throw or jump out.
+///
+/// Once a function here that sets or removes a callback has returned, the former one isn't running on any thread and
+/// won't be called again: its `user` may go. So don't call it while holding what the callback waits for. Only from
+/// inside a callback it doesn't wait: a call on another thread may still be on its way.
+/// @{
 
-/* How grave a line of the log is. */
+/// The severity of a log line.
 enum { ZORVANE_LOG_ERROR = 0, ZORVANE_LOG_WARNING = 1, ZORVANE_LOG_INFO = 2, ZORVANE_LOG_DEBUG = 3 };
 
-/* A line of the log. On the thread that wrote it, most often the library's work queue, but also one that calls the
- * library; on several at once. Lines that the callback causes on its own thread aren't told. `line`: for the call. */
+/// A line of the log. On the thread that wrote it, most often the library's work queue, but also one that calls the
+/// library; on several at once. Lines that the callback causes on its own thread aren't reported. `line`: valid during
+/// the call.
 typedef void (*zorvane_log_callback)(int type, const char* line, void* user);
-/* Sets or removes who hears of the log; may come before everything else. */
+/// Sets or removes the log callback; may come before everything else.
 ZORVANE_API void zorvane_set_log_callback(zorvane_log_callback callback, void* user);
 
-/* Remote configurations have arrived: to be set before initialisation. On the work queue while the configurations are
- * locked: anything slow holds up the library. Replaces a delegate that was set in C++. */
+/// Remote configurations have arrived: to be set before initialisation. On the work queue while the configurations are
+/// locked: anything slow delays the library. Replaces a delegate that was set in C++.
 typedef void (*zorvane_remote_configs_callback)(void* user);
-/* Sets or removes who is told of them. */
+/// Sets or removes that callback.
 ZORVANE_API void zorvane_set_remote_configs_callback(zorvane_remote_configs_callback callback, void* user);
+/// @}
 
-/* ---- Maps: text keys to values, in the order in which the keys were first set: custom fields, impression data.
- * One thread at a time. A function that is given a map copies it; null is an empty one. */
+/// @name Maps
+/// Text keys to values, in the order in which the keys were first set: custom fields, impression data.
+/// One thread at a time. A function that is given a map copies it; null is an empty one.
+/// @{
 
-/* A JSON object. */
+/// A JSON object.
 typedef struct zorvane_map zorvane_map;
 
-ZORVANE_API zorvane_map* zorvane_map_create(void);      /* an empty one; null: out of memory */
-ZORVANE_API void zorvane_map_destroy(zorvane_map* map); /* nothing for null */
-ZORVANE_API void zorvane_map_clear(zorvane_map* map);   /* removes every entry */
-/* Set `key`, in place of the value it had. False: `map` or `key` is null, or out of memory. */
+ZORVANE_API zorvane_map* zorvane_map_create(void);       ///< an empty one; null: out of memory
+ZORVANE_API void zorvane_map_destroy(zorvane_map* map);  ///< nothing for null
+ZORVANE_API void zorvane_map_clear(zorvane_map* map);    ///< removes every entry
+/// Sets `key`, in place of the value it had. False: `map` or `key` is null, or out of memory.
 ZORVANE_API bool zorvane_map_set_int64(zorvane_map* map, const char* key, int64_t value);
+/// The same for a double.
 ZORVANE_API bool zorvane_map_set_double(zorvane_map* map, const char* key, double value);
+/// The same for a boolean.
 ZORVANE_API bool zorvane_map_set_bool(zorvane_map* map, const char* key, bool value);
-ZORVANE_API bool zorvane_map_set_text(zorvane_map* map, const char* key, const char* value); /* null: JSON's null */
-ZORVANE_API bool zorvane_map_set_map(zorvane_map* map, const char* key, const zorvane_map* value); /* a nested object */
-/* An array of the values of `elements`, whatever their keys. */
+/// The same for text; null is JSON's null.
+ZORVANE_API bool zorvane_map_set_text(zorvane_map* map, const char* key, const char* value);
+/// The same for a nested object.
+ZORVANE_API bool zorvane_map_set_map(zorvane_map* map, const char* key, const zorvane_map* value);
+/// An array of the values of `elements`; their keys don't matter.
 ZORVANE_API bool zorvane_map_set_array(zorvane_map* map, const char* key, const zorvane_map* elements);
+/// @}
 
-/* ---- Configuration: before initialisation. Once the library is ready these are refused. A value that breaks its rule
- * changes nothing, with a line in the log. */
+/// @name Configuration
+/// Before initialisation. Once the library is ready these are refused. A value that breaks its rule changes nothing,
+/// with a line in the log.
+/// @{
 
-/* The game's own build, "1.4.2": 1 to 32 characters. */
+/// The game's own build, "1.4.2": 1 to 32 characters.
 ZORVANE_API void zorvane_configure_build(const char* build);
-/* The player's id in the game's own terms, instead of a device identifier or a random one: 1 to 64 characters. */
+/// The player's id in the game's own terms, instead of a device identifier or a random one: 1 to 64 characters.
 ZORVANE_API void zorvane_configure_user_id(const char* user_id);
-/* For engine wrappers: "unity 5.6.1". One of unity, unreal, corona, marmalade, cocos2d, xamarin, lumberyard, air,
- * gamemaker, defold, nativescript, cordova, construct, stencyl and godot, a space, one to three numbers of up to five
- * digits. "air" is no engine. Too late is ignored silently. */
+/// For engine wrappers: "unity 5.6.1". One of unity, unreal, corona, marmalade, cocos2d, xamarin, lumberyard, air,
+/// gamemaker, defold, nativescript, cordova, construct, stencyl and godot, a space, one to three numbers of up to five
+/// digits. "air" is no engine. Too late is ignored silently.
 ZORVANE_API void zorvane_configure_sdk_version(const char* wrapper_version);
+/// For games in an engine: its name and version, by the rule above. Too late is ignored silently.
 ZORVANE_API void zorvane_configure_engine_version(const char* engine_version);
-/* Takes the build from the application's `version` at each session start. Too late is ignored silently. */
+/// Takes the build from the application's `version` at each session start. Too late is ignored silently.
 ZORVANE_API void zorvane_configure_auto_detect_app_version(bool enabled);
-/* The values that each custom dimension may take: 1 to 20 values of 1 to 32 characters. Here as below a list that is
- * null, or has a null in it, is refused. */
+/// The values that each custom dimension may take: 1 to 20 values of 1 to 32 characters. Here as below a list that is
+/// null, or has a null in it, is refused.
 ZORVANE_API void zorvane_configure_available_custom_dimensions01(const char* const* values, size_t count);
+/// The same for the second dimension.
 ZORVANE_API void zorvane_configure_available_custom_dimensions02(const char* const* values, size_t count);
+/// The same for the third dimension.
 ZORVANE_API void zorvane_configure_available_custom_dimensions03(const char* const* values, size_t count);
-/* The game's own currencies: 1 to 20 of 1 to 64 letters. */
+/// The game's own currencies: 1 to 20 of 1 to 64 letters.
 ZORVANE_API void zorvane_configure_available_resource_currencies(const char* const* currencies, size_t count);
-/* What is bought with them or earned: 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?]. */
+/// What is bought with them or earned: 1 to 20 item types of 1 to 32 characters of [A-Za-z0-9 -_.()!?].
 ZORVANE_API void zorvane_configure_available_resource_item_types(const char* const* item_types, size_t count);
-/* Stores the keys for zorvane_initialize_configured(): 32 and 40 letters and digits. */
+/// Stores the keys for zorvane_initialize_configured(): 32 and 40 letters and digits.
 ZORVANE_API void zorvane_configure_game_key(const char* game_key, const char* game_secret);
+/// @}
 
-/* ---- Initialisation: once. Restores what earlier runs stored, starts a session and the event queue. */
+/// @name Initialisation
+/// Once. Restores what earlier runs stored, starts a session and the event queue.
+/// @{
 
-/* With the keys of the game. `game_key`: 32 letters and digits, `game_secret`: 40. Others are refused with a warning,
- * and nothing starts. The crash handlers are installed in any case, unless a switch keeps them away;
- * ZVCrashReporting.h says what they do. */
+/// With the keys of the game. `game_key`: 32 letters and digits, `game_secret`: 40. Others are refused with a warning,
+/// and nothing starts. The crash handlers are installed in any case, unless a switch keeps them away;
+/// ZVCrashReporting.h says what they do.
 ZORVANE_API void zorvane_initialize(const char* game_key, const char* game_secret);
-/* The same with the keys of zorvane_configure_game_key(); without them, a warning and nothing starts. */
+/// The same with the keys of zorvane_configure_game_key(); without them, a warning and nothing starts.
 ZORVANE_API void zorvane_initialize_configured(void);
 
-/* What became of the crash handlers: no initialise call has decided yet; they stand, and from here on a host may set
- * its own in their place; they were kept away by a switch, or the machine had no thread left for them. */
+/// The state of the crash handlers: no initialise call has decided yet; they are installed, and from here on a host may
+/// replace them by its own; they were not installed, because of a switch or for want of a thread.
 enum {
   ZORVANE_CRASH_HANDLERS_UNDECIDED = 0,
   ZORVANE_CRASH_HANDLERS_INSTALLED = 1,
   ZORVANE_CRASH_HANDLERS_KEPT_AWAY = 2
 };
 
-/* Waits until the initialise call has decided; its work is done on the library's thread. At most `seconds`, and not at
- * all on that thread or in a forked child. Neither the network nor the session's start is waited for. Returns
- * one of the above. */
+/// Waits until the initialise call has decided; its work is done on the library's thread. At most `seconds`, and not at
+/// all on that thread or in a forked child. Neither the network nor the session's start is waited for. Returns
+/// one of the above.
 ZORVANE_API int zorvane_wait_for_crash_handlers(double seconds);
+/// @}
 
-/* ---- Switches: at any time. */
+/// @name Switches
+/// At any time.
+/// @{
 
-ZORVANE_API void zorvane_set_enabled_info_log(bool enabled);    /* off by default */
-ZORVANE_API void zorvane_set_enabled_verbose_log(bool enabled); /* off by default; prints every event as JSON */
-ZORVANE_API void zorvane_set_enabled_warning_log(bool enabled); /* on by default */
-ZORVANE_API void zorvane_set_enable_debug_log(bool enabled);    /* off by default; takes effect at once */
-/* The game starts and ends sessions itself, by zorvane_start_session() and zorvane_end_session(); off by default. They
- * look at the switch on the caller's thread, while it is turned on the work queue: right after this call they may still
- * find it off. */
+ZORVANE_API void zorvane_set_enabled_info_log(bool enabled);     ///< off by default
+ZORVANE_API void zorvane_set_enabled_verbose_log(bool enabled);  ///< off by default; prints every event as JSON
+ZORVANE_API void zorvane_set_enabled_warning_log(bool enabled);  ///< on by default
+ZORVANE_API void zorvane_set_enable_debug_log(bool enabled);     ///< off by default; takes effect at once
+/// The game starts and ends sessions itself, by zorvane_start_session() and zorvane_end_session(); off by default. They
+/// read the switch on the caller's thread, but it is set on the work queue: right after this call they may still find
+/// it off.
 ZORVANE_API void zorvane_set_enabled_manual_session_handling(bool enabled);
-/* Crashes are reported; on by default. Off before initialisation: no crash handlers are installed. Off later: they stay
- * and report nothing; a fault still ends the process as it would without them, but one of their signals that somebody
- * sends has no effect. */
+/// Crashes are reported; on by default. Off before initialisation: no crash handlers are installed. Off later: they
+/// stay and report nothing; a fault still ends the process as it would without them, but one of their signals that a
+/// process sends has no effect.
 ZORVANE_API void zorvane_set_enabled_error_reporting(bool enabled);
-/* Events are stored and sent; on by default. Off: events are dropped instead of being stored, and nothing is sent but
- * the init call, without a user id. What waits on disk stays there. */
+/// Events are stored and sent; on by default. Off: events are dropped instead of being stored, and nothing is sent but
+/// the init call, without a user id. What waits on disk stays there.
 ZORVANE_API void zorvane_set_enabled_event_submission(bool enabled);
-/* Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once. */
+/// Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once.
 ZORVANE_API void zorvane_set_base_url(const char* base_url);
+/// @}
 
-/* ---- Events: after initialisation, in an open session. Before and in between they are dropped with a warning.
- * `custom_fields`: up to 50 entries; keys of 1 to 64 characters of [A-Za-z0-9_], values numbers, booleans or text of 1
- * to 256 characters. An entry that breaks a rule is left out, with a warning and an error event. Null or empty: the
- * global custom fields are used instead. `merge_fields`: the global custom fields are added to `custom_fields`, whose
- * values win. A part is 1 to 64 characters of [A-Za-z0-9 -_.()!?]. */
+/// @name Events
+/// After initialisation, in an open session. Before and in between they are dropped with a warning.
+/// `custom_fields`: up to 50 entries; keys of 1 to 64 characters of [A-Za-z0-9_], values numbers, booleans or text of 1
+/// to 256 characters. An entry that breaks a rule is left out, with a warning and an error event. Null or empty: the
+/// global custom fields are used instead. `merge_fields`: the global custom fields are added to `custom_fields`, whose
+/// values win. A part is 1 to 64 characters of [A-Za-z0-9 -_.()!?].
+/// @{
 
-/* Purchases with real money. `currency`: three capitals, "USD". `amount`: 0 or more, in the currency's smallest unit.
- * `item_type`, `item_id`: a part each. `cart_type`: where the purchase began, up to 32 characters or absent. `receipt`:
- * the store's receipt as base64; absent: none. `fetch_receipt`: it is read from the platform's `receipt_path` instead,
- * on the caller's thread; an event whose receipt can't be read is dropped. */
+/// Purchases with real money. `currency`: three capitals, "USD". `amount`: 0 or more, in the currency's smallest unit.
+/// `item_type`, `item_id`: a part each. `cart_type`: where the purchase began, up to 32 characters or absent.
+/// `receipt`: the store's receipt as base64; absent: none. `fetch_receipt`: it is read from the platform's
+/// `receipt_path` instead, on the caller's thread; an event whose receipt can't be read is dropped.
 ZORVANE_API void zorvane_add_business_event(const char* currency, int64_t amount, const char* item_type,
                                             const char* item_id, const char* cart_type, const char* receipt,
                                             bool fetch_receipt, const zorvane_map* custom_fields, bool merge_fields);
 
-/* The player gained, the player spent. */
+/// Whether the player gained or spent.
 enum { ZORVANE_FLOW_SOURCE = 1, ZORVANE_FLOW_SINK = 2 };
 
-/* What the player gains and spends of the game's own currencies. `currency` and `item_type`: of the configured lists.
- * `amount`: above 0, whichever way it flows; NAN is absent, and refused. `item_id`: a part. */
+/// What the player gains and spends of the game's own currencies. `currency` and `item_type`: of the configured lists.
+/// `amount`: above 0, whichever way it flows; NAN is absent, and refused. `item_id`: a part.
 ZORVANE_API void zorvane_add_resource_event(int flow_type, const char* currency, double amount, const char* item_type,
                                             const char* item_id, const zorvane_map* custom_fields, bool merge_fields);
 
-/* What became of a try at a level or the like. */
+/// The state of an attempt at a level or the like.
 enum { ZORVANE_PROGRESSION_START = 1, ZORVANE_PROGRESSION_COMPLETE = 2, ZORVANE_PROGRESSION_FAIL = 3 };
 
-/* Levels and the like. `progression01` to `progression03`: a part each; the third, or the second and the third, may be
- * absent. A complete carries the number of tries since the last one. `score`: not kept with a start. */
+/// Levels and the like. `progression01` to `progression03`: a part each; the third, or the second and the third, may be
+/// absent. A complete carries the number of tries since the last one. `score`: not kept with a start.
 ZORVANE_API void zorvane_add_progression_event(int status, const char* progression01, const char* progression02,
                                                const char* progression03, const zorvane_map* custom_fields,
                                                bool merge_fields);
+/// The same with a score.
 ZORVANE_API void zorvane_add_progression_event_with_score(int status, const char* progression01,
                                                           const char* progression02, const char* progression03,
                                                           int64_t score, const zorvane_map* custom_fields,
                                                           bool merge_fields);
 
-/* Whatever the game wants to count or measure. `event_id`: 1 to 5 parts, joined by ":". `value`: any finite number; 0
- * without one. */
+/// Anything that the game counts or measures. `event_id`: 1 to 5 parts, joined by ":". `value`: any finite number; 0
+/// without one.
 ZORVANE_API void zorvane_add_design_event(const char* event_id, const zorvane_map* custom_fields, bool merge_fields);
+/// The same with a value.
 ZORVANE_API void zorvane_add_design_event_with_value(const char* event_id, double value,
                                                      const zorvane_map* custom_fields, bool merge_fields);
 
-/* How bad an error is. */
+/// How bad an error is.
 enum {
   ZORVANE_SEVERITY_DEBUG = 1,
   ZORVANE_SEVERITY_INFO = 2,
@@ -260,11 +290,11 @@ enum {
   ZORVANE_SEVERITY_CRITICAL = 5
 };
 
-/* The game's own errors. `message`: up to 8192 characters. */
+/// The game's own errors. `message`: up to 8192 characters.
 ZORVANE_API void zorvane_add_error_event(int severity, const char* message, const zorvane_map* custom_fields,
                                          bool merge_fields);
 
-/* What happened with an ad. */
+/// What happened with an ad.
 enum {
   ZORVANE_AD_CLICKED = 1,
   ZORVANE_AD_SHOW = 2,
@@ -273,7 +303,7 @@ enum {
   ZORVANE_AD_REQUEST = 5,
   ZORVANE_AD_LOADED = 6
 };
-/* What kind of ad it is. */
+/// What kind of ad it is.
 enum {
   ZORVANE_AD_TYPE_VIDEO = 1,
   ZORVANE_AD_TYPE_REWARDED_VIDEO = 2,
@@ -282,7 +312,7 @@ enum {
   ZORVANE_AD_TYPE_OFFER_WALL = 5,
   ZORVANE_AD_TYPE_BANNER = 6
 };
-/* Why an ad was not shown. */
+/// Why an ad was not shown.
 enum {
   ZORVANE_AD_ERROR_UNKNOWN = 1,
   ZORVANE_AD_ERROR_OFFLINE = 2,
@@ -292,98 +322,118 @@ enum {
   ZORVANE_AD_ERROR_UNABLE_TO_PRECACHE = 6
 };
 
-/* Ads. `ad_sdk_name`: 1 to 32 characters. `ad_placement`: 1 to 64. `duration`: milliseconds, kept with videos and
- * rewarded videos. `no_ad_reason`: kept with a failed show; a value outside its list is left out. */
+/// Ads. `ad_sdk_name`: 1 to 32 characters. `ad_placement`: 1 to 64. `duration`: milliseconds, kept with videos and
+/// rewarded videos. `no_ad_reason`: kept with a failed show; a value outside its list is left out.
 ZORVANE_API void zorvane_add_ad_event(int action, int ad_type, const char* ad_sdk_name, const char* ad_placement,
                                       const zorvane_map* custom_fields, bool merge_fields);
+/// The same with a duration.
 ZORVANE_API void zorvane_add_ad_event_with_duration(int action, int ad_type, const char* ad_sdk_name,
                                                     const char* ad_placement, int64_t duration,
                                                     const zorvane_map* custom_fields, bool merge_fields);
+/// The same with the reason of a failed show.
 ZORVANE_API void zorvane_add_ad_event_with_reason(int action, int ad_type, const char* ad_sdk_name,
                                                   const char* ad_placement, int no_ad_reason,
                                                   const zorvane_map* custom_fields, bool merge_fields);
-/* "VIDEO", "REWARDED_VIDEO" and so on, for good; null for a value outside the list. */
+/// "VIDEO", "REWARDED_VIDEO" and so on, for good; null for a value outside the list.
 ZORVANE_API const char* zorvane_ad_type_name(int ad_type);
 
-/* The name of an ad network. */
-#define ZORVANE_AD_NETWORK_MOPUB "mopub"
-#define ZORVANE_AD_NETWORK_FYBER "fyber"
-#define ZORVANE_AD_NETWORK_IRON_SOURCE "ironsource"
-#define ZORVANE_AD_NETWORK_TOP_ON "topon"
-#define ZORVANE_AD_NETWORK_HYPER_BID "hyperbid"
-#define ZORVANE_AD_NETWORK_MAX "max"
-#define ZORVANE_AD_NETWORK_AEQUUS "aequus"
-#define ZORVANE_AD_NETWORK_AD_MOB "admob"
+#define ZORVANE_AD_NETWORK_MOPUB "mopub"             ///< the name of an ad network
+#define ZORVANE_AD_NETWORK_FYBER "fyber"             ///< the name of an ad network
+#define ZORVANE_AD_NETWORK_IRON_SOURCE "ironsource"  ///< the name of an ad network
+#define ZORVANE_AD_NETWORK_TOP_ON "topon"            ///< the name of an ad network
+#define ZORVANE_AD_NETWORK_HYPER_BID "hyperbid"      ///< the name of an ad network
+#define ZORVANE_AD_NETWORK_MAX "max"                 ///< the name of an ad network
+#define ZORVANE_AD_NETWORK_AEQUUS "aequus"           ///< the name of an ad network
+#define ZORVANE_AD_NETWORK_AD_MOB "admob"            ///< the name of an ad network
 
-/* What an ad network tells of an ad that was shown. `ad_network_name`: one of those above. `ad_network_version`: up to
- * four numbers, joined by ".". `impression_data`: at least one entry, nested as the network has it. */
+/// Data of an ad network about an ad that was shown. `ad_network_name`: one of those above. `ad_network_version`: up to
+/// four numbers, joined by ".". `impression_data`: at least one entry, nested as the network has it.
 ZORVANE_API void zorvane_add_impression_event(const char* ad_network_name, const char* ad_network_version,
                                               const zorvane_map* impression_data, const zorvane_map* custom_fields,
                                               bool merge_fields);
+/// @}
 
-/* ---- Sessions by hand, with manual session handling on. Without it they are refused with a warning. */
+/// @name Sessions by hand, with manual session handling on
+/// Without it they are refused with a warning.
+/// @{
 
-/* Ends the session that is open, if one is, and starts another. */
+/// Ends the session that is open, if one is, and starts another.
 ZORVANE_API void zorvane_start_session(void);
-/* Ends the session and sends what waits. Events are dropped until the next session begins. */
+/// Ends the session and sends what waits. Events are dropped until the next session begins.
 ZORVANE_API void zorvane_end_session(void);
+/// @}
 
-/* ---- What is added to every event: at any time. */
+/// @name What is added to every event
+/// At any time.
+/// @{
 
-/* A value of the configured list, others are refused with a warning; null or "" clears the dimension. Remembered across
- * runs. */
+/// A value of the configured list, others are refused with a warning; null or "" clears the dimension. Remembered
+/// across runs.
 ZORVANE_API void zorvane_set_custom_dimension01(const char* value);
+/// The same for the second dimension.
 ZORVANE_API void zorvane_set_custom_dimension02(const char* value);
+/// The same for the third dimension.
 ZORVANE_API void zorvane_set_custom_dimension03(const char* value);
-/* Replaces the global custom fields; null or an empty map clears them. Not remembered across runs. */
+/// Replaces the global custom fields; null or an empty map clears them. Not remembered across runs.
 ZORVANE_API void zorvane_set_global_custom_event_fields(const zorvane_map* fields);
+/// @}
 
-/* ---- What the collector sent at the session's start. Answered at once, on the caller's thread.
- *
- * A text goes into the caller's `buffer` of `capacity` bytes with its null byte at the end; one that is too long is
- * cut, never inside a character. Returned is the length in bytes of the whole text, without the null byte: it was cut
- * when that is `capacity` or more. ZORVANE_ABSENT: there is no text, and "" in the buffer. A capacity of 0 only
- * measures. */
+/// @name What the collector sent at the session's start
+/// Answered at once, on the caller's thread.
+///
+/// A text goes into the caller's `buffer` of `capacity` bytes with its null byte at the end; one that is too long is
+/// cut, never inside a character. Returned is the length in bytes of the whole text, without the null byte: it was cut
+/// when that is `capacity` or more. ZORVANE_ABSENT: there is no text, and "" in the buffer. A capacity of 0 only
+/// measures.
+/// @{
 
-/* The length of a text that is not there. */
+/// The length of a text that is not there.
 #define ZORVANE_ABSENT SIZE_MAX
 
-/* The value of `key` as text: a number in decimal, a boolean as 1 or 0. Where there is none, a warning and
- * `default_value`, which may be absent. */
+/// The value of `key` as text: a number in decimal, a boolean as 1 or 0. Where there is none, a warning and
+/// `default_value`, which may be absent.
 ZORVANE_API size_t zorvane_remote_configs_value(const char* key, const char* default_value, char* buffer,
                                                 size_t capacity);
 
-ZORVANE_API size_t zorvane_remote_configs_content(char* buffer, size_t capacity); /* all, to be shown, not parsed */
-ZORVANE_API size_t zorvane_ab_testing_id(char* buffer, size_t capacity);          /* absent before initialisation */
-ZORVANE_API size_t zorvane_ab_testing_variant_id(char* buffer, size_t capacity);  /* absent before initialisation */
-/* True once a session's start has settled them, also where the collector gave no answer and there are none. */
+/// All of them, for display, not for parsing.
+ZORVANE_API size_t zorvane_remote_configs_content(char* buffer, size_t capacity);
+ZORVANE_API size_t zorvane_ab_testing_id(char* buffer, size_t capacity);          ///< absent before initialisation
+ZORVANE_API size_t zorvane_ab_testing_variant_id(char* buffer, size_t capacity);  ///< absent before initialisation
+/// True once a session's start has settled them, also where the collector gave no answer and there are none.
 ZORVANE_API bool zorvane_is_remote_configs_ready(void);
+/// @}
 
-/* ---- Named timers: how long something took, by the wall clock, to be reported as a duration.
- * Run at once, on the caller's thread; use them from one thread at a time. A key that has no timer is a warning. */
+/// @name Named timers
+/// How long something took, by the wall clock, to be reported as a duration.
+/// Run at once, on the caller's thread; use them from one thread at a time. A key that has no timer is a warning.
+/// @{
 
-ZORVANE_API void zorvane_start_timer(const char* key);  /* makes it, at 0 and paused; it runs from a resume on */
-ZORVANE_API void zorvane_pause_timer(const char* key);  /* stops counting and keeps what was counted */
-ZORVANE_API void zorvane_resume_timer(const char* key); /* counts on */
-/* Pauses it and returns the milliseconds counted so far; 0 when there is no such timer. */
+ZORVANE_API void zorvane_start_timer(const char* key);   ///< makes it, at 0 and paused; it runs from a resume on
+ZORVANE_API void zorvane_pause_timer(const char* key);   ///< stops counting and keeps what was counted
+ZORVANE_API void zorvane_resume_timer(const char* key);  ///< counts on
+/// Pauses it and returns the milliseconds counted so far; 0 when there is no such timer.
 ZORVANE_API int64_t zorvane_stop_timer(const char* key);
+/// @}
 
-/* ---- Timers with a task: it runs after an interval, once or again and again, on the thread that scheduled it. The
- * main loop's thread serves its timers by itself; any other calls zorvane_timers_serve() now and then. */
+/// @name Timers with a task
+/// It runs after an interval, once or again and again, on the thread that scheduled it. The
+/// main loop's thread serves its timers by itself; any other calls zorvane_timers_serve() now and then.
+/// @{
 
-/* A task with its interval. */
+/// A task with its interval.
 typedef struct zorvane_timer zorvane_timer;
 
-/* `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: null does
- * nothing. Null: out of memory, or in a forked child. */
+/// `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: null does
+/// nothing. Null: out of memory, or in a forked child.
 ZORVANE_API zorvane_timer* zorvane_timer_schedule(double seconds, void (*task)(void* user), void* user, bool repeats);
-/* Whether a run is still to come. */
+/// Whether a run is still to come.
 ZORVANE_API bool zorvane_timer_is_valid(const zorvane_timer* timer);
-/* Stops the timer and frees it. On the timer's own thread, also inside its task, no run begins after this; from another
- * thread a run may be on its way. */
+/// Stops the timer and frees it. On the timer's own thread, also inside its task, no run begins after this; from
+/// another thread a run may be on its way.
 ZORVANE_API void zorvane_timer_destroy(zorvane_timer* timer);
-/* Runs what is due of the calling thread's timers. */
+/// Runs what is due of the calling thread's timers.
 ZORVANE_API void zorvane_timers_serve(void);
+/// @}
 
 #ifdef __cplusplus
 }
