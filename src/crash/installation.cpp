@@ -10,8 +10,6 @@
 #include <mutex>
 #include <new>
 
-#include <fmt/ranges.h>
-
 #include "crash/first_form.h"
 #include "crash/handlers.h"
 #include "crash/report.h"
@@ -24,6 +22,7 @@
 #include "runtime/TaskQueue.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
+#include "values/Text.h"
 
 using namespace zorvane;
 
@@ -61,7 +60,7 @@ void install() {
   takeOverTerminate();
   const auto replaced = handleFatalSignals(ZVSignalHandler);
   if (!replaced.empty())
-    ZVLogger::w(0, "Crash reporting replaces the handlers that were set for {}.", fmt::join(replaced, ", "));
+    ZVLogger::w(0, "Crash reporting replaces the handlers that were set for {}.", joined(replaced, ", "));
 }
 
 ZVCrashHandlers installUnlessKeptAway() {

@@ -1,6 +1,5 @@
 #include "crash/report.h"
 
-#include <iterator>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -47,7 +46,7 @@ std::string reportText(const CrashText& crash) {
     text += "Stack trace:n\n";
   }
   for (std::size_t index = 0; const std::string& frame : crash.frames)
-    fmt::format_to(std::back_inserter(text), "{:4} - {}\n", index++, frame);
+    text += fmt::format("{:4} - {}\n", index++, frame);
   // What is not UTF-8, in a reason or a path, would cost the whole report.
   return std::string(prefixOfUtf16Length(withReplacementCharacters(text), kMostReportUnits));
 }

@@ -93,7 +93,7 @@ void ZVLogger::log(Level level, int domain, fmt::string_view format, fmt::format
   const LevelRow& row = rowOf(level);
   try {
     std::string line = fmt::format("{}/{}: ", row.lineWord, getMessageTagForDomain(domain));
-    fmt::vformat_to(std::back_inserter(line), format, args);
+    line += fmt::vformat(format, args);
     writeConsoleLine(line);
     sendNotificationMessage(line, row.messageType);
   } catch (const std::exception&) {

@@ -5,6 +5,7 @@
 // Nothing is thrown: a message that can't be formatted is replaced by its level's fixed line.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <optional>
@@ -68,11 +69,11 @@ class ZVLogger {
 
 }  // namespace zorvane
 
-// Absent text prints as "(null)".
+// Absent text prints as "(null)". Without widths and the like, which would bring much of {fmt} into each program.
 template <>
-struct fmt::formatter<ZVText> : fmt::formatter<std::string_view> {
-  template <class Context>
-  auto format(const ZVText& text, Context& context) const {
-    return fmt::formatter<std::string_view>::format(text.orNull(), context);
+struct fmt::formatter<ZVText> {
+  constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
+  auto format(const ZVText& text, fmt::format_context& context) const {
+    return std::ranges::copy(text.orNull(), context.out()).out;
   }
 };

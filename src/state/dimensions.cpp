@@ -1,13 +1,12 @@
 #include <algorithm>
 #include <array>
 
-#include <fmt/ranges.h>
-
 #include "codecs/ZVHelpers.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 #include "validation/ZVValidator.h"
+#include "values/Text.h"
 
 namespace zorvane {
 
@@ -35,7 +34,7 @@ void setAvailable(std::size_t index, const TextList& values) {
   if (!ZVValidator::validateCustomDimensionsWithCustomDimensions(values)) return;
   ZVState::sharedInstance().availableCustomDimensions[index] = values;
   ZVState::validateAndFixCurrentDimensions();
-  ZVLogger::i(0, "Set available custom{} dimension values: ({})", kDimensions[index].number, fmt::join(*values, ", "));
+  ZVLogger::i(0, "Set available custom{} dimension values: ({})", kDimensions[index].number, joined(*values, ", "));
 }
 
 void setCurrent(std::size_t index, ZVText value) {
@@ -82,13 +81,13 @@ void ZVState::validateAndFixCurrentDimensions() {
 void ZVState::setAvailableResourceCurrencies(const TextList& currencies) {
   if (!ZVValidator::validateResourceCurrenciesWithResourceCurrencies(currencies)) return;
   sharedInstance().availableResourceCurrencies = currencies;
-  ZVLogger::i(0, "Set available resource currencies: ({})", fmt::join(*currencies, ", "));
+  ZVLogger::i(0, "Set available resource currencies: ({})", joined(*currencies, ", "));
 }
 
 void ZVState::setAvailableResourceItemTypes(const TextList& itemTypes) {
   if (!ZVValidator::validateResourceItemTypesWithResourceItemTypes(itemTypes)) return;
   sharedInstance().availableResourceItemTypes = itemTypes;
-  ZVLogger::i(0, "Set available resource item types: ({})", fmt::join(*itemTypes, ", "));
+  ZVLogger::i(0, "Set available resource item types: ({})", joined(*itemTypes, ", "));
 }
 
 bool ZVState::hasAvailableResourceCurrency(ZVText currency) {

@@ -110,6 +110,15 @@ std::string_view prefixOfUtf16Length(std::string_view text, std::size_t units) n
   return text.substr(0, end);
 }
 
+std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
+  std::string all;
+  for (const std::string& text : texts) {
+    if (&text != &texts.front()) all += separator;
+    all += text;
+  }
+  return all;
+}
+
 std::string withReplacementCharacters(std::string_view text) {
   std::string repaired(validBeginning(text));
   for (std::size_t at = repaired.size(); at < text.size();) {

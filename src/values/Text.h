@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <zorvane/ZVTypes.h>
 
@@ -20,6 +21,8 @@ std::optional<std::size_t> utf16Length(std::string_view text) noexcept;
 std::string_view prefixOfUtf16Length(std::string_view text, std::size_t units) noexcept;
 // The text with U+FFFD in place of whatever is not UTF-8.
 std::string withReplacementCharacters(std::string_view text);
+
+std::string joined(const std::vector<std::string>& texts, std::string_view separator);
 
 // A value as a log line shows it: text as it is, numbers in decimal, "(null)", arrays and maps in a readable form.
 std::string describe(const ZVValue& value);
