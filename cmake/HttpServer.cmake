@@ -2,10 +2,7 @@
 # links it.
 include_guard(GLOBAL)
 
-pkg_check_modules(HTTPLIB QUIET cpp-httplib)
-if(NOT HTTPLIB_FOUND)
-  message(FATAL_ERROR "The collector and the tests need cpp-httplib: apt-get install libcpp-httplib-dev")
-endif()
+zorvane_find_module(HTTPLIB cpp-httplib)
 
 add_library(zorvane_cpp_httplib INTERFACE)
 target_include_directories(zorvane_cpp_httplib SYSTEM INTERFACE ${HTTPLIB_INCLUDE_DIRS})

@@ -9,19 +9,20 @@ set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(TARGETS zorvane EXPORT ZorvaneTargets
   LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
   ARCHIVE COMPONENT Development
-  FILE_SET HEADERS COMPONENT Development)
+  FILE_SET HEADERS COMPONENT Development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}) # for CMake before 3.23, which knows no file sets
 install(EXPORT ZorvaneTargets NAMESPACE Zorvane:: DESTINATION ${package_folder} COMPONENT Development)
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/ZorvaneConfig.cmake.in ZorvaneConfig.cmake
   INSTALL_DESTINATION ${package_folder})
-write_basic_package_version_file(ZorvaneConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(ZorvaneConfigVersion.cmake COMPATIBILITY ${ZORVANE_COMPATIBILITY})
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ZorvaneConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/ZorvaneConfigVersion.cmake
   DESTINATION ${package_folder} COMPONENT Development)
 
 # An archive has to be linked with all that it uses. That is said without --static, which would ask for archives of
 # those libraries and of theirs, too.
 if(NOT BUILD_SHARED_LIBS)
-  set(pkgconfig_requires "sqlite3 zlib libcurl libssl libcrypto libpcre2-8 fmt")
+  list(JOIN ZORVANE_LIBRARY_MODULES " " pkgconfig_requires)
   set(pkgconfig_libraries "-lstdc++ -lm -pthread")
 endif()
 file(RELATIVE_PATH pkgconfig_to_prefix /${pkgconfig_folder} /)
@@ -43,7 +44,7 @@ if(PROJECT_IS_TOP_LEVEL)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzorvane${PROJECT_VERSION_MAJOR})
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzorvane${ZORVANE_ABI_VERSION})
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
   set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "The shared library that games run with.")
 
@@ -53,8 +54,8 @@ if(PROJECT_IS_TOP_LEVEL)
   if(BUILD_SHARED_LIBS)
     set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${PROJECT_VERSION})")
   else()
-    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-      "pkg-config, libsqlite3-dev, zlib1g-dev, libcurl4-openssl-dev, libssl-dev, libpcre2-dev, libfmt-dev")
+    list(JOIN ZORVANE_LIBRARY_DEBIAN ", " libraries)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "pkg-config, ${libraries}")
   endif()
 
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zorvane-tools)

@@ -4,6 +4,8 @@
 
 #include <zorvane/Zorvane.h>
 
+int ownNamesAreMixedUp();
+
 int main(int count, char** arguments) {
   if (count != 2) return 2;
   ZVPlatform platform;
@@ -15,4 +17,5 @@ int main(int count, char** arguments) {
   Zorvane::initializeWithGameKey("1641af3f7ec9333250f7f1af63aca87f", "d9d5c9ad434d9b74b3d738a72024670b3a043faa");
   Zorvane::addDesignEventWithEventId("package:used", 1.0, {{"by", "consumer"}});
   std::printf("%s %.1f\n", ZorvaneVersionString, ZorvaneVersionNumber);
+  return ownNamesAreMixedUp();
 }
