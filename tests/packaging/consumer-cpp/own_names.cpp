@@ -1,4 +1,5 @@
-// What a game may call its own although the library has something of that name: classes, functions, a copy of RapidJSON.
+// What a game may call its own although the library has something of that name: classes, functions, a copy of
+// RapidJSON.
 #include <string>
 #include <string_view>
 
