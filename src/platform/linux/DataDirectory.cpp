@@ -1,8 +1,10 @@
+#include <openssl/sha.h>
 #include <pwd.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
-#include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -14,6 +16,7 @@ namespace {
 
 constexpr std::size_t kMaxEntryBytes = std::size_t{1} << 20;
 constexpr std::size_t kMaxNameBytes = 200;
+constexpr std::string_view kHex = "0123456789ABCDEF";
 
 // From the user database, not from the environment: a variable of the game's launcher must not move the data.
 std::string homeDirectory() {
@@ -28,16 +31,18 @@ std::string homeDirectory() {
   return "/nonexistent";  // as for the system's own users: what can't be stored there is logged by whoever tries
 }
 
-// FNV-1a: the same in every build, for it names files that outlive them.
+// The beginning of its SHA-256, in hexadecimal.
 std::string digest(std::string_view text) {
-  std::uint64_t hash = 0xCBF29CE484222325;
-  for (const char character : text) hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001B3;
-  return std::to_string(hash);
+  constexpr std::size_t kBytes = 10;
+  std::array<unsigned char, SHA256_DIGEST_LENGTH> hash{};
+  SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), hash.data());
+  std::string digits;
+  for (const unsigned char byte : std::span(hash).first(kBytes)) digits.append({kHex[byte >> 4U], kHex[byte & 0xFU]});
+  return digits;
 }
 
 // The identifier as one directory's name. Different identifiers stay different: two games must never share a file.
 std::string directoryName(std::string_view identifier) {
-  constexpr std::string_view kHex = "0123456789ABCDEF";
   std::string name;
   for (const char character : identifier) {
     const auto byte = static_cast<unsigned char>(character);
