@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/digests.h"
 #include "device/ZVDevice.h"
 #include "platform/Files.h"
 #include "platform/Platform.h"
@@ -30,7 +30,7 @@ std::optional<std::string> fetchReceipt() {
     ZVLogger::w(0, "Could not add business event: Could not get app store receipt - File path was not found!");
     return std::nullopt;
   }
-  std::string receipt = ZVHelpers::base64forData(readRegularFile(*path, kMaxReceiptBytes).value_or(""));
+  std::string receipt = base64(readRegularFile(*path, kMaxReceiptBytes).value_or(""));
   if (receipt.empty()) {
     ZVLogger::w(0,
                 "Could not add business event: Could not get app store receipt - File path found, but reading the "

@@ -1,3 +1,5 @@
+#include "codecs/json.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -5,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "codecs/ZVHelpers.h"
 #include "codecs/json_numbers.h"
 #include "values/Text.h"
 #include "values/rapidjson.h"
@@ -14,7 +15,6 @@ namespace zorvane {
 
 namespace {
 
-constexpr std::size_t kMaxDepth = ZVHelpers::kMaxJsonDepth;
 // How many values and keys an answer may have: as many as fit into the largest init answer. A value takes many times
 // the room of its text, so an events answer of the size that is let in could otherwise fill the game's memory.
 constexpr std::size_t kMaxAnswerValues = std::size_t{128} * 1024;
@@ -142,7 +142,7 @@ class Serialiser {
 };
 
 template <class Container>
-std::optional<std::string> serialised(const Container& container, std::size_t mostLevels = kMaxDepth) {
+std::optional<std::string> serialised(const Container& container, std::size_t mostLevels = kMaxJsonDepth) {
   std::string text;
   Serialiser serialiser(text, mostLevels);
   if (!serialiser.write(container)) return std::nullopt;
@@ -248,22 +248,20 @@ std::optional<ZVValue> parsed(std::string_view json, std::size_t mostValues, std
 
 }  // namespace
 
-std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVValue& object) {
+std::optional<std::string> writeJson(const ZVValue& object) {
   if (const auto* map = object.ifMap()) return serialised(*map);
   if (const auto* array = object.ifArray()) return serialised(*array);
   return std::nullopt;
 }
 
-std::optional<std::string> ZVHelpers::jsonStringWithObject(const ZVMap& object, std::size_t mostLevels) {
+std::optional<std::string> writeJson(const ZVMap& object, std::size_t mostLevels) {
   return serialised(object, mostLevels);
 }
 
-std::optional<ZVValue> ZVHelpers::dictionaryWithJsonString(ZVText json, std::size_t mostLevels) {
-  return json.present() ? parsed(json.view(), std::numeric_limits<std::size_t>::max(), mostLevels) : std::nullopt;
+std::optional<ZVValue> readJson(std::string_view json, std::size_t mostLevels) {
+  return parsed(json, std::numeric_limits<std::size_t>::max(), mostLevels);
 }
 
-std::optional<ZVValue> ZVHelpers::dictionaryWithJsonData(const std::optional<std::string>& json) {
-  return json ? parsed(*json, kMaxAnswerValues, kMaxDepth) : std::nullopt;
-}
+std::optional<ZVValue> readJsonAnswer(std::string_view json) { return parsed(json, kMaxAnswerValues, kMaxJsonDepth); }
 
 }  // namespace zorvane

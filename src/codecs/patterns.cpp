@@ -1,11 +1,13 @@
+#include "codecs/patterns.h"
+
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
-#include "codecs/ZVHelpers.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -96,7 +98,7 @@ bool matches(const pcre2_code& pattern, std::string_view text) {
 
 }  // namespace
 
-bool ZVHelpers::stringMatchWithString(ZVText text, std::string_view pattern) {
+bool matchesPattern(ZVText text, std::string_view pattern) {
   if (text.empty() || !isValidUtf8(text.view())) return false;
   const Pattern compiled = patternCache().get(pattern);
   return compiled && matches(*compiled, text.view());

@@ -1,15 +1,17 @@
+#include "codecs/urls.h"
+
 #include <algorithm>
+#include <cstdint>
 #include <locale>
 #include <vector>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/hex.h"
 
 namespace zorvane {
 
 namespace {
 
 constexpr std::string_view kReserved = " !*'();:@&=+$,/?%#[]\"<>\\`{}|";
-constexpr std::string_view kUpperHex = "0123456789ABCDEF";
 
 struct Pair {
   std::string text;
@@ -17,7 +19,7 @@ struct Pair {
 };
 
 Pair makePair(const std::string& key, const std::string& value, const std::locale& locale) {
-  std::string text = key + '=' + ZVHelpers::escapeValueForURLParameter(value);
+  std::string text = key + '=' + escapedForUrl(value);
   std::string lower = text;
   std::use_facet<std::ctype<char>>(locale).tolower(lower.data(), lower.data() + lower.size());
   const auto& collation = std::use_facet<std::collate<char>>(locale);
@@ -26,7 +28,7 @@ Pair makePair(const std::string& key, const std::string& value, const std::local
 
 }  // namespace
 
-std::string ZVHelpers::escapeValueForURLParameter(std::string_view text) {
+std::string escapedForUrl(std::string_view text) {
   std::string escaped;
   escaped.reserve(text.size());
   for (const char character : text) {
@@ -36,16 +38,15 @@ std::string ZVHelpers::escapeValueForURLParameter(std::string_view text) {
       continue;
     }
     escaped += '%';
-    escaped += kUpperHex[byte >> 4U];
-    escaped += kUpperHex[byte & 0xFU];
+    appendHex(escaped, byte, kUpperHex);
   }
   return escaped;
 }
 
-std::string ZVHelpers::querystringWithDictionary(const ZVMap& dictionary) {
+std::string urlQuery(const ZVMap& parameters) {
   const std::locale locale;
   std::vector<Pair> pairs;
-  for (const auto& [key, value] : dictionary)
+  for (const auto& [key, value] : parameters)
     if (const auto* text = value.ifString()) pairs.push_back(makePair(key, *text, locale));
   std::stable_sort(pairs.begin(), pairs.end(),
                    [](const Pair& left, const Pair& right) { return left.sortKey < right.sortKey; });

@@ -7,7 +7,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
+#include "codecs/uuids.h"
 #include "events/ZVEvents.h"
 #include "platform/CrashFile.h"
 #include "platform/Elapsed.h"
@@ -67,14 +68,14 @@ Fields& latest() {
   return *fields;
 }
 
-void chooseId() { ZVHelpers::generateUUID().copy(id.data(), id.size()); }
+void chooseId() { randomUuid().copy(id.data(), id.size()); }
 
 // Fields that are too large go, the largest kinds first: the others say whose crash it was.
 void remember(ZVMap fields, std::string json, std::int64_t takenAt) {
   for (const char* const large : {"configurations", "custom_fields"}) {
     if (json.size() <= kMostFieldBytes) break;
     fields.erase(large);
-    json = ZVHelpers::jsonStringWithObject(fields).value_or("");
+    json = writeJson(fields).value_or("");
   }
   if (json.size() <= kMostFieldBytes) remembered.set(json, takenAt);
 }
@@ -139,7 +140,7 @@ void addFramesOf(const ModuleMapping& module, void* context) noexcept {
 
 bool prepareFirstForm(const std::string& firstLine) {
   if (hasFile) return true;
-  const std::string line = ZVHelpers::jsonStringWithObject(ZVValue(ZVValue::Array{firstLine})).value_or("");
+  const std::string line = writeJson(ZVValue(ZVValue::Array{firstLine})).value_or("");
   applicationLength = line.size() <= application.size() ? line.copy(application.data(), application.size()) : 0;
   chooseId();
   hasFile = prepareCrashFile(applicationDataDirectory());
@@ -158,7 +159,7 @@ void rememberDimensionsForCrash() {
   ZVMap& fields = latest().map;
   for (const char* const key : {"custom_01", "custom_02", "custom_03"}) fields.erase(key);
   ZVEvents::addDimensionsToEventWithEventData(fields);
-  if (auto json = ZVHelpers::jsonStringWithObject(fields)) remember(fields, *std::move(json), latest().takenAt);
+  if (auto json = writeJson(fields)) remember(fields, *std::move(json), latest().takenAt);
 }
 
 void beginFirstForm() noexcept {

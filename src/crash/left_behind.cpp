@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
 #include "crash/first_form.h"
 #include "crash/report.h"
 #include "events/ZVEvents.h"
@@ -64,14 +64,14 @@ Number numberOf(std::string_view text, int base = 10) {
 }
 
 void readApplication(std::string_view json, LeftReport& report) {
-  const auto parsed = ZVHelpers::dictionaryWithJsonString(json);
+  const auto parsed = readJson(json);
   const ZVValue::Array* const lines = parsed ? parsed->ifArray() : nullptr;
   if (lines != nullptr && lines->size() == 1 && lines->front().ifString() != nullptr)
     report.application = *lines->front().ifString();
 }
 
 void readFields(std::string_view json, LeftReport& report) {
-  const auto parsed = ZVHelpers::dictionaryWithJsonString(json);
+  const auto parsed = readJson(json);
   if (const ZVMap* const fields = parsed ? parsed->ifMap() : nullptr) report.fields = *fields;
 }
 
@@ -194,7 +194,7 @@ bool store(const std::string& id, const ZVMap& event) {
 bool settle(LeftCrashFile& file) {
   const auto report = readReport(file.text());
   const auto event = report ? std::optional(eventOf(*report)) : std::nullopt;
-  const bool canBe = event && ZVHelpers::jsonStringWithObject(*event, ZVEvents::kMaxRecordLevels);
+  const bool canBe = event && writeJson(*event, ZVEvents::kMaxRecordLevels);
   const bool isStored = canBe && store(report->id, *event);
   if (isStored || !canBe) file.remove();
   return isStored;

@@ -1,7 +1,8 @@
 #include <string>
 #include <utility>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
+#include "codecs/uuids.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
@@ -26,8 +27,7 @@ ZVValue::Array eventsOf(const ZVStore::Rows& rows) {
   events.reserve(rows.size());
   for (const ZVStore::Row& row : rows) {
     const std::string* json = row.find("event");
-    auto parsed =
-        json != nullptr ? ZVHelpers::dictionaryWithJsonString(*json, ZVEvents::kMaxRecordLevels) : std::nullopt;
+    auto parsed = json != nullptr ? readJson(*json, ZVEvents::kMaxRecordLevels) : std::nullopt;
     const ZVMap* event = parsed ? parsed->ifMap() : nullptr;
     if (event == nullptr) continue;  // can't be sent: stays marked and shares the batch's fate
     if (hasBadClientTs(*event)) {
@@ -114,7 +114,7 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
   if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
   // Without keys, as where initialising failed, the answer could only be a refusal, and would delete what waits.
   if (ZVState::getGameKey().empty()) return;
-  const std::string requestId = ZVHelpers::generateUpperUUID();
+  const std::string requestId = randomUpperUuid();
   if (performCleanup) {
     cleanupEvents();
     fixMissingSessionEndEvents();

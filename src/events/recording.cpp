@@ -1,7 +1,9 @@
 #include <string>
 #include <utility>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
+#include "codecs/patterns.h"
+#include "codecs/uuids.h"
 #include "crash/first_form.h"
 #include "events/ZVEvents.h"
 #include "events/custom_fields.h"
@@ -23,7 +25,7 @@ std::string columnText(const ZVMap& record, std::string_view key) {
 
 // A session's beginning and end and a purchase are worth more than the limit.
 bool isStoredAtAnySize(const ZVMap& eventData) {
-  return ZVHelpers::stringMatchWithString(columnText(eventData, "category"), "^(user|session_end|business)$");
+  return matchesPattern(columnText(eventData, "category"), "^(user|session_end|business)$");
 }
 
 bool mayStore(const ZVMap& eventData) {
@@ -49,9 +51,9 @@ std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
   const ZVState& state = ZVState::sharedInstance();
   if (!state.sessionId) return std::nullopt;  // no session has begun, so there is nothing that could need an end
 
-  annotations.set("event_uuid", ZVHelpers::generateUUID());
+  annotations.set("event_uuid", randomUuid());
   addDimensionsAndFields(annotations, {}, false);
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(annotations, ZVEvents::kMaxRecordLevels);
+  std::optional<std::string> json = writeJson(annotations, ZVEvents::kMaxRecordLevels);
   if (!json) return std::nullopt;
   ZVStore::Snapshot snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
   rememberForCrash(std::move(annotations), snapshot.json);
@@ -60,7 +62,7 @@ std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
 
 // The record as it is stored and sent. Absent when it can't be either, which has been logged.
 std::optional<std::string> recordText(const ZVMap& record) {
-  std::optional<std::string> json = ZVHelpers::jsonStringWithObject(record, ZVEvents::kMaxRecordLevels);
+  std::optional<std::string> json = writeJson(record, ZVEvents::kMaxRecordLevels);
   if (!json) {
     ZVLogger::w(
         0,

@@ -4,7 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
+#include "codecs/uuids.h"
 #include "events/ZVEvents.h"
 #include "events/custom_fields.h"
 #include "runtime/ZVLogger.h"
@@ -25,13 +26,13 @@ std::optional<std::int64_t> secondsBetween(std::int64_t start, std::int64_t end)
 
 // The end of a session that never got one, made of the latest that is known of it.
 std::optional<ZVMap> missingEnd(const ZVStore::OpenSession& session) {
-  const auto parsed = ZVHelpers::dictionaryWithJsonString(session.json);
+  const auto parsed = readJson(session.json);
   if (!parsed || parsed->ifMap() == nullptr) return std::nullopt;
   ZVMap end = *parsed->ifMap();
   end.set("session_id", session.sessionId);  // of the row, which goes with it: the text may have been damaged
   if (!session.lastSeen.empty()) {           // made of the session's start, which has an id and fields of its own
     end.set("client_ts", integerOfText(session.lastSeen));
-    end.set("event_uuid", ZVHelpers::generateUUID());
+    end.set("event_uuid", randomUuid());
     end.erase("install");
   }
   const ZVValue* lastSeen = end.find("client_ts");

@@ -7,7 +7,9 @@
 
 #include <fmt/format.h>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/digests.h"
+#include "codecs/gzip.h"
+#include "codecs/json.h"
 #include "platform/Platform.h"
 #include "runtime/SdkErrorReporter.h"
 #include "runtime/SharedInstance.h"
@@ -125,13 +127,13 @@ ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHa
   const std::string url = fmt::format("{}/{}?game_key={}&interval_seconds=0&configs_hash={}", remoteConfigsBaseUrl,
                                       initializeUrlPath, ZVState::getGameKey(), usableHash(configsHash));
   ZVLogger::d(0, "Sending 'init' URL: {}", url);
-  const auto json = ZVHelpers::jsonStringWithObject(ZVState::getInitAnnotations());
+  const auto json = writeJson(ZVState::getInitAnnotations());
   if (!json) return {Kind::JsonEncodeFailed, std::nullopt};
 
   const ZVURLRequest request = createRequestWithPayload(*json, url, true);
   const RawAnswer answer = sendSynchronousRequest(request);
   if (answer.body && !mayBeKept(answer.body->size())) return {Kind::BadResponse, std::nullopt};
-  auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
+  auto content = readJsonAnswer(answer.body.value_or(""));
   if (isDebugLogged()) ZVLogger::d(0, "init request content: {}", describe(content));
 
   const Kind kind = processRequestResponse(answer, "Init");
@@ -150,7 +152,7 @@ ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHa
     return {kind, std::move(content)};
   }
   auto cleaned = validateAndCleanInitRequestResponse(content, kind == Kind::Created);
-  const auto written = cleaned ? ZVHelpers::jsonStringWithObject(*cleaned) : std::nullopt;
+  const auto written = cleaned ? writeJson(*cleaned) : std::nullopt;
   if (!written || !mayBeKept(written->size())) return {Kind::BadResponse, std::nullopt};
   return {kind, *std::move(cleaned)};
 }
@@ -160,7 +162,7 @@ ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const ZVValue& events) {
     ZVLogger::d(0, "sendEventsInArray called with missing eventArray");
   const std::string url = eventsUrl(ZVState::getGameKey());
   ZVLogger::d(0, "Sending 'events' URL: {}", url);
-  const auto json = ZVHelpers::jsonStringWithObject(events);
+  const auto json = writeJson(events);
   if (!json) {
     ZVLogger::d(0, "sendEventsInArray JSON encoding failed of eventArray");
     return {Kind::JsonEncodeFailed, std::nullopt};
@@ -174,7 +176,7 @@ ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const ZVValue& events) {
                 header(request, "Authorization"), *json);
     return {kind, std::nullopt};
   }
-  auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
+  auto content = readJsonAnswer(answer.body.value_or(""));
   if (!content) {
     reportUndecodable(SdkErrorArea::eventsHttp, answer.body);
     return {Kind::JsonDecodeFailed, std::nullopt};
@@ -188,7 +190,7 @@ ZVHTTPApi::Answer ZVHTTPApi::requestItunesInfoReturningDict(std::string_view bun
   const std::string url = fmt::format("http://{}/lookup?bundleId={}", platform().appStoreHostname, bundleId);
   ZVLogger::d(0, "Calling itunes search.' URL: {}", url);
   const RawAnswer answer = sendSynchronousRequest(createGETRequestWithUrl(url));
-  auto content = ZVHelpers::dictionaryWithJsonData(answer.body);
+  auto content = readJsonAnswer(answer.body.value_or(""));
   const Kind kind = processRequestResponse(answer, "Itunes Seearch");
   if (kind != Kind::BadRequest && kind != Kind::Ok) {
     ZVLogger::d(0, "Failed Itunes Call. URL: {}", url);
@@ -207,8 +209,8 @@ void ZVHTTPApi::sendSdkErrorEventWithFormData(const ZVValue& events, std::string
                                               std::string_view secretKey, SuccessCallback success,
                                               ErrorCallback error) {
   // What can't be written is sent as an empty body: the request alone tells the collector of trouble.
-  std::string body = ZVHelpers::jsonStringWithObject(events).value_or("");
-  std::string signature = ZVHelpers::hmacWithKey(secretKey, body);
+  std::string body = writeJson(events).value_or("");
+  std::string signature = hmacSha256(secretKey, body);
   const auto task = ZVHTTPSessionDataTask::initWithRequest(
       {eventsUrl(gameKey), "POST", {{"Authorization", std::move(signature)}}, std::move(body)});
   const auto fail = [error = std::move(error)](const std::optional<ZVURLError>& failure,
@@ -227,7 +229,7 @@ ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::str
   ZVURLRequest request{std::move(url), "POST", {{"Content-Type", "application/json"}}, {}};
   // Without the memory to compress it the body goes out as it is: an empty one would be refused, with all that is in
   // it.
-  auto compressed = usingGzip ? ZVHelpers::gzipEnflateWithData(json) : std::nullopt;
+  auto compressed = usingGzip ? compress(json) : std::nullopt;
   if (compressed) {
     request.body = *std::move(compressed);
     request.headers.emplace_back("Content-Encoding", "gzip");
@@ -237,7 +239,7 @@ ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::str
   } else {
     request.body = json;
   }
-  request.headers.emplace_back("Authorization", ZVHelpers::hmacWithKey(ZVState::getGameSecret(), request.body));
+  request.headers.emplace_back("Authorization", hmacSha256(ZVState::getGameSecret(), request.body));
   return request;
 }
 
@@ -281,7 +283,7 @@ std::optional<ZVMap> ZVHTTPApi::validateAndCleanInitRequestResponse(const std::o
 }
 
 std::string ZVHTTPApi::makeRequestAuthSha256Hash(std::string_view body) {
-  return ZVHelpers::sha256HashForData(std::string(body) + ZVState::getGameSecret());
+  return sha256(std::string(body) + ZVState::getGameSecret());
 }
 
 ZVHTTPApi::RawAnswer ZVHTTPApi::sendSynchronousRequest(ZVURLRequest request) {

@@ -1,4 +1,4 @@
-#include "codecs/ZVHelpers.h"
+#include "codecs/patterns.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
@@ -29,7 +29,7 @@ constexpr std::string_view kEngineVersionPattern =  // "air" wraps the library w
     "^(unity|unreal|corona|marmalade|cocos2d|xamarin|lumberyard|gamemaker|defold|nativescript|cordova|construct|"
     "stencyl|godot) [0-9]{0,5}(\\.[0-9]{0,5}){0,2}$";
 
-bool matches(ZVText text, std::string_view pattern) { return ZVHelpers::stringMatchWithString(text, pattern); }
+bool matches(ZVText text, std::string_view pattern) { return matchesPattern(text, pattern); }
 
 bool isAtMost(std::string_view text, std::size_t maxLength) {
   constexpr std::size_t kMaxBytesPerUnit = 3;  // so a text of megabytes needs no counting

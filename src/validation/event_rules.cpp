@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/patterns.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
@@ -176,26 +176,22 @@ std::string_view wrongProgressionOrder(ZVText progression01, ZVText progression0
 
 }  // namespace
 
-bool ZVValidator::validateEventPartCharacters(ZVText part) {
-  return ZVHelpers::stringMatchWithString(part, kEventPartCharactersPattern);
-}
+bool ZVValidator::validateEventPartCharacters(ZVText part) { return matchesPattern(part, kEventPartCharactersPattern); }
 
-bool ZVValidator::validateCurrency(ZVText currency) { return ZVHelpers::stringMatchWithString(currency, "^[A-Z]{3}$"); }
+bool ZVValidator::validateCurrency(ZVText currency) { return matchesPattern(currency, "^[A-Z]{3}$"); }
 
 bool ZVValidator::validateAdNetworkName(ZVText name) {
-  return ZVHelpers::stringMatchWithString(name, "^(mopub|fyber|ironsource|topon|hyperbid|max|aequus|admob)$");
+  return matchesPattern(name, "^(mopub|fyber|ironsource|topon|hyperbid|max|aequus|admob)$");
 }
 
 bool ZVValidator::validateAdNetworkVersion(ZVText version) {
-  return ZVHelpers::stringMatchWithString(version, "^[0-9]{0,5}(\\.[0-9]{0,5}){0,3}$");
+  return matchesPattern(version, "^[0-9]{0,5}(\\.[0-9]{0,5}){0,3}$");
 }
 
-bool ZVValidator::validateEventIdLength(ZVText eventId) {
-  return ZVHelpers::stringMatchWithString(eventId, kEventIdLengthPattern);
-}
+bool ZVValidator::validateEventIdLength(ZVText eventId) { return matchesPattern(eventId, kEventIdLengthPattern); }
 
 bool ZVValidator::validateEventIdCharacters(ZVText eventId) {
-  return ZVHelpers::stringMatchWithString(eventId, kEventIdCharactersPattern);
+  return matchesPattern(eventId, kEventIdCharactersPattern);
 }
 
 std::optional<ValidationResult> ZVValidator::validateBusinessEventWithCurrency(ZVText currency, std::int64_t amount,

@@ -1,10 +1,10 @@
+#include "codecs/gzip.h"
+
 #include <algorithm>
 #include <limits>
 #include <memory>
 
 #include <zlib.h>
-
-#include "codecs/ZVHelpers.h"
 
 namespace zorvane {
 
@@ -45,7 +45,7 @@ void setOutput(z_stream& stream, std::string& output, std::size_t step) {
 
 }  // namespace
 
-std::optional<std::string> ZVHelpers::gzipEnflateWithData(std::string_view data) {
+std::optional<std::string> compress(std::string_view data) {
   if (!isWithinOneCall(data)) return std::nullopt;
   z_stream stream{};
   const Deflate owner(&stream);
@@ -62,7 +62,7 @@ std::optional<std::string> ZVHelpers::gzipEnflateWithData(std::string_view data)
   return output;
 }
 
-std::optional<std::string> ZVHelpers::gzipDeflateWithData(std::string_view data) {
+std::optional<std::string> decompress(std::string_view data) {
   if (!isWithinOneCall(data)) return std::nullopt;
   z_stream stream{};
   Inflate owner(&stream);
