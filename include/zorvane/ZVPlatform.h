@@ -136,10 +136,11 @@ struct ZVURLResponse {
   bool isHTTP = true;   ///< false: an answer in another protocol
 };
 
-/// Why there is no answer.
+/// Why there is no answer, or not the whole of it.
 struct ZVURLError {
   static constexpr int kCancelled = -999;                     ///< the task was cancelled
   static constexpr int kUserCancelledAuthentication = -1012;  ///< the server refused, which counts as a status of 401
+  static constexpr int kDataLengthExceedsMaximum = -1103;     ///< the body is the beginning of one that is too large
   static constexpr int kOther = -1;                           ///< no connection, a wrong certificate, a time-out ...
   int code = kOther;                                          ///< one of those above
   std::string localizedDescription;                           ///< for the log

@@ -127,7 +127,9 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
     return;
   }
   ZVLogger::i(0, "Event queue: Sending {} events.", rows->size());
-  settle(ZVHTTPApi::sharedInstance().sendEventsInArray(eventsOf(*rows)), requestId, rows->size());
+  settle(ZVHTTPApi::sharedInstance().sendEventsInArray({ZVState::getGameKey(), ZVState::getGameSecret()},
+                                                       writeJson(ZVValue(eventsOf(*rows)))),
+         requestId, rows->size());
   ZVStore::vacuum();
 }
 

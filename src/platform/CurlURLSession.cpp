@@ -277,7 +277,8 @@ class Transport {
       if (message->msg != CURLMSG_DONE || found == running_.end()) continue;
       const std::shared_ptr<Transfer> transfer = found->second;  // finishing it takes it out of the map
       if (result == CURLE_OK) finish(*transfer, std::move(transfer->body), std::nullopt);
-      else if (transfer->isTooLarge) fail(*transfer, ZVURLError::kOther, kTooLarge, std::move(transfer->body));
+      else if (transfer->isTooLarge)
+        fail(*transfer, ZVURLError::kDataLengthExceedsMaximum, kTooLarge, std::move(transfer->body));
       else fail(*transfer, ZVURLError::kOther, textOf(result, *transfer));
     }
   }

@@ -84,7 +84,8 @@ void startOffline(ZVHTTPApiResponse kind) {
 
 void requestInit() {
   ZVState& state = ZVState::sharedInstance();
-  ZVHTTPApi::Answer answer = ZVHTTPApi::sharedInstance().requestInitReturningDict(state.configsHash.value_or(""));
+  ZVHTTPApi::Answer answer = ZVHTTPApi::sharedInstance().requestInitReturningDict(
+      {ZVState::getGameKey(), ZVState::getGameSecret()}, state.configsHash.value_or(""), &ZVState::getInitAnnotations);
   const bool unchanged = answer.kind == ZVHTTPApiResponse::Ok;
   const bool succeeded = unchanged || answer.kind == ZVHTTPApiResponse::Created;
   if (const ZVMap* content = answer.content ? answer.content->ifMap() : nullptr; succeeded && content != nullptr) {

@@ -14,7 +14,6 @@
 #include "runtime/SdkErrorReporter.h"
 #include "runtime/SharedInstance.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
 #include "transport/ZVHTTPSessionDataTask.h"
 #include "values/Text.h"
 
@@ -33,7 +32,7 @@ constexpr auto kPollingPeriod = 20ms;
 // becomes so when it is written again (a slash takes two characters then, 1e15 sixteen), would fill it for good.
 constexpr std::size_t kMaxInitAnswerBytes = std::size_t{256} * 1024;
 // Of an undecodable body more is reported than an SDK error event can hold, and not the whole.
-constexpr std::size_t kMaxReportedBytes = 4096;
+constexpr std::size_t kMaxReportedLength = 4096;
 // The hash becomes a part of a URL as it is.
 constexpr std::size_t kMaxConfigsHashBytes = 1024;
 
@@ -69,23 +68,26 @@ bool isDebugLogged() { return ZVLogger::isEnabled(ZVLogger::Level::debug, 0); }
 
 std::string describe(const std::optional<ZVValue>& value) { return zorvane::describe(value.value_or(nullptr)); }
 
-ZVText header(const ZVURLRequest& request, std::string_view name) {
+std::string header(const ZVURLRequest& request, std::string_view name) {
   for (const auto& [key, value] : request.headers)
     if (key == name) return value;
-  return nullptr;
+  return {};
 }
 
-void reportUndecodable(SdkErrorArea area, const std::optional<std::string>& body) {
-  const std::string_view beginning = body ? std::string_view(*body).substr(0, kMaxReportedBytes) : "";
-  reportSdkError({.category = SdkErrorCategory::http,
-                  .area = area,
-                  .action = SdkErrorAction::failHttpJsonDecode,
-                  .reason = withReplacementCharacters(beginning)});
+// Of a body that is the beginning of a larger one nothing can be decoded, even if that much is a document.
+std::optional<ZVValue> decoded(const ZVHTTPApi::RawAnswer& answer) {
+  const bool isCut = answer.error && answer.error->code == ZVURLError::kDataLengthExceedsMaximum;
+  return answer.body && !isCut ? readJsonAnswer(*answer.body) : std::nullopt;
+}
+
+// Bytes that are not UTF-8 are no text, and so no reason.
+std::string_view reasonOf(std::string_view body) {
+  return isValidUtf8(body) ? prefixOfUtf16Length(body, kMaxReportedLength) : std::string_view();
 }
 
 bool mayBeKept(std::size_t bytes) {
   if (bytes <= kMaxInitAnswerBytes) return true;
-  ZVLogger::w(0, "The init call's answer is too large: {} bytes", bytes);
+  ZVLogger::w(0, "The init call's answer is too large: {} bytes, and {} are allowed", bytes, kMaxInitAnswerBytes);
   return false;
 }
 
@@ -99,8 +101,8 @@ std::string_view usableHash(std::string_view hash) {
   return hash.size() <= kMaxConfigsHashBytes && std::ranges::all_of(hash, isOfUrl) ? hash : "";
 }
 
-// What the session's thread leaves for the waiting one. Whoever gives up waiting leaves it to the session.
-struct Exchange {
+// What the session's thread leaves for the waiting one. Who gives up waiting leaves it to the session.
+struct Waiting {
   ZVHTTPApi::RawAnswer answer;  // written before, read after `done`
   std::atomic<bool> done{false};
 };
@@ -123,85 +125,82 @@ std::unique_ptr<ZVHTTPApi> ZVHTTPApi::setSharedInstance(std::unique_ptr<ZVHTTPAp
   return shared.exchange(std::move(instance));
 }
 
-ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(std::string_view configsHash) {
+// What tells the exchanges apart.
+struct ZVHTTPApi::Call {
+  std::string_view name;       // in the line of a failure
+  std::string_view requestId;  // in that of a status
+  bool isInit;                 // 201 is a success as well, whose content is kept; any content is shown
+  bool saysWhatIsNoJson;
+  std::optional<SdkErrorArea> area;  // of the report of what is no JSON
+
+  [[nodiscard]] bool takes(Kind kind) const {
+    return kind == Kind::BadRequest || kind == Kind::Ok || (isInit && kind == Kind::Created);
+  }
+};
+
+ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(const GameKeys& keys, std::string_view configsHash,
+                                                      const std::function<ZVMap()>& annotations) {
+  constexpr Call kCall{"Init", "Init", true, true, SdkErrorArea::initHttp};
   const std::string url = fmt::format("{}/{}?game_key={}&interval_seconds=0&configs_hash={}", remoteConfigsBaseUrl,
-                                      initializeUrlPath, ZVState::getGameKey(), usableHash(configsHash));
+                                      initializeUrlPath, keys.gameKey, usableHash(configsHash));
   ZVLogger::d(0, "Sending 'init' URL: {}", url);
-  const auto json = writeJson(ZVState::getInitAnnotations());
+  const auto json = writeJson(annotations());
   if (!json) return {Kind::JsonEncodeFailed, std::nullopt};
-
-  const ZVURLRequest request = createRequestWithPayload(*json, url, true);
-  const RawAnswer answer = sendSynchronousRequest(request);
-  if (answer.body && !mayBeKept(answer.body->size())) return {Kind::BadResponse, std::nullopt};
-  auto content = readJsonAnswer(answer.body.value_or(""));
-  if (isDebugLogged()) ZVLogger::d(0, "init request content: {}", describe(content));
-
-  const Kind kind = processRequestResponse(answer, "Init");
-  if (kind != Kind::BadRequest && kind != Kind::Ok && kind != Kind::Created) {
-    ZVLogger::d(0, "Failed Init Call. URL: {}, Authorization: {}, JSONString: {}", url,
-                header(request, "Authorization"), *json);
-    return {kind, std::nullopt};
-  }
-  if (!content) {
-    ZVLogger::d(0, "Failed Init Call. Json decoding failed");
-    reportUndecodable(SdkErrorArea::initHttp, answer.body);
-    return {Kind::JsonDecodeFailed, std::nullopt};
-  }
-  if (kind == Kind::BadRequest) {
-    if (isDebugLogged()) ZVLogger::d(0, "Failed Init Call. Bad request. Response: {}", describe(content));
-    return {kind, std::move(content)};
-  }
-  auto cleaned = validateAndCleanInitRequestResponse(content, kind == Kind::Created);
+  Answer answer = exchange(kCall, createRequestWithPayload(*json, url, true, keys.gameSecret), *json);
+  if (answer.kind != Kind::Ok && answer.kind != Kind::Created) return answer;
+  auto cleaned = validateAndCleanInitRequestResponse(answer.content, answer.kind == Kind::Created);
   const auto written = cleaned ? writeJson(*cleaned) : std::nullopt;
   if (!written || !mayBeKept(written->size())) return {Kind::BadResponse, std::nullopt};
-  return {kind, *std::move(cleaned)};
+  return {answer.kind, *std::move(cleaned)};
 }
 
-ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const ZVValue& events) {
-  if (events.ifArray() == nullptr || events.ifArray()->empty())
-    ZVLogger::d(0, "sendEventsInArray called with missing eventArray");
-  const std::string url = eventsUrl(ZVState::getGameKey());
+ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const GameKeys& keys, const std::optional<std::string>& eventArray) {
+  constexpr Call kCall{"Events", "Events", false, false, SdkErrorArea::eventsHttp};
+  if (!eventArray || *eventArray == "[]") ZVLogger::d(0, "sendEventsInArray called with missing eventArray");
+  std::string url = eventsUrl(keys.gameKey);
   ZVLogger::d(0, "Sending 'events' URL: {}", url);
-  const auto json = writeJson(events);
-  if (!json) {
+  if (!eventArray) {
     ZVLogger::d(0, "sendEventsInArray JSON encoding failed of eventArray");
     return {Kind::JsonEncodeFailed, std::nullopt};
   }
-
-  const ZVURLRequest request = createRequestWithPayload(*json, url, useGzip);
-  const RawAnswer answer = sendSynchronousRequest(request);
-  const Kind kind = processRequestResponse(answer, "Events");
-  if (kind != Kind::BadRequest && kind != Kind::Ok) {
-    ZVLogger::d(0, "Failed Events Call. URL: {}, Authorization: {}, JSONString: {}", url,
-                header(request, "Authorization"), *json);
-    return {kind, std::nullopt};
-  }
-  auto content = readJsonAnswer(answer.body.value_or(""));
-  if (!content) {
-    reportUndecodable(SdkErrorArea::eventsHttp, answer.body);
-    return {Kind::JsonDecodeFailed, std::nullopt};
-  }
-  if (kind == Kind::BadRequest && isDebugLogged())
-    ZVLogger::d(0, "Failed Events Call. Bad request. Response: {}", describe(content));
-  return {kind, std::move(content)};
+  return exchange(kCall, createRequestWithPayload(*eventArray, std::move(url), useGzip, keys.gameSecret), *eventArray);
 }
 
 ZVHTTPApi::Answer ZVHTTPApi::requestItunesInfoReturningDict(std::string_view bundleId) {
-  const std::string url = fmt::format("http://{}/lookup?bundleId={}", platform().appStoreHostname, bundleId);
+  constexpr Call kCall{"Itunes", "Itunes Seearch", false, true, std::nullopt};
+  std::string url = fmt::format("http://{}/lookup?bundleId={}", platform().appStoreHostname, bundleId);
   ZVLogger::d(0, "Calling itunes search.' URL: {}", url);
-  const RawAnswer answer = sendSynchronousRequest(createGETRequestWithUrl(url));
-  auto content = readJsonAnswer(answer.body.value_or(""));
-  const Kind kind = processRequestResponse(answer, "Itunes Seearch");
-  if (kind != Kind::BadRequest && kind != Kind::Ok) {
-    ZVLogger::d(0, "Failed Itunes Call. URL: {}", url);
+  return exchange(kCall, createGETRequestWithUrl(std::move(url)), {});
+}
+
+ZVHTTPApi::Answer ZVHTTPApi::exchange(const Call& call, ZVURLRequest request, ZVText json) {
+  const std::string url = request.url;
+  const std::string authorization = header(request, "Authorization");
+  const RawAnswer answer = sendSynchronousRequest(std::move(request));
+  auto content = decoded(answer);
+  if (call.isInit && isDebugLogged()) ZVLogger::d(0, "init request content: {}", describe(content));
+
+  const Kind kind = processRequestResponse(answer, call.requestId);
+  if (!call.takes(kind)) {
+    if (!json.present()) ZVLogger::d(0, "Failed {} Call. URL: {}", call.name, url);
+    else
+      ZVLogger::d(0, "Failed {} Call. URL: {}, Authorization: {}, JSONString: {}", call.name, url, authorization, json);
     return {kind, std::nullopt};
   }
   if (!content) {
-    ZVLogger::d(0, "Failed Itunes Call. Json decoding failed");
+    if (call.saysWhatIsNoJson) ZVLogger::d(0, "Failed {} Call. Json decoding failed", call.name);
+    if (call.area)
+      reportSdkError({.category = SdkErrorCategory::http,
+                      .area = *call.area,
+                      .action = SdkErrorAction::failHttpJsonDecode,
+                      .reason = std::string(reasonOf(*answer.body))});
     return {Kind::JsonDecodeFailed, std::nullopt};
   }
-  if (kind == Kind::BadRequest && isDebugLogged())
-    ZVLogger::d(0, "Failed Itunes Call. Bad request. Response: {}", describe(content));
+  if (kind == Kind::BadRequest) {
+    if (isDebugLogged()) ZVLogger::d(0, "Failed {} Call. Bad request. Response: {}", call.name, describe(content));
+  } else if (call.isInit && !mayBeKept(answer.body->size())) {
+    return {Kind::BadResponse, std::nullopt};
+  }
   return {kind, std::move(content)};
 }
 
@@ -225,7 +224,8 @@ void ZVHTTPApi::sendSdkErrorEventWithFormData(const ZVValue& events, std::string
       fail, {});
 }
 
-ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::string url, bool usingGzip) {
+ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::string url, bool usingGzip,
+                                                 std::string_view gameSecret) {
   ZVURLRequest request{std::move(url), "POST", {{"Content-Type", "application/json"}}, {}};
   // Without the memory to compress it the body goes out as it is: an empty one would be refused, with all that is in
   // it.
@@ -239,7 +239,7 @@ ZVURLRequest ZVHTTPApi::createRequestWithPayload(std::string_view json, std::str
   } else {
     request.body = json;
   }
-  request.headers.emplace_back("Authorization", hmacSha256(ZVState::getGameSecret(), request.body));
+  request.headers.emplace_back("Authorization", hmacSha256(gameSecret, request.body));
   return request;
 }
 
@@ -282,28 +282,28 @@ std::optional<ZVMap> ZVHTTPApi::validateAndCleanInitRequestResponse(const std::o
   return cleaned;
 }
 
-std::string ZVHTTPApi::makeRequestAuthSha256Hash(std::string_view body) {
-  return sha256(std::string(body) + ZVState::getGameSecret());
+std::string ZVHTTPApi::makeRequestAuthSha256Hash(std::string_view body, std::string_view gameSecret) {
+  return sha256(std::string(body).append(gameSecret));
 }
 
 ZVHTTPApi::RawAnswer ZVHTTPApi::sendSynchronousRequest(ZVURLRequest request) {
   if (givingUp_.load(std::memory_order_relaxed)) return {};
   // There was no memory to sign it: a wrong signature would be answered, and the answer would delete what was sent.
   if (request.method == "POST" && header(request, "Authorization").empty()) return {};
-  const auto exchange = std::make_shared<Exchange>();
-  const auto task = session_->dataTask(std::move(request), [exchange](auto body, auto response, auto error) {
-    exchange->answer = {std::move(body), std::move(response), std::move(error)};
-    exchange->done.store(true, std::memory_order_release);
+  const auto waiting = std::make_shared<Waiting>();
+  const auto task = session_->dataTask(std::move(request), [waiting](auto body, auto response, auto error) {
+    waiting->answer = {std::move(body), std::move(response), std::move(error)};
+    waiting->done.store(true, std::memory_order_release);
   });
   task->resume();
-  while (!exchange->done.load(std::memory_order_acquire)) {
+  while (!waiting->done.load(std::memory_order_acquire)) {
     if (givingUp_.load(std::memory_order_relaxed)) {
       task->cancel();
       return {};
     }
     std::this_thread::sleep_for(kPollingPeriod);
   }
-  return std::move(exchange->answer);
+  return std::move(waiting->answer);
 }
 
 void ZVHTTPApi::setBaseUrl(ZVText url) {

@@ -17,6 +17,8 @@
 #include <zorvane/ZVPlatform.h>
 #include <zorvane/ZVTypes.h>
 
+#include "values/GameKeys.h"
+
 namespace zorvane {
 
 enum class ZVHTTPApiResponse : int {
@@ -53,20 +55,23 @@ class ZVHTTPApi {
   static ZVHTTPApi& sharedInstance();
   static std::unique_ptr<ZVHTTPApi> setSharedInstance(std::unique_ptr<ZVHTTPApi> instance);
 
-  // The content, on success, is the cleaned map.
-  Answer requestInitReturningDict(std::string_view configsHash);
-  Answer sendEventsInArray(const ZVValue& events);
+  // `annotations`: the body, asked for when it is needed. The content, on success, is the cleaned map.
+  Answer requestInitReturningDict(const GameKeys& keys, std::string_view configsHash,
+                                  const std::function<ZVMap()>& annotations);
+  // `eventArray`: a list of records as JSON; absent where it could not be written.
+  Answer sendEventsInArray(const GameKeys& keys, const std::optional<std::string>& eventArray);
   Answer requestItunesInfoReturningDict(std::string_view bundleId);
   // Returns at once. The callbacks may be empty.
   void sendSdkErrorEventWithFormData(const ZVValue& events, std::string_view gameKey, std::string_view secretKey,
                                      SuccessCallback success = {}, ErrorCallback error = {});
 
-  static ZVURLRequest createRequestWithPayload(std::string_view json, std::string url, bool usingGzip);
+  static ZVURLRequest createRequestWithPayload(std::string_view json, std::string url, bool usingGzip,
+                                               std::string_view gameSecret);
   static ZVURLRequest createGETRequestWithUrl(std::string url);
   static ZVHTTPApiResponse processRequestResponse(const RawAnswer& answer, std::string_view requestId);
   static std::optional<ZVMap> validateAndCleanInitRequestResponse(const std::optional<ZVValue>& response,
                                                                   bool configsCreated);
-  static std::string makeRequestAuthSha256Hash(std::string_view body);
+  static std::string makeRequestAuthSha256Hash(std::string_view body, std::string_view gameSecret);
   [[nodiscard]] std::string getApiHostname() const { return hostname; }
 
   // Holds the calling thread until the request has completed, looking every 20 ms.
@@ -91,6 +96,9 @@ class ZVHTTPApi {
   bool useGzip = true;
 
  private:
+  struct Call;
+  // Sends, waits, sorts the answer and logs what became of it. `json`: the body before its compression, for the log.
+  Answer exchange(const Call& call, ZVURLRequest request, ZVText json);
   [[nodiscard]] std::string eventsUrl(std::string_view gameKey) const;
 
   mutable std::mutex baseUrlGuard_;

@@ -326,7 +326,7 @@ const Causes kDeaths{
        ZVHTTPApi& api = ZVHTTPApi::sharedInstance();
        const std::string payload(std::stoul(bytes), 'x');
        for (int time = 0; time < 5; ++time)
-         api.sendSynchronousRequest(ZVHTTPApi::createRequestWithPayload(payload, api.getBaseUrl(), false));
+         api.sendSynchronousRequest(ZVHTTPApi::createRequestWithPayload(payload, api.getBaseUrl(), false, ""));
        _exit(0);
      }},
 };

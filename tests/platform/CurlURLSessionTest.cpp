@@ -183,7 +183,7 @@ TEST_F(CurlURLSession, HandsOverEveryAnswerThatIsWhole) {
   const Outcome more = get(session, server.url("/more"));
   EXPECT_EQ(more.status(), 200);
   EXPECT_TRUE(more.body == limit) << "the beginning, and an error says that there is more";
-  EXPECT_EQ(more.code(), ZVURLError::kOther);
+  EXPECT_EQ(more.code(), ZVURLError::kDataLengthExceedsMaximum);
 }
 
 TEST(CurlURLSessionPost, IsMadeOnceWhereAKeptConnectionClosesWithoutAnAnswer) {

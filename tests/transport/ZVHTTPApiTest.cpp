@@ -6,12 +6,15 @@
 #include <atomic>
 #include <thread>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/digests.h"
+#include "codecs/gzip.h"
+#include "codecs/json.h"
 #include "events/ZVEvents.h"
 #include "runtime/SdkErrorReporter.h"
 #include "state/ZVState.h"
 #include "support/LoopbackServer.h"
 #include "support/TestPlatform.h"
+#include "values/Fields.h"
 
 using namespace zorvane;
 
@@ -34,6 +37,12 @@ class HTTPApi : public testing::Test {
     ZVHTTPApi::setSharedInstance(std::make_unique<ZVHTTPApi>());
   }
   static ZVHTTPApi& api() { return ZVHTTPApi::sharedInstance(); }
+  static ZVHTTPApi::Answer requestInit(std::string_view configsHash) {
+    return api().requestInitReturningDict({kKey, kSecret}, configsHash, &ZVState::getInitAnnotations);
+  }
+  static ZVHTTPApi::Answer sendEvents(const ZVValue& events) {
+    return api().sendEventsInArray({kKey, kSecret}, writeJson(events));
+  }
 
   LoopbackServer server;
   TestPlatform platform = TestPlatform::make(
@@ -70,22 +79,44 @@ TEST_F(HTTPApi, RefusesAnInitAnswerThatIsTooLargeOrBecomesSo) {
     int status;
     std::string body;
     Kind kind;
-    std::size_t refused;  // bytes that the warning names; 0: none
+    std::size_t refused = 0;  // bytes that the warning names; 0: none
   };
+  const std::string large = hash(std::string(262'144, 'x'));
   for (const auto& [status, body, kind, refused] : {
-           Case{201, hash(slashes + "x"), Kind::Created, 0},
+           Case{201, hash(slashes + "x"), Kind::Created},
            Case{201, hash(slashes + "xx"), Kind::BadResponse, 262'145},
-           Case{200, hash(slashes + "xx"), Kind::Ok, 0},
-           Case{201, hash(std::string(262'144, 'x')), Kind::BadResponse, 262'163},
+           Case{200, hash(slashes + "xx"), Kind::Ok},
+           Case{201, large, Kind::BadResponse, 262'163},
+           Case{200, large, Kind::BadResponse, 262'163},
            Case{201, R"({"configs":[)" + numbers + "0]}", Kind::BadResponse, 340'015},
+           // What isn't kept may be of any size.
+           Case{401, large, Kind::Unauthorized},
+           Case{400, large, Kind::BadRequest},
+           Case{500, large, Kind::InternalServerError},
+           Case{201, std::string(300'000, 'x'), Kind::JsonDecodeFailed},
        }) {
     log.clear();
     server.answerOnly(LoopbackServer::kInit, {status, body});
-    EXPECT_EQ(api().requestInitReturningDict("").kind, kind) << body.size();
-    EXPECT_EQ(
-        log.count("Warning/ZV/Analytics: The init call's answer is too large: " + std::to_string(refused) + " bytes"),
-        refused == 0 ? 0U : 1U);
+    EXPECT_EQ(requestInit("").kind, kind) << body.size();
+    EXPECT_EQ(log.count("Warning/ZV/Analytics: The init call's answer is too large: " + std::to_string(refused) +
+                        " bytes, and 262144 are allowed"),
+              refused == 0 ? 0U : 1U);
     EXPECT_EQ(log.count("Warning/"), refused == 0 ? 0U : 1U) << body.size();
+    EXPECT_EQ(log.count("Init request. 500 - Internal Server Error."), status == 500 ? 1U : 0U);
+  }
+}
+
+// What was read of it would be a document, but not the one that was sent.
+TEST_F(HTTPApi, LetsTheStatusCountOfAnAnswerThatIsCutOff) {
+  const std::string body = "[]" + std::string(std::size_t{4} << 20, ' ');
+  for (const auto& [status, kind] : {std::pair{200, Kind::JsonDecodeFailed},
+                                     {400, Kind::JsonDecodeFailed},
+                                     {401, Kind::Unauthorized},
+                                     {500, Kind::InternalServerError}}) {
+    for (const auto* const path : {LoopbackServer::kInit, LoopbackServer::kEvents})
+      server.answerOnly(path, {status, body});
+    EXPECT_EQ(requestInit("").kind, kind) << status;
+    EXPECT_EQ(sendEvents(kEvents).kind, kind) << status;
   }
 }
 
@@ -99,7 +130,7 @@ TEST_F(HTTPApi, AsksForAllOfTheConfigurationWhereTheHashCannotStandInAUrl) {
                                    {"a#b", ""},
                                    {"\xC3\xA9", ""},
                                    {std::string("a\0b", 3), ""}}) {
-    EXPECT_EQ(api().requestInitReturningDict(hash).kind, Kind::Ok) << hash;
+    EXPECT_EQ(requestInit(hash).kind, Kind::Ok) << hash;
     EXPECT_TRUE(server.requests().back().target.ends_with("&configs_hash=" + sent)) << hash;
   }
 }
@@ -107,15 +138,15 @@ TEST_F(HTTPApi, AsksForAllOfTheConfigurationWhereTheHashCannotStandInAUrl) {
 TEST_F(HTTPApi, CompressesTheInitCallAlsoWhileEventsAreSentPlain) {
   api().useGzip = false;
   server.answer(LoopbackServer::kEvents, {500, "[]"});
-  EXPECT_EQ(api().requestInitReturningDict("hash").kind, Kind::Ok);
-  EXPECT_EQ(api().sendEventsInArray(kEvents).kind, Kind::InternalServerError);
+  EXPECT_EQ(requestInit("hash").kind, Kind::Ok);
+  EXPECT_EQ(sendEvents(kEvents).kind, Kind::InternalServerError);
   const auto requests = server.requests();
-  const auto init = ZVHelpers::gzipDeflateWithData(requests.at(0).body).value_or("torn");
-  EXPECT_EQ(init, ZVHelpers::jsonStringWithObject(ZVState::getInitAnnotations()));
+  const auto init = decompress(requests.at(0).body).value_or("torn");
+  EXPECT_EQ(init, writeJson(ZVState::getInitAnnotations()));
   EXPECT_TRUE(log.contains(kDebug + "Gzip stats. Size: " + std::to_string(init.size()) +
                            ", Compressed: " + std::to_string(requests[0].body.size()) + ", Content: " + init));
   const std::string json = R"([{"category":"design","event_id":"a\/b"}])";
-  const auto signature = ZVHelpers::hmacWithKey(kSecret, json);
+  const auto signature = hmacSha256(kSecret, json);
   EXPECT_EQ(requests.at(1).body, json);
   EXPECT_EQ(requests[1].header("Content-Encoding"), std::nullopt);
   EXPECT_EQ(requests[1].header("Authorization"), signature);
@@ -124,30 +155,36 @@ TEST_F(HTTPApi, CompressesTheInitCallAlsoWhileEventsAreSentPlain) {
 }
 
 TEST_F(HTTPApi, ReportsWhatItCouldNotDecode) {
-  for (const auto* const path : {LoopbackServer::kInit, LoopbackServer::kEvents})
-    server.answer(path, {200, "gar\xFFnage"});
-  const auto reported = [&](const std::string& area) {
-    const auto body = ZVHelpers::dictionaryWithJsonString(server.requests().back().body);
+  const auto reported = [&](const std::string& area, const std::string& reason) {
+    const auto body = readJson(server.requests().back().body);
     const ZVMap event = *body->ifArray()->at(0).ifMap();
-    EXPECT_EQ(*event.find("error_category"), "http");
-    EXPECT_EQ(*event.find("error_area"), area);
-    EXPECT_EQ(*event.find("error_action"), "fail_http_json_decode");
-    EXPECT_EQ(*event.find("reason"), "gar\xEF\xBF\xBDnage");
+    EXPECT_EQ(textField(event, "error_category"), "http");
+    EXPECT_EQ(textField(event, "error_area"), area);
+    EXPECT_EQ(textField(event, "error_action"), "fail_http_json_decode");
+    EXPECT_EQ(textField(event, "reason"), reason);
   };
-  EXPECT_EQ(api().requestInitReturningDict("").kind, Kind::JsonDecodeFailed);
-  ASSERT_TRUE(server.waitForRequests(2));
-  reported("init_http");
-  EXPECT_EQ(api().sendEventsInArray(kEvents).kind, Kind::JsonDecodeFailed);
-  ASSERT_TRUE(server.waitForRequests(4));
-  reported("events_http");
+  const std::string accents = "\xC3\xA9\xC3\xA9";
+  std::size_t requests = 0;
+  for (const auto& [body, reason] : {std::pair<std::string, std::string>{accents + "garbage", accents + "garbage"},
+                                     {"gar\xFFnage", ""},
+                                     {std::string(5000, 'g') + '\xFF', ""},
+                                     {"", ""}}) {
+    for (const auto* const path : {LoopbackServer::kInit, LoopbackServer::kEvents})
+      server.answerOnly(path, {200, body});
+    EXPECT_EQ(requestInit("").kind, Kind::JsonDecodeFailed);
+    ASSERT_TRUE(server.waitForRequests(requests += 2));
+    reported("init_http", reason);
+    EXPECT_EQ(sendEvents(kEvents).kind, Kind::JsonDecodeFailed);
+    ASSERT_TRUE(server.waitForRequests(requests += 2));
+    reported("events_http", reason);
+  }
 }
 
 TEST_F(HTTPApi, GoesOnWithoutEventsButNotWithoutJson) {
-  EXPECT_EQ(api().sendEventsInArray(ZVValue::Array{}).kind, Kind::Ok);
-  for (const ZVValue& unserialisable : {ZVValue(), ZVValue("text"), ZVValue(ZVValue::Array{"\xFF"})})
-    EXPECT_EQ(api().sendEventsInArray(unserialisable).kind, Kind::JsonEncodeFailed);
-  EXPECT_EQ(log.count(kDebug + "sendEventsInArray called with missing eventArray"), 3U);
-  EXPECT_EQ(log.count(kDebug + "sendEventsInArray JSON encoding failed of eventArray"), 3U);
+  EXPECT_EQ(sendEvents(ZVValue::Array{}).kind, Kind::Ok);
+  EXPECT_EQ(sendEvents(ZVValue::Array{"\xFF"}).kind, Kind::JsonEncodeFailed);
+  EXPECT_EQ(log.count(kDebug + "sendEventsInArray called with missing eventArray"), 2U);
+  EXPECT_EQ(log.count(kDebug + "sendEventsInArray JSON encoding failed of eventArray"), 1U);
   EXPECT_THAT(server.requests(), SizeIs(1));
 }
 
@@ -170,7 +207,7 @@ TEST_F(HTTPApi, SendsAnEmptySignedSdkErrorForWhatItCannotWrite) {
   EXPECT_EQ(successes, 1);
   EXPECT_EQ(failures, 1);
   EXPECT_EQ(server.requests().at(0).body, "");
-  EXPECT_EQ(server.requests()[0].header("Authorization"), ZVHelpers::hmacWithKey("other secret", ""));
+  EXPECT_EQ(server.requests()[0].header("Authorization"), hmacSha256("other secret", ""));
 }
 
 TEST_F(HTTPApi, AsksTheAppStoreAndHandsTheAnswerOn) {
