@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "codecs/json.h"
+#include "codecs/json_written.h"
 #include "codecs/uuids.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
@@ -22,23 +23,33 @@ bool hasBadClientTs(const ZVMap& event) {
   return clientTs != nullptr && !ZVValidator::validateClientTs(doubleReading(*clientTs));
 }
 
-ZVValue::Array eventsOf(const ZVStore::Rows& rows) {
-  ZVValue::Array events;
-  events.reserve(rows.size());
+// False for what is no record.
+bool append(std::string& batch, const std::string& json) {
+  constexpr NumberRule kClientTs{"client_ts", &ZVValidator::validateClientTs};
+  if (isWrittenJson(json, ZVEvents::kMaxRecordLevels, kClientTs)) {
+    batch += json;
+    return true;
+  }
+  // Not as this library wrote it, or with a time that can't be right.
+  auto parsed = readJson(json, ZVEvents::kMaxRecordLevels);
+  if (!parsed || parsed->ifMap() == nullptr) return false;
+  ZVMap event = *parsed->ifMap();
+  if (hasBadClientTs(event)) event.erase("client_ts");
+  const auto text = writeJson(event, ZVEvents::kMaxRecordLevels);
+  if (text) batch += *text;
+  return text.has_value();
+}
+
+// The list of the records, as JSON.
+std::string eventsOf(const ZVStore::Rows& rows) {
+  std::string batch = "[";
   for (const ZVStore::Row& row : rows) {
     const std::string* json = row.find("event");
-    auto parsed = json != nullptr ? readJson(*json, ZVEvents::kMaxRecordLevels) : std::nullopt;
-    const ZVMap* event = parsed ? parsed->ifMap() : nullptr;
-    if (event == nullptr) continue;  // can't be sent: stays marked and shares the batch's fate
-    if (hasBadClientTs(*event)) {
-      ZVMap cleaned = *event;
-      cleaned.erase("client_ts");
-      events.emplace_back(std::move(cleaned));
-    } else {
-      events.push_back(std::move(*parsed));
-    }
+    // What can't be sent stays marked and shares the batch's fate.
+    if (json != nullptr && append(batch, *json)) batch += ',';
   }
-  return events;
+  if (batch.size() > 1) batch.pop_back();
+  return batch += ']';
 }
 
 // Arms the queue again when a run has ended, however it went.
@@ -127,9 +138,9 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
     return;
   }
   ZVLogger::i(0, "Event queue: Sending {} events.", rows->size());
-  settle(ZVHTTPApi::sharedInstance().sendEventsInArray({ZVState::getGameKey(), ZVState::getGameSecret()},
-                                                       writeJson(ZVValue(eventsOf(*rows)))),
-         requestId, rows->size());
+  settle(
+      ZVHTTPApi::sharedInstance().sendEventsInArray({ZVState::getGameKey(), ZVState::getGameSecret()}, eventsOf(*rows)),
+      requestId, rows->size());
   ZVStore::vacuum();
 }
 

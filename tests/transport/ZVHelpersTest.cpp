@@ -8,6 +8,10 @@
 #include <thread>
 #include <vector>
 
+#include "codecs/json.h"
+#include "codecs/json_written.h"
+#include "values/Fields.h"
+
 using namespace zorvane;
 
 namespace {
@@ -120,6 +124,61 @@ std::string noise(std::size_t length) {
   for (std::uint32_t state = 1; text.size() < length; state = state * 1664525U + 1013904223U)
     text += static_cast<char>(state >> 24U);
   return text;
+}
+
+TEST(JsonWritten, IsWhatTheLibraryWouldWriteToTheLetter) {
+  constexpr NumberRule kRule{"ts", [](double number) { return number > 0; }};
+  const auto keys = [](int count) {
+    std::string json = "{";
+    for (int i = 0; i < count; ++i) json += "\"k" + std::to_string(i) + "\":" + std::to_string(i) + ',';
+    return json + R"("ts":1})";
+  };
+  const auto deep = [](int levels) { return R"({"a":)" + brackets(levels - 1) + "}"; };
+  ZVMap all{{"ts", 17}, {"big", 1e300}, {"small", -2.5e-7}, {"none", nullptr}, {"e\xC3\xA9/\"", true}};
+  all.set("nested",
+          ZVValue::Array{false, ZVMap{{"ts", "0"}, {"empty", ZVMap{}}}, ZVValue::Array{}, "\xF0\x9F\x98\x80"});
+  for (int code = 0; code < 0x80; ++code) all.set("text", textField(all, "text") + static_cast<char>(code));
+  for (const std::string& json : {writeJson(all).value_or(""), "{}"s, keys(63), deep(511)}) {
+    EXPECT_EQ(writeJson(readJson(json).value_or(nullptr)), json);
+    EXPECT_TRUE(isWrittenJson(json, 511, kRule)) << json;
+  }
+  for (const std::string& json : {R"({"ts":0})"s,
+                                  R"({"ts":"1"})"s,
+                                  R"({"ts":{}})"s,
+                                  R"({"ts":null,"a":1})"s,
+                                  R"({"a":1,"a":2})"s,
+                                  keys(64),
+                                  R"({"a":{"b":1,"c":2,"b":3}})"s,
+                                  deep(512),
+                                  "[{}]"s,
+                                  "1"s,
+                                  ""s,
+                                  "{"s,
+                                  "{\"a\":\"b"s,
+                                  R"({"a":1}})"s,
+                                  R"({"a":1,})"s,
+                                  R"({"a":[1,]})"s,
+                                  R"({"a" :1})"s,
+                                  "{\"a\":1}\n"s,
+                                  "{}\0"s,
+                                  R"({"a":"/"})"s,
+                                  R"({"a":"\u0041"})"s,
+                                  R"({"a":"\u000a"})"s,
+                                  R"({"a":"\u000A"})"s,
+                                  R"({"a":"\u001"})"s,
+                                  R"({"a":"\u001f"})"s,
+                                  R"({"a":"\ud83d"})"s,
+                                  R"({"a":"\x"})"s,
+                                  "{\"a\":\"\t\"}"s,
+                                  "{\"a\":\"\xFF\"}"s,
+                                  R"({"a":1.0})"s,
+                                  R"({"a":-0})"s,
+                                  R"({"a":01})"s,
+                                  R"({"a":1E5})"s,
+                                  R"({"a":1e400})"s,
+                                  R"({"a":tru})"s,
+                                  R"({"a":})"s})
+    EXPECT_FALSE(isWrittenJson(json, 511, kRule)) << json;
 }
 
 TEST(Gzip, RestoresWhatItCompressed) {

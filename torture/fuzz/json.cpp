@@ -9,15 +9,14 @@
 #include <vector>
 
 #include "Fuzz.h"
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
+#include "codecs/json_written.h"
 #include "collector/Json.h"
 #include "values/Text.h"
 
 using namespace zorvane;
 
 namespace {
-
-constexpr std::size_t kMaxDepth = ZVHelpers::kMaxJsonDepth;
 
 // Builds the value that the second parser reads.
 class Builder : public nlohmann::json_sax<nlohmann::json> {
@@ -50,7 +49,7 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   };
   bool start(bool isMap) {
     open_.push_back({isMap, {}, {}, {}});
-    return open_.size() <= kMaxDepth;
+    return open_.size() <= kMaxJsonDepth;
   }
   bool end() {
     Container closed = std::move(open_.back());
@@ -108,21 +107,25 @@ bool isSame(const ZVValue& left, const ZVValue& right, bool written) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const auto text = fuzz::viewOf(bytes, size);
-  const auto ours = ZVHelpers::dictionaryWithJsonString(text);
+  const auto ours = readJson(text);
+  const NumberRule rule{"a", [](double number) { return number > 0; }};
+  const bool isWritten = isWrittenJson(text, kMaxJsonDepth, rule);
   const auto theirs = readByTheOther(text);
   fuzz::require(!ours || theirs, "only the library takes it", text);
   fuzz::require(ours || !theirs, "only the other parser takes it", text);
   // The collector takes any value for a document, and the same as the library where that takes it.
   const auto collected = collector::parseJson(text);
   fuzz::require(!ours || collected.failure.empty(), "the collector refuses it: " + collected.failure, text);
+  fuzz::require(ours || !isWritten, "it is taken for the library's own", text);
   if (!ours) return 0;
   fuzz::require(isSame(*ours, *theirs, false), "the parsers differ", text);
 
-  const auto written = ZVHelpers::jsonStringWithObject(*ours);
+  const auto written = writeJson(*ours);
   fuzz::require(written.has_value(), "what was read can't be written", text);
-  const auto again = ZVHelpers::dictionaryWithJsonString(*written);
+  fuzz::require(!isWritten || *written == text, "the library would write it in another way", text);
+  const auto again = readJson(*written);
   fuzz::require(again && isSame(*ours, *again, true), "what was written says something else", *written);
-  fuzz::require(ZVHelpers::jsonStringWithObject(*again) == written, "a second writing differs", *written);
+  fuzz::require(writeJson(*again) == written, "a second writing differs", *written);
   const auto reread = collector::parseJson(*written);
   fuzz::require(reread.failure.empty(), "the collector refuses what was written: " + reread.failure, *written);
   return 0;
