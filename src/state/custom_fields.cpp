@@ -3,7 +3,8 @@
 
 #include <fmt/format.h>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
+#include "codecs/patterns.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "values/Text.h"
@@ -13,59 +14,42 @@ namespace zorvane {
 namespace {
 
 constexpr std::size_t kMaxFields = 50;
-constexpr std::size_t kMaxKeyLength = 64;
 constexpr std::size_t kMaxValueLength = 256;
-constexpr std::size_t kMaxErrorMessageLength = 8192;
 constexpr std::string_view kKeyPattern = "^[a-zA-Z0-9_]{1,64}$";
 
-// Why an entry was left out. The text doubles as the type under which the reports of each rule are counted.
-struct Rule {
-  std::string_view message;
-  std::size_t limit;
-};
-constexpr Rule kNull{
-    "validateAndCleanCustomFields: entry with key={}, value={} has been omitted because its key or value is null", 0};
-constexpr Rule kTooMany{
-    "validateAndCleanCustomFields: entry with key={}, value={} has been omitted because it exceeds the max number of "
-    "custom fields ({})",
-    kMaxFields};
-constexpr Rule kBadKey{
-    "validateAndCleanCustomFields: entry with key={}, value={} has been omitted because its key contains illegal "
-    "character, is empty or exceeds the max number of characters ({})",
-    kMaxKeyLength};
-constexpr Rule kBadLength{
-    "validateAndCleanCustomFields: entry with key={}, value={} has been omitted because its value is an empty string "
-    "or exceeds the max number of characters ({})",
-    kMaxValueLength};
-constexpr Rule kBadType{
-    "validateAndCleanCustomFields: entry with key={}, value={} has been omitted because its value is not a string or "
-    "number",
-    0};
+// Why an entry is left out; also the type under which the reports of each rule are counted.
+constexpr std::string_view kNull = "its key or value is null";
+constexpr std::string_view kTooMany = "it exceeds the max number of custom fields (50)";
+constexpr std::string_view kBadKey =
+    "its key contains illegal character, is empty or exceeds the max number of characters (64)";
+constexpr std::string_view kBadLength = "its value is an empty string or exceeds the max number of characters (256)";
+constexpr std::string_view kBadType = "its value is not a string or number";
+constexpr std::string_view kBadText = "its value is not valid UTF-8";
 
 bool isFiniteNumber(const ZVValue& value) {
   const double* fraction = value.ifDouble();
   return value.isNumber() && (fraction == nullptr || std::isfinite(*fraction));
 }
 
-// The first rule that an entry breaks; null when it may stay.
-const Rule* brokenRule(const ZVMap::Entry& entry, std::size_t kept) {
-  if (entry.value.isNull()) return &kNull;
-  if (kept == kMaxFields) return &kTooMany;
-  if (!ZVHelpers::stringMatchWithString(entry.key, kKeyPattern)) return &kBadKey;
+// Empty when the entry may stay.
+std::string_view reasonToOmit(const ZVMap::Entry& entry, std::size_t kept) {
+  if (entry.value.isNull()) return kNull;
+  if (kept == kMaxFields) return kTooMany;
+  if (!matchesPattern(entry.key, kKeyPattern)) return kBadKey;
   if (const std::string* text = entry.value.ifString()) {
     const auto length = utf16Length(*text);
-    if (!length) return &kBadType;  // bytes that are not UTF-8 are no string, and would cost the whole event
-    return *length >= 1 && *length <= kMaxValueLength ? nullptr : &kBadLength;
+    if (!length) return kBadText;  // it would cost the whole event
+    return *length >= 1 && *length <= kMaxValueLength ? std::string_view() : kBadLength;
   }
-  return isFiniteNumber(entry.value) ? nullptr : &kBadType;
+  return isFiniteNumber(entry.value) ? std::string_view() : kBadType;
 }
 
-void reportOmitted(const ZVMap::Entry& entry, const Rule& rule) {
-  const std::string message = fmt::format(fmt::runtime(rule.message), withReplacementCharacters(entry.key),
-                                          withReplacementCharacters(describe(entry.value)), rule.limit);
+void reportOmitted(const ZVMap::Entry& entry, std::string_view reason) {
+  const std::string message =
+      fmt::format("validateAndCleanCustomFields: entry with key={}, value={} has been omitted because {}",
+                  withReplacementCharacters(entry.key), withReplacementCharacters(describe(entry.value)), reason);
   ZVLogger::w(0, "{}", message);
-  ZVState::addErrorEvent(std::string(rule.message), ZVErrorSeverity::warning,
-                         prefixOfUtf16Length(message, kMaxErrorMessageLength));
+  ZVState::addErrorEvent(std::string(reason), ZVErrorSeverity::warning, message);
 }
 
 }  // namespace
@@ -73,7 +57,7 @@ void reportOmitted(const ZVMap::Entry& entry, const Rule& rule) {
 ZVMap ZVState::validateAndCleanCustomFields(const ZVMap& fields) {
   ZVMap kept;
   for (const ZVMap::Entry& entry : fields) {
-    if (const Rule* rule = brokenRule(entry, kept.size())) reportOmitted(entry, *rule);
+    if (const std::string_view reason = reasonToOmit(entry, kept.size()); !reason.empty()) reportOmitted(entry, reason);
     else kept.set(entry.key, entry.value);
   }
   return kept;
@@ -82,7 +66,7 @@ ZVMap ZVState::validateAndCleanCustomFields(const ZVMap& fields) {
 void ZVState::setGlobalCustomEventFields(const ZVMap& fields) {
   sharedInstance().currentGlobalCustomEventFields = fields;
   if (fields.empty()) return;
-  ZVLogger::i(0, "Set global custom event fields: {}", ZVText(ZVHelpers::jsonStringWithObject(fields)));
+  ZVLogger::i(0, "Set global custom event fields: {}", ZVText(writeJson(fields)));
 }
 
 const ZVMap& ZVState::getGlobalCustomEventFields() { return sharedInstance().currentGlobalCustomEventFields; }

@@ -101,8 +101,8 @@ std::string_view usableHash(std::string_view hash) {
   return hash.size() <= kMaxConfigsHashBytes && std::ranges::all_of(hash, isOfUrl) ? hash : "";
 }
 
-// What the session's thread leaves for the waiting one. Who gives up waiting leaves it to the session.
-struct Waiting {
+// What the session's thread leaves for the waiting one. Whoever gives up waiting leaves it to the session.
+struct Exchange {
   ZVHTTPApi::RawAnswer answer;  // written before, read after `done`
   std::atomic<bool> done{false};
 };
@@ -290,20 +290,20 @@ ZVHTTPApi::RawAnswer ZVHTTPApi::sendSynchronousRequest(ZVURLRequest request) {
   if (givingUp_.load(std::memory_order_relaxed)) return {};
   // There was no memory to sign it: a wrong signature would be answered, and the answer would delete what was sent.
   if (request.method == "POST" && header(request, "Authorization").empty()) return {};
-  const auto waiting = std::make_shared<Waiting>();
-  const auto task = session_->dataTask(std::move(request), [waiting](auto body, auto response, auto error) {
-    waiting->answer = {std::move(body), std::move(response), std::move(error)};
-    waiting->done.store(true, std::memory_order_release);
+  const auto exchange = std::make_shared<Exchange>();
+  const auto task = session_->dataTask(std::move(request), [exchange](auto body, auto response, auto error) {
+    exchange->answer = {std::move(body), std::move(response), std::move(error)};
+    exchange->done.store(true, std::memory_order_release);
   });
   task->resume();
-  while (!waiting->done.load(std::memory_order_acquire)) {
+  while (!exchange->done.load(std::memory_order_acquire)) {
     if (givingUp_.load(std::memory_order_relaxed)) {
       task->cancel();
       return {};
     }
     std::this_thread::sleep_for(kPollingPeriod);
   }
-  return std::move(waiting->answer);
+  return std::move(exchange->answer);
 }
 
 void ZVHTTPApi::setBaseUrl(ZVText url) {

@@ -59,7 +59,7 @@ class ZVValidator {
   static bool validateEventIdCharacters(ZVText eventId);
 
   // Event rules: absent when the arguments are valid; otherwise one warning line has been logged.
-  // Impressions are refused without a line.
+  // Impressions are refused without a line, but for text that is not UTF-8.
   static std::optional<ValidationResult> validateBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
                                                                            ZVText cartType, ZVText itemType,
                                                                            ZVText itemId);

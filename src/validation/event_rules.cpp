@@ -23,13 +23,15 @@ constexpr std::string_view kEventIdCharactersPattern =
     "^[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,64}(:[A-Za-z0-9\\t-\\r\\x{85}\\p{Z}\\-_\\.\\(\\)\\!\\?]{1,"
     "64}){0,4}$";
 
+using Message = fmt::format_string<const ZVText&>;
+
 // One thing that a text argument must pass. The message shows the text in place of its {}; without a message
 // the failure is silent.
 struct TextCheck {
   bool (*passes)(ZVText);
   SdkErrorAction action;
   SdkErrorParameter parameter;
-  std::string_view message;
+  Message message;
 };
 
 // An argument and what it must pass.
@@ -46,8 +48,7 @@ bool isLongOrEmpty(ZVText text) { return ZVValidator::validateLongString(text, t
 bool isPartLong(ZVText text) { return ZVValidator::validateEventPartLength(text, false); }
 
 // An event part: its length, then its characters.
-constexpr std::array<TextCheck, 2> part(SdkErrorParameter parameter, std::string_view wrongLength,
-                                        std::string_view wrongCharacters) {
+constexpr std::array<TextCheck, 2> part(SdkErrorParameter parameter, Message wrongLength, Message wrongCharacters) {
   return {{{isPartLong, SdkErrorAction::invalidEventPartLength, parameter, wrongLength},
            {ZVValidator::validateEventPartCharacters, SdkErrorAction::invalidEventPartCharacters, parameter,
             wrongCharacters}}};
@@ -145,12 +146,20 @@ ValidationResult failure(SdkErrorArea area, SdkErrorAction action, SdkErrorParam
   return {SdkErrorCategory::eventValidation, area, action, parameter, std::move(reason)};
 }
 
+// Bytes that are not UTF-8 are no text: what the checks say of length and characters would be wrong of them.
+ValidationResult refuseBytes(SdkErrorArea area, SdkErrorParameter parameter, ZVText text) {
+  ZVLogger::w(0, "Validation fail - {} event - {}: Must be valid UTF-8. String: {}", wordOf(area).value_or(""),
+              wordOf(parameter).value_or("ad_network_version"), withReplacementCharacters(text.view()));
+  return failure(area, SdkErrorAction::invalidString, parameter, std::nullopt);
+}
+
 // The first check that fails, argument by argument, logged.
 std::optional<ValidationResult> firstFailure(SdkErrorArea area, std::initializer_list<CheckedText> arguments) {
   for (const auto& [text, checks] : arguments) {
     for (const TextCheck& check : checks) {
+      if (!isValidUtf8(text.view())) return refuseBytes(area, check.parameter, text);
       if (check.passes(text)) continue;
-      if (!check.message.empty()) ZVLogger::w(0, "{}", fmt::format(fmt::runtime(check.message), text));
+      if (fmt::string_view(check.message).size() > 0) ZVLogger::w(0, check.message, text);
       return failure(area, check.action, check.parameter, text.copy());
     }
   }

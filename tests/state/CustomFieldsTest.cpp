@@ -32,8 +32,9 @@ TEST(CustomFields, AreKeptOrLeftOutOneByOneWithAWarningAndAnErrorEvent) {
         Case{"with-hyphen", 1, badKey}, Case{"with blank", 1, badKey}, Case{"\xC3\xA9", 1, badKey},
         Case{"text", std::string(256, 'v'), ""}, Case{"text", std::string(257, 'v'), badLength},
         Case{"text", "", badLength}, Case{"emoji", half, ""}, Case{"emoji", half + "x", badLength},
-        Case{"true", true, ""}, Case{"double", -0.5, ""}, Case{"array", ZVValue::Array{1}, badType},
-        Case{"map", ZVMap{{"a", 1}}, badType}, Case{"null", nullptr, "its key or value is null"}}) {
+        Case{"bytes", "bad \xC3", "its value is not valid UTF-8"}, Case{"true", true, ""}, Case{"double", -0.5, ""},
+        Case{"array", ZVValue::Array{1}, badType}, Case{"map", ZVMap{{"a", 1}}, badType},
+        Case{"null", nullptr, "its key or value is null"}}) {
     game.log.clear();
     ZVMap kept;
     game.onQueue([&, &k = key, &v = value] { kept = ZVState::validateAndCleanCustomFields({{k, v}}); });
@@ -43,6 +44,22 @@ TEST(CustomFields, AreKeptOrLeftOutOneByOneWithAWarningAndAnErrorEvent) {
     }
   }
   EXPECT_FALSE(game.stored("error").empty());
+}
+
+TEST(CustomFields, ReportNothingInAMessageThatIsTooLong) {
+  const std::string text =
+      "validateAndCleanCustomFields: entry with key=k, value= has been omitted because its value is an "
+      "empty string or exceeds the max number of characters (256)";
+  Game game;
+  game.start();
+  for (const std::size_t length : {std::size_t{8192}, std::size_t{8193}}) {
+    game.log.clear();
+    game.onQueue([&] { ZVState::validateAndCleanCustomFields({{"k", std::string(length - text.size(), 'v')}}); });
+    game.settle();
+    EXPECT_THAT(game.stored("error"), SizeIs(1)) << length;
+    EXPECT_EQ(game.log.count("Validation fail - error event - message: Message cannot be above 8192 characters."),
+              length == 8192 ? 0U : 1U);
+  }
 }
 
 TEST(CustomFields, KeepTheFirstFiftyAndReportTenOfTheRest) {

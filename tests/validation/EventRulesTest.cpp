@@ -118,7 +118,7 @@ TEST_F(EventRules, Business) {
                 "business event - amount. Cannot be less than 0. Failed amount: -1");
   expectRefused(Business{.cartType = k33, .itemType = ""}, {1, 2, 2}, k33,
                 "business event - cartType. Cannot be null, empty or above 32 length. String: " + k33);
-  for (const ZVText bad : {ZVText(k65), ZVText(""), ZVText(), ZVText(kBadText)}) {
+  for (const ZVText bad : {ZVText(k65), ZVText(""), ZVText()}) {
     const std::string shown(bad.orNull());
     expectRefused(Business{.itemType = bad, .itemId = ""}, {1, 3, 3}, bad,
                   "business event - itemType: " + kPartLong + shown);
@@ -206,9 +206,8 @@ TEST_F(EventRules, Error) {
   expectValid(Error{1, {}}, Error{5, ""}, Error{5, longest});
   for (const int severity : {0, 6})
     expectRefused(Error{severity, tooLong}, {5, 16, 13}, "", "error event - severity: Severity was unsupported value.");
-  for (const ZVText message : {ZVText(tooLong), ZVText(kBadText)})
-    expectRefused(Error{3, message}, {5, 17, 14}, message,
-                  "error event - message: Message cannot be above 8192 characters.");
+  expectRefused(Error{3, tooLong}, {5, 17, 14}, tooLong,
+                "error event - message: Message cannot be above 8192 characters.");
 }
 
 TEST_F(EventRules, Ad) {
@@ -233,6 +232,31 @@ TEST_F(EventRules, Impression) {
   for (const ZVText version : {ZVText("1.2.3.4.5"), ZVText("123456"), ZVText("1a"), ZVText(""), ZVText()})
     expectRefused(Impression{"max", version, {}}, {21, 36, 21}, version, "");
   expectRefused(Impression{"max", "1", {}}, {21, 35, 20}, "", "");
+}
+
+// In any place, and not for its length or its characters.
+TEST_F(EventRules, RefusesBytesThatAreNoText) {
+  const auto refusedFor = [&](const auto& arguments, int area, int parameter, const std::string& place) {
+    const std::string line = place + ": Must be valid UTF-8. String: bad \xEF\xBF\xBD";
+    expectRefused(arguments, {area, 33, parameter}, "", line);
+  };
+  const ZVText bad = kBadText;
+  refusedFor(Business{.currency = bad}, 1, 1, "business event - currency");
+  refusedFor(Business{.cartType = bad}, 1, 2, "business event - cart_type");
+  refusedFor(Business{.itemType = bad}, 1, 3, "business event - item_type");
+  refusedFor(Business{.itemId = bad}, 1, 4, "business event - item_id");
+  refusedFor(Resource{.currency = bad}, 2, 1, "resource event - currency");
+  refusedFor(Resource{.itemType = bad}, 2, 3, "resource event - item_type");
+  refusedFor(Resource{.itemId = bad}, 2, 4, "resource event - item_id");
+  refusedFor(Progression{1, bad}, 3, 8, "progression event - progression01");
+  refusedFor(Progression{1, "a", bad}, 3, 9, "progression event - progression02");
+  refusedFor(Progression{1, "a", "b", bad}, 3, 10, "progression event - progression03");
+  refusedFor(Design{bad}, 4, 11, "design event - event_id");
+  refusedFor(Error{3, bad}, 5, 14, "error event - message");
+  refusedFor(Ad{1, 1, bad}, 20, 17, "ad event - ad_sdk_name");
+  refusedFor(Ad{1, 1, "sdk", bad}, 20, 18, "ad event - ad_placement");
+  refusedFor(Impression{bad}, 21, 19, "impression event - ad_network");
+  refusedFor(Impression{"max", bad}, 21, 21, "impression event - ad_network_version");
 }
 
 }  // namespace
