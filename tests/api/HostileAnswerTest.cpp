@@ -72,6 +72,26 @@ TEST(HostileAnswer, ToTheInitCallNeverSpoilsTheEventsAfterIt) {
   }
 }
 
+// Asked for without it, the collector sends all of the configuration.
+TEST(HostileAnswer, WithAHashThatCannotStandInAUrlCountsAsOneWithout) {
+  Game game;
+  game.collector.answer(LoopbackServer::kInit, {201, R"({"configs_hash":"a b"})"});
+  game.start();
+  const auto asksWithoutAHash = [&](std::size_t calls) {
+    const auto init = game.collector.requests(LoopbackServer::kInit);
+    ASSERT_EQ(init.size(), calls);
+    EXPECT_TRUE(init.back().target.ends_with("&configs_hash=")) << init.back().target;
+  };
+  startSession(game, {200, "{}"});  // which carries over what is in force
+  asksWithoutAHash(2);
+  game.restart();
+  game.start();
+  asksWithoutAHash(3);
+  startSession(game, {201, R"({"configs_hash":"good"})"});
+  startSession(game, {200, "{}"});
+  EXPECT_TRUE(game.collector.requests(LoopbackServer::kInit).back().target.ends_with("&configs_hash=good"));
+}
+
 TEST(HostileAnswer, ToEventsCostsThisBatchAtMost) {
   Game game;
   game.start();
