@@ -1,10 +1,8 @@
-#include <openssl/sha.h>
 #include <pwd.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <span>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -31,14 +29,11 @@ std::string homeDirectory() {
   return "/nonexistent";  // as for the system's own users: what can't be stored there is logged by whoever tries
 }
 
-// The beginning of its SHA-256, in hexadecimal.
+// FNV-1a, which libcrypto has not: the same in every version, for it names folders that outlive them.
 std::string digest(std::string_view text) {
-  constexpr std::size_t kBytes = 10;
-  std::array<unsigned char, SHA256_DIGEST_LENGTH> hash{};
-  SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), hash.data());
-  std::string digits;
-  for (const unsigned char byte : std::span(hash).first(kBytes)) digits.append({kHex[byte >> 4U], kHex[byte & 0xFU]});
-  return digits;
+  std::uint64_t hash = 0xCBF29CE484222325;
+  for (const char character : text) hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001B3;
+  return std::to_string(hash);
 }
 
 // The identifier as one directory's name. Different identifiers stay different: two games must never share a file.
