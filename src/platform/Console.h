@@ -1,6 +1,6 @@
 // The platform's console log: a line on standard error, prefixed by the time, the program and the thread.
 //
-// Thread: any; a line is written whole.
+// Thread: any. A line is written whole or, when nobody reads for a second, not at all.
 #pragma once
 
 #include <string_view>

@@ -1,10 +1,19 @@
 #include "platform/Platform.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <sstream>
 #include <stdexcept>
+#include <string>
+#include <thread>
 
+#include "platform/Console.h"
 #include "platform/Defaults.h"
 #include "support/TemporaryFolder.h"
 
@@ -31,6 +40,53 @@ TEST(Platform, TakesTheLastInstalledUntilItIsInForceAndFillsTheRest) {
   EXPECT_FALSE(platform().collector.hostname.empty());
   EXPECT_TRUE(platform().userDefaults && platform().mainLoop && platform().backgroundTasks && platform().clock);
   EXPECT_TRUE(platform().reachability && platform().makeURLSession());
+}
+
+// Standard error as a pipe that doesn't wait for its reader.
+class SlowConsole {
+ public:
+  SlowConsole() {
+    EXPECT_EQ(pipe2(ends_.data(), O_NONBLOCK | O_CLOEXEC), 0);
+    dup2(ends_[1], STDERR_FILENO);
+  }
+  ~SlowConsole() {
+    dup2(before_, STDERR_FILENO);
+    for (const int end : {before_, ends_[0], ends_[1]}) close(end);
+  }
+  // What comes up to `last`, in small pieces.
+  [[nodiscard]] std::string readUntil(char last) const {
+    std::string text;
+    std::array<char, 1000> piece{};
+    while (!text.ends_with(last)) {
+      const ssize_t count = read(ends_[0], piece.data(), piece.size());
+      if (count > 0) text.append(piece.data(), static_cast<std::size_t>(count));
+      else std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return text;
+  }
+
+ private:
+  const int before_ = dup(STDERR_FILENO);
+  std::array<int, 2> ends_{};
+};
+
+TEST(Console, WritesALongLineWholeForASlowReaderAndDropsOneThatNobodyReads) {
+  const std::string line = std::string(300'000, 'x') + "!";
+  SlowConsole console;
+  std::thread writer([&] { writeConsoleLine(line); });
+  const std::string text = console.readUntil('\n');
+  writer.join();
+  EXPECT_TRUE(text.ends_with(line + "\n")) << text.size();
+  EXPECT_EQ(std::ranges::count(text, 'x'), 300'000);
+
+  for (int i = 0; i < 24; ++i) writeConsoleLine(std::string(3'000, 'y'));  // more than the pipe takes
+  std::thread last([] { writeConsoleLine("."); });
+  std::istringstream lines(console.readUntil('.'));
+  last.join();
+  for (std::string each; std::getline(lines, each);) {
+    const auto count = std::ranges::count(each, 'y');
+    EXPECT_TRUE(count == 3'000 || (count == 0 && each.ends_with('.'))) << count;
+  }
 }
 
 TEST(Platform, KeepsDataInAPrivateFolderOfTheApplicationsOwn) {

@@ -1,14 +1,19 @@
 #include "platform/Console.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
+#include <mutex>
+#include <span>
 
 namespace zorvane {
 
@@ -51,17 +56,62 @@ class PipeSignalHeldBack {
   bool wasPending_ = false;
 };
 
+// How long a line waits for a reader that is slower than the game, and for its turn.
+constexpr auto kPatience = std::chrono::milliseconds(1000);
+
+constinit std::timed_mutex turn;
+constinit bool lastWasCut = false;  // guarded by turn
+
 iovec span(std::string_view text) noexcept { return {const_cast<char*>(text.data()), text.size()}; }
+
+// False when nobody has read anything within the bound, or nobody can any more.
+bool waitForRoom() noexcept {
+  pollfd console{STDERR_FILENO, POLLOUT, 0};
+  const int ready = poll(&console, 1, static_cast<int>(kPatience.count()));
+  return ready > 0 || (ready < 0 && errno == EINTR);
+}
+
+std::size_t sizeOf(std::span<const iovec> parts) noexcept {
+  std::size_t size = 0;
+  for (const iovec& part : parts) size += part.iov_len;
+  return size;
+}
+
+void skip(std::span<iovec> parts, std::size_t bytes) noexcept {
+  for (iovec& part : parts) {
+    const std::size_t taken = std::min(bytes, part.iov_len);
+    part = {static_cast<char*>(part.iov_base) + taken, part.iov_len - taken};
+    bytes -= taken;
+  }
+}
+
+// Whole, or nothing of it, unless the reader stops within a line that takes more room than a pipe has.
+void writeWhole(std::span<iovec> parts) noexcept {
+  std::size_t left = sizeOf(parts);
+  const std::size_t all = left;
+  while (left > 0) {
+    const ssize_t written = writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
+    if (written >= 0) {
+      skip(parts, static_cast<std::size_t>(written));
+      left -= static_cast<std::size_t>(written);
+    } else if (errno != EINTR && (errno != EAGAIN || !waitForRoom())) {
+      break;  // a log that can't be written has nobody left to tell
+    }
+  }
+  if (left < all) lastWasCut = left > 0;
+}
 
 }  // namespace
 
 void writeConsoleLine(std::string_view text, std::string_view more, std::string_view rest) noexcept {
   std::array<char, 128> prefix{};
   const std::size_t length = writePrefix(prefix);
-  const std::array parts{span({prefix.data(), length}), span(text), span(more), span(rest), span("\n")};
+  const std::unique_lock lock(turn, kPatience);
+  if (!lock) return;  // another thread's line has no reader, or that thread has crashed
+  std::array parts{
+      span(lastWasCut ? "\n" : ""), span({prefix.data(), length}), span(text), span(more), span(rest), span("\n")};
   const PipeSignalHeldBack quiet;
-  // A log that can't be written has nobody left to tell.
-  [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
+  writeWhole(parts);
 }
 
 }  // namespace zorvane
