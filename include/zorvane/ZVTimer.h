@@ -11,6 +11,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include <zorvane/ZVExport.h>
 
@@ -25,18 +26,20 @@ class ZORVANE_API ZVTimer {
   /// Runs what is due of the calling thread's timers.
   static void servePending() noexcept;
 
-  /// Stops the timer. Called on the timer's own thread, no run begins afterwards; on another, one may be under way.
-  void invalidate() noexcept { valid_ = false; }
+  /// Stops the timer; its task goes at once, with all that it owns. Called on the timer's own thread, no run begins
+  /// afterwards; on another, one may be under way.
+  void invalidate() noexcept;
   /// Whether a run is still to come.
   bool isValid() const noexcept { return valid_; }
 
  private:
   ZVTimer(double seconds, Task task, bool repeats);
-  static void schedule(std::shared_ptr<ZVTimer> timer);
+  static void schedule(const std::shared_ptr<ZVTimer>& timer);
   static void fire(const std::shared_ptr<ZVTimer>& timer);
 
   const double seconds_;
-  const Task task_;
   const bool repeats_;
   std::atomic<bool> valid_{true};
+  std::mutex guard_;
+  std::shared_ptr<const Task> task_;  // guarded by guard_; null once the timer is invalid
 };

@@ -18,7 +18,14 @@ ZVPumpedMainLoop& loopOfThisThread() {
 }  // namespace
 
 ZVTimer::ZVTimer(double seconds, Task task, bool repeats)
-    : seconds_(seconds), task_(std::move(task)), repeats_(repeats) {}
+    : seconds_(seconds), repeats_(repeats), task_(std::make_shared<const Task>(std::move(task))) {}
+
+void ZVTimer::invalidate() noexcept {
+  valid_ = false;
+  std::shared_ptr<const Task> task;  // destroyed without the lock: what it owns may call in here
+  const std::scoped_lock lock(guard_);
+  task.swap(task_);
+}
 
 std::shared_ptr<ZVTimer> ZVTimer::scheduledTimerWithTimeInterval(double seconds, Task task, bool repeats) noexcept {
   std::shared_ptr<ZVTimer> timer;
@@ -36,16 +43,21 @@ void ZVTimer::servePending() noexcept {
   call([] { loopOfThisThread().pump(); });
 }
 
-void ZVTimer::schedule(std::shared_ptr<ZVTimer> timer) {
+// What the loop keeps until the timer is due is little, once the task is gone.
+void ZVTimer::schedule(const std::shared_ptr<ZVTimer>& timer) {
   ZVMainLoop& mainLoop = *platform().mainLoop;
   ZVMainLoop& loop = mainLoop.isMainThread() ? mainLoop : loopOfThisThread();
-  const double seconds = timer->seconds_;
-  loop.scheduleTimer(seconds, [timer = std::move(timer)] { fire(timer); });
+  loop.scheduleTimer(timer->seconds_, [timer] { fire(timer); });
 }
 
 void ZVTimer::fire(const std::shared_ptr<ZVTimer>& timer) {
-  if (!timer->valid_) return;
+  std::shared_ptr<const Task> task;  // kept while it runs, which may invalidate the timer
+  {
+    const std::scoped_lock lock(timer->guard_);
+    task = timer->task_;
+  }
+  if (task == nullptr) return;
   if (timer->repeats_) schedule(timer);
   else timer->invalidate();
-  if (timer->task_) timer->task_();
+  if (*task) (*task)();
 }
