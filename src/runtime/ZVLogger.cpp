@@ -7,6 +7,7 @@
 
 #include "platform/Console.h"
 #include "runtime/SharedInstance.h"
+#include "values/Text.h"
 
 const char* const k_ZV_LoggerMessageNotification = "k_ZV_LoggerMessageNotification";
 
@@ -94,6 +95,7 @@ void ZVLogger::log(Level level, int domain, fmt::string_view format, fmt::format
   try {
     std::string line = fmt::format("{}/{}: ", row.lineWord, getMessageTagForDomain(domain));
     line += fmt::vformat(format, args);
+    if (!isValidUtf8(line)) line = withReplacementCharacters(line);  // what a game handed in may be quoted in it
     writeConsoleLine(line);
     sendNotificationMessage(line, row.messageType);
   } catch (const std::exception&) {

@@ -2,6 +2,7 @@
 //
 // Thread:   any; observers hear of a line on the thread that wrote it.
 // Domains:  0 "ZV/Analytics", nearly everything; 1 "ZV/System".
+// Text:     valid UTF-8; other bytes become U+FFFD.
 // Nothing is thrown: a message that can't be formatted is replaced by its level's fixed line.
 #pragma once
 

@@ -51,6 +51,15 @@ TEST(Logger, WritesWhatItIsGivenUnaltered) {
   EXPECT_THAT(log.lines(), ElementsAre("Warning/ZV/Analytics: 100 % {} %@ %s (null)"));
 }
 
+TEST(Logger, ReplacesWhatIsNotUtf8) {
+  const LogCapture log(LogCapture::Levels::asTheyAre);
+  testing::internal::CaptureStderr();
+  ZVLogger::w(0, "Key '{}': \u00e9", "a\xff\xc3");
+  const std::string line = "Warning/ZV/Analytics: Key 'a\uFFFD\uFFFD': \u00e9";
+  EXPECT_THAT(log.lines(), ElementsAre(line));
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::EndsWith(line + "\n"));
+}
+
 TEST(Logger, TellsObserversTheLineAndItsType) {
   std::vector<ZVMap> told;
   const auto token = ZVNotificationCenter::addObserver(
