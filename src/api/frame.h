@@ -8,6 +8,7 @@
 
 #include <zorvane/ZVTypes.h>
 
+#include "platform/Process.h"
 #include "runtime/ZVThreading.h"
 
 namespace zorvane {
@@ -25,6 +26,17 @@ template <class Body>
 void call(Body&& body) noexcept {
   try {
     if (enterLibrary()) body();
+  } catch (...) {
+    logFailedCall();
+  }
+}
+
+// The same, even before the library is loaded if that call is the first.
+template <class Body>
+void callBeforeLoading(Body&& body) noexcept {
+  try {
+    if (!inForkedChild()) body();
+    enterLibrary();
   } catch (...) {
     logFailedCall();
   }

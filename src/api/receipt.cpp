@@ -14,6 +14,11 @@ namespace {
 
 constexpr std::size_t kMaxReceiptBytes = std::size_t{512} * 1024;  // a real one takes a few thousand
 
+bool exists(const std::string& path) {
+  std::error_code failure;
+  return std::filesystem::exists(path, failure);
+}
+
 }  // namespace
 
 std::optional<std::string> fetchReceipt() {
@@ -25,8 +30,7 @@ std::optional<std::string> fetchReceipt() {
     return std::nullopt;
   }
   const auto path = platform().application().receiptPath;
-  std::error_code unreadable;
-  if (!path || !std::filesystem::exists(*path, unreadable)) {
+  if (!path || !exists(*path)) {
     ZVLogger::w(0, "Could not add business event: Could not get app store receipt - File path was not found!");
     return std::nullopt;
   }

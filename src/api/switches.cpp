@@ -37,7 +37,8 @@ void Zorvane::setEnabledWarningLog(bool enabled) noexcept {
 }
 
 void Zorvane::setEnableDebugLog(bool enabled) noexcept {
-  call([&] { ZVLogger::sharedInstance().debugEnabled = enabled; });
+  // Before the library comes up, whose first task writes such lines.
+  callBeforeLoading([&] { ZVLogger::sharedInstance().debugEnabled = enabled; });
 }
 
 void Zorvane::setEnabledManualSessionHandling(bool enabled) noexcept {

@@ -4,6 +4,8 @@
 #include <zorvane/ZVTimer.h>
 #include <zorvane/Zorvane.h>
 
+#include <filesystem>
+#include <fstream>
 #include <limits>
 #include <stdexcept>
 
@@ -70,6 +72,33 @@ TEST(EventCalls, TakeALiteralForTextAndNeverForABoolean) {
                 !std::is_convertible_v<bool, ZVText> && std::is_convertible_v<bool, ZVFlag>);
 }
 
+TEST(Receipts, ThatCanNotBeReadAreWarnedOfAndTheEventIsRefused) {
+  constexpr const char* kNotFound = "Could not get app store receipt - File path was not found!";
+  constexpr const char* kUnreadable = "File path found, but reading the receipt data to base64 failed.";
+  Game game;
+  game.start();
+  const std::string folder = game.platform.folder.path();
+  const std::string unreadable = folder + "/receipt";
+  std::ofstream(unreadable) << "receipt";
+  std::filesystem::permissions(unreadable, std::filesystem::perms::none);
+  const bool isRoot = std::ifstream(unreadable).good();
+  struct Case {
+    std::string path;
+    std::string line;
+  };
+  for (const auto& [path, line] :
+       {Case{folder, kUnreadable}, Case{isRoot ? folder : unreadable, kUnreadable}, Case{folder + "/none", kNotFound},
+        Case{unreadable + "/within-a-file", kNotFound}, Case{std::string(5000, 'l'), kNotFound}, Case{"", kNotFound}}) {
+    game.platform.device->change([&](ZVDeviceFacts&, ZVApplicationFacts& facts) { facts.receiptPath = path; });
+    game.log.clear();
+    Z::addBusinessEventWithCurrency("USD", 1, "pack", "small", "shop", true);
+    game.settle();
+    EXPECT_EQ(game.log.count(line), 1U) << path;
+    EXPECT_EQ(game.log.count("Error/"), 0U) << path;
+  }
+  EXPECT_THAT(game.stored("business"), SizeIs(0));
+}
+
 TEST(AdTypes, HaveNamesInCapitalsAndRaiseOutsideTheirList) {
   EXPECT_EQ(Z::adTypeToString(ZVAdType::rewardedVideo), "REWARDED_VIDEO");
   EXPECT_EQ(Z::adTypeToString(ZVAdType::banner), "BANNER");
@@ -124,9 +153,12 @@ TEST(TimersWithATask, RunOnTheThreadThatScheduledThem) {
 
   auto again = ZVTimer::scheduledTimerWithTimeInterval(2, note("again"), true);
   const auto once = ZVTimer::scheduledTimerWithTimeInterval(1, note("once"), false);
-  const auto never = ZVTimer::scheduledTimerWithTimeInterval(1, note("never"), false);
+  auto captured = std::make_shared<int>();
+  const auto never = ZVTimer::scheduledTimerWithTimeInterval(
+      1, [&ran, captured] { ran.emplace_back("never"); }, false);
   ZVTimer::scheduledTimerWithTimeInterval(1, nullptr, false);
   never->invalidate();
+  EXPECT_EQ(captured.use_count(), 1) << "what the task owned goes with it";
   ZVTimer::servePending();
   EXPECT_THAT(ran, ElementsAre()) << "the main loop serves its own";
   game.platform.loop->advance(5);
