@@ -204,6 +204,10 @@ struct ZORVANE_API ZVPlatform {
   /// Facts about the device, asked as `application` is.
   std::function<ZVDeviceFacts()> device;
 
+  /// The system may remove an application's files at any time, as a television's does: events are kept in memory, and
+  /// state in `userDefaults`.
+  bool television = false;
+
   std::string dataDirectory;  ///< empty: the user's data directory, under the application's identifier
   std::shared_ptr<ZVUserDefaults> userDefaults;        ///< null: a small file in the data directory
   std::shared_ptr<ZVMainLoop> mainLoop;                ///< null: a thread of the library's own

@@ -6,7 +6,6 @@
 #include "crash/first_form.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
-#include "validation/ZVValidator.h"
 
 using namespace zorvane;
 
@@ -29,14 +28,14 @@ void setDimension(ZVText value, bool (*isValid)(ZVText), void (*set)(ZVText), co
 }  // namespace
 
 void Zorvane::setCustomDimension01(ZVText value) noexcept {
-  setDimension(value, ZVValidator::validateDimension01, ZVState::setCustomDimension01, "custom01");
+  setDimension(value, ZVState::validateDimension01, ZVState::setCustomDimension01, "custom01");
 }
 void Zorvane::setCustomDimension02(ZVText value) noexcept {
-  setDimension(value, ZVValidator::validateDimension02, ZVState::setCustomDimension02, "custom02");
+  setDimension(value, ZVState::validateDimension02, ZVState::setCustomDimension02, "custom02");
 }
 void Zorvane::setCustomDimension03(ZVText value) noexcept {
   // The third dimension's failure has always spoken of the second; log filters rely on it.
-  setDimension(value, ZVValidator::validateDimension03, ZVState::setCustomDimension03, "custom02");
+  setDimension(value, ZVState::validateDimension03, ZVState::setCustomDimension03, "custom02");
 }
 
 void Zorvane::setGlobalCustomEventFields(ZVMap fields) noexcept {

@@ -6,6 +6,7 @@
 #include "api/frame.h"
 #include "api/receipt.h"
 #include "events/ZVEvents.h"
+#include "values/EventWords.h"
 
 using namespace zorvane;
 
@@ -186,7 +187,7 @@ void Zorvane::addImpressionAdMobEventWithAdNetworkVersion(ZVText version, ZVMap 
 }
 
 std::string Zorvane::adTypeToString(ZVAdType adType) {
-  const auto name = ZVEvents::adTypeString(adType);
+  const auto name = wordOf(adType);
   if (!name) throw std::runtime_error("Unexpected FormatType.");
   std::string upper(*name);
   for (char& letter : upper)

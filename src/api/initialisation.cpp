@@ -27,7 +27,7 @@ void initializeAfterGameKeysAreSet() {
   ZVState::setInitialized();
   const bool hasCrashed = reportCrashesLeftBehind();
   ZVState::setSDKPausedFlag(false);
-  ZVState::startNewSession();
+  ZVEvents::startNewSession();
   if (!ZVState::isEnabled()) return;
   // At once: a game that crashes again within seconds would never come to it.
   if (hasCrashed) ZVEvents::processEventsWithCategory("error", false);

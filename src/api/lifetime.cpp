@@ -72,6 +72,7 @@ void comeUp() {
     if (!ZVStore::ensureDatabase(false)) ZVLogger::w(0, "Could not ensure/validate local event database");
   });
   ZVState::sharedInstance();
+  ZVEvents::sharedInstance();
   std::atexit(finish);
   callAtTheVeryEnd(finishWhatCameLate);
 }

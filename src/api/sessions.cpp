@@ -1,6 +1,7 @@
 #include <zorvane/Zorvane.h>
 
 #include "api/frame.h"
+#include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 
@@ -8,14 +9,14 @@ using namespace zorvane;
 
 void Zorvane::startSession() noexcept {
   call([] {
-    if (ZVState::isManualSessionHandling()) ZVState::resumeSDKAndStartSession();
+    if (ZVState::isManualSessionHandling()) ZVEvents::resumeSDKAndStartSession();
     else ZVLogger::w(0, "Could not manually start a session as manual session handling is not enabled.");
   });
 }
 
 void Zorvane::endSession() noexcept {
   call([] {
-    if (ZVState::isManualSessionHandling()) ZVState::pauseSDKAndEndSession();
+    if (ZVState::isManualSessionHandling()) ZVEvents::pauseSDKAndEndSession();
     else ZVLogger::w(0, "Could not manually end the session as manual session handling is not enabled.");
   });
 }

@@ -60,7 +60,7 @@ constinit std::atomic<bool> hasBegun{false};
 
 // The work queue's.
 struct Fields {
-  ZVMap map;
+  std::string json;
   std::int64_t takenAt = 0;
 };
 Fields& latest() {
@@ -70,10 +70,17 @@ Fields& latest() {
 
 void chooseId() { randomUuid().copy(id.data(), id.size()); }
 
+ZVMap mapOf(const std::string& json) {
+  const auto parsed = readJson(json);
+  const ZVMap* const fields = parsed ? parsed->ifMap() : nullptr;
+  return fields != nullptr ? *fields : ZVMap();
+}
+
 // Fields that are too large go, the largest kinds first: the others say whose crash it was.
-void remember(ZVMap fields, std::string json, std::int64_t takenAt) {
+void remember(std::string json, std::int64_t takenAt) {
   for (const char* const large : {"configurations", "custom_fields"}) {
     if (json.size() <= kMostFieldBytes) break;
+    ZVMap fields = mapOf(json);
     fields.erase(large);
     json = writeJson(fields).value_or("");
   }
@@ -147,19 +154,22 @@ bool prepareFirstForm(const std::string& firstLine) {
   return hasFile;
 }
 
-void rememberForCrash(ZVMap fields, std::string_view json) {
+void rememberForCrash(std::string_view json) {
   if (!hasFile) return;
-  latest() = {std::move(fields), secondsSinceBoot()};
+  latest() = {std::string(json), secondsSinceBoot()};
   if (json.size() <= kMostFieldBytes) remembered.set(json, latest().takenAt);
-  else remember(latest().map, std::string(json), latest().takenAt);
+  else remember(latest().json, latest().takenAt);
 }
 
 void rememberDimensionsForCrash() {
-  if (!hasFile || latest().map.empty()) return;
-  ZVMap& fields = latest().map;
+  if (!hasFile || latest().json.empty()) return;
+  ZVMap fields = mapOf(latest().json);
   for (const char* const key : {"custom_01", "custom_02", "custom_03"}) fields.erase(key);
   ZVEvents::addDimensionsToEventWithEventData(fields);
-  if (auto json = writeJson(fields)) remember(fields, *std::move(json), latest().takenAt);
+  auto json = writeJson(fields);
+  if (!json) return;
+  latest().json = *std::move(json);
+  remember(latest().json, latest().takenAt);
 }
 
 void beginFirstForm() noexcept {

@@ -31,8 +31,8 @@ inline constexpr std::string_view kFirstFormHeader = "zorvane crash 1";
 // Opens the file and chooses the event's id. Any thread, one at a time, while nothing crashes. False: there is no file.
 bool prepareFirstForm(const std::string& firstLine);
 
-// The common fields from now on, and the same as JSON. Work queue.
-void rememberForCrash(ZVMap fields, std::string_view json);
+// The common fields from now on, as JSON. Work queue.
+void rememberForCrash(std::string_view json);
 // The same with the dimensions as they are now. Work queue. The global custom fields stay those of the last event: to
 // clean new ones is to warn of them, which is an event's to do.
 void rememberDimensionsForCrash();

@@ -56,6 +56,7 @@
 #include "platform/Process.h"
 #include "platform/Standby.h"
 #include "platform/Termination.h"
+#include "runtime/CrashHandling.h"
 #include "runtime/TaskQueue.h"
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
@@ -86,8 +87,8 @@ constinit std::atomic<std::terminate_handler> previousHandler{nullptr};
 constinit std::atomic<std::int32_t> reports{0};
 std::atomic<std::thread::id> crashingThread{};
 
-bool isReporting() noexcept { return ZVState::sharedInstance().useErrorReporting; }
-bool mayReport() noexcept { return ZVState::sharedInstance().eventSubmissionEnabled && reports < kMostReports; }
+bool isReporting() noexcept { return ZVState::isErrorReportingEnabled(); }
+bool mayReport() noexcept { return ZVState::isEventSubmissionEnabled() && reports < kMostReports; }
 
 // The path belongs to one thread, from here to the end.
 class CrashPath {
@@ -161,13 +162,11 @@ void send(const std::string& report) {
   }
   ++reports;
   const QueueAtRest still;
-  ZVState& state = ZVState::sharedInstance();
-  state.isHandlingUncaughtException = true;
+  const CrashHandling handling;
   const std::string id = crashId();
   ZVEvents::addErrorEventWithSeverity(ZVErrorSeverity::critical, report, {}, false, false, id);
   if (isCrashWaiting(id).value_or(false)) withdrawFirstForm();  // before it is sent, and nobody could find it any more
   ZVEvents::processEventsWithCategory("error", false);
-  state.isHandlingUncaughtException = false;
 }
 
 void tellOfCrash() noexcept {

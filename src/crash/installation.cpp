@@ -13,6 +13,7 @@
 #include "crash/first_form.h"
 #include "crash/handlers.h"
 #include "crash/report.h"
+#include "events/ZVEvents.h"
 #include "platform/CallStack.h"
 #include "platform/Deadline.h"
 #include "platform/Platform.h"
@@ -48,23 +49,32 @@ void decide(ZVCrashHandlers handlers) {
   decision().changed.notify_all();
 }
 
-void install() {
+struct Installed {
+  bool hasFile;
+  decltype(handleFatalSignals(ZVSignalHandler)) replaced;  // names of signals
+};
+Installed installOneAtATime() {
   static std::mutex one;
   const std::scoped_lock lock(one);
   watchForForks();
   prepareDeadline();
   prepareStandby();
   prepareCallStack();
-  if (!prepareFirstForm(applicationLine()))
-    ZVLogger::d(0, "There is no file for crashes: those that can't be stored at once are lost.");
+  const bool hasFile = prepareFirstForm(applicationLine());
+  ZVEvents::setCommonFieldsKeeper(rememberForCrash);
   takeOverTerminate();
-  const auto replaced = handleFatalSignals(ZVSignalHandler);
+  return {hasFile, handleFatalSignals(ZVSignalHandler)};
+}
+
+void install() {
+  const auto [hasFile, replaced] = installOneAtATime();
+  if (!hasFile) ZVLogger::d(0, "There is no file for crashes: those that can't be stored at once are lost.");
   if (!replaced.empty())
     ZVLogger::w(0, "Crash reporting replaces the handlers that were set for {}.", joined(replaced, ", "));
 }
 
 ZVCrashHandlers installUnlessKeptAway() {
-  if (!ZVState::sharedInstance().useErrorReporting || !platform().crashHandlers) return ZVCrashHandlers::keptAway;
+  if (!ZVState::isErrorReportingEnabled() || !platform().crashHandlers) return ZVCrashHandlers::keptAway;
   install();
   return ZVCrashHandlers::installed;
 }

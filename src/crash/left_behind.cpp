@@ -22,6 +22,7 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
+#include "values/EventWords.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -163,18 +164,18 @@ ZVMap eventOf(const LeftReport& report) {
   event.set("event_uuid", report.id);
   if (const ZVValue* const taken = event.find("client_ts"))
     event.set("client_ts", doubleReading(*taken) + static_cast<double>(report.after));
-  event.set("category", ZVEvents::sharedInstance().categoryError);
-  event.set("severity", *ZVEvents::errorSeverityString(ZVErrorSeverity::critical));
+  event.set("category", Category::error);
+  event.set("severity", *wordOf(ZVErrorSeverity::critical));
   event.set("message", prefixOfUtf16Length(textOf(report), kMostReportUnits));
   return event;
 }
 
 // Whether an earlier start came as far as storing the event. Absent: the database didn't say.
 std::optional<bool> isMade(const std::string& id) {
-  const auto latest =
-      ZVStore::executeQuerySyncWithSql("SELECT value FROM zv_state WHERE key = ? AND value = ?;", {kLatestKey, id});
-  if (!latest) return std::nullopt;
-  return latest->empty() ? isCrashWaiting(id) : true;
+  const auto state = ZVStore::readDbState();
+  if (!state) return std::nullopt;
+  const auto latest = state->find(kLatestKey);
+  return latest != state->end() && latest->second == id ? true : isCrashWaiting(id);
 }
 
 // True when the event is stored; the next start tries again otherwise.
@@ -203,17 +204,12 @@ bool settle(LeftCrashFile& file) {
 }  // namespace
 
 bool reportCrashesLeftBehind() {
-  const ZVState& state = ZVState::sharedInstance();
-  if (!state.useErrorReporting || !state.eventSubmissionEnabled || state.sessionId) return false;
+  if (!ZVState::isErrorReportingEnabled() || !ZVState::isEventSubmissionEnabled() || ZVState::sessionId()) return false;
   bool anything = false;
   for (const auto& file : crashFilesLeftIn(applicationDataDirectory())) anything |= settle(*file);
   return anything;
 }
 
-std::optional<bool> isCrashWaiting(const std::string& id) {
-  const auto rows =
-      ZVStore::executeQuerySyncWithSql("SELECT status FROM zv_events WHERE instr(event, ?) > 0 LIMIT 1;", {id});
-  return rows ? std::optional(!rows->empty()) : std::nullopt;
-}
+std::optional<bool> isCrashWaiting(const std::string& id) { return ZVStore::holdsEventWith(id); }
 
 }  // namespace zorvane

@@ -10,7 +10,6 @@
 #include "platform/Platform.h"
 #include "runtime/SharedInstance.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
 
@@ -116,7 +115,7 @@ bool isZero(std::string_view name, const std::optional<std::string>& identifier)
 }
 
 bool readJailbroken(const ZVDevice& device) {
-  if (ZVState::isTVos()) {
+  if (platform().television) {
     ZVLogger::d(0, "Skip jailbroken check on tvOS.");
     return false;
   }
@@ -235,7 +234,7 @@ void ZVDevice::clearCachedResults() {
 }
 
 bool ZVDevice::deviceIsLowerOrEqualToIos6() {
-  if (ZVState::isTVos()) return false;
+  if (platform().television) return false;
   return platform().device().foundationVersion < kLastFoundationOfIos6 + 1;
 }
 

@@ -5,6 +5,7 @@
 // Lifetime: one instance, kept for the life of the process.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -26,6 +27,11 @@ class ZVEvents {
   // Of lists and maps in each other, itself counted. A batch is a list of records, and JSON is written 512 levels deep.
   static constexpr std::size_t kMaxRecordLevels = 511;
 
+  ZVEvents();
+  ~ZVEvents();
+  ZVEvents(const ZVEvents&) = delete;
+  ZVEvents& operator=(const ZVEvents&) = delete;
+
   static ZVEvents& sharedInstance();
   static std::unique_ptr<ZVEvents> setSharedInstance(std::unique_ptr<ZVEvents> instance);
 
@@ -35,8 +41,21 @@ class ZVEvents {
   static void addDimensionsToEventWithEventData(ZVMap& eventData);
   static void addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields);
   static void updateSessionTime();  // rewrites the snapshot of the session that is open
+  // Who keeps the common fields of the latest event, as JSON, for a report of a crash. One, for good.
+  using CommonFieldsKeeper = void (*)(std::string_view json);
+  static void setCommonFieldsKeeper(CommonFieldsKeeper keeper) noexcept;
 
-  // Sessions: sessions.cpp.
+  // Custom fields: cleaning.cpp. The entries that may stay; each other one is warned of and reported.
+  static ZVMap validateAndCleanCustomFields(const ZVMap& fields);
+  // An error event of the library's own, unless its type has been reported too often.
+  static void addErrorEvent(const std::string& type, ZVErrorSeverity severity, ZVText message);
+
+  // The session's life: lifecycle.cpp. Pausing and resuming from any thread.
+  static void startNewSession();
+  static void pauseSDKAndEndSession();
+  static void resumeSDKAndStartSession();
+
+  // What a session records: sessions.cpp.
   static void addSessionStartEvent();
   static void addSessionEndEvent();
   static void fixMissingSessionEndEvents();
@@ -45,6 +64,7 @@ class ZVEvents {
   static void startEventQueue();
   static void stopEventQueue();
   static bool isEventQueueTimerArmed();
+  static void restartEventQueueIfStopped();  // by the end of a session
   // `timerFired`: the queue is armed again when the run has finished.
   static void processEventQueue(bool timerFired);
   static void processEventsWithCategory(ZVText category, bool performCleanup);
@@ -81,32 +101,12 @@ class ZVEvents {
   // What reportSdkError() comes to, with the keys in force.
   static void reportSdkErrorAsEvent(const SdkError& error);
 
-  // Strings of the enumerations; absent for a code outside the table: strings.cpp.
-  static std::optional<std::string_view> progressionStatusString(ZVProgressionStatus status);
-  static std::optional<std::string_view> resourceFlowTypeString(ZVResourceFlowType flowType);
-  static std::optional<std::string_view> errorSeverityString(ZVErrorSeverity severity);
-  static std::optional<std::string_view> adActionString(ZVAdAction action);
-  static std::optional<std::string_view> adTypeString(ZVAdType adType);
-  static std::optional<std::string_view> adErrorReasonString(ZVAdError reason);
-  static std::optional<std::string_view> sdkErrorCategoryString(SdkErrorCategory category);
-  static std::optional<std::string_view> sdkErrorAreaString(SdkErrorArea area);
-  static std::optional<std::string_view> sdkErrorActionString(SdkErrorAction action);
-  static std::optional<std::string_view> sdkErrorParameterString(SdkErrorParameter parameter);
-
-  const std::string categorySessionStart = "user";
-  const std::string categorySessionEnd = "session_end";
-  const std::string categoryDesign = "design";
-  const std::string categoryBusiness = "business";
-  const std::string categoryProgression = "progression";
-  const std::string categoryResource = "resource";
-  const std::string categoryError = "error";
-  const std::string categoryAds = "ads";
-  const std::string categoryImpression = "impression";
-  const std::string categorySdkError = "sdk_error";
-
   double queueTimerWaitSeconds = 8.0;
 
  private:
+  const std::uint64_t backgroundObserver_;
+  const std::uint64_t foregroundObserver_;
+  std::atomic<bool> restartEventQueue_{false};
   std::mutex timerGuard_;
   std::optional<std::uint64_t> eventQueueTimer_;  // guarded by timerGuard_
 };

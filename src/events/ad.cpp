@@ -4,6 +4,7 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 
 namespace zorvane {
 
@@ -14,12 +15,12 @@ bool isTimed(ZVAdType adType) { return adType == ZVAdType::video || adType == ZV
 void ZVEvents::addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
                                     ZVAdError noAdReason, std::int64_t duration, bool sendDuration, const ZVMap& fields,
                                     bool mergeFields) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   if (reportRejected(ZVValidator::validateAdEventWithAction(action, adType, adSdkName, adPlacement))) return;
-  const std::string_view actionName = *adActionString(action);
-  const std::string_view typeName = *adTypeString(adType);
-  const auto reason = adErrorReasonString(noAdReason);
-  ZVMap event{{"category", sharedInstance().categoryAds},
+  const std::string_view actionName = *wordOf(action);
+  const std::string_view typeName = *wordOf(adType);
+  const auto reason = wordOf(noAdReason);
+  ZVMap event{{"category", Category::ads},
               {"ad_sdk_name", adSdkName.view()},
               {"ad_placement", adPlacement.view()},
               {"ad_type", typeName},

@@ -6,17 +6,18 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 
 namespace zorvane {
 
 void ZVEvents::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
                                             ZVText cartType, ZVText receipt, const ZVMap& fields, bool mergeFields) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   if (reportRejected(ZVValidator::validateBusinessEventWithCurrency(currency, amount, cartType, itemType, itemId)))
     return;
   ZVState::incrementTransactionNum();  // this purchase's among all of the player's, remembered across runs
   const std::int64_t number = ZVState::getTransactionNum();
-  ZVMap event{{"category", sharedInstance().categoryBusiness},
+  ZVMap event{{"category", Category::business},
               {"event_id", fmt::format("{}:{}", itemType, itemId)},
               {"currency", currency.view()},
               {"amount", amount},

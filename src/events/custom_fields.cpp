@@ -15,10 +15,10 @@ ZVMap merged(ZVMap fields, const ZVMap& globalFields) {
 }
 
 ZVMap chosenFields(const ZVMap& callFields, bool mergeFields) {
-  const ZVMap& globalFields = ZVState::getGlobalCustomEventFields();
-  if (callFields.empty()) return ZVState::validateAndCleanCustomFields(globalFields);
-  if (!mergeFields) return ZVState::validateAndCleanCustomFields(callFields);
-  return ZVState::validateAndCleanCustomFields(merged(callFields, globalFields));
+  constexpr auto clean = ZVEvents::validateAndCleanCustomFields;
+  if (!callFields.empty() && !mergeFields) return clean(callFields);
+  const ZVMap& globalFields = ZVState::cleanedGlobalCustomEventFields(clean);
+  return callFields.empty() ? globalFields : clean(merged(callFields, globalFields));
 }
 
 }  // namespace

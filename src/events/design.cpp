@@ -4,14 +4,15 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 
 namespace zorvane {
 
 void ZVEvents::addDesignEventWithEventId(ZVText eventId, std::optional<double> value, const ZVMap& fields,
                                          bool mergeFields) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   if (reportRejected(ZVValidator::validateDesignEventWithEventId(eventId))) return;
-  ZVMap event{{"category", sharedInstance().categoryDesign}, {"event_id", eventId.view()}};
+  ZVMap event{{"category", Category::design}, {"event_id", eventId.view()}};
   if (value) event.set("value", *value);
   addDimensionsAndFields(event, fields, mergeFields);
   // The two lines are crossed, and games match on them: the value is shown only where there is none.

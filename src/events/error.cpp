@@ -7,6 +7,7 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -17,10 +18,10 @@ constexpr std::size_t kLoggedMessageLength = 15;
 
 void ZVEvents::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message, const ZVMap& fields,
                                          bool mergeFields, bool skipAddingFields, ZVText uuid) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   if (reportRejected(ZVValidator::validateErrorEventWithSeverity(severity, message))) return;
-  const std::string_view severityName = *errorSeverityString(severity);
-  ZVMap event{{"category", sharedInstance().categoryError}, {"severity", severityName}, {"message", message.view()}};
+  const std::string_view severityName = *wordOf(severity);
+  ZVMap event{{"category", Category::error}, {"severity", severityName}, {"message", message.view()}};
   if (uuid.present()) event.set("event_uuid", uuid.view());
   if (skipAddingFields) addDimensionsToEventWithEventData(event);
   else addDimensionsAndFields(event, fields, mergeFields);

@@ -4,16 +4,17 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 
 namespace zorvane {
 
 void ZVEvents::addImpressionEventWithAdNetworkName(ZVText adNetworkName, ZVText adNetworkVersion,
                                                    const ZVMap& impressionData, const ZVMap& fields, bool mergeFields) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   if (reportRejected(
           ZVValidator::validateImpressionEventWithAdNetworkName(adNetworkName, adNetworkVersion, impressionData)))
     return;
-  ZVMap event{{"category", sharedInstance().categoryImpression},
+  ZVMap event{{"category", Category::impression},
               {"ad_network_name", adNetworkName.view()},
               {"ad_network_version", adNetworkVersion.view()},
               {"impression_data", impressionData}};

@@ -6,6 +6,7 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 
 namespace zorvane {
 
@@ -37,13 +38,13 @@ void ZVEvents::addProgressionEventWithProgressionStatus(ZVProgressionStatus stat
                                                         ZVText progression02, ZVText progression03,
                                                         std::optional<std::int64_t> score, const ZVMap& fields,
                                                         bool mergeFields) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   if (reportRejected(ZVValidator::validateProgressionEventWithProgressionStatus(status, progression01, progression02,
                                                                                 progression03)))
     return;
   const std::string path = pathOf(progression01, progression02, progression03);
-  const std::string_view statusName = *progressionStatusString(status);
-  ZVMap event{{"category", sharedInstance().categoryProgression}, {"event_id", fmt::format("{}:{}", statusName, path)}};
+  const std::string_view statusName = *wordOf(status);
+  ZVMap event{{"category", Category::progression}, {"event_id", fmt::format("{}:{}", statusName, path)}};
   if (score && status != ZVProgressionStatus::start) event.set("score", *score);
   const std::optional<std::int64_t> attempt = countTry(status, path);
   if (attempt) event.set("attempt_num", *attempt);

@@ -1,9 +1,9 @@
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "codecs/json.h"
 #include "codecs/json_written.h"
-#include "codecs/uuids.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
@@ -40,14 +40,11 @@ bool append(std::string& batch, const std::string& json) {
   return text.has_value();
 }
 
-// The list of the records, as JSON.
-std::string eventsOf(const ZVStore::Rows& rows) {
+// The list of the records, as JSON. What can't be sent shares the batch's fate.
+std::string eventsOf(const std::vector<std::string>& records) {
   std::string batch = "[";
-  for (const ZVStore::Row& row : rows) {
-    const std::string* json = row.find("event");
-    // What can't be sent stays marked and shares the batch's fate.
-    if (json != nullptr && append(batch, *json)) batch += ',';
-  }
+  for (const std::string& json : records)
+    if (append(batch, json)) batch += ',';
   if (batch.size() > 1) batch.pop_back();
   return batch += ']';
 }
@@ -63,27 +60,27 @@ struct Rearm {
   }
 };
 
-void settle(const ZVHTTPApi::Answer& answer, const std::string& requestId, std::size_t sent) {
+void settle(const ZVHTTPApi::Answer& answer, ZVStore::Batch batch) {
+  const std::size_t sent = batch.records.size();
   switch (answer.kind) {
     case ZVHTTPApiResponse::NoResponse:
     case ZVHTTPApiResponse::Reserved:
       ZVLogger::w(0, "Event queue: Failed to send events to collector - Retrying next time");
-      ZVStore::giveBatchBack(requestId);
       return;
     case ZVHTTPApiResponse::Ok:
-      ZVStore::removeBatch(requestId);
+      ZVStore::removeBatch(std::move(batch));
       ZVLogger::i(0, "Event queue: {} events sent.", sent);
       return;
     case ZVHTTPApiResponse::BadRequest:
       if (const ZVValue::Array* failed = answer.content ? answer.content->ifArray() : nullptr) {
         ZVLogger::w(0, "Event queue: {} events sent. {} events failed ZV server validation.", sent, failed->size());
-        ZVStore::removeBatch(requestId);
+        ZVStore::removeBatch(std::move(batch));
         return;
       }
       [[fallthrough]];
     default:  // an answer that will not change by asking again
       ZVLogger::w(0, "Event queue: Failed to send events.");
-      ZVStore::removeBatch(requestId);
+      ZVStore::removeBatch(std::move(batch));
   }
 }
 
@@ -113,6 +110,10 @@ bool ZVEvents::isEventQueueTimerArmed() {
   return events.eventQueueTimer_.has_value();
 }
 
+void ZVEvents::restartEventQueueIfStopped() {
+  if (sharedInstance().restartEventQueue_.exchange(false)) startEventQueue();
+}
+
 void ZVEvents::processEventQueue(bool timerFired) {
   stopEventQueue();
   ZVThreading::performTaskOnZVThreadWithBlock([timerFired] {
@@ -122,25 +123,25 @@ void ZVEvents::processEventQueue(bool timerFired) {
 }
 
 void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   // Without keys, as where initialising failed, the answer could only be a refusal, and would delete what waits.
   if (ZVState::getGameKey().empty()) return;
-  const std::string requestId = randomUpperUuid();
   if (performCleanup) {
     cleanupEvents();
     fixMissingSessionEndEvents();
+    ZVStore::takeStock();
   }
-  const auto rows = ZVStore::takeBatch(requestId, category);
-  if (!rows) return;
-  if (rows->empty()) {
+  auto batch = ZVStore::takeBatch(category);
+  if (!batch) return;
+  if (batch->records.empty()) {
     ZVLogger::i(0, "Event queue: No events to send");
     updateSessionTime();
     return;
   }
-  ZVLogger::i(0, "Event queue: Sending {} events.", rows->size());
-  settle(
-      ZVHTTPApi::sharedInstance().sendEventsInArray({ZVState::getGameKey(), ZVState::getGameSecret()}, eventsOf(*rows)),
-      requestId, rows->size());
+  ZVLogger::i(0, "Event queue: Sending {} events.", batch->records.size());
+  const ZVHTTPApi::Answer answer = ZVHTTPApi::sharedInstance().sendEventsInArray(
+      {ZVState::getGameKey(), ZVState::getGameSecret()}, eventsOf(batch->records));
+  settle(answer, *std::move(batch));
   ZVStore::vacuum();
 }
 

@@ -1,21 +1,25 @@
+#include <algorithm>
+#include <atomic>
 #include <string>
 #include <utility>
 
 #include "codecs/json.h"
 #include "codecs/patterns.h"
 #include "codecs/uuids.h"
-#include "crash/first_form.h"
 #include "events/ZVEvents.h"
 #include "events/custom_fields.h"
 #include "runtime/SdkErrorReporter.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
+#include "values/EventWords.h"
 #include "values/Text.h"
 
 namespace zorvane {
 
 namespace {
+
+constinit std::atomic<ZVEvents::CommonFieldsKeeper> keeperInForce{nullptr};
 
 // What goes into a column: the text of a field, numbers in decimal.
 std::string columnText(const ZVMap& record, std::string_view key) {
@@ -45,24 +49,59 @@ bool mayStore(const ZVMap& eventData) {
   return true;
 }
 
-// What the session's end would say if the game died now: the common fields, which are the last event's but for the id.
-std::optional<ZVStore::Snapshot> snapshotOf(ZVMap annotations) {
-  if (ZVState::isSDKPaused()) return std::nullopt;
-  const ZVState& state = ZVState::sharedInstance();
-  if (!state.sessionId) return std::nullopt;  // no session has begun, so there is nothing that could need an end
+// The common fields and their JSON, with which an event's record begins and of which its session's snapshot is made.
+struct Common {
+  ZVMap fields = ZVState::getEventAnnotations();
+  std::optional<std::string> json = writeJson(fields, ZVEvents::kMaxRecordLevels);
+};
 
-  annotations.set("event_uuid", randomUuid());
-  addDimensionsAndFields(annotations, {}, false);
-  std::optional<std::string> json = writeJson(annotations, ZVEvents::kMaxRecordLevels);
-  if (!json) return std::nullopt;
-  ZVStore::Snapshot snapshot{columnText(annotations, "session_id"), state.sessionStart.value_or(""), std::move(*json)};
-  rememberForCrash(std::move(annotations), snapshot.json);
-  return snapshot;
+// Two JSON maps without a common key as one. The first has entries.
+std::string merged(std::string_view first, std::string_view second) {
+  if (second == "{}") return std::string(first);
+  std::string both;
+  both.reserve(first.size() + second.size());
+  return both.append(first.substr(0, first.size() - 1)).append(",").append(second.substr(1));
+}
+
+// A quote within a text is written with a backslash, so this is found where it stands only.
+void giveAnotherId(std::string& json) {
+  constexpr std::string_view kBefore = ",\"event_uuid\":\"";
+  const std::string id = randomUuid();
+  json.replace(json.find(kBefore) + kBefore.size(), id.size(), id);
+}
+
+// What the session's end would say if the game died now: the common fields, which are the last event's but for the id.
+std::optional<ZVStore::Snapshot> snapshotOf(const Common& common) {
+  if (ZVState::isSDKPaused() || !common.json) return std::nullopt;
+  if (!ZVState::sessionId()) return std::nullopt;  // no session has begun, so there is nothing that could need an end
+
+  ZVMap more;
+  addDimensionsAndFields(more, {}, false);
+  const auto moreJson = writeJson(more);
+  if (!moreJson) return std::nullopt;
+  std::string json = merged(*common.json, *moreJson);
+  giveAnotherId(json);
+  if (const auto keep = keeperInForce.load(std::memory_order_relaxed)) keep(json);
+  return ZVStore::Snapshot{columnText(common.fields, "session_id"), ZVState::sessionStart(), std::move(json)};
+}
+
+bool haveCommonKey(const ZVMap& one, const ZVMap& other) {
+  return std::ranges::any_of(one, [&](const auto& entry) { return other.contains(entry.key); });
+}
+
+std::optional<std::string> jsonOf(const Common& common, const ZVMap& eventData) {
+  if (common.json && !haveCommonKey(eventData, common.fields)) {
+    const auto json = writeJson(eventData, ZVEvents::kMaxRecordLevels);
+    return json ? std::optional(merged(*common.json, *json)) : std::nullopt;
+  }
+  ZVMap record = common.fields;
+  for (const auto& [key, value] : eventData) record.set(key, value);
+  return writeJson(record, ZVEvents::kMaxRecordLevels);
 }
 
 // The record as it is stored and sent. Absent when it can't be either, which has been logged.
-std::optional<std::string> recordText(const ZVMap& record) {
-  std::optional<std::string> json = writeJson(record, ZVEvents::kMaxRecordLevels);
+std::optional<std::string> recordText(const Common& common, const ZVMap& eventData) {
+  std::optional<std::string> json = jsonOf(common, eventData);
   if (!json) {
     ZVLogger::w(
         0,
@@ -78,19 +117,21 @@ std::optional<std::string> recordText(const ZVMap& record) {
 
 }  // namespace
 
-void ZVEvents::addEventToStoreWithEventData(const ZVMap& eventData, const std::optional<Counter>& counter) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled || !mayStore(eventData)) return;
+void ZVEvents::setCommonFieldsKeeper(CommonFieldsKeeper keeper) noexcept { keeperInForce = keeper; }
 
-  ZVMap record = ZVState::getEventAnnotations();
-  ZVMap annotations = record;
-  for (const auto& [key, value] : eventData) record.set(key, value);
-  std::optional<std::string> json = recordText(record);
+void ZVEvents::addEventToStoreWithEventData(const ZVMap& eventData, const std::optional<Counter>& counter) {
+  if (!ZVState::isEventSubmissionEnabled() || !mayStore(eventData)) return;
+
+  const Common common;
+  std::optional<std::string> json = recordText(common, eventData);
   if (!json) return;
   ZVLogger::ii(0, "Event added to queue: {}", *json);
-  const ZVStore::Event event{columnText(record, "category"), columnText(record, "session_id"),
-                             columnText(record, "client_ts"), std::move(*json)};
-  const bool ends = event.category == sharedInstance().categorySessionEnd;
-  ZVStore::recordEvent(event, {ends ? std::nullopt : snapshotOf(std::move(annotations)), ends}, counter);
+  const auto column = [&](std::string_view key) {
+    return columnText(eventData.contains(key) ? eventData : common.fields, key);
+  };
+  const ZVStore::Event event{column("category"), column("session_id"), column("client_ts"), std::move(*json)};
+  const bool ends = event.category == Category::sessionEnd;
+  ZVStore::recordEvent(event, {ends ? std::nullopt : snapshotOf(common), ends}, counter);
 }
 
 void ZVEvents::addDimensionsToEventWithEventData(ZVMap& eventData) {
@@ -104,7 +145,7 @@ void ZVEvents::addFieldsToEventWithEventData(ZVMap& eventData, ZVMap fields) {
 }
 
 void ZVEvents::updateSessionTime() {
-  if (const auto snapshot = snapshotOf(ZVState::getEventAnnotations())) ZVStore::keepSnapshot(*snapshot);
+  if (const auto snapshot = snapshotOf(Common())) ZVStore::keepSnapshot(*snapshot);
 }
 
 }  // namespace zorvane

@@ -6,6 +6,7 @@
 #include "state/ZVState.h"
 #include "transport/ZVHTTPApi.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -25,7 +26,7 @@ ZVMap sdkErrorEvent(std::string_view category, std::string_view area, std::strin
   event.set("error_category", category);
   event.set("error_area", area);
   event.set("error_action", action);
-  if (const auto name = ZVEvents::sdkErrorParameterString(parameter)) event.set("error_parameter", *name);
+  if (const auto name = wordOf(parameter)) event.set("error_parameter", *name);
   if (const std::string_view text = sendableReason(reason); !text.empty()) event.set("reason", text);
   return event;
 }
@@ -35,17 +36,17 @@ ZVMap sdkErrorEvent(std::string_view category, std::string_view area, std::strin
 void ZVEvents::sendSdkErrorEventWithCategory(SdkErrorCategory category, SdkErrorArea area, SdkErrorAction action,
                                              SdkErrorParameter parameter, ZVText reason, ZVText gameKey,
                                              ZVText secretKey) {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   if (!ZVValidator::validateSdkErrorEventWithGameKey(gameKey, secretKey, category, area, action)) return;
-  const std::string_view categoryName = *sdkErrorCategoryString(category);
-  const std::string_view areaName = *sdkErrorAreaString(area);
+  const std::string_view categoryName = *wordOf(category);
+  const std::string_view areaName = *wordOf(area);
   const std::string type = std::string(categoryName) + ":" + std::string(areaName);
   if (!ZVState::isSdkErrorEventTypeAllowed(type)) {
     ZVLogger::d(0, "Cannot send error event. The type of error has been sent more than 10 times per hour: {}", type);
     return;
   }
   ZVState::incrementSdkErrorEventCount(type);  // before sending, so that one that never arrives counts as well
-  const ZVMap event = sdkErrorEvent(categoryName, areaName, *sdkErrorActionString(action), parameter, reason);
+  const ZVMap event = sdkErrorEvent(categoryName, areaName, *wordOf(action), parameter, reason);
   ZVHTTPApi::sharedInstance().sendSdkErrorEventWithFormData(ZVValue::Array{event}, ZVState::getGameKey(),
                                                             ZVState::getGameSecret());
 }

@@ -11,6 +11,7 @@
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
+#include "values/EventWords.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -41,15 +42,14 @@ std::optional<ZVMap> missingEnd(const ZVStore::OpenSession& session) {
     ZVLogger::w(0,
                 "While fixing missing session end event; the session length was calculated to be less then 0. Should "
                 "not be possible. Resetting to 0.");
-  end.set("category", ZVEvents::sharedInstance().categorySessionEnd);
+  end.set("category", Category::sessionEnd);
   end.set("length", length.value_or(0));
   return end;
 }
 
 std::int64_t sessionLength() {
-  const std::string start = ZVState::sharedInstance().sessionStart.value_or("");
   const auto now = static_cast<std::int64_t>(ZVState::getClientTsAdjustedWithServertimeOffset());
-  const auto length = secondsBetween(integerOfText(start), now);
+  const auto length = secondsBetween(integerOfText(ZVState::sessionStart()), now);
   if (!length)
     ZVLogger::w(0, "Session length was calculated to be less then 0. Should not be possible. Resetting to 0.");
   return length.value_or(0);
@@ -58,24 +58,19 @@ std::int64_t sessionLength() {
 }  // namespace
 
 void ZVEvents::addSessionStartEvent() {
-  ZVState& state = ZVState::sharedInstance();
-  if (!state.eventSubmissionEnabled) return;
-  const std::string& category = sharedInstance().categorySessionStart;
-  ZVMap event{{"category", category}};
-  if (state.newInstall) {
-    event.set("install", true);
-    state.newInstall = false;
-  }
+  if (!ZVState::isEventSubmissionEnabled()) return;
+  ZVMap event{{"category", Category::sessionStart}};
+  if (ZVState::takeNewInstall()) event.set("install", true);
   ZVState::incrementSessionNum();
   addDimensionsAndFields(event, {}, false);
   ZVLogger::i(0, "Add SESSION START event");
   addEventToStoreWithEventData(event, Counter{"session_num", std::to_string(ZVState::getSessionNum())});
-  processEventsWithCategory(category, false);
+  processEventsWithCategory(Category::sessionStart, false);
 }
 
 void ZVEvents::addSessionEndEvent() {
-  if (!ZVState::sharedInstance().eventSubmissionEnabled) return;
-  ZVMap event{{"category", sharedInstance().categorySessionEnd}, {"length", sessionLength()}};
+  if (!ZVState::isEventSubmissionEnabled()) return;
+  ZVMap event{{"category", Category::sessionEnd}, {"length", sessionLength()}};
   addDimensionsAndFields(event, {}, false);
   ZVLogger::i(0, "Add SESSION END event.");
   addEventToStoreWithEventData(event);
@@ -83,10 +78,9 @@ void ZVEvents::addSessionEndEvent() {
 }
 
 void ZVEvents::fixMissingSessionEndEvents() {
-  const ZVState& state = ZVState::sharedInstance();
-  if (!state.eventSubmissionEnabled) return;
+  if (!ZVState::isEventSubmissionEnabled()) return;
   ZVStore::forgetEndedSessions();
-  const auto sessions = ZVStore::sessionsWithoutEnd(state.sessionId.value_or(""));
+  const auto sessions = ZVStore::sessionsWithoutEnd(ZVState::sessionId().value_or(""));
   if (sessions.empty()) return;
   ZVLogger::d(0, "{} missing session_end events", sessions.size());
   for (const ZVStore::OpenSession& session : sessions)

@@ -1,4 +1,5 @@
-// A lock on a folder: the processes that work in it share it, and one of them can have it alone.
+// A lock on a folder: the processes that work in it share it, and one of them can have it alone. A process has at most
+// two at a time.
 //
 // Thread:   owned by one thread at a time.
 // Lifetime: given up by the destructor, and by the end of the process however it comes.
@@ -12,7 +13,8 @@ namespace zorvane {
 
 class FolderLock {
  public:
-  explicit FolderLock(const std::string& folder);
+  // `file`: not the folder's own lock but another one, which is that file's in it.
+  explicit FolderLock(const std::string& folder, const std::string& file = {});
   ~FolderLock();
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;
@@ -29,7 +31,7 @@ class FolderLock {
  private:
   Outcome take(int kind, std::chrono::milliseconds limit);
 
-  const int folder_;  // descriptor, -1 when there is none
+  const int descriptor_;  // -1 when there is none
 };
 
 }  // namespace zorvane

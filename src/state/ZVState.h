@@ -1,20 +1,14 @@
-// ZVState is the one record of what the library knows at run time: configuration, identity, counters, the session,
-// remote configurations.
+// ZVState is the front of what the library knows at run time: configuration, identity, counters, the session, remote
+// configurations. Each is a record in a file of its own.
 //
-// Thread:   the work queue, but for what is atomic, what a guard names, and the operations that say so.
+// Thread:   the work queue, but for the operations that say so.
 // Lifetime: one instance, made when the facade is first used, kept for the life of the process.
 #pragma once
 
-#include <array>
-#include <atomic>
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include <zorvane/ZVRemoteConfigsDelegate.h>
 #include <zorvane/ZVTypes.h>
@@ -33,7 +27,7 @@ class ZVState {
   static ZVState& sharedInstance();
   static std::unique_ptr<ZVState> setSharedInstance(std::unique_ptr<ZVState> instance);
 
-  // Settings and queries: settings.cpp.
+  // Settings and queries: settings.cpp. Whether something is on, initialised or enabled may be asked on any thread.
   static void setSdkWrapperVersion(ZVText version);
   static void setEngineVersion(ZVText version);
   static void setManualSessionHandling(bool enabled);
@@ -57,8 +51,9 @@ class ZVState {
   static std::string getSdkVersion();
   static bool isEnabled();
   static bool isInitialized();
-  static bool isTVos();
   static bool isManualSessionHandling();
+  static bool isErrorReportingEnabled() noexcept;
+  static bool isEventSubmissionEnabled() noexcept;
   static bool isSDKPaused();
   static bool isAutoDetectAppVersionEnabled();
   static bool hasConnection();
@@ -82,13 +77,18 @@ class ZVState {
   static double getClientTsAdjustedWithServertimeOffset();  // whole seconds since 1970 on the server's clock
   static std::int32_t calculateServerTimeOffset(double serverTimestamp);
 
-  // The session's life: session.cpp. Pausing and resuming from any thread.
-  static void startNewSession();
-  static void pauseSDKAndEndSession();
-  static void resumeSDKAndStartSession();
+  // The session: session.cpp.
+  static void prepareSession();  // asks the collector for its configuration: enabled or not, and with which values
+  static void beginSession();
+  static const std::optional<std::string>& sessionId();  // absent before the first one
+  static const std::string& sessionStart();              // whole seconds, as decimal text
+  static bool takeNewInstall();                          // true once, on an installation's first run
+  static bool hasPaused();                               // as the game's calls have it; any thread: Session.h
+  static bool pause();                                   // true for one caller; any thread
+  static void followPause();
   static std::optional<ZVMap> getItunesInformation();
 
-  // What the game declared, and what it adds to its events: dimensions.cpp, custom_fields.cpp.
+  // What the game declared, and what it adds to its events: dimensions.cpp.
   static void setAvailableCustomDimensions01(const TextList& values);
   static void setAvailableCustomDimensions02(const TextList& values);
   static void setAvailableCustomDimensions03(const TextList& values);
@@ -106,9 +106,15 @@ class ZVState {
   static bool hasAvailableResourceCurrency(ZVText currency);
   static bool hasAvailableResourceItemType(ZVText itemType);
   static void validateAndFixCurrentDimensions();
+  static bool validateDimension01(ZVText value);  // empty, or one of the values that the game allows
+  static bool validateDimension02(ZVText value);
+  static bool validateDimension03(ZVText value);
+  static const ZVTextList& availableResourceCurrencies();
+  static const ZVTextList& availableResourceItemTypes();
   static void setGlobalCustomEventFields(const ZVMap& fields);
   static const ZVMap& getGlobalCustomEventFields();
-  static ZVMap validateAndCleanCustomFields(const ZVMap& fields);
+  // The same, cleaned by `clean` when that was not done since they were set.
+  static const ZVMap& cleanedGlobalCustomEventFields(ZVMap (*clean)(const ZVMap& fields));
 
   // How often each progression was tried: progression_tries.cpp.
   static void incrementProgressionTries(const std::string& progressionId);
@@ -132,76 +138,12 @@ class ZVState {
   static double getSdkErrorEventTimestampForType(const std::string& type);
   static void resetSdkErrorEventTimestampForType(const std::string& type);
   static bool isSdkErrorEventTypeAllowed(const std::string& type);
-  static void addErrorEvent(const std::string& type, ZVErrorSeverity severity, ZVText message);
 
-  // Flags that the main loop and the game's threads touch as well.
-  std::atomic<bool> restartEventQueue{false};
-  std::atomic<bool> remoteConfigsIsReady{false};
-  std::atomic<bool> initAuthorized{false};
-  std::atomic<bool> manualSessionHandling{false};
-  std::atomic<bool> useErrorReporting{true};
-  std::atomic<bool> eventSubmissionEnabled{true};
-  std::atomic<bool> isHandlingUncaughtException{false};
-  std::atomic<bool> sdkPaused{true};
-  std::atomic<bool> initialized{false};
-
-  // Paused as the work queue has it: it follows `sdkPaused` in the order of the game's calls, so what was reported
-  // before a pause is still taken.
-  bool pausedOnQueue = true;
-  bool autoDetectAppVersion = false;
-  bool newInstall = false;
-  bool useIdfv = false;
-  bool tvOs = false;
-
-  std::optional<ZVMap> sdkConfig;        // of this process's session
-  std::optional<ZVMap> sdkConfigCached;  // of an earlier init answer
-  ZVMap sdkConfigDefault;
-
-  // The configurations' lock covers what the game reads on its own threads. It is recursive because the delegate,
-  // which is told while it is held, reads configurations.
-  std::recursive_mutex configurationsGuard;
-  std::optional<ZVMap> configurations;  // guarded by configurationsGuard
-  // What the game asks or sets on its own threads beside: never held while anything of the game's runs.
-  std::mutex answersGuard;
-  std::weak_ptr<ZVRemoteConfigsDelegate> delegate;  // guarded by answersGuard
-  std::optional<std::string> abId;                  // guarded by answersGuard
-  std::optional<std::string> abVariantId;           // guarded by answersGuard
-  std::optional<std::string> configsHash;
-
-  std::array<TextList, 3> availableCustomDimensions;                  // of dimensions 01 to 03
-  std::array<std::optional<std::string>, 3> currentCustomDimensions;  // of dimensions 01 to 03
-  ZVMap currentGlobalCustomEventFields;
-  TextList availableResourceCurrencies;
-  TextList availableResourceItemTypes;
-
-  std::optional<std::string> build;
-  std::optional<std::string> sdkWrapperVersion;
-  std::optional<std::string> engineVersion;
-  std::optional<std::string> idfa;
-  std::optional<std::string> idfv;
-  std::optional<std::string> customUserId;
-  std::optional<std::string> randomUserId;
-  std::optional<std::string> sessionId;
-  std::optional<std::string> sessionStart;  // whole seconds, as decimal text
-  std::map<std::string, std::int64_t> progressionTries;
-  std::optional<std::int64_t> sessionNum;
-  std::optional<std::int64_t> transactionNum;
-  std::optional<std::string> gameKey;
-  std::optional<std::string> gameSecret;
-  std::map<std::string, int> sdkErrorEventCounts;
-  std::optional<std::map<std::string, double>> sdkErrorEventTimestamps;  // never made: see error_limit.cpp
-  std::optional<std::int32_t> clientServerTimeOffset;                    // seconds
+  struct Records;  // state/Records.h: for the files of this folder
+  [[nodiscard]] Records& records() const { return *records_; }
 
  private:
-  void setupSleepObserve();
-  void headingToBackground();
-  void headingToForeground();
-  void pause();
-  void resume();
-  void addSessionEndEventAndSendInLongBackgroundThread();
-
-  std::uint64_t backgroundObserver_ = 0;
-  std::uint64_t foregroundObserver_ = 0;
+  const std::unique_ptr<Records> records_;
 };
 
 }  // namespace zorvane

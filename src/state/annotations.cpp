@@ -3,12 +3,12 @@
 
 #include <fmt/format.h>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/uuids.h"
 #include "device/ZVDevice.h"
-#include "events/ZVEvents.h"
 #include "platform/Platform.h"
-#include "state/ZVState.h"
+#include "state/Records.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -37,11 +37,8 @@ void addEngineVersion(ZVMap& fields) {
 }
 
 void addRemoteConfigs(ZVMap& fields) {
-  ZVState& state = ZVState::sharedInstance();
-  {
-    const std::scoped_lock lock(state.configurationsGuard);
-    if (state.configurations && !state.configurations->empty()) fields.set("configurations", *state.configurations);
-  }
+  if (auto configurations = state().remoteConfigs.all(); configurations && !configurations->empty())
+    fields.set("configurations", *std::move(configurations));
   setUnless(fields, "ab_id", ZVState::getABTestingId().value_or(""), "");
   setUnless(fields, "ab_variant_id", ZVState::getABTestingVariantId().value_or(""), "");
 }
@@ -53,7 +50,7 @@ ZVMap ZVState::getEventAnnotations() {
   fields.reserve(kMostFields);
   fields.set("v", kEventVersion);
   fields.set("user_id", getUserId());
-  fields.set("event_uuid", ZVHelpers::generateUUID());
+  fields.set("event_uuid", randomUuid());
   fields.set("ios_idfa", getIdfa());
   fields.set("ios_idfv", getIdfv());
   fields.set("client_ts", getClientTsAdjustedWithServertimeOffset());
@@ -62,7 +59,7 @@ ZVMap ZVState::getEventAnnotations() {
   fields.set("manufacturer", ZVDevice::deviceMake());
   fields.set("device", ZVDevice::deviceModel());
   fields.set("platform", ZVDevice::osPlatform());
-  fields.set("session_id", sharedInstance().sessionId.value_or(""));
+  fields.set("session_id", sessionId().value_or(""));
   fields.set("session_num", getSessionNum());
   fields.set("connection_type", ZVDevice::connectionType());
 
@@ -82,8 +79,8 @@ ZVMap ZVState::getEventAnnotations() {
 ZVMap ZVState::getSdkErrorEventAnnotations() {
   ZVMap fields;
   fields.set("v", kEventVersion);
-  fields.set("event_uuid", ZVHelpers::generateUUID());
-  fields.set("category", ZVEvents::sharedInstance().categorySdkError);
+  fields.set("event_uuid", randomUuid());
+  fields.set("category", Category::sdkError);
   fields.set("sdk_version", getSdkVersion());
   fields.set("os_version", osVersion());
   fields.set("manufacturer", ZVDevice::deviceMake());
@@ -96,7 +93,7 @@ ZVMap ZVState::getSdkErrorEventAnnotations() {
 
 ZVMap ZVState::getInitAnnotations() {
   ZVMap fields;
-  fields.set("user_id", sharedInstance().eventSubmissionEnabled ? getUserId() : std::string());
+  fields.set("user_id", isEventSubmissionEnabled() ? getUserId() : std::string());
   fields.set("ios_idfa", getIdfa());
   fields.set("ios_idfv", getIdfv());
   fields.set("sdk_version", getSdkVersion());
@@ -109,7 +106,7 @@ ZVMap ZVState::getInitAnnotations() {
 
 double ZVState::getClientTsAdjustedWithServertimeOffset() {
   const double now = clientSeconds();
-  const double adjusted = now + sharedInstance().clientServerTimeOffset.value_or(0);
+  const double adjusted = now + state().sdkConfig.timeOffset.value_or(0);
   return ZVValidator::validateClientTs(adjusted) ? adjusted : now;
 }
 

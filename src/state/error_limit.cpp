@@ -1,62 +1,53 @@
 #include <algorithm>
 
-#include "events/ZVEvents.h"
 #include "platform/Platform.h"
-#include "runtime/ZVThreading.h"
-#include "state/ZVState.h"
+#include "state/Records.h"
 
 namespace zorvane {
 
 namespace {
+
 constexpr int kMaxPerType = 10;
 constexpr double kPeriodSeconds = 3600;
+
+double now() { return platform().clock->secondsSince1970(); }
+ErrorLimit& limit() { return state().errorLimit; }
+
 }  // namespace
 
-int ZVState::getSdkErrorEventCountForType(const std::string& type) {
-  const auto& counts = sharedInstance().sdkErrorEventCounts;
-  const auto found = counts.find(type);
-  return found == counts.end() ? 0 : found->second;
+int ErrorLimit::count(const std::string& type) const {
+  const auto found = counts_.find(type);
+  return found == counts_.end() ? 0 : found->second;
 }
 
-void ZVState::incrementSdkErrorEventCount(const std::string& type) {
-  sharedInstance().sdkErrorEventCounts[type] = std::min(getSdkErrorEventCountForType(type) + 1, kMaxPerType);
+void ErrorLimit::increment(const std::string& type) { counts_[type] = std::min(count(type) + 1, kMaxPerType); }
+void ErrorLimit::resetCount(const std::string& type) { counts_[type] = 0; }
+
+double ErrorLimit::startOf(const std::string& type) const {
+  if (starts_)
+    if (const auto found = starts_->find(type); found != starts_->end()) return found->second;
+  return now();
 }
 
-void ZVState::resetSdkErrorEventCountForType(const std::string& type) {
-  sharedInstance().sdkErrorEventCounts[type] = 0;
+void ErrorLimit::resetStart(const std::string& type) {
+  if (starts_) (*starts_)[type] = now();
 }
 
-// The map of times is never made: a type's period always begins now, so no period ever ends and a type that was
-// counted to the limit stays refused for the life of the process. That keeps a fault that repeats from ever flooding
-// the collector.
-double ZVState::getSdkErrorEventTimestampForType(const std::string& type) {
-  const auto& times = sharedInstance().sdkErrorEventTimestamps;
-  if (times)
-    if (const auto found = times->find(type); found != times->end()) return found->second;
-  return platform().clock->secondsSince1970();
-}
-
-void ZVState::resetSdkErrorEventTimestampForType(const std::string& type) {
-  auto& times = sharedInstance().sdkErrorEventTimestamps;
-  if (times) (*times)[type] = platform().clock->secondsSince1970();
-}
-
-bool ZVState::isSdkErrorEventTypeAllowed(const std::string& type) {
-  const int count = getSdkErrorEventCountForType(type);
-  const double started = getSdkErrorEventTimestampForType(type);
-  if (platform().clock->secondsSince1970() - started >= kPeriodSeconds) {
-    resetSdkErrorEventCountForType(type);
-    resetSdkErrorEventTimestampForType(type);
+bool ErrorLimit::allows(const std::string& type) {
+  const int reports = count(type);
+  const double started = startOf(type);
+  if (now() - started >= kPeriodSeconds) {
+    resetCount(type);
+    resetStart(type);
   }
-  return count < kMaxPerType;
+  return reports < kMaxPerType;
 }
 
-void ZVState::addErrorEvent(const std::string& type, ZVErrorSeverity severity, ZVText message) {
-  if (!sharedInstance().eventSubmissionEnabled || !isSdkErrorEventTypeAllowed(type)) return;
-  incrementSdkErrorEventCount(type);
-  ZVThreading::performTaskOnZVThreadWithBlock([severity, message = message.copy()] {
-    ZVEvents::addErrorEventWithSeverity(severity, message, {}, false, true);
-  });
-}
+int ZVState::getSdkErrorEventCountForType(const std::string& type) { return limit().count(type); }
+void ZVState::incrementSdkErrorEventCount(const std::string& type) { limit().increment(type); }
+void ZVState::resetSdkErrorEventCountForType(const std::string& type) { limit().resetCount(type); }
+double ZVState::getSdkErrorEventTimestampForType(const std::string& type) { return limit().startOf(type); }
+void ZVState::resetSdkErrorEventTimestampForType(const std::string& type) { limit().resetStart(type); }
+bool ZVState::isSdkErrorEventTypeAllowed(const std::string& type) { return limit().allows(type); }
 
 }  // namespace zorvane

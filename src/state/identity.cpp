@@ -1,8 +1,8 @@
-#include "codecs/ZVHelpers.h"
+#include "codecs/uuids.h"
 #include "device/ZVDevice.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
+#include "state/Records.h"
 #include "store/ZVStore.h"
 #include "validation/ZVValidator.h"
 
@@ -16,59 +16,66 @@ bool isUsable(const std::optional<std::string>& identifier) {
   return identifier && *identifier != ZVDevice::kZeroIdentifier;
 }
 
-std::string use(std::string_view how, const std::string& identifier) {
+}  // namespace
+
+std::string Identity::use(std::string_view how, const std::string& identifier) {
   ZVLogger::d(0, "getUserId: Using {}", how);
-  ZVState::updateLastUsedIdentifier(identifier);
+  keepLastUsed(identifier);
   return identifier;
 }
 
-}  // namespace
-
-std::string ZVState::getUserId() {
-  const ZVState& state = sharedInstance();
-  if (state.customUserId) return use("custom user id", *state.customUserId);
-  if (state.randomUserId && (ZVDevice::isTestflightBuild() || ZVDevice::isZeroIdfa() || ZVDevice::isZeroIdfv()))
-    return use("random user id", *state.randomUserId);
-  if (!state.idfa) cacheIdfaAndIdfv();
-  if (state.useIdfv && state.idfv) return use("idfv", *state.idfv);
-  if (isUsable(state.idfa)) return use("idfa", *state.idfa);
-  if (isUsable(state.idfv)) return use("idfv", *state.idfv);
+std::string Identity::userId() {
+  if (custom_) return use("custom user id", *custom_);
+  if (random_ && (ZVDevice::isTestflightBuild() || ZVDevice::isZeroIdfa() || ZVDevice::isZeroIdfv()))
+    return use("random user id", *random_);
+  if (!idfa_) readDevice();
+  if (prefersIdfv_ && idfv_) return use("idfv", *idfv_);
+  if (isUsable(idfa_)) return use("idfa", *idfa_);
+  if (isUsable(idfv_)) return use("idfv", *idfv_);
   return "";
 }
 
-void ZVState::generateRandomUserIdIfNeeded() {
-  ZVState& state = sharedInstance();
+void Identity::makeRandomIfNeeded() {
   // In this order: what the device is asked for is logged, so it is asked for no more than is needed.
-  if ((state.useIdfv && !ZVDevice::isZeroIdfv()) || (!ZVDevice::isTestflightBuild() && !ZVDevice::isZeroIdfa()) ||
+  if ((prefersIdfv_ && !ZVDevice::isZeroIdfv()) || (!ZVDevice::isTestflightBuild() && !ZVDevice::isZeroIdfa()) ||
       !ZVDevice::isZeroIdfv()) {
-    state.randomUserId.reset();
+    random_.reset();
     return;
   }
-  if (state.randomUserId) {
+  if (random_) {
     ZVLogger::d(0, "Cached user_id detected (due to testflight or zero-idfa).");
-    if (ZVValidator::validateString(state.randomUserId)) {
+    if (ZVValidator::validateString(random_)) {
       ZVLogger::d(0, "Will not generate user_id: already a valid (cached) present.");
       return;
     }
   }
-  state.randomUserId = ZVHelpers::generateUUID();
-  ZVStore::persistStateRandomUserId(state.randomUserId);
-  ZVLogger::i(0, "Generate and persist new user_id (due to Testflight or zero-idfa detected): {}", *state.randomUserId);
+  random_ = randomUuid();
+  ZVStore::persistStateRandomUserId(random_);
+  ZVLogger::i(0, "Generate and persist new user_id (due to Testflight or zero-idfa detected): {}", *random_);
 }
 
-void ZVState::cacheIdfaAndIdfv() {
-  sharedInstance().idfa = ZVDevice::idfa();
-  sharedInstance().idfv = ZVDevice::idfv();
+void Identity::readDevice() {
+  idfa_ = ZVDevice::idfa();
+  idfv_ = ZVDevice::idfv();
 }
 
-std::optional<std::string> ZVState::getLastUsedIdentifier() {
+std::optional<std::string> Identity::lastUsed() {
   return platform().userDefaults->stringForKey(kLastUsedIdentifierKey);
 }
 
-void ZVState::updateLastUsedIdentifier(ZVText identifier) {
+// Every event asks for the user's id, and it hardly ever changes.
+void Identity::keepLastUsed(std::string_view identifier) {
+  if (flushed_ == identifier) return;
   ZVUserDefaults& defaults = *platform().userDefaults;
-  defaults.setString(kLastUsedIdentifierKey, identifier.view());
-  defaults.synchronize();
+  defaults.setString(kLastUsedIdentifierKey, identifier);
+  flushed_.reset();
+  if (defaults.synchronize()) flushed_ = identifier;
 }
+
+std::string ZVState::getUserId() { return state().identity.userId(); }
+void ZVState::generateRandomUserIdIfNeeded() { state().identity.makeRandomIfNeeded(); }
+void ZVState::cacheIdfaAndIdfv() { state().identity.readDevice(); }
+std::optional<std::string> ZVState::getLastUsedIdentifier() { return Identity::lastUsed(); }
+void ZVState::updateLastUsedIdentifier(ZVText identifier) { state().identity.keepLastUsed(identifier.view()); }
 
 }  // namespace zorvane

@@ -1,13 +1,10 @@
 #include <array>
-#include <chrono>
-#include <map>
-#include <thread>
 #include <utility>
 
-#include "codecs/ZVHelpers.h"
+#include "codecs/json.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
+#include "state/Records.h"
 #include "store/ZVStore.h"
 #include "values/Text.h"
 
@@ -29,8 +26,6 @@ constexpr auto kDimensions = std::to_array<Dimension>({
 // What is stored goes out with every event: what an older version, or damage, left there must not make it unwritable.
 constexpr std::size_t kMaxConfigBytes = std::size_t{512} * 1024;  // above what an init answer may become
 constexpr std::size_t kMaxUserIdLength = 64;
-constexpr int kMoreTries = 3;
-constexpr auto kBetweenTries = std::chrono::milliseconds(20);
 
 // What an earlier run left, as it was read.
 struct Persisted {
@@ -41,27 +36,7 @@ struct Persisted {
   std::int64_t transactionNum = 0;
 };
 
-using KeyValues = std::map<std::string, std::string, std::less<>>;
-
-// A read that fails for once must not pass for a new installation, whose sessions are counted from 1.
-std::optional<ZVStore::Rows> read(const std::string& sql) {
-  auto rows = ZVStore::executeQuerySyncWithSql(sql);
-  for (int left = kMoreTries; !rows && left > 0; --left) {
-    std::this_thread::sleep_for(kBetweenTries);
-    rows = ZVStore::executeQuerySyncWithSql(sql);
-  }
-  return rows;
-}
-
-KeyValues keyValues(const ZVStore::Rows& rows) {
-  KeyValues values;
-  for (const ZVStore::Row& row : rows) {
-    const std::string* key = row.find("key");
-    const std::string* value = row.find("value");
-    if (key != nullptr && value != nullptr) values.insert_or_assign(*key, *value);
-  }
-  return values;
-}
+using KeyValues = ZVStore::KeyValues;
 
 std::optional<std::string> valueOf(const KeyValues& values, std::string_view key) {
   const auto found = values.find(key);
@@ -70,8 +45,8 @@ std::optional<std::string> valueOf(const KeyValues& values, std::string_view key
 
 // The configuration of an earlier run. For another player its hash is dropped, so the collector sends all of it anew.
 std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
-  if (json && json->size() > kMaxConfigBytes) return std::nullopt;
-  auto parsed = ZVHelpers::dictionaryWithJsonString(json);
+  if (!json || json->size() > kMaxConfigBytes) return std::nullopt;
+  auto parsed = readJson(*json);
   if (!parsed || parsed->ifMap() == nullptr) return std::nullopt;
   ZVMap config = *parsed->ifMap();
   const auto lastUsed = ZVState::getLastUsedIdentifier();
@@ -83,21 +58,12 @@ std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
   return config;
 }
 
-void adoptProgressionTries(const ZVStore::Rows& rows) {
-  for (const ZVStore::Row& row : rows) {
-    const std::string* progression = row.find("progression");
-    const std::string* tries = row.find("tries");
-    if (progression != nullptr)
-      ZVState::sharedInstance().progressionTries[*progression] = tries != nullptr ? integerOfText(*tries) : 0;
-  }
-}
-
 std::optional<Persisted> readDatabase() {
   ZVLogger::d(0, "Platform is iOS - retrieving persisted states from local SQLite db");
-  const auto stateRows = read("SELECT * FROM zv_state;");
-  const auto progressionRows = read("SELECT * FROM zv_progression;");
-  if (!stateRows || !progressionRows) return std::nullopt;
-  const KeyValues values = keyValues(*stateRows);
+  const auto stored = ZVStore::readDbState();
+  const auto tries = ZVStore::readProgressionTries();
+  if (!stored || !tries) return std::nullopt;
+  const KeyValues& values = *stored;
   Persisted persisted;
   for (std::size_t i = 0; i < kDimensions.size(); ++i) persisted.dimensions[i] = valueOf(values, kDimensions[i].key);
   // The first run of an installation is the one that finds no such key and can write it.
@@ -106,10 +72,9 @@ std::optional<Persisted> readDatabase() {
   persisted.useIdfv = booleanReading(valueOf(values, "use_idfv").value_or(""));
   persisted.sessionNum = integerOfText(valueOf(values, "session_num").value_or(""));
   persisted.transactionNum = integerOfText(valueOf(values, "transaction_num").value_or(""));
-  if (const auto config = valueOf(values, "sdk_config_cached"))
-    ZVState::sharedInstance().sdkConfigCached = cachedConfig(config);
+  if (const auto config = valueOf(values, "sdk_config_cached")) state().sdkConfig.adoptCached(cachedConfig(config));
   ZVState::adoptConfigIds(ZVState::getSdkConfig());
-  adoptProgressionTries(*progressionRows);
+  for (const auto& [progression, count] : *tries) state().progressionTries[progression] = integerOfText(count);
   return persisted;
 }
 
@@ -128,12 +93,12 @@ void adoptRandomUserId() {
   auto randomUserId = platform().userDefaults->stringForKey("zv_testflight_user_id");
   if (!randomUserId || utf16Length(*randomUserId).value_or(kMaxUserIdLength + 1) > kMaxUserIdLength) return;
   ZVLogger::d(0, "Randomly generated user_id found in persisted cache: {}", *randomUserId);
-  ZVState::sharedInstance().randomUserId = std::move(randomUserId);
+  state().identity.adoptRandom(*std::move(randomUserId));
 }
 
 // What the game set before initialisation wins and is written back.
 void adoptDimensions(const Persisted& persisted) {
-  auto& current = ZVState::sharedInstance().currentCustomDimensions;
+  auto& current = state().configuration.dimensions;
   for (std::size_t i = 0; i < current.size(); ++i) {
     if (current[i]) {
       kDimensions[i].persist(current[i]);
@@ -145,10 +110,10 @@ void adoptDimensions(const Persisted& persisted) {
 }
 
 void adoptInstallation(const Persisted& persisted) {
-  ZVState& state = ZVState::sharedInstance();
-  state.newInstall = persisted.newInstall;
-  state.useIdfv = (persisted.newInstall && ZVStore::setDbStateWithKey("use_idfv", "YES")) || persisted.useIdfv;
-  if (state.useIdfv) ZVLogger::d(0, "Using idfv as user_id.");
+  state().session.isFirstOfInstallation = persisted.newInstall;
+  Identity& identity = state().identity;
+  identity.preferIdfv((persisted.newInstall && ZVStore::setDbStateWithKey("use_idfv", "YES")) || persisted.useIdfv);
+  if (identity.prefersIdfv()) ZVLogger::d(0, "Using idfv as user_id.");
 }
 
 void adoptCounter(std::optional<std::int64_t>& counter, std::int64_t persisted, void (*persist)(ZVText),
@@ -164,7 +129,7 @@ void adoptCounter(std::optional<std::int64_t>& counter, std::int64_t persisted, 
 }  // namespace
 
 bool ZVState::ensurePersistedStates() {
-  const std::optional<Persisted> persisted = isTVos() ? readUserDefaults() : readDatabase();
+  const std::optional<Persisted> persisted = platform().television ? readUserDefaults() : readDatabase();
   if (!persisted) {
     ZVLogger::w(0, "Could not read the persisted state from the event database");
     return false;
@@ -172,9 +137,8 @@ bool ZVState::ensurePersistedStates() {
   adoptRandomUserId();
   adoptDimensions(*persisted);
   adoptInstallation(*persisted);
-  ZVState& state = sharedInstance();
-  adoptCounter(state.sessionNum, persisted->sessionNum, ZVStore::persistStateSessionNumWithValue, "session_num");
-  adoptCounter(state.transactionNum, persisted->transactionNum, ZVStore::persistStateTransactionNumWithValue,
+  adoptCounter(state().session.number, persisted->sessionNum, ZVStore::persistStateSessionNumWithValue, "session_num");
+  adoptCounter(state().session.transactions, persisted->transactionNum, ZVStore::persistStateTransactionNumWithValue,
                "transaction_num");
   return true;
 }

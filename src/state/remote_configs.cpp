@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
+#include "state/Records.h"
 #include "values/Fields.h"
 #include "values/Text.h"
 
@@ -43,15 +43,41 @@ void addIfActive(ZVMap& configurations, const ZVMap& entry, double now) {
   ZVLogger::d(0, "configuration added: '{}' + '{}'.", shown(key), shown(value));
 }
 
-std::shared_ptr<ZVRemoteConfigsDelegate> currentDelegate() {
-  ZVState& state = ZVState::sharedInstance();
-  const std::scoped_lock lock(state.answersGuard);
-  return state.delegate.lock();
+// Absent where the configuration has no list: what is in force stays then.
+std::optional<ZVMap> activeEntries(const ZVMap& sdkConfig, double now) {
+  const ZVValue* configs = sdkConfig.find("configs");
+  const ZVValue::Array* entries = configs != nullptr ? configs->ifArray() : nullptr;
+  if (entries == nullptr) return std::nullopt;
+  ZVMap active;
+  for (const ZVValue& entry : *entries)
+    if (const ZVMap* fields = entry.ifMap()) addIfActive(active, *fields, now);
+  return active;
 }
 
-void tellDelegate() {
+}  // namespace
+
+void RemoteConfigs::adoptIds(const ZVMap& config) {
+  hash_ = textField(config, "configs_hash");
+  answers_.with([&](Answers& answers) {
+    answers.abId = textField(config, "ab_id");
+    answers.abVariantId = textField(config, "ab_variant_id");
+  });
+}
+
+void RemoteConfigs::populate(const ZVMap& sdkConfig, double now) {
+  auto active = activeEntries(sdkConfig, now);
+  const bool any = answers_.with([&](Answers& answers) {
+    if (active) answers.configurations.swap(active);
+    return answers.configurations && !answers.configurations->empty();
+  });
+  if (any) notifyDelegate();
+  isReady_ = true;
+}
+
+void RemoteConfigs::notifyDelegate() {
   try {
-    if (const auto delegate = currentDelegate()) delegate->onRemoteConfigsUpdated();
+    const auto delegate = answers_.with([](const Answers& answers) { return answers.delegate.lock(); });
+    if (delegate) delegate->onRemoteConfigsUpdated();
   } catch (const std::exception& failure) {
     ZVLogger::e(0, "The remote configurations' delegate failed: {}", failure.what());
   } catch (...) {
@@ -59,63 +85,45 @@ void tellDelegate() {
   }
 }
 
-}  // namespace
-
-void ZVState::adoptConfigIds(const ZVMap& config) {
-  ZVState& state = sharedInstance();
-  state.configsHash = textField(config, "configs_hash");
-  const std::scoped_lock lock(state.answersGuard);
-  state.abId = textField(config, "ab_id");
-  state.abVariantId = textField(config, "ab_variant_id");
-}
-
-void ZVState::populateConfigurations(const ZVMap& sdkConfig) {
-  ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.configurationsGuard);
-  const ZVValue* configs = sdkConfig.find("configs");
-  if (const ZVValue::Array* entries = configs != nullptr ? configs->ifArray() : nullptr) {
-    state.configurations.emplace();
-    const double now = getClientTsAdjustedWithServertimeOffset();
-    for (const ZVValue& entry : *entries)
-      if (const ZVMap* fields = entry.ifMap()) addIfActive(*state.configurations, *fields, now);
-  }
-  if (state.configurations && !state.configurations->empty()) tellDelegate();
-  state.remoteConfigsIsReady = true;
-}
-
-std::optional<std::string> ZVState::getConfigurationStringValue(ZVText key, ZVText defaultValue) {
-  ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.configurationsGuard);
-  const ZVValue* value = state.configurations && key.present() ? state.configurations->find(key.view()) : nullptr;
-  if (value != nullptr) return describe(*value);
+std::optional<std::string> RemoteConfigs::text(ZVText key, ZVText defaultValue) {
+  auto found = answers_.with([&](const Answers& answers) {
+    const ZVValue* value = answers.configurations && key.present() ? answers.configurations->find(key.view()) : nullptr;
+    return value != nullptr ? std::optional(describe(*value)) : std::nullopt;
+  });
+  if (found) return found;
   ZVLogger::w(0, "Key '{}' has a NULL value. Returning defaultValue '{}'.", key, defaultValue);
   return defaultValue.copy();
 }
 
+std::optional<ZVMap> RemoteConfigs::all() {
+  return answers_.with([](const Answers& answers) { return answers.configurations; });
+}
+std::optional<std::string> RemoteConfigs::abId() {
+  return answers_.with([](const Answers& answers) { return answers.abId; });
+}
+std::optional<std::string> RemoteConfigs::abVariantId() {
+  return answers_.with([](const Answers& answers) { return answers.abVariantId; });
+}
+void RemoteConfigs::setDelegate(std::weak_ptr<ZVRemoteConfigsDelegate> delegate) {
+  answers_.with([&](Answers& answers) { answers.delegate.swap(delegate); });
+}
+
+void ZVState::adoptConfigIds(const ZVMap& config) { state().remoteConfigs.adoptIds(config); }
+void ZVState::populateConfigurations(const ZVMap& sdkConfig) {
+  state().remoteConfigs.populate(sdkConfig, getClientTsAdjustedWithServertimeOffset());
+}
+std::optional<std::string> ZVState::getConfigurationStringValue(ZVText key, ZVText defaultValue) {
+  return state().remoteConfigs.text(key, defaultValue);
+}
 std::string ZVState::getConfigurationsContentAsString() {
-  ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.configurationsGuard);
-  return state.configurations ? describe(*state.configurations) : "(null)";
+  const auto all = state().remoteConfigs.all();
+  return all ? describe(*all) : "(null)";
 }
-
-bool ZVState::isRemoteConfigsReady() { return sharedInstance().remoteConfigsIsReady; }
-
+bool ZVState::isRemoteConfigsReady() { return state().remoteConfigs.isReady(); }
 void ZVState::setRemoteConfigsDelegate(std::weak_ptr<ZVRemoteConfigsDelegate> delegate) {
-  ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.answersGuard);
-  state.delegate = std::move(delegate);
+  state().remoteConfigs.setDelegate(std::move(delegate));
 }
-
-std::optional<std::string> ZVState::getABTestingId() {
-  ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.answersGuard);
-  return state.abId;
-}
-
-std::optional<std::string> ZVState::getABTestingVariantId() {
-  ZVState& state = sharedInstance();
-  const std::scoped_lock lock(state.answersGuard);
-  return state.abVariantId;
-}
+std::optional<std::string> ZVState::getABTestingId() { return state().remoteConfigs.abId(); }
+std::optional<std::string> ZVState::getABTestingVariantId() { return state().remoteConfigs.abVariantId(); }
 
 }  // namespace zorvane

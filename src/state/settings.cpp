@@ -2,81 +2,77 @@
 
 #include "device/ZVDevice.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
+#include "state/Records.h"
 #include "values/Counter.h"
 
 namespace zorvane {
 
 namespace {
+
 constexpr std::string_view kSdkName = "ios";
 constexpr std::string_view kSdkVersion = "4.6.7";
+
+Configuration& configuration() { return state().configuration; }
+Session& session() { return state().session; }
+
 }  // namespace
 
-void ZVState::setSdkWrapperVersion(ZVText version) { sharedInstance().sdkWrapperVersion = version.copy(); }
-void ZVState::setEngineVersion(ZVText version) { sharedInstance().engineVersion = version.copy(); }
-void ZVState::setManualSessionHandling(bool enabled) { sharedInstance().manualSessionHandling = enabled; }
-void ZVState::setEnableErrorReporting(bool enabled) { sharedInstance().useErrorReporting = enabled; }
-void ZVState::setEnableEventSubmission(bool enabled) { sharedInstance().eventSubmissionEnabled = enabled; }
-void ZVState::setInitialized() { sharedInstance().initialized = true; }
-
-void ZVState::setSDKPausedFlag(bool paused) {
-  sharedInstance().sdkPaused = paused;
-  sharedInstance().pausedOnQueue = paused;
-}
+void ZVState::setSdkWrapperVersion(ZVText version) { configuration().versions.sdkWrapper = version.copy(); }
+void ZVState::setEngineVersion(ZVText version) { configuration().versions.engine = version.copy(); }
+void ZVState::setManualSessionHandling(bool enabled) { configuration().switches.manualSessionHandling = enabled; }
+void ZVState::setEnableErrorReporting(bool enabled) { configuration().switches.errorReporting = enabled; }
+void ZVState::setEnableEventSubmission(bool enabled) { configuration().switches.eventSubmission = enabled; }
+void ZVState::setInitialized() { session().setInitialized(); }
+void ZVState::setSDKPausedFlag(bool paused) { session().setPaused(paused); }
 
 void ZVState::setBuild(ZVText build) {
-  sharedInstance().build = build.copy();
+  configuration().versions.build = build.copy();
   ZVLogger::i(0, "Set build version: {}", build);
 }
 
 void ZVState::setCustomUserId(ZVText userId) {
-  sharedInstance().customUserId = userId.copy();
+  state().identity.setCustom(userId);
   ZVLogger::i(0, "Set custom user_id: {}", userId);
 }
 
 void ZVState::setAutoDetectAppVersion(bool enabled) {
-  sharedInstance().autoDetectAppVersion = enabled;
+  configuration().versions.autoDetectBuild = enabled;
   ZVLogger::i(0, "{} auto detect app version for build field", enabled ? "Enabled" : "Disabled");
 }
 
 void ZVState::setKeysWithGameKey(ZVText gameKey, ZVText gameSecret) {
-  sharedInstance().gameKey = gameKey.copy();
-  sharedInstance().gameSecret = gameSecret.copy();
+  configuration().keys = {std::string(gameKey.view()), std::string(gameSecret.view())};
 }
 
-std::string ZVState::getGameKey() { return sharedInstance().gameKey.value_or(""); }
-std::string ZVState::getGameSecret() { return sharedInstance().gameSecret.value_or(""); }
-std::string ZVState::getBuild() { return sharedInstance().build.value_or(""); }
-std::string ZVState::getIdfa() { return sharedInstance().idfa.value_or(""); }
-std::string ZVState::getIdfv() { return sharedInstance().idfv.value_or(""); }
-std::int64_t ZVState::getSessionNum() { return sharedInstance().sessionNum.value_or(0); }
-std::int64_t ZVState::getTransactionNum() { return sharedInstance().transactionNum.value_or(0); }
-std::optional<std::string> ZVState::getEngineVersion() { return sharedInstance().engineVersion; }
-
-const ZVMap& ZVState::getSdkConfig() {
-  const ZVState& state = sharedInstance();
-  if (state.sdkConfig) return *state.sdkConfig;
-  return state.sdkConfigCached ? *state.sdkConfigCached : state.sdkConfigDefault;
-}
+std::string ZVState::getGameKey() { return configuration().keys.game; }
+std::string ZVState::getGameSecret() { return configuration().keys.secret; }
+std::string ZVState::getBuild() { return configuration().versions.build.value_or(""); }
+std::string ZVState::getIdfa() { return state().identity.idfa(); }
+std::string ZVState::getIdfv() { return state().identity.idfv(); }
+std::int64_t ZVState::getSessionNum() { return session().number.value_or(0); }
+std::int64_t ZVState::getTransactionNum() { return session().transactions.value_or(0); }
+std::optional<std::string> ZVState::getEngineVersion() { return configuration().versions.engine; }
+const ZVMap& ZVState::getSdkConfig() { return state().sdkConfig.inForce(); }
 
 std::string ZVState::getSdkVersion() {
-  const ZVState& state = sharedInstance();
-  return state.sdkWrapperVersion ? *state.sdkWrapperVersion : fmt::format("{} {}", kSdkName, kSdkVersion);
+  const auto& wrapper = configuration().versions.sdkWrapper;
+  return wrapper ? *wrapper : fmt::format("{} {}", kSdkName, kSdkVersion);
 }
 
-bool ZVState::isEnabled() { return sharedInstance().initAuthorized; }
-bool ZVState::isInitialized() { return sharedInstance().initialized; }
-bool ZVState::isTVos() { return sharedInstance().tvOs; }
-bool ZVState::isManualSessionHandling() { return sharedInstance().manualSessionHandling; }
-bool ZVState::isSDKPaused() { return sharedInstance().pausedOnQueue; }
-bool ZVState::isAutoDetectAppVersionEnabled() { return sharedInstance().autoDetectAppVersion; }
+bool ZVState::isEnabled() { return session().isEnabled(); }
+bool ZVState::isInitialized() { return session().isInitialized(); }
+bool ZVState::isManualSessionHandling() { return configuration().switches.manualSessionHandling; }
+bool ZVState::isErrorReportingEnabled() noexcept { return configuration().switches.errorReporting; }
+bool ZVState::isEventSubmissionEnabled() noexcept { return configuration().switches.eventSubmission; }
+bool ZVState::isSDKPaused() { return session().isPaused(); }
+bool ZVState::isAutoDetectAppVersionEnabled() { return configuration().versions.autoDetectBuild; }
 
 bool ZVState::hasConnection() {
   const std::string connection = ZVDevice::connectionType();
   return connection == "wwan" || connection == "wifi";
 }
 
-void ZVState::incrementSessionNum() { sharedInstance().sessionNum = successor(getSessionNum()); }
-void ZVState::incrementTransactionNum() { sharedInstance().transactionNum = successor(getTransactionNum()); }
+void ZVState::incrementSessionNum() { session().number = successor(getSessionNum()); }
+void ZVState::incrementTransactionNum() { session().transactions = successor(getTransactionNum()); }
 
 }  // namespace zorvane

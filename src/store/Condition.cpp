@@ -3,15 +3,15 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <chrono>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "store/Connection.h"
+#include "store/Repeat.h"
 #include "store/Tables.h"
+#include "store/ZVStore.h"
 
 namespace zorvane {
 
@@ -21,8 +21,6 @@ using Kind = Condition::Kind;
 
 // Ten times what the limits of the library let the file become; a check takes some milliseconds a megabyte.
 constexpr std::int64_t kLargestChecked = std::int64_t{64} << 20;
-constexpr int kTries = 3;
-constexpr auto kBetweenTries = std::chrono::milliseconds(20);
 
 Kind kindOf(int code) {
   switch (code & 0xFF) {
@@ -68,16 +66,9 @@ Condition checkFile() {
   return found;
 }
 
-// Repeats what failed for a reason that may pass.
 template <class Work>
-Condition repeated(Work work) {
-  Condition condition;
-  for (int left = kTries; left > 0; --left) {
-    condition = work();
-    if (condition.kind != Kind::unusable) break;
-    std::this_thread::sleep_for(kBetweenTries);
-  }
-  return condition;
+Condition tried(Work work) {
+  return repeated(work, [](const Condition& condition) { return condition.kind == Kind::unusable; });
 }
 
 Condition make(const Table& table) {
@@ -102,7 +93,7 @@ bool insertProbe(Connection& connection, const Table& table) {
 
 // A row in each table that is written and taken back. What may pass is no reason to do without the database.
 Condition write() {
-  Connection connection;
+  Connection connection(*ZVStore::sharedInstance().database);
   Condition result;
   connection.inTransaction([&] {
     for (const Table& table : kTables) {
@@ -116,8 +107,8 @@ Condition write() {
 }
 
 Condition makeAndRead(const Table& table) {
-  if (Condition made = repeated([&] { return make(table); }); made.kind != Kind::good) return made;
-  return repeated([&] { return read(table); });
+  if (Condition made = tried([&] { return make(table); }); made.kind != Kind::good) return made;
+  return tried([&] { return read(table); });
 }
 
 }  // namespace

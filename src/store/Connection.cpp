@@ -5,10 +5,11 @@
 #include <memory>
 #include <utility>
 
+#include "runtime/CrashHandling.h"
 #include "runtime/SdkErrorReporter.h"
 #include "runtime/ZVLogger.h"
 #include "runtime/ZVThreading.h"
-#include "state/ZVState.h"
+#include "store/Database.h"
 #include "store/Reserve.h"
 
 namespace zorvane {
@@ -25,7 +26,7 @@ bool execute(sqlite3* database, const char* sql) {
 }
 
 bool isQueryAllowed() {
-  if (ZVState::sharedInstance().isHandlingUncaughtException || ZVThreading::isZVThread()) return true;
+  if (CrashHandling::isUnderWay() || ZVThreading::isZVThread()) return true;
   ZVLogger::d(0, "Trying to execute query on non-ZVThread");
   return false;
 }
@@ -33,14 +34,14 @@ bool isQueryAllowed() {
 // Recursive; null where there is no connection.
 sqlite3_mutex* mutexOf(sqlite3* database) { return database != nullptr ? sqlite3_db_mutex(database) : nullptr; }
 
-void bind(sqlite3_stmt* statement, const ZVStore::Parameters& parameters) {
+void bind(sqlite3_stmt* statement, const Parameters& parameters) {
   int index = 0;
   for (const std::string& text : parameters)
     sqlite3_bind_text64(statement, ++index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
-ZVStore::Row readRow(sqlite3_stmt* statement, int columns) {
-  ZVStore::Row row;
+Row readRow(sqlite3_stmt* statement, int columns) {
+  Row row;
   for (int column = 0; column < columns; ++column) {
     const char* name = sqlite3_column_name(statement, column);
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
@@ -50,39 +51,39 @@ ZVStore::Row readRow(sqlite3_stmt* statement, int columns) {
   return row;
 }
 
-ZVStore::Rows readRows(sqlite3_stmt* statement) {
-  ZVStore::Rows rows;
-  const int columns = sqlite3_column_count(statement);
-  while (sqlite3_step(statement) == SQLITE_ROW) rows.push_back(readRow(statement, columns));
-  return rows;
-}
-
 // Some errors, a full disk among them, have already rolled back by themselves.
 bool isTransactionOpen(sqlite3* database) { return sqlite3_get_autocommit(database) == 0; }
 
 }  // namespace
 
-Connection::Connection() : mayQuery_(isQueryAllowed()), database_(mayQuery_ ? ZVStore::getDatabase() : nullptr) {
+Connection::Connection(Database& database)
+    : mayQuery_(isQueryAllowed()), file_(database), database_(mayQuery_ ? database.handle.get() : nullptr) {
   sqlite3_mutex_enter(mutexOf(database_));
   // A transaction that is open here is one that a crash on this very thread has interrupted.
-  if (database_ != nullptr && ZVState::sharedInstance().isHandlingUncaughtException) rollBack();
+  if (database_ != nullptr && CrashHandling::isUnderWay()) rollBack();
 }
 
 Connection::~Connection() { sqlite3_mutex_leave(mutexOf(database_)); }
 
-std::optional<ZVStore::Rows> Connection::run(const std::string& sql, const ZVStore::Parameters& parameters) {
+bool Connection::read(const std::string& sql, const Parameters& parameters, const std::function<bool(Row)>& take) {
   sqlite3_stmt* handle = nullptr;
   const int prepared = sqlite3_prepare_v2(database_, sql.c_str(), -1, &handle, nullptr);
   Statement statement(handle);
-  if (prepared != SQLITE_OK) {
-    fail("PREPARE", SdkErrorAction::sqlPrepare);
-    return std::nullopt;
-  }
+  if (prepared != SQLITE_OK) return fail("PREPARE", SdkErrorAction::sqlPrepare);
   bind(statement.get(), parameters);
-  ZVStore::Rows rows = readRows(statement.get());
-  if (sqlite3_finalize(statement.release()) == SQLITE_OK) return rows;
-  fail("FINALIZE", std::nullopt);
-  return std::nullopt;
+  const int columns = sqlite3_column_count(handle);
+  while (sqlite3_step(handle) == SQLITE_ROW && take(readRow(handle, columns))) {
+  }
+  return sqlite3_finalize(statement.release()) == SQLITE_OK || fail("FINALIZE", std::nullopt);
+}
+
+std::optional<Rows> Connection::run(const std::string& sql, const Parameters& parameters) {
+  Rows rows;
+  const bool done = read(sql, parameters, [&](Row row) {
+    rows.push_back(std::move(row));
+    return true;
+  });
+  return done ? std::optional(std::move(rows)) : std::nullopt;
 }
 
 bool Connection::begin(Begin how) {
@@ -107,16 +108,15 @@ bool Connection::failedOfLock() const { return (failure_ & 0xFF) == SQLITE_BUSY;
 bool Connection::failedOfFullDisk() const { return (failure_ & 0xFF) == SQLITE_FULL; }
 
 bool Connection::foldLogBack(Reserve reserve) {
-  ZVStore& store = ZVStore::sharedInstance();
-  if (!std::exchange(store.fullDiskIsKnown, true))
+  if (!std::exchange(file_.fullDiskIsKnown, true))
     ZVLogger::w(0, "The disk is full. Events may be lost until what waits has been sent or there is room again.");
   const auto fold = [&] {
     return sqlite3_wal_checkpoint_v2(database_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr) == SQLITE_OK;
   };
   if (reserve == Reserve::kept) return fold();
-  store.reserveIsLent = true;
+  file_.reserveIsLent = true;
   bool folded = false;
-  while (lendReserve(store.dbPath) && !(folded = fold())) {
+  while (lendReserve(file_.path) && !(folded = fold())) {
   }
   return folded || fold();
 }

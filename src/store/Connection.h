@@ -5,18 +5,23 @@
 // Lifetime: that of one operation.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "store/ZVStore.h"
+#include "store/Row.h"
 #include "values/SdkError.h"
+
+struct sqlite3;
 
 namespace zorvane {
 
+struct Database;
+
 class Connection {
  public:
-  Connection();
+  explicit Connection(Database& database);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -24,8 +29,10 @@ class Connection {
   // False where queries may not run: off the work queue. The line that says so has been written.
   [[nodiscard]] bool mayQuery() const { return mayQuery_; }
 
+  // Hands out row after row until `take` wants no more. False: the statement failed.
+  bool read(const std::string& sql, const Parameters& parameters, const std::function<bool(Row)>& take);
   // Rows, possibly none; absent when the statement failed.
-  std::optional<ZVStore::Rows> run(const std::string& sql, const ZVStore::Parameters& parameters = {});
+  std::optional<Rows> run(const std::string& sql, const Parameters& parameters = {});
 
   // Runs `work` between BEGIN and COMMIT. When it returns false, nothing of it stays. Work that reads before it writes
   // has to have the write lock at once: what it read would be old where another process writes in between.
@@ -61,6 +68,7 @@ class Connection {
   bool fail(std::string_view step, std::optional<SdkErrorAction> action);
 
   const bool mayQuery_;
+  Database& file_;
   sqlite3* const database_;  // null where queries may not run
   int failure_ = 0;          // SQLite's code of what failed last
   std::string failureText_;

@@ -7,7 +7,7 @@
 #include "platform/FolderLock.h"
 #include "platform/Platform.h"
 #include "runtime/SharedInstance.h"
-#include "state/ZVState.h"
+#include "store/Database.h"
 
 namespace zorvane {
 
@@ -19,17 +19,17 @@ constexpr std::int64_t kMiB = std::int64_t{1024} * 1024;
 
 }  // namespace
 
-ZVStore::ZVStore() {
+ZVStore::ZVStore() : database(std::make_unique<Database>()) {
   // The television's storage may be wiped at any time, so there the database lives in memory.
-  const bool inMemory = ZVState::isTVos();
-  dbPath = inMemory ? "file::memory:" : applicationDataDirectory() + "/zorvane.sqlite";
+  const bool inMemory = platform().television;
+  database->path = inMemory ? "file::memory:" : applicationDataDirectory() + "/zorvane.sqlite";
   maxDbSizeBytesBeforeTrim = inMemory ? 2 * kMiB : 5 * kMiB;
   maxDbSizeBytes = inMemory ? 2 * kMiB + kMiB / 2 : 6 * kMiB;
 }
 
 ZVStore::~ZVStore() = default;
 
-void ZVStore::Closer::operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
+void Database::Closer::operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
 
 ZVStore& ZVStore::sharedInstance() { return shared.get(); }
 
@@ -37,17 +37,6 @@ std::unique_ptr<ZVStore> ZVStore::setSharedInstance(std::unique_ptr<ZVStore> ins
   return shared.exchange(std::move(instance));
 }
 
-sqlite3* ZVStore::getDatabase() { return sharedInstance().database.get(); }
-
-const std::string* ZVStore::Row::find(std::string_view column) const {
-  for (const auto& [name, text] : columns_)
-    if (name == column) return &text;
-  return nullptr;
-}
-
-std::string ZVStore::Row::textOf(std::string_view column) const {
-  const std::string* text = find(column);
-  return text != nullptr ? *text : std::string();
-}
+sqlite3* ZVStore::getDatabase() { return sharedInstance().database->handle.get(); }
 
 }  // namespace zorvane

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,29 +16,21 @@
 
 #include <zorvane/ZVTypes.h>
 
+#include "store/Row.h"
 #include "values/Counter.h"
 
 struct sqlite3;
 
 namespace zorvane {
 
+struct Database;
 class FolderLock;
 
 class ZVStore {
  public:
-  // A row: column names to text. A column that is NULL is absent from it.
-  class Row {
-   public:
-    void set(std::string column, std::string text) { columns_.emplace_back(std::move(column), std::move(text)); }
-    [[nodiscard]] const std::string* find(std::string_view column) const;
-    [[nodiscard]] std::string textOf(std::string_view column) const;  // "" when it is absent
-    [[nodiscard]] std::size_t size() const { return columns_.size(); }
-
-   private:
-    std::vector<std::pair<std::string, std::string>> columns_;
-  };
-  using Rows = std::vector<Row>;
-  using Parameters = std::vector<std::string>;  // every value is bound as text
+  using Row = zorvane::Row;
+  using Rows = zorvane::Rows;
+  using Parameters = zorvane::Parameters;
   // Rows or an error message.
   using Callback = std::function<void(std::optional<Rows> rows, std::optional<std::string> error)>;
 
@@ -81,6 +74,8 @@ class ZVStore {
   // In one transaction, so a kill leaves all of it or nothing. A snapshot that can't be stored doesn't cost the event.
   static bool recordEvent(const Event& event, const SessionChange& change, const std::optional<Counter>& counter = {});
   static void keepSnapshot(const Snapshot& snapshot);
+  // Whether an event waits whose record has `text` in it. Absent: the database didn't say.
+  static std::optional<bool> holdsEventWith(const std::string& text);
   static void forgetEndedSessions();  // the snapshots of those whose end waits
   struct OpenSession {
     std::string sessionId;
@@ -93,15 +88,31 @@ class ZVStore {
   // What one request takes: batches.cpp.
   static constexpr std::size_t kMaxBatchRows = 500;                      // and the rest of the last one's second
   static constexpr std::int64_t kMaxBatchBytes = std::int64_t{4} << 20;  // of JSON, unless one record is larger
-  // Marks the oldest waiting events, of one category or all, and returns their column "event". None: nothing waits,
-  // or it can't be read. Absent: the rows could not be marked.
-  static std::optional<Rows> takeBatch(const std::string& requestId, ZVText category);
-  static void giveBatchBack(const std::string& requestId);
-  static void removeBatch(const std::string& requestId);
-  static void giveAllBatchesBack();
+  struct Batch {
+    std::vector<std::string> records;    // JSON
+    std::vector<std::string> rows;       // their numbers
+    std::string dataVersion;             // while it is the same, the numbers are
+    std::shared_ptr<const void> sender;  // no other process sends while this lives
+  };
+  // The oldest waiting events, of one category or all. None: nothing waits, or it can't be read. Absent: now is no time
+  // to send. A batch that goes without being removed waits as it did.
+  static std::optional<Batch> takeBatch(ZVText category);
+  static void removeBatch(Batch batch);
+  static void giveAllBatchesBack();  // that an older version marked
+  // What is known of the waiting events, so that a run needn't look at all of them.
+  struct Stock {
+    std::string dataVersion;  // changes when another process changes the database
+    std::string latest;       // timestamp
+    bool inOrder = false;     // of their timestamps, and none marked
+  };
+  static void takeStock();
+  static bool isStockKnown();
 
   // Persisted state: persisted_state.cpp. An absent value deletes the key.
   static bool setDbStateWithKey(const std::string& key, ZVText value);
+  using KeyValues = std::map<std::string, std::string, std::less<>>;
+  static std::optional<KeyValues> readDbState();           // absent: it can't be read
+  static std::optional<KeyValues> readProgressionTries();  // by progression, in decimal
   static void setUserDefaultsStateWithKey(const std::string& key, ZVText value);
   static void persistStateDimension01WithValue(ZVText value);
   static void persistStateDimension02WithValue(ZVText value);
@@ -113,18 +124,14 @@ class ZVStore {
   static void persistProgressionTries(ZVText tries, ZVText progressionId);
   static void clearStoredProgressionTriesForProgressionId(ZVText progressionId);
 
-  struct Closer {
-    void operator()(sqlite3* handle) const noexcept;
-  };
   std::unique_ptr<FolderLock> folderLock;  // shared while the database is open
-  std::unique_ptr<sqlite3, Closer> database;
+  const std::unique_ptr<Database> database;
   bool dbReady = false;
   bool tableReady = false;
-  bool fullDiskIsKnown = false;       // and has been warned of
-  bool lossIsKnown = false;           // the same of an event that could not be stored
-  bool reserveIsLent = false;         // in part or whole, until the run of the queue is over
+  bool lossIsKnown = false;  // of an event that could not be stored, and has been warned of
+  Stock stock;
+  std::optional<Batch> sentBefore;    // which couldn't be removed
   std::optional<std::string> damage;  // what was wrong with a database that was replaced, until it is reported
-  std::string dbPath;
   std::int64_t maxDbSizeBytesBeforeTrim;
   std::int64_t maxDbSizeBytes;
 };

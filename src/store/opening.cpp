@@ -9,11 +9,12 @@
 #include <utility>
 
 #include "platform/FolderLock.h"
+#include "platform/Platform.h"
 #include "runtime/SdkErrorReporter.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
 #include "store/Condition.h"
 #include "store/Damage.h"
+#include "store/Database.h"
 #include "store/Reserve.h"
 #include "store/Tables.h"
 #include "store/ZVStore.h"
@@ -29,6 +30,7 @@ constexpr auto kSettings = std::to_array<const char*>({
     "PRAGMA journal_size_limit = 1048576",  // what one large transaction took is given back
 });
 constexpr int kBusyMilliseconds = 3000;  // another process of the same game may be writing
+constexpr std::size_t kTrimmedSessions = 3;
 constexpr auto kLockLimit = std::chrono::milliseconds(kBusyMilliseconds);
 
 void reportTrouble(std::string reason) {
@@ -39,25 +41,24 @@ void reportTrouble(std::string reason) {
 }
 
 bool open(ZVStore& store) {
-  const bool inMemory = ZVState::isTVos();  // there the path is a URI, which only these flags make SQLite read
+  const bool inMemory = platform().television;  // there the path is a URI, which only these flags make SQLite read
   sqlite3* handle = nullptr;
-  const int result = inMemory ? sqlite3_open_v2(store.dbPath.c_str(), &handle,
+  const int result = inMemory ? sqlite3_open_v2(store.database->path.c_str(), &handle,
                                                 SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI, nullptr)
-                              : sqlite3_open(store.dbPath.c_str(), &handle);
-  store.database.reset(handle);  // a failed open still yields a handle
+                              : sqlite3_open(store.database->path.c_str(), &handle);
+  store.database->handle.reset(handle);  // a failed open still yields a handle
   store.dbReady = result == SQLITE_OK;
   if (store.dbReady) {
-    ZVLogger::d(0, "Database opened: {}", store.dbPath);
+    ZVLogger::d(0, "Database opened: {}", store.database->path);
     return true;
   }
-  ZVLogger::d(0, "Could not open database: {}", store.dbPath);
+  ZVLogger::d(0, "Could not open database: {}", store.database->path);
   reportTrouble("openDatabaseResult: " + std::to_string(result));
   return false;
 }
 
 void configure(sqlite3* database) {
   sqlite3_busy_timeout(database, kBusyMilliseconds);
-  sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);  // trimming quotes session ids doubly
   // One by one: a log that can't be had (another process is at it) must not cost the other settings.
   for (const char* setting : kSettings) sqlite3_exec(database, setting, nullptr, nullptr, nullptr);
 }
@@ -70,20 +71,11 @@ void dropTables() {
   ZVStore::vacuum();
 }
 
-std::string joinedSessionIds(const ZVStore::Rows& rows) {
-  std::string joined;
-  for (std::string_view separator; const ZVStore::Row& row : rows) {
-    joined += std::exchange(separator, "\",\"");
-    for (const char character : row.textOf("session_id")) joined.append(character == '"' ? 2 : 1, character);
-  }
-  return joined;
-}
-
 // Opens again what another process, or this one, may have put in the place of what was open.
 Condition reopened(ZVStore& store) {
-  store.database.reset();
+  store.database->handle.reset();
   if (!open(store)) return {Condition::Kind::unusable, "it can't be opened", {}};
-  configure(store.database.get());
+  configure(store.database->handle.get());
   return conditionOfDatabase();
 }
 
@@ -91,7 +83,7 @@ Condition reopened(ZVStore& store) {
 // locked nobody replaces one.
 bool shareFolder(ZVStore& store) {
   if (store.folderLock->share(kLockLimit) != FolderLock::Outcome::busy) return true;
-  ZVLogger::w(0, "Another process is replacing the event database: {}", store.dbPath);
+  ZVLogger::w(0, "Another process is replacing the event database: {}", store.database->path);
   return false;
 }
 
@@ -102,12 +94,12 @@ Condition replaced(ZVStore& store) {
   Condition condition = reopened(store);  // another process may have been quicker
   if (condition.kind == Condition::Kind::damaged && alone) {
     if (!condition.table.empty()) ZVLogger::d(0, "{}", condition.table);
-    store.database.reset();
-    lendReserve(store.dbPath);
-    if (const auto rows = replaceDamaged(store.dbPath)) {
+    store.database->handle.reset();
+    lendReserve(store.database->path);
+    if (const auto rows = replaceDamaged(store.database->path)) {
       store.damage = condition.reason;
       ZVLogger::w(0, "The event database is damaged ({}). It is kept as {}, and {} rows of it could be read.",
-                  condition.reason, damagedPath(store.dbPath), *rows);
+                  condition.reason, damagedPath(store.database->path), *rows);
       condition = reopened(store);
     }
   }
@@ -132,18 +124,18 @@ bool isGood(const Condition& condition, const std::string& path) {
 
 bool ZVStore::ensureDatabase(bool drop) {
   ZVStore& store = sharedInstance();
-  store.folderLock = std::make_unique<FolderLock>(std::filesystem::path(store.dbPath).parent_path().string());
+  store.folderLock = std::make_unique<FolderLock>(std::filesystem::path(store.database->path).parent_path().string());
   if (!shareFolder(store) || !open(store)) return false;
-  configure(store.database.get());
+  configure(store.database->handle.get());
   if (drop) dropTables();
   Condition condition = conditionOfDatabase();
   if (condition.kind == Condition::Kind::damaged) condition = replaced(store);
-  if (!isGood(condition, store.dbPath)) return false;
+  if (!isGood(condition, store.database->path)) return false;
   forgetEndedSessions();
   // A run that was killed may have left the file larger than what it holds.
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
   trimEventTable();
-  makeReserve(store.dbPath);
+  makeReserve(store.database->path);
   store.tableReady = true;
   ZVLogger::d(0, "Database tables ensured present");
   return true;
@@ -155,7 +147,10 @@ bool ZVStore::trimEventTable() {
   const auto oldest = executeQuerySyncWithSql(
       "SELECT session_id, Max(client_ts) FROM zv_events GROUP BY session_id ORDER BY client_ts LIMIT 3");
   if (!oldest || oldest->empty()) return false;
-  executeQuerySyncWithSql("DELETE FROM zv_events WHERE session_id IN (\"" + joinedSessionIds(*oldest) + "\");");
+  Parameters sessions;
+  for (const Row& row : *oldest) sessions.push_back(row.textOf("session_id"));
+  sessions.resize(kTrimmedSessions, sessions.front());
+  executeQuerySyncWithSql("DELETE FROM zv_events WHERE session_id IN (?, ?, ?);", sessions);
   ZVLogger::w(0, "Database too large when initializing. Deleting the oldest 3 sessions.");
   vacuum();
   return true;
@@ -163,7 +158,7 @@ bool ZVStore::trimEventTable() {
 
 std::int64_t ZVStore::getDbSize() {
   std::error_code failure;
-  const auto size = std::filesystem::file_size(sharedInstance().dbPath, failure);
+  const auto size = std::filesystem::file_size(sharedInstance().database->path, failure);
   return failure ? 0 : static_cast<std::int64_t>(size);
 }
 
@@ -176,17 +171,19 @@ void ZVStore::reportDamage() {
 // Vacuuming alone writes the smaller database into the log and leaves the file at its size, by which events are refused
 // and sessions deleted.
 void ZVStore::vacuum() {
-  executeQuerySyncWithSql("VACUUM");
-  giveRoomBack();
+  const auto free = executeQuerySyncWithSql("PRAGMA freelist_count");
+  const bool isWorthIt = !free || free->empty() || free->front().textOf("freelist_count") != "0";
+  if (isWorthIt) executeQuerySyncWithSql("VACUUM");
+  if (isWorthIt || sharedInstance().database->reserveIsLent) giveRoomBack();
 }
 
 void ZVStore::giveRoomBack() {
   executeQuerySyncWithSql("PRAGMA wal_checkpoint(TRUNCATE)");
   ZVStore& store = sharedInstance();
-  if (!std::exchange(store.reserveIsLent, false)) return;
+  if (!std::exchange(store.database->reserveIsLent, false)) return;
   const auto waiting = executeQuerySyncWithSql("SELECT 1 FROM zv_events LIMIT 1;");
-  if (waiting && waiting->empty()) makeReserve(store.dbPath);
-  else restoreReserve(store.dbPath);
+  if (waiting && waiting->empty()) makeReserve(store.database->path);
+  else restoreReserve(store.database->path);
 }
 
 bool ZVStore::isDbTooLargeForEvents() { return getDbSize() > sharedInstance().maxDbSizeBytes; }

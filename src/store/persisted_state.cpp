@@ -1,6 +1,6 @@
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
+#include "store/Repeat.h"
 #include "store/ZVStore.h"
 
 namespace zorvane {
@@ -9,11 +9,28 @@ namespace {
 
 // The television keeps its state in the user defaults, for its database doesn't outlive the process.
 void persist(const char* key, ZVText value) {
-  if (ZVState::isTVos()) ZVStore::setUserDefaultsStateWithKey(key, value);
+  if (platform().television) ZVStore::setUserDefaultsStateWithKey(key, value);
   else ZVStore::setDbStateWithKey(key, value);
 }
 
+// A read that fails for once must not pass for a new installation, whose sessions are counted from 1.
+std::optional<ZVStore::KeyValues> read(const std::string& sql, std::string_view key, std::string_view value) {
+  const auto rows = repeated([&] { return ZVStore::executeQuerySyncWithSql(sql); },
+                             [](const auto& result) { return !result.has_value(); });
+  if (!rows) return std::nullopt;
+  ZVStore::KeyValues values;
+  for (const ZVStore::Row& row : *rows)
+    if (row.find(key) != nullptr && row.find(value) != nullptr)
+      values.insert_or_assign(*row.find(key), *row.find(value));
+  return values;
+}
+
 }  // namespace
+
+std::optional<ZVStore::KeyValues> ZVStore::readDbState() { return read("SELECT * FROM zv_state;", "key", "value"); }
+std::optional<ZVStore::KeyValues> ZVStore::readProgressionTries() {
+  return read("SELECT * FROM zv_progression;", "progression", "tries");
+}
 
 bool ZVStore::setDbStateWithKey(const std::string& key, ZVText value) {
   if (!value.present()) return executeQuerySyncWithSql("DELETE FROM zv_state WHERE key = ?;", {key}).has_value();
@@ -34,7 +51,7 @@ void ZVStore::persistStateSessionNumWithValue(ZVText value) { persist("session_n
 void ZVStore::persistStateTransactionNumWithValue(ZVText value) { persist("transaction_num", value); }
 
 void ZVStore::persistStateCachedConfigWithValue(ZVText value) {
-  if (ZVState::isTVos()) ZVLogger::d(0, "Trying to cache config init data on TVos - cannot. Skipping.");
+  if (platform().television) ZVLogger::d(0, "Trying to cache config init data on TVos - cannot. Skipping.");
   else setDbStateWithKey("sdk_config_cached", value);
 }
 
@@ -44,7 +61,7 @@ void ZVStore::persistStateRandomUserId(ZVText value) {
 }
 
 void ZVStore::persistProgressionTries(ZVText tries, ZVText progressionId) {
-  if (ZVState::isTVos()) {
+  if (platform().television) {
     ZVLogger::d(0, "Trying to persistProgressionTries on TVos - cannot. Skipping.");
     return;
   }
@@ -53,7 +70,7 @@ void ZVStore::persistProgressionTries(ZVText tries, ZVText progressionId) {
 }
 
 void ZVStore::clearStoredProgressionTriesForProgressionId(ZVText progressionId) {
-  if (ZVState::isTVos()) {
+  if (platform().television) {
     ZVLogger::d(0, "Trying to clearStoredProgressionTriesForProgressionId on TVos - cannot. Skipping.");
     return;
   }

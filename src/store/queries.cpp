@@ -7,6 +7,7 @@
 
 #include "runtime/ZVThreading.h"
 #include "store/Connection.h"
+#include "store/ZVStore.h"
 
 namespace zorvane {
 
@@ -22,14 +23,16 @@ bool changesData(const std::string& sql) {
 
 std::optional<ZVStore::Rows> ZVStore::executeQuerySyncWithSql(const std::string& sql, const Parameters& parameters,
                                                               bool useTransaction) {
-  Connection connection;
+  Connection connection(*ZVStore::sharedInstance().database);
   if (!connection.mayQuery()) return std::nullopt;
   std::optional<Rows> rows;
   const auto run = [&] {
     rows = connection.run(sql, parameters);
     return rows.has_value();
   };
-  const bool transaction = useTransaction || changesData(sql);
+  const bool changes = changesData(sql);
+  if (changes && sql.find("zv_events") != std::string::npos) sharedInstance().stock = {};
+  const bool transaction = useTransaction || changes;
   const bool done = connection.makingRoom(Connection::Reserve::kept,
                                           [&] { return transaction ? connection.inTransaction(run) : run(); });
   return done ? std::move(rows) : std::nullopt;

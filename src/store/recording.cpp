@@ -1,9 +1,11 @@
 #include <string>
 #include <utility>
 
+#include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
 #include "store/Connection.h"
+#include "store/Database.h"
+#include "store/ZVStore.h"
 
 namespace zorvane {
 
@@ -44,21 +46,30 @@ bool write(Connection& connection, const ZVStore::Event& event, const ZVStore::S
 // Once: what keeps one event from being stored will keep others. A full disk has a line of its own.
 void warnOfLoss(const Connection& connection) {
   ZVStore& store = ZVStore::sharedInstance();
-  if (std::exchange(store.lossIsKnown, true) || store.fullDiskIsKnown) return;
+  if (std::exchange(store.lossIsKnown, true) || store.database->fullDiskIsKnown) return;
   ZVLogger::w(0, "An event could not be stored, and others may be lost as well: {}", connection.failure());
+}
+
+void keepStock(ZVStore::Stock& stock, const std::string& clientTs) {
+  if (clientTs < stock.latest) stock = {};
+  else stock.latest = clientTs;
 }
 
 }  // namespace
 
 bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const std::optional<Counter>& counter) {
-  const bool counterIsElsewhere = ZVState::isTVos() && counter.has_value();
+  const bool counterIsElsewhere = platform().television && counter.has_value();
   if (counterIsElsewhere) setUserDefaultsStateWithKey(counter->key, counter->value);
   const std::optional<Counter> stored = counterIsElsewhere ? std::nullopt : counter;
 
-  Connection connection;
+  Connection connection(*ZVStore::sharedInstance().database);
   if (!connection.mayQuery()) return false;
-  if (connection.makingRoom(Connection::Reserve::kept, [&] { return write(connection, event, change, stored); }))
+  Stock& stock = sharedInstance().stock;
+  if (connection.makingRoom(Connection::Reserve::kept, [&] { return write(connection, event, change, stored); })) {
+    keepStock(stock, event.clientTs);
     return true;
+  }
+  stock = {};                       // the session may be one whose snapshot or end is missing
   if (connection.failedOfLock()) {  // and would wait for it again
     warnOfLoss(connection);
     return false;
@@ -76,8 +87,14 @@ void ZVStore::keepSnapshot(const Snapshot& snapshot) {
                           {snapshot.sessionId, snapshot.sessionStart, snapshot.json});
 }
 
+std::optional<bool> ZVStore::holdsEventWith(const std::string& text) {
+  const auto rows = executeQuerySyncWithSql("SELECT status FROM zv_events WHERE instr(event, ?) > 0 LIMIT 1;", {text});
+  return rows ? std::optional(!rows->empty()) : std::nullopt;
+}
+
 // A version that took two steps may have been killed between them.
 void ZVStore::forgetEndedSessions() {
+  if (isStockKnown()) return;
   const std::string ended =
       " FROM zv_session WHERE session_id IN "
       "(SELECT session_id FROM zv_events WHERE category = 'session_end')";
@@ -94,6 +111,7 @@ std::vector<ZVStore::OpenSession> ZVStore::sessionsWithoutEnd(const std::string&
           {row.textOf("session_id"), row.textOf("timestamp"), row.textOf("last_ts"), row.textOf("event")});
   };
   add("SELECT session_id, timestamp, event FROM zv_session WHERE session_id != ?;");
+  if (isStockKnown()) return sessions;
   // No snapshot could be stored with the start: the start stands in for it, as of the session's latest event.
   add("SELECT session_id, client_ts AS timestamp, event, (SELECT Max(CAST(client_ts AS INTEGER)) FROM zv_events AS its "
       "WHERE its.session_id = zv_events.session_id) AS last_ts FROM zv_events WHERE category = 'user' "

@@ -46,11 +46,6 @@ class ZVValidator {
   static bool validateArrayOfStringsWithArray(const TextList& array, std::size_t maxCount, std::size_t maxStringLength,
                                               bool allowNoValues, ZVText tag);
 
-  // Empty, or one of the values that the game allows.
-  static bool validateDimension01(ZVText value);
-  static bool validateDimension02(ZVText value);
-  static bool validateDimension03(ZVText value);
-
   static bool validateEventPartCharacters(ZVText part);
   static bool validateCurrency(ZVText currency);
   static bool validateAdNetworkName(ZVText name);
@@ -63,9 +58,12 @@ class ZVValidator {
   static std::optional<ValidationResult> validateBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
                                                                            ZVText cartType, ZVText itemType,
                                                                            ZVText itemId);
+  // `currencies`, `itemTypes`: those that the game declared.
   static std::optional<ValidationResult> validateResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency,
                                                                            std::optional<double> amount,
-                                                                           ZVText itemType, ZVText itemId);
+                                                                           ZVText itemType, ZVText itemId,
+                                                                           const ZVTextList& currencies,
+                                                                           const ZVTextList& itemTypes);
   static std::optional<ValidationResult> validateProgressionEventWithProgressionStatus(ZVProgressionStatus status,
                                                                                        ZVText progression01,
                                                                                        ZVText progression02,

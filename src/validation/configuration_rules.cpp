@@ -1,6 +1,5 @@
 #include "codecs/patterns.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
 
@@ -135,16 +134,6 @@ bool ZVValidator::validateArrayOfStringsWithArray(const TextList& array, std::si
   for (const std::string& element : *array)
     if (!isListable(element, maxStringLength, name)) return false;
   return true;
-}
-
-bool ZVValidator::validateDimension01(ZVText value) {
-  return value.empty() || ZVState::hasAvailableCustomDimensions01(value);
-}
-bool ZVValidator::validateDimension02(ZVText value) {
-  return value.empty() || ZVState::hasAvailableCustomDimensions02(value);
-}
-bool ZVValidator::validateDimension03(ZVText value) {
-  return value.empty() || ZVState::hasAvailableCustomDimensions03(value);
 }
 
 }  // namespace zorvane

@@ -5,12 +5,12 @@
 #include <string_view>
 
 #include "codecs/patterns.h"
-#include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
-#include "state/ZVState.h"
 #include "validation/ZVValidator.h"
+#include "values/EventWords.h"
 #include "values/SdkError.h"
 #include "values/Text.h"
+#include "values/TextLists.h"
 
 namespace zorvane {
 
@@ -25,8 +25,8 @@ constexpr std::string_view kEventIdCharactersPattern =
 
 using Message = fmt::format_string<const ZVText&>;
 
-// One thing that a text argument must pass. The message shows the text in place of its {}; without a message
-// the failure is silent.
+// One thing that a text argument must pass; null where a list that the game declared decides. The message shows the
+// text in place of its {}; without a message the failure is silent.
 struct TextCheck {
   bool (*passes)(ZVText);
   SdkErrorAction action;
@@ -76,10 +76,11 @@ constexpr auto kBusinessItemId = part(
 constexpr auto kResourceCurrency = std::to_array<TextCheck>({
     {isPresent, SdkErrorAction::stringEmptyOrNull, SdkErrorParameter::currency,
      "Validation fail - resource event - currency: Cannot be (null)"},
-    {ZVState::hasAvailableResourceCurrency, SdkErrorAction::notFoundInAvailableCurrencies, SdkErrorParameter::currency,
-     "Validation fail - resource event - currency: Not found in list of pre-defined available resource currencies. "
-     "String: {}"},
 });
+constexpr TextCheck kDeclaredCurrency{
+    nullptr, SdkErrorAction::notFoundInAvailableCurrencies, SdkErrorParameter::currency,
+    "Validation fail - resource event - currency: Not found in list of pre-defined available resource currencies. "
+    "String: {}"};
 constexpr auto kResourceItemType = std::to_array<TextCheck>({
     {isPresent, SdkErrorAction::stringEmptyOrNull, SdkErrorParameter::itemType,
      "Validation fail - resource event - itemType: Cannot be (null)"},
@@ -88,10 +89,11 @@ constexpr auto kResourceItemType = std::to_array<TextCheck>({
     {ZVValidator::validateEventPartCharacters, SdkErrorAction::invalidEventPartCharacters, SdkErrorParameter::itemType,
      "Validation fail - resource event - itemType: Cannot contain other characters than A-z, 0-9, -_., ()!?. String: "
      "{}"},
-    {ZVState::hasAvailableResourceItemType, SdkErrorAction::notFoundInAvailableItemTypes, SdkErrorParameter::itemType,
-     "Validation fail - resource event - itemType: Not found in list of pre-defined available resource itemTypes. "
-     "String: {}"},
 });
+constexpr TextCheck kDeclaredItemType{
+    nullptr, SdkErrorAction::notFoundInAvailableItemTypes, SdkErrorParameter::itemType,
+    "Validation fail - resource event - itemType: Not found in list of pre-defined available resource itemTypes. "
+    "String: {}"};
 constexpr auto kResourceItemId = part(
     SdkErrorParameter::itemId,
     "Validation fail - resource event - itemId: Cannot be (null), empty or above 64 characters. String: {}",
@@ -153,14 +155,17 @@ ValidationResult refuseBytes(SdkErrorArea area, SdkErrorParameter parameter, ZVT
   return failure(area, SdkErrorAction::invalidString, parameter, std::nullopt);
 }
 
+ValidationResult refuse(SdkErrorArea area, const ZVText& text, const TextCheck& check) {
+  if (fmt::string_view(check.message).size() > 0) ZVLogger::w(0, check.message, text);
+  return failure(area, check.action, check.parameter, text.copy());
+}
+
 // The first check that fails, argument by argument, logged.
 std::optional<ValidationResult> firstFailure(SdkErrorArea area, std::initializer_list<CheckedText> arguments) {
   for (const auto& [text, checks] : arguments) {
     for (const TextCheck& check : checks) {
       if (!isValidUtf8(text.view())) return refuseBytes(area, check.parameter, text);
-      if (check.passes(text)) continue;
-      if (fmt::string_view(check.message).size() > 0) ZVLogger::w(0, check.message, text);
-      return failure(area, check.action, check.parameter, text.copy());
+      if (!check.passes(text)) return refuse(area, text, check);
     }
   }
   return std::nullopt;
@@ -216,15 +221,15 @@ std::optional<ValidationResult> ZVValidator::validateBusinessEventWithCurrency(Z
                       {{cartType, kCartType}, {itemType, kBusinessItemType}, {itemId, kBusinessItemId}});
 }
 
-std::optional<ValidationResult> ZVValidator::validateResourceEventWithFlowType(ZVResourceFlowType flowType,
-                                                                               ZVText currency,
-                                                                               std::optional<double> amount,
-                                                                               ZVText itemType, ZVText itemId) {
-  if (!ZVEvents::resourceFlowTypeString(flowType)) {
+std::optional<ValidationResult> ZVValidator::validateResourceEventWithFlowType(
+    ZVResourceFlowType flowType, ZVText currency, std::optional<double> amount, ZVText itemType, ZVText itemId,
+    const ZVTextList& currencies, const ZVTextList& itemTypes) {
+  if (!wordOf(flowType)) {
     ZVLogger::w(0, "Validation fail - resource event - flowType: Invalid flow type.");
     return failure(SdkErrorArea::resource, SdkErrorAction::invalidFlowType, SdkErrorParameter::flowType);
   }
   if (auto failed = firstFailure(SdkErrorArea::resource, {{currency, kResourceCurrency}})) return failed;
+  if (!holds(currencies, currency)) return refuse(SdkErrorArea::resource, currency, kDeclaredCurrency);
   if (!amount) {
     ZVLogger::w(0, "Validation fail - resource event - amount: Cannot be (null).");
     return failure(SdkErrorArea::resource, SdkErrorAction::invalidAmount, SdkErrorParameter::amount, std::nullopt);
@@ -234,14 +239,16 @@ std::optional<ValidationResult> ZVValidator::validateResourceEventWithFlowType(Z
     ZVLogger::w(0, "Validation fail - resource event - amount: Float amount cannot be 0 or negative. Value: {}", text);
     return failure(SdkErrorArea::resource, SdkErrorAction::invalidAmount, SdkErrorParameter::amount, text);
   }
-  return firstFailure(SdkErrorArea::resource, {{itemType, kResourceItemType}, {itemId, kResourceItemId}});
+  if (auto failed = firstFailure(SdkErrorArea::resource, {{itemType, kResourceItemType}})) return failed;
+  if (!holds(itemTypes, itemType)) return refuse(SdkErrorArea::resource, itemType, kDeclaredItemType);
+  return firstFailure(SdkErrorArea::resource, {{itemId, kResourceItemId}});
 }
 
 std::optional<ValidationResult> ZVValidator::validateProgressionEventWithProgressionStatus(ZVProgressionStatus status,
                                                                                            ZVText progression01,
                                                                                            ZVText progression02,
                                                                                            ZVText progression03) {
-  if (!ZVEvents::progressionStatusString(status)) {
+  if (!wordOf(status)) {
     ZVLogger::w(0, "Validation fail - progression event: Invalid progression status.");
     return failure(SdkErrorArea::progression, SdkErrorAction::invalidProgressionStatus,
                    SdkErrorParameter::progressionStatus);
@@ -263,7 +270,7 @@ std::optional<ValidationResult> ZVValidator::validateDesignEventWithEventId(ZVTe
 }
 
 std::optional<ValidationResult> ZVValidator::validateErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message) {
-  if (!ZVEvents::errorSeverityString(severity)) {
+  if (!wordOf(severity)) {
     ZVLogger::w(0, "Validation fail - error event - severity: Severity was unsupported value.");
     return failure(SdkErrorArea::error, SdkErrorAction::invalidSeverity, SdkErrorParameter::severity);
   }
@@ -272,11 +279,11 @@ std::optional<ValidationResult> ZVValidator::validateErrorEventWithSeverity(ZVEr
 
 std::optional<ValidationResult> ZVValidator::validateAdEventWithAction(ZVAdAction action, ZVAdType adType,
                                                                        ZVText adSdkName, ZVText adPlacement) {
-  if (!ZVEvents::adActionString(action)) {
+  if (!wordOf(action)) {
     ZVLogger::w(0, "Validation fail - ad event - action: Ad action was unsupported value.");
     return failure(SdkErrorArea::ad, SdkErrorAction::invalidAdAction, SdkErrorParameter::adAction);
   }
-  if (!ZVEvents::adTypeString(adType)) {
+  if (!wordOf(adType)) {
     ZVLogger::w(0, "Validation fail - ad event - adType: Ad type was unsupported value.");
     return failure(SdkErrorArea::ad, SdkErrorAction::invalidAdType, SdkErrorParameter::adType);
   }

@@ -1,25 +1,14 @@
 #include "values/SdkError.h"
 
-#include <algorithm>
 #include <array>
+
+#include "values/Words.h"
 
 namespace zorvane {
 
 namespace {
 
-template <class Code>
-struct Row {
-  Code code;
-  std::string_view word;
-};
-
-template <class Rows, class Code>
-std::optional<std::string_view> wordIn(const Rows& rows, Code code) {
-  const auto* const row = std::ranges::find(rows, code, [](const auto& candidate) { return candidate.code; });
-  return row != rows.end() ? std::optional(row->word) : std::nullopt;
-}
-
-constexpr auto kCategories = std::to_array<Row<SdkErrorCategory>>({
+constexpr auto kCategories = std::to_array<Word<SdkErrorCategory>>({
     {SdkErrorCategory::eventValidation, "event_validation"},
     {SdkErrorCategory::db, "db"},
     {SdkErrorCategory::init, "init"},
@@ -27,7 +16,7 @@ constexpr auto kCategories = std::to_array<Row<SdkErrorCategory>>({
     {SdkErrorCategory::json, "json"},
 });
 
-constexpr auto kAreas = std::to_array<Row<SdkErrorArea>>({
+constexpr auto kAreas = std::to_array<Word<SdkErrorArea>>({
     {SdkErrorArea::business, "business"},
     {SdkErrorArea::resource, "resource"},
     {SdkErrorArea::progression, "progression"},
@@ -51,7 +40,7 @@ constexpr auto kAreas = std::to_array<Row<SdkErrorArea>>({
     {SdkErrorArea::impression, "impression"},
 });
 
-constexpr auto kActions = std::to_array<Row<SdkErrorAction>>({
+constexpr auto kActions = std::to_array<Word<SdkErrorAction>>({
     {SdkErrorAction::invalidCurrency, "invalid_currency"},
     {SdkErrorAction::invalidShortString, "invalid_short_string"},
     {SdkErrorAction::invalidEventPartLength, "invalid_event_part_length"},
@@ -89,7 +78,7 @@ constexpr auto kActions = std::to_array<Row<SdkErrorAction>>({
     {SdkErrorAction::impressionDataNull, "impression_data_null"},
 });
 
-constexpr auto kParameters = std::to_array<Row<SdkErrorParameter>>({
+constexpr auto kParameters = std::to_array<Word<SdkErrorParameter>>({
     {SdkErrorParameter::currency, "currency"},
     {SdkErrorParameter::cartType, "cart_type"},
     {SdkErrorParameter::itemType, "item_type"},

@@ -4,6 +4,7 @@
 #include <zorvane/Zorvane.h>
 
 #include "api/frame.h"
+#include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
@@ -126,12 +127,18 @@ TEST(Gate, ChecksInItsOrderAndSaysWhyUnderTheCallersName) {
   game.collector.answer(LoopbackServer::kInit, {401, "{}"});
   game.start();
   EXPECT_EQ(ask(true, true, {}), prefix + "SDK is disabled");
-  game.onQueue([] { ZVState::sharedInstance().initAuthorized = true; });
+  game.collector.answer(LoopbackServer::kInit, {200, "{}"});
+  game.onQueue([] { ZVEvents::startNewSession(); });
   EXPECT_EQ(ask(true, true, "100% {}"), "ready");
   game.onQueue([] { ZVState::setSDKPausedFlag(true); });
   EXPECT_EQ(ask(true, true, "100% {}"), prefix + "100% {}: SDK is paused");
   game.onQueue([] { ZVStore::sharedInstance().tableReady = false; });
   EXPECT_EQ(ask(false, true, {}), prefix + "Datastore not initialized");
+}
+
+TEST(Switches, ShowTheFirstTasksDebugLinesWhenTheDebugLogIsTheFirstCall) {
+  const Game game;
+  EXPECT_TRUE(game.log.contains("Debug/ZV/Analytics: Database opened: "));
 }
 
 TEST(Switches, SayThatTheyWereTurnedWhileTheyAreOn) {
@@ -155,7 +162,7 @@ TEST(Switches, SayThatTheyWereTurnedWhileTheyAreOn) {
                   "Info/ZV/Analytics: Info logging disabled", "Info/ZV/Analytics: Verbose logging disabled",
                   "Warning/ZV/Analytics: Warning logging disabled", "Warning/ZV/Analytics: Warning logging enabled",
                   "Info/ZV/Analytics: Verbose logging enabled", "Info/ZV/Analytics: Manual session handling enabled."));
-  EXPECT_FALSE(ZVState::sharedInstance().eventSubmissionEnabled);
+  EXPECT_FALSE(ZVState::isEventSubmissionEnabled());
 }
 
 TEST(Dimensions, TakeTheirConfiguredValuesAndTheThirdFailsLikeTheSecond) {

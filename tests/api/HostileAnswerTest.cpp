@@ -14,7 +14,7 @@ namespace {
 // Starts a session that gets `answer` for its init call.
 void startSession(Game& game, const LoopbackServer::Answer& answer) {
   game.collector.answerOnly(LoopbackServer::kInit, answer);
-  game.onQueue([] { ZVState::startNewSession(); });
+  game.onQueue([] { ZVEvents::startNewSession(); });
 }
 
 void expectThatEventsGoOn(Game& game, const std::string& what) {

@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sqlite3.h>
 #include <zorvane/Zorvane.h>
 
 #include "codecs/gzip.h"
 #include "events/ZVEvents.h"
+#include "platform/FolderLock.h"
 #include "store/ZVStore.h"
 #include "support/Game.h"
 
@@ -184,6 +186,69 @@ TEST_F(EventQueue, LeavesOutWhatIsNoEventAndTimestampsThatCanNotBe) {
             R"([{"event_id":"bad"},{"event_id":"edge","client_ts":99999999999},{"event_id":"negative"},)"
             R"({"client_ts":"1700000001x"},{},{"a":2000,"b":"A\/"},{"last":"a\/b\n","client_ts":1700000001}])");
   EXPECT_THAT(game.query("SELECT 1 FROM zv_events"), IsEmpty());
+}
+
+// What statements of the library's connection do.
+class Steps {
+ public:
+  Steps() { sqlite3_trace_v2(ZVStore::getDatabase(), SQLITE_TRACE_PROFILE, count, this); }
+  ~Steps() { sqlite3_trace_v2(ZVStore::getDatabase(), 0, nullptr, nullptr); }
+  int ofScans = 0;
+
+ private:
+  static int count(unsigned, void* self, void* statement, void*) {
+    static_cast<Steps*>(self)->ofScans +=
+        sqlite3_stmt_status(static_cast<sqlite3_stmt*>(statement), SQLITE_STMTSTATUS_FULLSCAN_STEP, 1);
+    return 0;
+  }
+};
+
+TEST_F(EventQueue, WritesNothingWithoutAnAnswerAndReadsWhatItSends) {
+  for (const char* second : {"1700000001", "1700000002", "1700000003"}) storeMany(500, second);
+  game.collector.tear();
+  submit();
+  const auto changes = [&] { return game.query("SELECT total_changes() AS n").front().textOf("n"); };
+  const std::string before = changes();
+  int scanned = 0;
+  {
+    const Steps steps;
+    submit();
+    scanned = steps.ofScans;
+  }
+  EXPECT_EQ(changes(), before);
+  EXPECT_GE(scanned, 500);
+  EXPECT_LT(scanned, 520);
+  game.collector.resume();
+  for (const std::size_t left : {1000U, 500U, 0U}) {
+    submit();
+    EXPECT_EQ(pending(), left);
+  }
+}
+
+TEST_F(EventQueue, SendsInTheOrderOfTimestampsAgainOnceTheClockHasGoneBack) {
+  storeMany(600, "1700000005");
+  game.collector.tear();
+  submit();
+  game.collector.resume();
+  game.platform.clock->set(1'600'000'000);
+  Zorvane::addDesignEventWithEventId("before:all");
+  submit();
+  const auto events = Game::eventsOf(game.collector.requests().back());
+  EXPECT_EQ(shown(events.back(), "event_id"), "before:all");
+}
+
+TEST_F(EventQueue, LeavesSendingToTheProcessThatIsAtIt) {
+  storeMany(1, "1700000001");
+  const std::size_t before = game.collector.requests().size();
+  {
+    FolderLock other(game.platform.folder.path(), "zorvane.sqlite.sending");
+    ASSERT_EQ(other.takeAlone({}), FolderLock::Outcome::held);
+    submit();
+    EXPECT_EQ(game.collector.requests().size(), before);
+    EXPECT_EQ(pending(), 1U);
+  }
+  submit();
+  EXPECT_EQ(pending(), 0U);
 }
 
 TEST_F(EventQueue, RunsEveryEightSecondsCountedFromTheEndOfTheLastRun) {

@@ -65,7 +65,7 @@ TEST(SdkErrors, AreNeitherSentNorCountedWithoutKeysOrSubmission) {
                                             "short", Game::kSecret);
     ZVState::setEnableEventSubmission(false);
     send(SdkErrorArea::sql, "r");
-    ZVState::addErrorEvent("type", ZVErrorSeverity::error, "unheard");
+    ZVEvents::addErrorEvent("type", ZVErrorSeverity::error, "unheard");
     for (const char* type : {"db:sql", "type"}) EXPECT_EQ(ZVState::getSdkErrorEventCountForType(type), 0) << type;
   });
   EXPECT_EQ(game.log.count("validateSdkErrorEvent failed. Game key or secret key is invalid."), 1U);

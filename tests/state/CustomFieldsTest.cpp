@@ -3,6 +3,7 @@
 
 #include <zorvane/Zorvane.h>
 
+#include "events/ZVEvents.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
 
@@ -37,7 +38,7 @@ TEST(CustomFields, AreKeptOrLeftOutOneByOneWithAWarningAndAnErrorEvent) {
         Case{"null", nullptr, "its key or value is null"}}) {
     game.log.clear();
     ZVMap kept;
-    game.onQueue([&, &k = key, &v = value] { kept = ZVState::validateAndCleanCustomFields({{k, v}}); });
+    game.onQueue([&, &k = key, &v = value] { kept = ZVEvents::validateAndCleanCustomFields({{k, v}}); });
     EXPECT_THAT(kept, SizeIs(because.empty() ? 1 : 0)) << key;
     if (!because.empty()) {
       EXPECT_EQ(game.log.count("has been omitted because " + because), 1U) << key;
@@ -54,7 +55,7 @@ TEST(CustomFields, ReportNothingInAMessageThatIsTooLong) {
   game.start();
   for (const std::size_t length : {std::size_t{8192}, std::size_t{8193}}) {
     game.log.clear();
-    game.onQueue([&] { ZVState::validateAndCleanCustomFields({{"k", std::string(length - text.size(), 'v')}}); });
+    game.onQueue([&] { ZVEvents::validateAndCleanCustomFields({{"k", std::string(length - text.size(), 'v')}}); });
     game.settle();
     EXPECT_THAT(game.stored("error"), SizeIs(1)) << length;
     EXPECT_EQ(game.log.count("Validation fail - error event - message: Message cannot be above 8192 characters."),
@@ -70,8 +71,8 @@ TEST(CustomFields, KeepTheFirstFiftyAndReportTenOfTheRest) {
   for (int i = 0; i < 62; ++i) many.set("k" + std::to_string(i), i);
   ZVMap kept;
   game.onQueue([&] {
-    kept = ZVState::validateAndCleanCustomFields(many);
-    ZVState::addErrorEvent("another type", ZVErrorSeverity::critical, "one");
+    kept = ZVEvents::validateAndCleanCustomFields(many);
+    ZVEvents::addErrorEvent("another type", ZVErrorSeverity::critical, "one");
   });
   EXPECT_THAT(kept, SizeIs(50));
   EXPECT_TRUE(kept.contains("k0") && kept.contains("k49") && !kept.contains("k50"));
@@ -110,9 +111,17 @@ TEST(GlobalCustomFields, AreLookedAtWhenAnEventNeedsThemAndNotBefore) {
   Zorvane::setCustomDimension01("ninja");
   game.settle();
   EXPECT_FALSE(game.log.contains("has been omitted"));
+  for (int i = 0; i < 3; ++i) Zorvane::addDesignEventWithEventId("needs:them");
+  Zorvane::addDesignEventWithEventId("merges:them", {{"own", 3}}, true);
+  game.settle();
+  EXPECT_EQ(game.log.count("Warning/ZV/Analytics: validateAndCleanCustomFields: entry with key=no key!"), 1U);
+  EXPECT_THAT(game.stored("error"), SizeIs(1));
+  EXPECT_EQ(shown(game.stored("design").front(), "custom_fields"), "{key = 2}");
+  EXPECT_EQ(shown(game.stored("design").back(), "custom_fields"), "{own = 3; key = 2}");
+  Zorvane::setGlobalCustomEventFields({{"no key!", 1}});
   Zorvane::addDesignEventWithEventId("needs:them");
   game.settle();
-  EXPECT_TRUE(game.log.contains("has been omitted"));
+  EXPECT_EQ(game.log.count("entry with key=no key!"), 2U) << "once a setting";
 }
 
 }  // namespace

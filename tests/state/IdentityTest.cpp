@@ -3,6 +3,10 @@
 
 #include <zorvane/Zorvane.h>
 
+#include <functional>
+#include <map>
+#include <memory>
+
 #include "device/ZVDevice.h"
 #include "platform/Platform.h"
 #include "state/ZVState.h"
@@ -59,6 +63,50 @@ TEST_P(UserId, IsTheBestIdentifierThereIs) {
   if (custom) Zorvane::configureUserId(custom);
   game.start();
   game.onQueue([&] { EXPECT_EQ(ZVState::getUserId(), chosen) << "kept across runs"; });
+}
+
+// A host's user defaults, which may be slow.
+class CountingDefaults final : public ZVUserDefaults {
+ public:
+  std::optional<std::string> stringForKey(std::string_view key) const override {
+    const auto found = values_.find(key);
+    return found == values_.end() ? std::nullopt : std::optional(found->second);
+  }
+  void setString(std::string_view key, std::string_view value) override {
+    ++writes;
+    values_.insert_or_assign(std::string(key), std::string(value));
+  }
+  void removeKey(std::string_view key) override { values_.erase(values_.find(key)); }
+  bool synchronize() override {
+    ++flushes;
+    return works;
+  }
+  int writes = 0, flushes = 0;
+  bool works = true;
+
+ private:
+  std::map<std::string, std::string, std::less<>> values_;
+};
+
+TEST(LastUsedIdentifier, IsWrittenWhenItChangesAndUntilItIsSafe) {
+  const auto defaults = std::make_shared<CountingDefaults>();
+  Game game([&](ZVPlatform& platform) { platform.userDefaults = defaults; });
+  Zorvane::configureUserId("one");
+  game.start();
+  const int once = defaults->flushes;
+  for (int i = 0; i < 5; ++i) Zorvane::addDesignEventWithEventId("event");
+  game.settle();
+  EXPECT_EQ(defaults->flushes, once);
+  EXPECT_EQ(defaults->writes, once);
+  game.onQueue([&] {
+    defaults->works = false;
+    ZVState::setCustomUserId("two");
+    ZVState::getUserId();
+    defaults->works = true;
+    for (int i = 0; i < 3; ++i) ZVState::getUserId();
+  });
+  EXPECT_EQ(defaults->flushes, once + 2);
+  EXPECT_EQ(defaults->stringForKey("zv_last_used_identifier"), "two");
 }
 
 INSTANTIATE_TEST_SUITE_P(All, UserId,

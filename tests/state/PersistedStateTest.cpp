@@ -4,6 +4,7 @@
 #include <zorvane/Zorvane.h>
 
 #include "events/ZVEvents.h"
+#include "state/Records.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
 #include "support/Game.h"
@@ -110,7 +111,7 @@ TEST(PersistedState, ThatIsDamagedReadsAsAbsent) {
   game.collector.tear();
   game.start();
   EXPECT_EQ(ZVState::getSessionNum(), 1);
-  EXPECT_FALSE(ZVState::sharedInstance().useIdfv);
+  EXPECT_FALSE(state().identity.prefersIdfv());
   EXPECT_EQ(Zorvane::getABTestingId(), "");
 }
 

@@ -1,9 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <zorvane/ZVNotificationCenter.h>
 #include <zorvane/Zorvane.h>
 
+#include <chrono>
+#include <future>
 #include <memory>
+#include <string>
 
 #include "codecs/ZVHelpers.h"
 #include "state/ZVState.h"
@@ -80,6 +84,36 @@ TEST(RemoteConfigs, TellADelegateThatLivesWhenThereIsSomethingToTell) {
   populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
   game.onQueue([] { ZVState::populateConfigurations({}); });
   EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k"), "v") << "without a list the map stays";
+}
+
+// Whether another thread comes to the configurations while this one is inside the game's code.
+bool areFree() {
+  auto asked = std::async(std::launch::async, [] { return Zorvane::getRemoteConfigsContentAsString(); });
+  return asked.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+}
+
+TEST(RemoteConfigs, AreNotLockedWhileTheGameHearsOfThem) {
+  struct Delegate : ZVRemoteConfigsDelegate {
+    void onRemoteConfigsUpdated() override { wereFree = areFree(); }
+    bool wereFree = false;
+  };
+  Game game;
+  const auto delegate = std::make_shared<Delegate>();
+  Zorvane::setRemoteConfigsDelegate(delegate);
+  int lines = 0, free = 0;
+  const auto observer =
+      ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification, [&](const ZVNotification& line) {
+        const std::string& text = *line.userInfo.find("message")->ifString();
+        if (text.find("configuration added") == text.npos && text.find("NULL value") == text.npos) return;
+        ++lines;
+        free += areFree() ? 1 : 0;
+      });
+  populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
+  Zorvane::getRemoteConfigsValueAsString("none");
+  ZVNotificationCenter::removeObserver(observer);
+  EXPECT_TRUE(delegate->wereFree);
+  EXPECT_EQ(lines, 2);
+  EXPECT_EQ(free, 2);
 }
 
 }  // namespace

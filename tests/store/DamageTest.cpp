@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "state/ZVState.h"
+#include "store/Database.h"
 #include "store/ZVStore.h"
 #include "support/Game.h"
 #include "support/Sqlite.h"
@@ -34,7 +35,7 @@ class DamagedDatabase : public testing::Test {
     game.settle();
     session = shown(game.stored("design").at(0), "session_id");
     close();
-    path = ZVStore::sharedInstance().dbPath;
+    path = ZVStore::sharedInstance().database->path;
   }
   static void close() { ZVStore::setSharedInstance(nullptr); }
   void overwrite(std::streamoff at, const std::string& bytes) const {
@@ -241,13 +242,13 @@ TEST(DatabaseSize, IsCountedBeyondThirtyTwoBits) {
   Game game;
   game.onQueue([&] {
     ZVStore& store = ZVStore::sharedInstance();
-    const std::string real = store.dbPath;
-    store.dbPath = game.platform.folder.file("large");
-    std::ofstream(store.dbPath).put('x');
-    std::filesystem::resize_file(store.dbPath, std::uintmax_t{3} << 30);  // sparse
+    const std::string real = store.database->path;
+    store.database->path = game.platform.folder.file("large");
+    std::ofstream(store.database->path).put('x');
+    std::filesystem::resize_file(store.database->path, std::uintmax_t{3} << 30);  // sparse
     EXPECT_EQ(ZVStore::getDbSize(), std::int64_t{3} << 30);
     EXPECT_TRUE(ZVStore::isDbTooLargeForEvents());
-    store.dbPath = real;
+    store.database->path = real;
   });
 }
 

@@ -5,9 +5,12 @@
 
 #include <filesystem>
 
+#include "runtime/CrashHandling.h"
 #include "state/ZVState.h"
+#include "store/Database.h"
 #include "store/ZVStore.h"
 #include "support/Game.h"
+#include "support/Sqlite.h"
 
 using namespace zorvane;
 
@@ -21,9 +24,8 @@ TEST(Queries, RunOnTheWorkQueueAloneUnlessACrashIsHandled) {
   EXPECT_FALSE(ZVStore::executeQuerySyncWithSql("DELETE FROM zv_state"));
   EXPECT_EQ(game.log.count("Debug/ZV/Analytics: Trying to execute query on non-ZVThread"), 1U);
   EXPECT_EQ(game.log.count("Debug/ZV/Analytics: Not on ZVThread"), 1U);
-  ZVState::sharedInstance().isHandlingUncaughtException = true;
+  const CrashHandling handling;
   EXPECT_TRUE(ZVStore::executeQuerySyncWithSql("DELETE FROM zv_state"));
-  ZVState::sharedInstance().isHandlingUncaughtException = false;
 }
 
 TEST(Queries, AnswerWithRowsOrWithNothing) {
@@ -108,10 +110,10 @@ TEST(Trimming, DeletesTheThreeSessionsWhoseLatestEventIsOldest) {
     insert("early-but-alive", "900");
     insert("second", "300");
     insert("first", "200");
-    insert("third", "400");
+    insert("", "400");
     insert("fourth", "500");
     ZVStore& store = ZVStore::sharedInstance();
-    ZVStore::vacuum();
+    ZVStore::giveRoomBack();
     const auto full = ZVStore::getDbSize();
     store.maxDbSizeBytesBeforeTrim = full;
     EXPECT_FALSE(ZVStore::trimEventTable()) << "at the limit";
@@ -129,13 +131,48 @@ TEST(Trimming, DeletesTheThreeSessionsWhoseLatestEventIsOldest) {
   });
 }
 
-TEST(TheTelevision, KeepsItsStateInTheUserDefaultsAndNoTries) {
+// Another process deletes, stores and renumbers while the request is on its way.
+TEST(Batches, RemoveTheRecordsThatWereSentWhereverTheyStandByThen) {
   Game game;
-  game.restart();
   game.onQueue([&] {
-    ZVStore::setSharedInstance(nullptr);
-    ZVState::sharedInstance().tvOs = true;
-    ASSERT_TRUE(ZVStore::ensureDatabase(false));
+    for (const char* record : {"first", "second", "third"})
+      ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', 's', '1', ?)", {record});
+    auto batch = ZVStore::takeBatch({});
+    ASSERT_TRUE(batch);
+    EXPECT_THAT(batch->records, testing::ElementsAre("first", "second", "third"));
+    for (const char* sql : {"DELETE FROM zv_events WHERE event = 'first'", "VACUUM",
+                            "INSERT INTO zv_events VALUES('new', 'design', 't', '1', 'of the other')"})
+      execute(ZVStore::sharedInstance().database->path, sql);
+    ZVStore::removeBatch(*std::move(batch));
+    const auto left = ZVStore::executeQuerySyncWithSql("SELECT event FROM zv_events").value_or(ZVStore::Rows());
+    ASSERT_THAT(left, SizeIs(1));
+    EXPECT_EQ(left.front().textOf("event"), "of the other");
+  });
+}
+
+// A batch that was sent and can't be removed must not be sent again.
+TEST(Batches, ThatCanNotBeRemovedAreRemovedBeforeOthersAreTaken) {
+  Game game;
+  game.onQueue([&] {
+    ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', 's', '1', 'sent')");
+    auto batch = ZVStore::takeBatch({});
+    ASSERT_TRUE(batch);
+    ZVStore::executeQuerySyncWithSql(
+        "CREATE TRIGGER keep BEFORE DELETE ON zv_events BEGIN SELECT RAISE(ABORT, 'no'); END");
+    ZVStore::removeBatch(*std::move(batch));
+    EXPECT_FALSE(ZVStore::takeBatch({}));
+    ZVStore::executeQuerySyncWithSql("DROP TRIGGER keep");
+    ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', 's', '1', 'later')");
+    const auto next = ZVStore::takeBatch({});
+    ASSERT_TRUE(next);
+    EXPECT_THAT(next->records, testing::ElementsAre("later"));
+  });
+}
+
+TEST(TheTelevision, KeepsItsStateInTheUserDefaultsAndNoTries) {
+  Game game([](ZVPlatform& platform) { platform.television = true; });
+  game.onQueue([&] {
+    ASSERT_TRUE(ZVStore::sharedInstance().tableReady);
     EXPECT_EQ(ZVStore::getDbSize(), 0);
     EXPECT_FALSE(std::filesystem::exists("file::memory:"));
     ZVStore::persistStateDimension01WithValue("ninja");

@@ -3,7 +3,6 @@
 
 #include <limits>
 
-#include "state/ZVState.h"
 #include "support/TestPlatform.h"
 #include "validation/ZVValidator.h"
 
@@ -32,7 +31,8 @@ struct Resource {
   ZVText itemType = "boost", itemId = "speed";
   Result check() const {
     return V::validateResourceEventWithFlowType(static_cast<ZVResourceFlowType>(flowType), currency, amount, itemType,
-                                                itemId);
+                                                itemId, std::vector<std::string>{"gems"},
+                                                std::vector<std::string>{"boost", k32});
   }
 };
 struct Progression {
@@ -67,12 +67,6 @@ struct Impression {
 
 class EventRules : public testing::Test {
  protected:
-  EventRules() {
-    ZVState::setAvailableResourceCurrencies(std::vector<std::string>{"gems"});
-    ZVState::setAvailableResourceItemTypes(std::vector<std::string>{"boost", k32});
-    log.clear();
-  }
-
   template <class... Arguments>
   void expectValid(const Arguments&... arguments) {
     std::size_t number = 0;

@@ -224,7 +224,7 @@ void Library::restart() {
     ZVEvents::setSharedInstance(nullptr);
     ZVDevice::setSharedInstance(nullptr);
     ZVState::setSharedInstance(nullptr);
-    ZVState::sharedInstance().useErrorReporting = false;  // crashes are the fuzzer's
+    ZVState::setEnableErrorReporting(false);  // crashes are the fuzzer's
     quiet();
   });
 }

@@ -12,6 +12,7 @@
 #include "collector/Json.h"
 #include "collector/RecordRules.h"
 #include "collector/Text.h"
+#include "events/ZVEvents.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
 #include "values/Text.h"
@@ -139,7 +140,7 @@ void checkRules(const std::string& text) {
   }
   for (const bool key : {false, true}) {
     const ZVMap fields{{key ? text : "k", key ? ZVValue(1) : ZVValue(text)}};
-    same(ZVState::validateAndCleanCustomFields(fields) == fields,
+    same(ZVEvents::validateAndCleanCustomFields(fields) == fields,
          with("design", {{"event_id", "a"}, {"custom_fields", fields}}), "a custom field");
   }
 }
@@ -148,7 +149,7 @@ void checkRules(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   fuzz::Input input(bytes, size);
-  ZVState::sharedInstance().eventSubmissionEnabled = false;  // what is refused is reported to nobody
+  ZVState::setEnableEventSubmission(false);  // what is refused is reported to nobody
   const auto limit = input.byte();
   const auto number = input.number();
   const auto whole = input.whole();

@@ -5,6 +5,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <thread>
@@ -18,35 +19,43 @@ namespace {
 
 constexpr auto kBetweenTries = milliseconds(20);
 
-constinit std::atomic<int> latest{-1};
+// Those that are open: the folder's own lock and one more.
+constinit std::array<std::atomic<int>, 2> held{-1, -1};
 
-// The lock belongs to the open folder, which a child shares with its parent: it would hold it as long as it lives.
-void leaveToTheParent() { close(latest.exchange(-1)); }
+// The lock belongs to the open file, which a child shares with its parent: it would hold it as long as it lives.
+void leaveToTheParent() {
+  for (auto& descriptor : held)
+    if (const int mine = descriptor.exchange(-1); mine >= 0) close(mine);
+}
 
-int openFolder(const std::string& folder) {
+int openLocked(const std::string& folder, const std::string& file) {
   [[maybe_unused]] static const int registered = pthread_atfork(nullptr, nullptr, leaveToTheParent);
-  latest = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  return latest;
+  const int descriptor = file.empty() ? open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                                      : open((folder + "/" + file).c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
+  for (auto& place : held)
+    if (int none = -1; place.compare_exchange_strong(none, descriptor)) break;
+  return descriptor;
 }
 
 }  // namespace
 
-FolderLock::FolderLock(const std::string& folder) : folder_(openFolder(folder)) {}
+FolderLock::FolderLock(const std::string& folder, const std::string& file) : descriptor_(openLocked(folder, file)) {}
 
 FolderLock::~FolderLock() {
-  int mine = folder_;
-  latest.compare_exchange_strong(mine, -1);
-  if (folder_ >= 0) close(folder_);
+  if (descriptor_ < 0) return;
+  for (auto& place : held)
+    if (int mine = descriptor_; place.compare_exchange_strong(mine, -1)) break;
+  close(descriptor_);
 }
 
 FolderLock::Outcome FolderLock::share(milliseconds limit) { return take(LOCK_SH, limit); }
 FolderLock::Outcome FolderLock::takeAlone(milliseconds limit) { return take(LOCK_EX, limit); }
 
 FolderLock::Outcome FolderLock::take(int kind, milliseconds limit) {
-  if (folder_ < 0) return Outcome::impossible;
-  flock(folder_, LOCK_UN);  // two that share it would wait for each other
+  if (descriptor_ < 0) return Outcome::impossible;
+  flock(descriptor_, LOCK_UN);  // two that share it would wait for each other
   const auto end = steady_clock::now() + limit;
-  while (flock(folder_, kind | LOCK_NB) != 0) {
+  while (flock(descriptor_, kind | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return Outcome::impossible;
     if (steady_clock::now() >= end) return Outcome::busy;
     std::this_thread::sleep_for(kBetweenTries);

@@ -3,9 +3,10 @@
 
 #include <fmt/format.h>
 
-#include "codecs/json.h"
 #include "codecs/patterns.h"
+#include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
+#include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 #include "values/Text.h"
 
@@ -49,12 +50,12 @@ void reportOmitted(const ZVMap::Entry& entry, std::string_view reason) {
       fmt::format("validateAndCleanCustomFields: entry with key={}, value={} has been omitted because {}",
                   withReplacementCharacters(entry.key), withReplacementCharacters(describe(entry.value)), reason);
   ZVLogger::w(0, "{}", message);
-  ZVState::addErrorEvent(std::string(reason), ZVErrorSeverity::warning, message);
+  ZVEvents::addErrorEvent(std::string(reason), ZVErrorSeverity::warning, message);
 }
 
 }  // namespace
 
-ZVMap ZVState::validateAndCleanCustomFields(const ZVMap& fields) {
+ZVMap ZVEvents::validateAndCleanCustomFields(const ZVMap& fields) {
   ZVMap kept;
   for (const ZVMap::Entry& entry : fields) {
     if (const std::string_view reason = reasonToOmit(entry, kept.size()); !reason.empty()) reportOmitted(entry, reason);
@@ -63,12 +64,11 @@ ZVMap ZVState::validateAndCleanCustomFields(const ZVMap& fields) {
   return kept;
 }
 
-void ZVState::setGlobalCustomEventFields(const ZVMap& fields) {
-  sharedInstance().currentGlobalCustomEventFields = fields;
-  if (fields.empty()) return;
-  ZVLogger::i(0, "Set global custom event fields: {}", ZVText(writeJson(fields)));
+void ZVEvents::addErrorEvent(const std::string& type, ZVErrorSeverity severity, ZVText message) {
+  if (!ZVState::isEventSubmissionEnabled() || !ZVState::isSdkErrorEventTypeAllowed(type)) return;
+  ZVState::incrementSdkErrorEventCount(type);
+  ZVThreading::performTaskOnZVThreadWithBlock(
+      [severity, message = message.copy()] { addErrorEventWithSeverity(severity, message, {}, false, true); });
 }
-
-const ZVMap& ZVState::getGlobalCustomEventFields() { return sharedInstance().currentGlobalCustomEventFields; }
 
 }  // namespace zorvane
