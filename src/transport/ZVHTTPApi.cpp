@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <thread>
+#include <atomic>
 
 #include <fmt/format.h>
 
@@ -14,6 +13,7 @@
 #include "runtime/SdkErrorReporter.h"
 #include "runtime/SharedInstance.h"
 #include "runtime/ZVLogger.h"
+#include "transport/AnswerWait.h"
 #include "transport/ZVHTTPSessionDataTask.h"
 #include "values/Text.h"
 
@@ -21,12 +21,9 @@ namespace zorvane {
 
 namespace {
 
-using namespace std::chrono_literals;
 using Kind = ZVHTTPApiResponse;
 
 constinit SharedInstance<ZVHTTPApi> shared;
-
-constexpr auto kPollingPeriod = 20ms;
 
 // The configurations are kept in the database and go out with every event: an answer that is larger than this, or
 // becomes so when it is written again (a slash takes two characters then, 1e15 sixteen), would fill it for good.
@@ -103,8 +100,8 @@ std::string_view usableHash(std::string_view hash) {
 
 // What the session's thread leaves for the waiting one. Whoever gives up waiting leaves it to the session.
 struct Exchange {
-  ZVHTTPApi::RawAnswer answer;  // written before, read after `done`
-  std::atomic<bool> done{false};
+  ZVHTTPApi::RawAnswer answer;  // written before, read after `answered`
+  std::atomic<bool> answered{false};
 };
 
 }  // namespace
@@ -113,7 +110,8 @@ ZVHTTPApi::ZVHTTPApi()
     : httpProtocol(platform().collector.protocol),
       hostname(platform().collector.hostname),
       port(platform().collector.port),
-      session_(platform().makeURLSession()) {
+      session_(platform().makeURLSession()),
+      wait_(std::make_shared<AnswerWait>()) {
   const std::string host = port.empty() ? hostname : hostname + ":" + port;
   baseUrl_ = fmt::format("{}://{}/{}", httpProtocol, host, version);
   remoteConfigsBaseUrl = fmt::format("{}://{}/remote_configs/{}", httpProtocol, host, remoteConfigsVersion);
@@ -287,24 +285,23 @@ std::string ZVHTTPApi::makeRequestAuthSha256Hash(std::string_view body, std::str
 }
 
 ZVHTTPApi::RawAnswer ZVHTTPApi::sendSynchronousRequest(ZVURLRequest request) {
-  if (givingUp_.load(std::memory_order_relaxed)) return {};
+  if (wait_->isGivingUp()) return {};
   // There was no memory to sign it: a wrong signature would be answered, and the answer would delete what was sent.
   if (request.method == "POST" && header(request, "Authorization").empty()) return {};
   const auto exchange = std::make_shared<Exchange>();
-  const auto task = session_->dataTask(std::move(request), [exchange](auto body, auto response, auto error) {
-    exchange->answer = {std::move(body), std::move(response), std::move(error)};
-    exchange->done.store(true, std::memory_order_release);
-  });
+  const auto task =
+      session_->dataTask(std::move(request), [exchange, wait = wait_](auto body, auto response, auto error) {
+        exchange->answer = {std::move(body), std::move(response), std::move(error)};
+        wait->answer(exchange->answered);
+      });
   task->resume();
-  while (!exchange->done.load(std::memory_order_acquire)) {
-    if (givingUp_.load(std::memory_order_relaxed)) {
-      task->cancel();
-      return {};
-    }
-    std::this_thread::sleep_for(kPollingPeriod);
-  }
-  return std::move(exchange->answer);
+  if (wait_->waitFor(exchange->answered)) return std::move(exchange->answer);
+  task->cancel();
+  return {};
 }
+
+void ZVHTTPApi::giveUpRequests() noexcept { wait_->setGivingUp(true); }
+void ZVHTTPApi::makeRequestsAgain() noexcept { wait_->setGivingUp(false); }
 
 void ZVHTTPApi::setBaseUrl(ZVText url) {
   const std::scoped_lock lock(baseUrlGuard_);

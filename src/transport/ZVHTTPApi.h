@@ -6,7 +6,6 @@
 // Lifetime: one instance, kept for the life of the process.
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -34,6 +33,8 @@ enum class ZVHTTPApiResponse : int {
   Ok = 9,
   Created = 10,
 };
+
+class AnswerWait;
 
 class ZVHTTPApi {
  public:
@@ -74,16 +75,16 @@ class ZVHTTPApi {
   static std::string makeRequestAuthSha256Hash(std::string_view body, std::string_view gameSecret);
   [[nodiscard]] std::string getApiHostname() const { return hostname; }
 
-  // Holds the calling thread until the request has completed, looking every 20 ms.
+  // Holds the calling thread until the request has completed or was given up.
   RawAnswer sendSynchronousRequest(ZVURLRequest request);
 
   void setBaseUrl(ZVText url);
   [[nodiscard]] std::string getBaseUrl() const;
 
   // The process is about to exit: a request that holds the work queue is given up, later ones are not made.
-  void giveUpRequests() noexcept { givingUp_.store(true, std::memory_order_relaxed); }
+  void giveUpRequests() noexcept;
   // After a crash: what held the work queue is given up, the report is sent.
-  void makeRequestsAgain() noexcept { givingUp_.store(false, std::memory_order_relaxed); }
+  void makeRequestsAgain() noexcept;
 
   std::string httpProtocol;
   std::string hostname;
@@ -104,7 +105,7 @@ class ZVHTTPApi {
   mutable std::mutex baseUrlGuard_;
   std::string baseUrl_;  // guarded by baseUrlGuard_
   std::shared_ptr<ZVURLSession> session_;
-  std::atomic<bool> givingUp_{false};
+  const std::shared_ptr<AnswerWait> wait_;
 };
 
 }  // namespace zorvane
