@@ -25,10 +25,9 @@ namespace {
 // answer the status counts all the same.
 constexpr std::size_t kMaxBodyBytes = std::size_t{4} << 20;
 constexpr const char* kTooLarge = "The answer is larger than 4 MiB";
-// While requests run the thread also looks for orders by itself: where the process has no descriptors left, libcurl
-// can't be woken. What is asked for is awaited at shorter intervals anyway.
-constexpr int kLongestPollMilliseconds = 250;
 constexpr double kLongestTimeoutSeconds = 3600;
+constexpr int kLongestPollMilliseconds = 3'600'000;  // a request has its own limits, at which libcurl looks by itself
+constexpr int kRetryMilliseconds = 250;  // where the process had no descriptors left to be woken or wait with
 
 template <auto Close>
 struct Closer {
@@ -222,9 +221,9 @@ class Transport {
   }
 
   void waitForTheNetwork() {
-    const auto limit = std::chrono::milliseconds(kLongestPollMilliseconds);
-    if (curl_multi_poll(multi_.get(), nullptr, 0, kLongestPollMilliseconds, nullptr) != CURLM_OK)
-      std::this_thread::sleep_for(limit);  // it returns at once where it can't wait
+    const int limit = canBeWoken_ ? kLongestPollMilliseconds : kRetryMilliseconds;
+    if (curl_multi_poll(multi_.get(), nullptr, 0, limit, nullptr) != CURLM_OK)
+      std::this_thread::sleep_for(std::chrono::milliseconds(kRetryMilliseconds));  // it returned at once
   }
 
   void obey() {
@@ -324,7 +323,8 @@ class Transport {
   }
 
   const Multi multi_;
-  std::map<CURL*, std::shared_ptr<Transfer>> running_;  // the transport thread's
+  const bool canBeWoken_ = curl_multi_wakeup(multi_.get()) == CURLM_OK;  // while it waits for the network
+  std::map<CURL*, std::shared_ptr<Transfer>> running_;                   // the transport thread's
   std::mutex mutex_;
   std::condition_variable ordered_;
   Orders orders_;  // guarded by mutex_

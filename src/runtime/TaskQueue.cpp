@@ -1,9 +1,12 @@
 #include "runtime/TaskQueue.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
+#include <optional>
 
+#include "platform/SleepOnWord.h"
 #include "platform/Thread.h"
 #include "runtime/ZVLogger.h"
 
@@ -14,10 +17,13 @@ using std::chrono::steady_clock;
 
 namespace {
 
-// Waking a thread that sleeps costs the poster some 8 us, a push 0.3 us. So the worker naps for a while after its last
-// task and looks again by itself: a game that reports in every frame wakes nobody, an idle game has an idle worker.
-constexpr auto kNap = milliseconds(4);
-constexpr auto kNapsFor = milliseconds(1000);
+// Waking a thread that sleeps costs the poster some 8 us, a push 0.3 us. So the worker looks again by itself while
+// tasks come at the rate of frames or faster, and nobody has to wake it. Tasks that come more seldom are worth a wake
+// each: looking in vain costs more than that, and a battery, too.
+constexpr auto kNap = milliseconds(16);
+constexpr auto kGapOfFrames = milliseconds(40);
+constexpr auto kLongestGap = 4 * kGapOfFrames;  // a longer one counts as this, so that a few frames make up for a pause
+constexpr int kGapsAveraged = 4;
 
 thread_local const char* runningLabel = nullptr;
 
@@ -31,10 +37,14 @@ struct TaskQueue::Drain {
 };
 
 TaskQueue::TaskQueue(std::string label)
-    : label_(std::move(label)), worker_(startThread("zorvane", [this] { work(); })) {}
+    : label_(std::move(label)),
+      lastWork_(steady_clock::now()),
+      usualGap_(kLongestGap),
+      worker_(startThread("zorvane", [this] { work(); })) {}
 
 TaskQueue::~TaskQueue() {
   post([this] { stopping_.store(true, std::memory_order_relaxed); });
+  wake();
   worker_.join();
 }
 
@@ -43,6 +53,7 @@ const char* TaskQueue::currentLabel() noexcept { return runningLabel; }
 bool TaskQueue::drain(milliseconds limit) {
   const auto drain = std::make_shared<Drain>();
   post([this, drain] { drains_.push_back(drain); });
+  wake();  // also from a nap: somebody waits
   std::unique_lock lock(drain->mutex);
   return drain->changed.wait_for(lock, limit, [&] { return drain->done; });
 }
@@ -60,8 +71,11 @@ void TaskQueue::push(Node* node) noexcept {
   link(node);
   // Either the worker, about to sleep, sees the new node, or this sees that it sleeps: both sides are sequentially
   // consistent and each writes before it reads.
-  if (asleep_.load(std::memory_order_seq_cst) != 0 && asleep_.exchange(0, std::memory_order_seq_cst) != 0)
-    asleep_.notify_one();
+  if (sleep_.load(std::memory_order_seq_cst) == kAsleep) wake();
+}
+
+void TaskQueue::wake() noexcept {
+  if (sleep_.exchange(kAwake, std::memory_order_seq_cst) != kAwake) wakeSleepersOn(sleep_);
 }
 
 void TaskQueue::link(Node* node) noexcept {
@@ -95,17 +109,16 @@ bool TaskQueue::isEmpty() const noexcept {
 
 void TaskQueue::work() {
   runningLabel = label_.c_str();
-  auto lastTask = steady_clock::now();
   while (!stopping_.load(std::memory_order_relaxed)) {
     bool ran = false;
     while (const std::unique_ptr<Node> node{pop()}) {
+      if (!std::exchange(ran, true)) noteGap();
       runGuarded(*node);
-      ran = true;
     }
-    if (ran) lastTask = steady_clock::now();
+    if (ran) lastWork_ = steady_clock::now();
     if (isEmpty()) {
       finishDrains();
-      rest(lastTask);
+      rest();
     } else {
       std::this_thread::yield();  // a poster is between the two steps of link()
     }
@@ -122,15 +135,18 @@ void TaskQueue::runGuarded(Node& node) noexcept {
   }
 }
 
-void TaskQueue::rest(steady_clock::time_point lastTask) {
-  if (steady_clock::now() - lastTask < kNapsFor) std::this_thread::sleep_for(kNap);
-  else sleepUntilWoken();
+// Work has come: the gap before it joins the average.
+void TaskQueue::noteGap() noexcept {
+  const auto gap = std::min<steady_clock::duration>(steady_clock::now() - lastWork_, kLongestGap);
+  usualGap_ += (gap - usualGap_) / kGapsAveraged;
 }
 
-void TaskQueue::sleepUntilWoken() {
-  asleep_.store(1, std::memory_order_seq_cst);
-  if (isEmpty()) asleep_.wait(1, std::memory_order_seq_cst);
-  asleep_.store(0, std::memory_order_seq_cst);
+void TaskQueue::rest() noexcept {
+  const bool framesGoOn = usualGap_ <= kGapOfFrames && steady_clock::now() - lastWork_ < kGapOfFrames;
+  const Sleep sleep = framesGoOn ? kNapping : kAsleep;
+  sleep_.store(sleep, std::memory_order_seq_cst);
+  if (isEmpty()) sleepWhile(sleep_, sleep, framesGoOn ? std::optional(kNap) : std::nullopt);
+  sleep_.store(kAwake, std::memory_order_seq_cst);
 }
 
 }  // namespace zorvane
