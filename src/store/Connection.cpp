@@ -51,6 +51,29 @@ Row readRow(sqlite3_stmt* statement, int columns) {
   return row;
 }
 
+// The connection itself lists what is prepared. One that is in the middle of its run was interrupted by a crash on this
+// very thread, and is left alone.
+sqlite3_stmt* keptStatement(sqlite3* database, std::string_view sql) {
+  if (database == nullptr) return nullptr;
+  for (sqlite3_stmt* kept = nullptr; (kept = sqlite3_next_stmt(database, kept)) != nullptr;)
+    if (sql == sqlite3_sql(kept) && sqlite3_stmt_busy(kept) == 0) return kept;
+  sqlite3_stmt* fresh = nullptr;
+  sqlite3_prepare_v3(database, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT, &fresh, nullptr);
+  return fresh;
+}
+
+// False: SQLite's code and text say why. What is bound is never read after it.
+bool runToItsEnd(sqlite3_stmt* statement) {
+  while (sqlite3_step(statement) == SQLITE_ROW) {
+  }
+  return sqlite3_reset(statement) == SQLITE_OK;
+}
+
+bool executeOften(sqlite3* database, const char* sql) {
+  sqlite3_stmt* const statement = keptStatement(database, sql);
+  return statement != nullptr && runToItsEnd(statement);
+}
+
 // Some errors, a full disk among them, have already rolled back by themselves.
 bool isTransactionOpen(sqlite3* database) { return sqlite3_get_autocommit(database) == 0; }
 
@@ -86,13 +109,20 @@ std::optional<Rows> Connection::run(const std::string& sql, const Parameters& pa
   return done ? std::optional(std::move(rows)) : std::nullopt;
 }
 
+bool Connection::runOften(const char* sql, const Parameters& parameters) {
+  sqlite3_stmt* const statement = keptStatement(database_, sql);
+  if (statement == nullptr) return fail("PREPARE", SdkErrorAction::sqlPrepare);
+  bind(statement, parameters);
+  return runToItsEnd(statement) || fail("FINALIZE", std::nullopt);
+}
+
 bool Connection::begin(Begin how) {
-  return execute(database_, how == Begin::immediate ? "BEGIN IMMEDIATE;" : "BEGIN;") ||
+  return executeOften(database_, how == Begin::immediate ? "BEGIN IMMEDIATE;" : "BEGIN;") ||
          fail("BEGIN", SdkErrorAction::sqlBegin);
 }
 
 bool Connection::commit() {
-  if (execute(database_, "COMMIT")) return true;
+  if (executeOften(database_, "COMMIT")) return true;
   fail("COMMIT", SdkErrorAction::sqlCommit);
   const int cause = failure_;
   rollBack();  // a transaction left open would refuse every later one

@@ -33,6 +33,8 @@ class Connection {
   bool read(const std::string& sql, const Parameters& parameters, const std::function<bool(Row)>& take);
   // Rows, possibly none; absent when the statement failed.
   std::optional<Rows> run(const std::string& sql, const Parameters& parameters = {});
+  // For what runs with every event and returns no rows: it is prepared once, and stays with the connection.
+  bool runOften(const char* sql, const Parameters& parameters = {});
 
   // Runs `work` between BEGIN and COMMIT. When it returns false, nothing of it stays. Work that reads before it writes
   // has to have the write lock at once: what it read would be old where another process writes in between.

@@ -29,7 +29,11 @@ ZVStore::ZVStore() : database(std::make_unique<Database>()) {
 
 ZVStore::~ZVStore() = default;
 
-void Database::Closer::operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
+// With a statement left, it would stay open.
+void Database::Closer::operator()(sqlite3* handle) const noexcept {
+  while (sqlite3_stmt* const kept = sqlite3_next_stmt(handle, nullptr)) sqlite3_finalize(kept);
+  sqlite3_close_v2(handle);
+}
 
 ZVStore& ZVStore::sharedInstance() { return shared.get(); }
 

@@ -12,17 +12,14 @@ namespace zorvane {
 namespace {
 
 bool insert(Connection& connection, const ZVStore::Event& event) {
-  return connection
-      .run("INSERT INTO zv_events (status, category, session_id, client_ts, event) VALUES(?, ?, ?, ?, ?);",
-           {"new", event.category, event.sessionId, event.clientTs, event.json})
-      .has_value();
+  return connection.runOften(
+      "INSERT INTO zv_events (status, category, session_id, client_ts, event) VALUES(?, ?, ?, ?, ?);",
+      {"new", event.category, event.sessionId, event.clientTs, event.json});
 }
 
 bool replace(Connection& connection, const ZVStore::Snapshot& snapshot) {
-  return connection
-      .run("INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
-           {snapshot.sessionId, snapshot.sessionStart, snapshot.json})
-      .has_value();
+  return connection.runOften("INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
+                             {snapshot.sessionId, snapshot.sessionStart, snapshot.json});
 }
 
 bool forget(Connection& connection, const std::string& sessionId) {
