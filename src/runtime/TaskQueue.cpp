@@ -43,7 +43,7 @@ TaskQueue::TaskQueue(std::string label)
       worker_(startThread("zorvane", [this] { work(); })) {}
 
 TaskQueue::~TaskQueue() {
-  post([this] { stopping_.store(true, std::memory_order_relaxed); });
+  post([this] { stopping_ = true; });
   wake();
   worker_.join();
 }
@@ -109,7 +109,7 @@ bool TaskQueue::isEmpty() const noexcept {
 
 void TaskQueue::work() {
   runningLabel = label_.c_str();
-  while (!stopping_.load(std::memory_order_relaxed)) {
+  for (;;) {
     bool ran = false;
     while (const std::unique_ptr<Node> node{pop()}) {
       if (!std::exchange(ran, true)) noteGap();
@@ -118,6 +118,7 @@ void TaskQueue::work() {
     if (ran) lastWork_ = steady_clock::now();
     if (isEmpty()) {
       finishDrains();
+      if (stopping_) return;
       rest();
     } else {
       std::this_thread::yield();  // a poster is between the two steps of link()

@@ -72,9 +72,9 @@ class TaskQueue {
   Node* front_ = &sentinel_;                         // the worker's end
   alignas(64) std::atomic<Node*> back_{&sentinel_};  // the posters' end
   std::atomic<std::uint32_t> sleep_{kAwake};
-  std::atomic<bool> stopping_{false};
 
   // The worker's.
+  bool stopping_ = false;
   std::vector<std::shared_ptr<Drain>> drains_;      // those who wait until nothing is left
   std::chrono::steady_clock::time_point lastWork_;  // its end
   std::chrono::steady_clock::duration usualGap_;    // between two stretches of work: a moving average

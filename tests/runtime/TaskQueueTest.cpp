@@ -3,10 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "support/WakeUps.h"
 
 using namespace zorvane;
 
@@ -59,6 +64,33 @@ TEST(TaskQueue, OutlivesATaskThatThrowsAndReleasesEachTaskOnceItHasRun) {
   ASSERT_TRUE(queue.drain(kLimit));
   EXPECT_TRUE(ran);
   EXPECT_EQ(token.use_count(), 1) << "nothing that a task captured is kept";
+}
+
+TEST(TaskQueue, RunsWhatIsPostedAtAnyPaceAndRestsBetweenTasksThatAreRare) {
+  TaskQueue queue("test");
+  const auto postAndWait = [&queue] {
+    const auto ran = std::make_shared<std::promise<void>>();
+    queue.post([ran] { ran->set_value(); });
+    return ran->get_future().wait_for(kLimit) == std::future_status::ready;
+  };
+  // Every kind of rest, and the steps from one to the other, met by a task in the middle of it.
+  for (const int pause : {0, 50, 500, 5'000, 17'000, 50'000})  // us
+    for (int task = 0; task < 15; ++task) {
+      ASSERT_TRUE(postAndWait()) << "after a pause of " << pause << " us";
+      std::this_thread::sleep_for(std::chrono::microseconds(pause));
+    }
+
+  constexpr int kRareTasks = 5;
+  for (int task = 0; task < kRareTasks; ++task) {  // until the rate is known
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    ASSERT_TRUE(postAndWait());
+  }
+  const long before = wakeUpsOf("zorvane");
+  for (int task = 0; task < kRareTasks; ++task) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    ASSERT_TRUE(postAndWait());
+  }
+  EXPECT_LE(wakeUpsOf("zorvane") - before, 3 * kRareTasks);
 }
 
 TEST(TaskQueue, SaysWhenADrainRanOutOfTime) {

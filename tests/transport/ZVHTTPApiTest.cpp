@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <thread>
 
 #include "codecs/digests.h"
@@ -14,6 +17,7 @@
 #include "state/ZVState.h"
 #include "support/LoopbackServer.h"
 #include "support/TestPlatform.h"
+#include "support/WakeUps.h"
 #include "values/Fields.h"
 
 using namespace zorvane;
@@ -208,6 +212,28 @@ TEST_F(HTTPApi, SendsAnEmptySignedSdkErrorForWhatItCannotWrite) {
   EXPECT_EQ(failures, 1);
   EXPECT_EQ(server.requests().at(0).body, "");
   EXPECT_EQ(server.requests()[0].header("Authorization"), hmacSha256("other secret", ""));
+}
+
+TEST_F(HTTPApi, WaitsForAnAnswerWithoutLookingUntilItIsGivenUp) {
+  server.hang();
+  const auto send = [this] { return api().sendSynchronousRequest({server.url("/v2"), "GET", {}, {}}); };
+  auto waiting = std::async(std::launch::async, [&] {
+    pthread_setname_np(pthread_self(), "waits");
+    return send();
+  });
+  ASSERT_TRUE(server.waitForRequests(1));
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));  // what the sending itself wakes
+  const long before = wakeUpsOf("waits") + wakeUpsOf("zorvane net");
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  EXPECT_LE(wakeUpsOf("waits") + wakeUpsOf("zorvane net") - before, 2);
+
+  api().giveUpRequests();
+  EXPECT_FALSE(waiting.get().response) << "what waits is given up";
+  EXPECT_FALSE(send().response) << "and nothing is sent any more";
+  EXPECT_THAT(server.requests(), SizeIs(1));
+  server.resume();
+  api().makeRequestsAgain();
+  EXPECT_EQ(send().response.value_or(ZVURLResponse{}).statusCode, 200);
 }
 
 TEST_F(HTTPApi, AsksTheAppStoreAndHandsTheAnswerOn) {
