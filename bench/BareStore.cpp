@@ -2,11 +2,9 @@
 
 #include <sqlite3.h>
 
-#include <initializer_list>
 #include <stdexcept>
 
 #include "bench/Game.h"
-#include "store/ZVStore.h"
 
 using namespace zorvane;
 
@@ -19,25 +17,24 @@ constexpr const char* kInsertEvent =
 constexpr const char* kReplaceSession =
     "INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);";
 
-// What the library's database answers to a query, column after column of its first row.
-std::vector<std::string> askLibrary(const std::string& sql, std::initializer_list<const char*> columns) {
+// What a database answers to a query: the first row, each column's text.
+std::vector<std::string> ask(sqlite3* database, const std::string& sql) {
   std::vector<std::string> texts;
-  game::onWorkQueue([&] {
-    const auto rows = ZVStore::executeQuerySyncWithSql(sql);
-    if (!rows || rows->empty()) return;
-    for (const char* column : columns)
-      if (const std::string* text = rows->front().find(column)) texts.push_back(*text);
-  });
-  if (texts.size() != columns.size()) throw std::runtime_error("the library's database does not answer: " + sql);
+  const auto take = [](void* into, int columns, char** values, char**) {
+    for (int column = 0; column < columns; ++column)
+      static_cast<std::vector<std::string>*>(into)->emplace_back(values[column] != nullptr ? values[column] : "");
+    return 1;  // one row is enough
+  };
+  sqlite3_exec(database, sql.c_str(), take, &texts, nullptr);
+  if (texts.empty()) throw std::runtime_error("the library's database does not answer: " + sql);
   return texts;
 }
 
-std::string setting(const char* name) {
-  return std::string("PRAGMA ") + name + " = " + askLibrary(std::string("PRAGMA ") + name, {name}).front();
-}
-
-std::string table(const std::string& name) {
-  return askLibrary("SELECT sql FROM sqlite_master WHERE name = '" + name + "'", {"sql"}).front();
+sqlite3* opened(const std::string& file) {
+  sqlite3* handle = nullptr;
+  if (sqlite3_open((game::directory() + "/" + file).c_str(), &handle) != SQLITE_OK)
+    throw std::runtime_error("can't open " + file);
+  return handle;
 }
 
 }  // namespace
@@ -45,19 +42,18 @@ std::string table(const std::string& name) {
 void BareStore::Closer::operator()(sqlite3* database) const noexcept { sqlite3_close(database); }
 void BareStore::Finalizer::operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
 
-BareStore::BareStore(const std::string& file)
-    : event_(askLibrary("SELECT * FROM zv_events WHERE category = 'design' LIMIT 1",
-                        {"status", "category", "session_id", "client_ts", "event"})),
-      session_(askLibrary("SELECT * FROM zv_session", {"session_id", "timestamp", "event"})) {
-  sqlite3* handle = nullptr;
-  const int opened = sqlite3_open((game::directory() + "/" + file).c_str(), &handle);
-  database_.reset(handle);
-  if (opened != SQLITE_OK) throw std::runtime_error("no bare database");
-  for (const char* name : {"page_size", "journal_mode", "synchronous", "wal_autocheckpoint"})
-    execute(setting(name).c_str());
+BareStore::BareStore(const std::string& file) : database_(opened(file)) {
+  const std::unique_ptr<sqlite3, Closer> library(opened("zorvane.sqlite"));
+  event_ = ask(library.get(),
+               "SELECT status, category, session_id, client_ts, event FROM zv_events WHERE category = 'design'");
+  session_ = ask(library.get(), "SELECT session_id, timestamp, event FROM zv_session");
+  execute(("PRAGMA page_size = " + ask(library.get(), "PRAGMA page_size").front()).c_str());
+  execute(("PRAGMA journal_mode = " + ask(library.get(), "PRAGMA journal_mode").front()).c_str());
+  execute("PRAGMA synchronous = NORMAL");  // this and the next are the library's connection's, not its file's
+  execute("PRAGMA wal_autocheckpoint = 1000");
   for (const std::string name : {"zv_events", "zv_session"}) {
     execute(("DROP TABLE IF EXISTS " + name).c_str());
-    execute(table(name).c_str());
+    execute(ask(library.get(), "SELECT sql FROM sqlite_master WHERE name = '" + name + "'").front().c_str());
   }
   begin_ = prepare(kBegin);
   commit_ = prepare(kCommit);

@@ -1,5 +1,5 @@
-// BareStore is SQLite alone, doing what storing one event asks of it: the same two statements, each in a transaction of
-// its own, with the tables, the settings and the texts of the library's own database.
+// BareStore is SQLite alone, doing what storing one event asks of it: the same two statements in one transaction, with
+// the tables, the settings and the texts of the library's own database.
 //
 // Thread:   one.
 // Lifetime: its file goes with the game's directory.
@@ -14,7 +14,7 @@ struct sqlite3_stmt;
 
 class BareStore {
  public:
-  // `file`: in the game's directory, made anew. The game has stored an event.
+  // `file`: in the game's directory, made anew. The game has stored an event, whose texts and tables it takes.
   explicit BareStore(const std::string& file);
 
   void storeEvent();          // both statements prepared anew, as their texts come

@@ -1,8 +1,11 @@
 #include "bench/Game.h"
 
 #include <httplib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zorvane/Zorvane.h>
 
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -17,6 +20,7 @@
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 #include "store/ZVStore.h"
+#include "transport/ZVHTTPApi.h"
 
 using namespace zorvane;
 
@@ -24,7 +28,6 @@ namespace {
 
 constexpr const char* kGameKey = "0123456789abcdef0123456789abcdef";
 constexpr const char* kSecret = "0123456789abcdef0123456789abcdef01234567";
-constexpr double kNever = 1e6;  // seconds
 constexpr auto kLongest = std::chrono::minutes(10);
 
 class Directory {
@@ -45,43 +48,73 @@ class Directory {
   std::string path_;
 };
 
+// A process of its own, so that what it costs is not counted as the game's. It ends with the game.
 class AcceptingCollector {
  public:
   AcceptingCollector() {
-    server_.Post(".*/init", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content("{\"server_ts\":" + std::to_string(std::time(nullptr)) + "}", "application/json");
-    });
-    server_.Post(".*/events", [this](const httplib::Request& request, httplib::Response& response) {
-      const std::scoped_lock lock(guard_);
-      lastBatch_ = request.body;
-      response.set_content("[]", "application/json");
-    });
-    port_ = server_.bind_to_any_port("127.0.0.1");
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    std::array<int, 2> told{};
+    std::array<int, 2> alive{};
+    if (pipe(told.data()) != 0 || pipe(alive.data()) != 0) throw std::runtime_error("no pipe");
+    child_ = fork();
+    if (child_ == 0) {
+      close(alive[1]);
+      serve(told[1], alive[0]);
+    }
+    close(told[1]);
+    close(alive[0]);
+    alive_ = alive[1];
+    if (read(told[0], &port_, sizeof port_) != sizeof port_) throw std::runtime_error("no collector");
+    close(told[0]);
   }
   ~AcceptingCollector() {
-    server_.stop();
-    thread_.join();
+    close(alive_);
+    waitpid(child_, nullptr, 0);
   }
   AcceptingCollector(const AcceptingCollector&) = delete;
   AcceptingCollector& operator=(const AcceptingCollector&) = delete;
   [[nodiscard]] int port() const { return port_; }
-  [[nodiscard]] std::string lastBatch() {
-    const std::scoped_lock lock(guard_);
-    return lastBatch_;
+  [[nodiscard]] std::string lastBatch() const {
+    const auto answer = httplib::Client("127.0.0.1", port_).Get("/last");
+    return answer ? answer->body : "";
   }
 
  private:
-  httplib::Server server_;
+  [[noreturn]] static void serve(int told, int alive) {
+    httplib::Server server;
+    std::mutex guard;
+    std::string last;
+    server.Post(".*/init", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content("{\"server_ts\":" + std::to_string(std::time(nullptr)) + "}", "application/json");
+    });
+    server.Post("/slow/.*", [](const httplib::Request&, httplib::Response& response) {
+      std::this_thread::sleep_for(game::kSlowAnswer);
+      response.set_content("[]", "application/json");
+    });
+    server.Post(".*/events", [&](const httplib::Request& request, httplib::Response& response) {
+      const std::scoped_lock lock(guard);
+      last = request.body;
+      response.set_content("[]", "application/json");
+    });
+    server.Get("/last", [&](const httplib::Request&, httplib::Response& response) {
+      const std::scoped_lock lock(guard);
+      response.set_content(last, "application/octet-stream");
+    });
+    const int port = server.bind_to_any_port("127.0.0.1");
+    std::thread([&] { server.listen_after_bind(); }).detach();
+    [[maybe_unused]] const auto written = write(told, &port, sizeof port);
+    char nothing = 0;
+    [[maybe_unused]] const auto ended = read(alive, &nothing, 1);  // returns when the game's end of it is closed
+    _exit(0);
+  }
+
+  pid_t child_ = -1;
+  int alive_ = -1;
   int port_ = 0;
-  std::mutex guard_;
-  std::string lastBatch_;  // guarded by guard_
-  std::thread thread_;
 };
 
 class Game {
  public:
-  Game() {
+  explicit Game(double secondsBetweenRuns) {
     ZVPlatform platform;
     platform.application = [] {
       ZVApplicationFacts facts;
@@ -94,7 +127,7 @@ class Game {
     platform.collector = {.protocol = "http", .hostname = "127.0.0.1", .port = std::to_string(collector_.port())};
     ZVPlatform::install(std::move(platform));
 
-    ZVEvents::sharedInstance().queueTimerWaitSeconds = kNever;  // the benches say when events are sent
+    ZVEvents::sharedInstance().queueTimerWaitSeconds = secondsBetweenRuns;
     Zorvane::configureBuild("1.4.2");
     Zorvane::initializeWithGameKey(kGameKey, kSecret);
     game::finishTasks();
@@ -109,8 +142,8 @@ class Game {
   AcceptingCollector collector_;
 };
 
-Game& running() {
-  static Game game;
+Game& running(double secondsBetweenRuns = game::kNever) {
+  static Game game(secondsBetweenRuns);
   return game;
 }
 
@@ -121,7 +154,7 @@ const ZVMap& game::customFields() {
   return fields;
 }
 
-void game::start() { running(); }
+void game::start(double secondsBetweenRuns) { running(secondsBetweenRuns); }
 
 void game::reportEvent() { Zorvane::addDesignEventWithEventId(kEventId, kValue, customFields()); }
 
@@ -136,6 +169,12 @@ void game::onWorkQueue(const std::function<void()>& task) {
     done.set_value();
   });
   done.get_future().wait();
+}
+
+void game::sendTo(const std::string& url) { ZVHTTPApi::sharedInstance().setBaseUrl(url); }
+
+std::string game::collectorUrl(const std::string& path) {
+  return "http://127.0.0.1:" + std::to_string(collectorPort()) + path;
 }
 
 std::string game::directory() { return running().directory(); }

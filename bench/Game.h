@@ -5,6 +5,7 @@
 // Lifetime: starts with the first use and ends with the process; its data directory goes with it.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -17,11 +18,18 @@ inline constexpr const char* kEventId = "level:castle:boss_down";
 inline constexpr double kValue = 12.5;
 const ZVMap& customFields();
 
-void start();  // its session is open and nothing is left to do when this returns
+inline constexpr double kNever = 1e6;                         // seconds
+inline constexpr auto kSlowAnswer = std::chrono::seconds(5);  // how long the collector takes below /slow
+
+// Its session is open and nothing is left to do when this returns. By default a bench says when events are sent.
+void start(double secondsBetweenRuns = kNever);
 void reportEvent();
 void finishTasks();  // returns when the work queue has nothing left
 void onWorkQueue(const std::function<void()>& task);
 
+void sendTo(const std::string& url);  // events, from now on
+
+std::string collectorUrl(const std::string& path);
 std::string directory();
 int collectorPort();
 std::string lastBatch();  // the body of the last request that carried events

@@ -35,6 +35,20 @@ std::optional<std::int64_t> bytesWritten() {
   return std::nullopt;
 }
 
+std::int64_t voluntaryWaitsOfAll() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_nvcsw;
+}
+
+std::int64_t ownBytes() {
+  std::ifstream status("/proc/self/status");
+  std::string name;
+  while (status >> name)
+    if (std::int64_t kilobytes = 0; name == "RssAnon:" && status >> kilobytes) return kilobytes * 1024;
+  return 0;
+}
+
 std::int64_t residentBytes() {
   std::ifstream pages("/proc/self/statm");
   std::int64_t size = 0;
