@@ -6,8 +6,6 @@
 
 #include "bench/Game.h"
 
-using namespace zorvane;
-
 namespace {
 
 constexpr const char* kBegin = "BEGIN;";
