@@ -22,6 +22,7 @@ constinit SharedInstance<ZVDevice> shared;
 constexpr std::string_view kUnassignedIdentifier = "unassigned";
 constexpr std::string_view kNoVersion = "0.0.0";
 constexpr std::size_t kMaxModelUnits = 32;
+constexpr std::size_t kMaxSystemUnits = 64;
 constexpr int kAuthorized = 3;
 constexpr int kLastFoundationOfIos6 = 993;
 
@@ -48,6 +49,12 @@ const typename Table::value_type* rowOf(const Table& table, int number) {
 // Text that is not UTF-8 could be neither stored nor sent: it counts as absent.
 std::optional<std::string> sound(std::optional<std::string> fact) {
   return fact && isValidUtf8(*fact) ? std::move(fact) : std::nullopt;
+}
+
+// What the host says of the system, or else what events have always said.
+std::string systemText(std::optional<std::string> fact, std::string_view otherwise) {
+  const auto given = sound(std::move(fact));
+  return std::string(given && !given->empty() ? prefixOfUtf16Length(*given, kMaxSystemUnits) : otherwise);
 }
 
 template <class Answer, class Compute>
@@ -152,11 +159,21 @@ std::unique_ptr<ZVDevice> ZVDevice::setSharedInstance(std::unique_ptr<ZVDevice> 
   return shared.exchange(std::move(instance));
 }
 
-std::string ZVDevice::osPlatform() { return "ios"; }
-std::string ZVDevice::deviceMake() { return "apple"; }
+std::string ZVDevice::osPlatform() {
+  return kept(sharedInstance().osPlatform_, [] { return systemText(platform().device().platformName, "ios"); });
+}
+
+std::string ZVDevice::deviceMake() {
+  return kept(sharedInstance().deviceMake_, [] { return systemText(platform().device().maker, "apple"); });
+}
 
 std::string ZVDevice::osVersion() {
   return kept(sharedInstance().osVersion_, [] { return sound(platform().device().systemVersion).value_or(""); });
+}
+
+std::string ZVDevice::osLine() {
+  return kept(sharedInstance().osLine_,
+              [] { return systemText(platform().device().systemLine, osPlatform() + ' ' + osVersion()); });
 }
 
 std::string ZVDevice::deviceModel() { return kept(sharedInstance().deviceModel_, readDeviceModel); }

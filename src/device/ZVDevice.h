@@ -29,10 +29,11 @@ class ZVDevice {
   static ZVDevice& sharedInstance();
   static std::unique_ptr<ZVDevice> setSharedInstance(std::unique_ptr<ZVDevice> instance);
 
-  static std::string osPlatform();
+  static std::string osPlatform();  // "ios", unless the host says otherwise
   static std::string osVersion();
+  static std::string osLine();  // both, unless the host says otherwise
   static std::string deviceModel();
-  static std::string deviceMake();
+  static std::string deviceMake();      // "apple", unless the host says otherwise
   static std::string connectionType();  // "offline", "wwan", "wifi"; "" before the first reading
   static std::string appBundleIdentifier();
   static std::string appVersion();
@@ -64,7 +65,10 @@ class ZVDevice {
   std::mutex guard_;
   std::optional<std::string> connectionType_;  // guarded by guard_; written by the main loop, too
   std::optional<bool> testflightBuild_;        // guarded by guard_
+  std::optional<std::string> osPlatform_;
   std::optional<std::string> osVersion_;
+  std::optional<std::string> osLine_;
+  std::optional<std::string> deviceMake_;
   std::optional<std::string> deviceModel_;
   std::optional<std::string> appBundleIdentifier_;
   std::optional<std::string> appVersion_;

@@ -1,8 +1,6 @@
 #include <cmath>
 #include <limits>
 
-#include <fmt/format.h>
-
 #include "codecs/uuids.h"
 #include "device/ZVDevice.h"
 #include "platform/Platform.h"
@@ -20,8 +18,6 @@ constexpr std::size_t kMostFields = 30;  // common ones and an event's own
 
 // The client's clock in whole seconds.
 std::int32_t clientSeconds() { return static_cast<std::int32_t>(integerReading(platform().clock->secondsSince1970())); }
-
-std::string osVersion() { return fmt::format("{} {}", ZVDevice::osPlatform(), ZVDevice::osVersion()); }
 
 void setUnless(ZVMap& fields, const char* key, std::string value, std::string_view meansAbsent) {
   if (value != meansAbsent) fields.set(key, std::move(value));
@@ -55,7 +51,7 @@ ZVMap ZVState::getEventAnnotations() {
   fields.set("ios_idfv", getIdfv());
   fields.set("client_ts", getClientTsAdjustedWithServertimeOffset());
   fields.set("sdk_version", getSdkVersion());
-  fields.set("os_version", osVersion());
+  fields.set("os_version", ZVDevice::osLine());
   fields.set("manufacturer", ZVDevice::deviceMake());
   fields.set("device", ZVDevice::deviceModel());
   fields.set("platform", ZVDevice::osPlatform());
@@ -82,7 +78,7 @@ ZVMap ZVState::getSdkErrorEventAnnotations() {
   fields.set("event_uuid", randomUuid());
   fields.set("category", Category::sdkError);
   fields.set("sdk_version", getSdkVersion());
-  fields.set("os_version", osVersion());
+  fields.set("os_version", ZVDevice::osLine());
   fields.set("manufacturer", ZVDevice::deviceMake());
   fields.set("device", ZVDevice::deviceModel());
   fields.set("platform", ZVDevice::osPlatform());
@@ -97,7 +93,7 @@ ZVMap ZVState::getInitAnnotations() {
   fields.set("ios_idfa", getIdfa());
   fields.set("ios_idfv", getIdfv());
   fields.set("sdk_version", getSdkVersion());
-  fields.set("os_version", osVersion());
+  fields.set("os_version", ZVDevice::osLine());
   fields.set("platform", ZVDevice::osPlatform());
   fields.set("build", getBuild());
   fields.set("random_salt", getSessionNum());

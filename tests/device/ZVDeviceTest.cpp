@@ -48,6 +48,26 @@ TEST_F(Device, NamesItsModelInAtMost32Characters) {
   EXPECT_EQ(ZVDevice::osVersion(), "");
 }
 
+TEST_F(Device, IsCalledWhatItAlwaysWasUnlessTheHostSaysOtherwise) {
+  const std::string of64(64, 's');
+  using Given = std::optional<std::string>;
+  for (const auto& [given, expected] : {std::pair<Given, Given>{"linux", "linux"},
+                                        {of64, of64},
+                                        {of64 + "s", of64},
+                                        {std::nullopt, std::nullopt},
+                                        {"", std::nullopt},
+                                        {"\xFF", std::nullopt}}) {
+    give(&ZVDeviceFacts::maker, given);
+    give(&ZVDeviceFacts::platformName, given);
+    EXPECT_EQ(ZVDevice::deviceMake(), expected.value_or("apple"));
+    EXPECT_EQ(ZVDevice::osPlatform(), expected.value_or("ios"));
+    EXPECT_EQ(ZVDevice::osLine(), expected.value_or("ios") + " 17.2");
+    give(&ZVDeviceFacts::systemLine, given);
+    EXPECT_EQ(ZVDevice::osLine(), expected.value_or("ios 17.2"));
+    give(&ZVDeviceFacts::systemLine, Given());
+  }
+}
+
 TEST_F(Device, ChecksTheApplicationsFactsAndHasAValueForAbsentOnes) {
   const std::string of64(64, '1');
   const std::string of65(65, '1');
