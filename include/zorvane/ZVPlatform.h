@@ -202,9 +202,9 @@ class ZORVANE_API ZVReachabilitySource {
 /// What a host may replace. Every member may stay as it is.
 struct ZORVANE_API ZVPlatform {
   /// Asked on the work queue, on a thread that reports a purchase whose receipt is to be read, on one that installs the
-  /// crash handlers and on one that handles a crash: they must be safe to call on several threads at
-  /// once, and quick, for they are called often. Empty: the program's file name is the identifier, the kernel's release
-  /// and architecture are the device.
+  /// crash handlers and on one that handles a crash: they must be safe to call on several threads at once, and quick,
+  /// for they are called often. Empty: the program's file name is the identifier, the kernel's release and architecture
+  /// are the device.
   std::function<ZVApplicationFacts()> application;
   /// Facts about the device, asked as `application` is.
   std::function<ZVDeviceFacts()> device;
@@ -223,6 +223,10 @@ struct ZORVANE_API ZVPlatform {
 
   std::shared_ptr<ZVReachabilitySource> reachability;  ///< null: what the kernel says of routes and links
   std::shared_ptr<ZVClock> clock;                      ///< null: the system's
+
+  /// True: log lines go to the observers of k_ZV_LoggerMessageNotification alone, not to standard error. What has no
+  /// observer still goes there: the first lines of a crash, failures of the platform edge itself.
+  bool quietConsole = false;
 
   /// False: no crash handlers, neither for signals nor for exceptions, from the start: for a process whose runtime uses
   /// signals for itself, or that reports its crashes itself. Error events that the game reports are not affected.

@@ -29,8 +29,10 @@ struct Slot {
   ZVPlatform chosen;                         // guarded by mutex; what the host installed, its gaps still empty
   std::unique_ptr<const ZVPlatform> filled;  // guarded by mutex
   std::atomic<const ZVPlatform*> inForce{nullptr};
+  std::atomic<bool> quietConsole{false};
 
   void putInForce(ZVPlatform platform) {
+    quietConsole = platform.quietConsole;
     auto next = std::make_unique<const ZVPlatform>(std::move(platform));
     inForce.store(next.get(), std::memory_order_release);  // first: threads that end with the old one may ask
     filled.swap(next);
@@ -107,6 +109,8 @@ void replacePlatform(ZVPlatform replacement) {
   slot().putInForce(std::move(filled));
 }
 
+bool isConsoleQuiet() noexcept { return slot().quietConsole; }
+
 bool isPlatformInForce() noexcept { return slot().inForce.load(std::memory_order_acquire) != nullptr; }
 
 }  // namespace zorvane
@@ -118,6 +122,7 @@ bool ZVPlatform::install(ZVPlatform platform) noexcept {
     Slot& slot = zorvane::slot();
     const std::scoped_lock lock(slot.mutex);
     if (!slot.filled) {
+      slot.quietConsole = platform.quietConsole;
       slot.chosen = std::move(platform);
       return true;
     }

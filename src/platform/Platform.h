@@ -22,6 +22,10 @@ const ZVPlatform& platform();
 // out by whoever opens a file there.
 std::string applicationDataDirectory();
 
+// True: log lines go to observers alone. As the host installed it, and without putting a platform in force: a line may
+// be written before one is installed.
+bool isConsoleQuiet() noexcept;
+
 // Puts `replacement` in place of the platform in force, for tests. Nothing else may run meanwhile.
 void replacePlatform(ZVPlatform replacement);
 

@@ -6,6 +6,7 @@
 #include <zorvane/ZVNotificationCenter.h>
 
 #include "platform/Console.h"
+#include "platform/Platform.h"
 #include "runtime/SharedInstance.h"
 #include "values/Text.h"
 
@@ -96,7 +97,7 @@ void ZVLogger::log(Level level, int domain, fmt::string_view format, fmt::format
     std::string line = fmt::format("{}/{}: ", row.lineWord, getMessageTagForDomain(domain));
     line += fmt::vformat(format, args);
     if (!isValidUtf8(line)) line = withReplacementCharacters(line);  // what a game handed in may be quoted in it
-    writeConsoleLine(line);
+    if (!isConsoleQuiet()) writeConsoleLine(line);
     sendNotificationMessage(line, row.messageType);
   } catch (const std::exception&) {
     writeConsoleLine("ZVLogger :", row.name, " failed: called with invalid format.");

@@ -74,6 +74,17 @@ TEST(Logger, TellsObserversTheLineAndItsType) {
                                 ZVMap{{"type", 2}, {"message", "Info/ZV/System: c"}}));
 }
 
+TEST(Logger, KeepsToObserversWhereThePlatformWantsAQuietConsole) {
+  const LogCapture log(LogCapture::Levels::asTheyAre);
+  for (const bool quiet : {true, false}) {
+    const TestPlatform platform = TestPlatform::make([=](ZVPlatform& chosen) { chosen.quietConsole = quiet; });
+    testing::internal::CaptureStderr();
+    ZVLogger::w(0, "a line");
+    EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), quiet);
+  }
+  EXPECT_EQ(log.count("a line"), 2U);
+}
+
 TEST(NotificationCenter, SurvivesObserversThatThrowLogAndChangeTheObservers) {
   std::vector<std::string> heard;
   ZVNotificationCenter::Token last = 0;
