@@ -16,6 +16,8 @@
 
 /// A log line was written. User info: "type" (0 error, 1 warning, 2 info, 3 debug) and "message" (the whole line).
 ZORVANE_API extern const char* const k_ZV_LoggerMessageNotification;
+/// A session has begun: events are taken into it, and Zorvane::endSession() ends it. No object, no user info.
+ZORVANE_API extern const char* const k_ZV_SessionDidStartNotification;
 /// The path to the collector changed. The object is the library's monitor; no user info.
 ZORVANE_API extern const char* const k_ZV_ReachabilityChangedNotification;
 

@@ -243,6 +243,9 @@ struct ZORVANE_API ZVPlatform {
   /// last. 0: not at all.
   double exitSeconds = 1.5;
   double backgroundSeconds = 5;  ///< how long a normal exit may wait for an open background task
+  /// How long the library waits from the end of one run of the event queue to the next: 0.1 to 3600. Anything else is a
+  /// warning and the default. A shorter one is for development: it costs a player's battery.
+  double eventQueueSeconds = 8;
 
   /// Puts `platform` in force, with defaults for what it leaves empty. Before the first call of Zorvane; later it
   /// logs an error, changes nothing and returns false.

@@ -199,13 +199,26 @@ class ZORVANE_API Zorvane {
   static std::string adTypeToString(ZVAdType adType);
   /// @}
 
+  /// @name Sending
+  /// By itself, the library sends what waits every ZVPlatform::eventQueueSeconds.
+  /// @{
+
+  /// Sends what waits now, up to about 500 events: for a game that is about to end. Refused with a warning where no
+  /// session is open or event submission is switched off.
+  static void flush() noexcept;
+  /// @}
+
   /// @name Sessions by hand, with manual session handling on
   /// Without it they are refused with a warning.
   /// @{
 
-  /// Ends the session that is open, if one is, and starts another.
+  /// Ends the session that is open, if one is, and starts another. That takes until the collector has answered the init
+  /// call, or failed to; k_ZV_SessionDidStartNotification is posted then. Events of the meantime belong to the new
+  /// session, but endSession() is refused until then: startSession(); endSession(); in one breath leaves a session
+  /// open.
   static void startSession() noexcept;
-  /// Ends the session and sends what waits. Events are dropped until the next session begins.
+  /// Ends the session and sends what waits. Events are dropped until the next session begins. Refused with a warning
+  /// where no session is open, and while a session's start is under way.
   static void endSession() noexcept;
   /// @}
 

@@ -20,3 +20,14 @@ void Zorvane::endSession() noexcept {
     else ZVLogger::w(0, "Could not manually end the session as manual session handling is not enabled.");
   });
 }
+
+void Zorvane::flush() noexcept {
+  post([] {
+    return [] {
+      constexpr const char* kRefusal = "Could not flush events";
+      if (!isSdkReadyWithNeedsInitialized(true, true, kRefusal)) return;
+      if (ZVState::isEventSubmissionEnabled()) ZVEvents::processEventsWithCategory({}, true);
+      else ZVLogger::w(0, "{}: Event submission is disabled", kRefusal);
+    };
+  });
+}

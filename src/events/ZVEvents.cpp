@@ -7,7 +7,9 @@
 namespace zorvane {
 
 namespace {
+
 constinit SharedInstance<ZVEvents> shared;
+
 }  // namespace
 
 ZVEvents& ZVEvents::sharedInstance() { return shared.get(); }

@@ -101,9 +101,11 @@ class ZVEvents {
   // What reportSdkError() comes to, with the keys in force.
   static void reportSdkErrorAsEvent(const SdkError& error);
 
-  double queueTimerWaitSeconds = 8.0;
+  double queueTimerWaitSeconds = periodOfQueue();  // the platform's choice, 8 by default
 
  private:
+  static double periodOfQueue();
+
   const std::uint64_t backgroundObserver_;
   const std::uint64_t foregroundObserver_;
   std::atomic<bool> restartEventQueue_{false};

@@ -10,6 +10,8 @@
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 
+const char* const k_ZV_SessionDidStartNotification = "k_ZV_SessionDidStartNotification";
+
 namespace zorvane {
 
 namespace {
@@ -87,6 +89,7 @@ void ZVEvents::startNewSession() {
   ZVState::prepareSession();
   if (ZVState::isEnabled()) {
     ZVState::beginSession();
+    ZVNotificationCenter::post(k_ZV_SessionDidStartNotification, nullptr, ZVMap());
     addSessionStartEvent();
     return;
   }

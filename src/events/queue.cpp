@@ -18,6 +18,9 @@ namespace zorvane {
 
 namespace {
 
+constexpr double kShortestPeriod = 0.1;
+constexpr double kLongestPeriod = 3600;
+
 bool hasBadClientTs(const ZVMap& event) {
   const ZVValue* clientTs = event.find("client_ts");
   return clientTs != nullptr && !ZVValidator::validateClientTs(doubleReading(*clientTs));
@@ -86,14 +89,23 @@ void settle(const ZVHTTPApi::Answer& answer, ZVStore::Batch batch) {
 
 }  // namespace
 
+double ZVEvents::periodOfQueue() {
+  const double seconds = platform().eventQueueSeconds;
+  if (seconds >= kShortestPeriod && seconds <= kLongestPeriod) return seconds;  // false for a NaN
+  const double usual = ZVPlatform().eventQueueSeconds;
+  ZVLogger::w(0, "An event queue's period of {} seconds is not between {} and {}. {} seconds are used instead.",
+              seconds, kShortestPeriod, kLongestPeriod, usual);
+  return usual;
+}
+
 void ZVEvents::startEventQueue() {
   stopEventQueue();
-  ZVThreading::performTaskOnMainThreadWithBlock([] {
-    ZVEvents& events = sharedInstance();
-    const std::scoped_lock lock(events.timerGuard_);
-    events.eventQueueTimer_ =
-        platform().mainLoop->scheduleTimer(events.queueTimerWaitSeconds, [] { processEventQueue(true); });
-  });
+  ZVEvents& events = sharedInstance();
+  const std::scoped_lock lock(events.timerGuard_);
+  // From here rather than on the loop's thread, which a host may keep busy: what waits to be stored must not wait for
+  // it.
+  events.eventQueueTimer_ =
+      platform().mainLoop->scheduleTimer(events.queueTimerWaitSeconds, [] { processEventQueue(true); });
 }
 
 void ZVEvents::stopEventQueue() {

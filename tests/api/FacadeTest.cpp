@@ -3,9 +3,14 @@
 
 #include <zorvane/Zorvane.h>
 
+#include <chrono>
+#include <future>
+#include <limits>
+
 #include "api/frame.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
+#include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
 
@@ -187,6 +192,84 @@ TEST(Dimensions, TakeTheirConfiguredValuesAndTheThirdFailsLikeTheSecond) {
   EXPECT_EQ(ZVState::getDimension01(), std::nullopt) << "cleared at once";
   EXPECT_TRUE(game.log.contains("Invalid dimension01 found in variable. Setting to nil. Invalid dimension: one"));
   EXPECT_THAT(game.query("SELECT * FROM zv_state WHERE key = 'dimension01'"), SizeIs(0));
+}
+
+// A game that lives for less than the queue's eight seconds.
+TEST(Flush, SendsWhatWaitsAtOnceAndSaysWhyItCanNot) {
+  Game game;
+  const std::string refusal = "Warning/ZV/Analytics: Could not flush events: ";
+  Zorvane::flush();
+  game.settle();
+  EXPECT_TRUE(game.log.contains(refusal + "SDK is not initialized"));
+  game.start();
+  for (int i = 0; i < 20; ++i) Zorvane::addDesignEventWithEventId("short:life", i);
+  Zorvane::flush();
+  game.settle();
+  EXPECT_THAT(game.sent("design"), SizeIs(20));
+  EXPECT_THAT(game.stored("design"), SizeIs(0));
+  EXPECT_EQ(game.platform.loop->timers(), 1U) << "the queue's own turn comes as before";
+  Zorvane::addDesignEventWithEventId("stays");
+  Zorvane::setEnabledEventSubmission(false);
+  Zorvane::flush();
+  game.settle();
+  EXPECT_TRUE(game.log.contains(refusal + "Event submission is disabled"));
+  EXPECT_THAT(game.stored("design"), SizeIs(1));
+}
+
+TEST(SessionStart, IsNotifiedOnceItCanBeEnded) {
+  Game game;
+  Zorvane::setEnabledManualSessionHandling(true);
+  game.settle();
+  int begun = 0;
+  const auto observer = ZVNotificationCenter::addObserver(k_ZV_SessionDidStartNotification, [&](const ZVNotification&) {
+    if (++begun == 2) Zorvane::endSession();
+  });
+  game.start();
+  EXPECT_EQ(begun, 1);
+  game.log.clear();
+  std::promise<void> answered;
+  ZVThreading::performTaskOnZVThreadWithBlock([&] { answered.get_future().wait(); });
+  Zorvane::startSession();  // ends the first
+  Zorvane::endSession();
+  EXPECT_TRUE(game.log.contains("SDK is already paused. Cannot pause SDK and end session.")) << "in one breath";
+  answered.set_value();
+  game.settle();
+  EXPECT_EQ(begun, 2);
+  EXPECT_THAT(game.sent("session_end"), SizeIs(2)) << "the second was ended by its observer";
+  game.collector.answerOnly(LoopbackServer::kInit, {401, "{}"});
+  Zorvane::startSession();
+  game.settle();
+  EXPECT_EQ(begun, 2) << "none begins while the library is switched off";
+  ZVNotificationCenter::removeObserver(observer);
+}
+
+// A host that loads for seconds before its loop turns, and is killed then.
+TEST(Storing, NeverWaitsForAHostsLoop) {
+  Game game;
+  Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret);
+  Zorvane::addDesignEventWithEventId("while:loading");
+  auto& queue = ZVThreading::sharedInstance().queue;
+  ASSERT_TRUE(queue.drain(std::chrono::seconds(60))) << "nobody pumps the loop meanwhile";
+  EXPECT_THAT(game.stored("design"), SizeIs(1));
+  EXPECT_THAT(game.sent("user"), SizeIs(1));
+  game.platform.loop->advance(8.1);
+  game.settle();
+  EXPECT_THAT(game.sent("design"), SizeIs(1)) << "the timer was armed without the loop";
+}
+
+TEST(QueuePeriod, IsThePlatformsWithinItsBounds) {
+  for (const auto& [given, used] : {std::pair{0.5, 0.5},
+                                    {0.1, 0.1},
+                                    {3600.0, 3600.0},
+                                    {0.0, 8.0},
+                                    {-1.0, 8.0},
+                                    {3600.5, 8.0},
+                                    {std::numeric_limits<double>::quiet_NaN(), 8.0}}) {
+    Game game([period = given](ZVPlatform& platform) { platform.eventQueueSeconds = period; });
+    game.start();
+    EXPECT_EQ(ZVEvents::sharedInstance().queueTimerWaitSeconds, used) << given;
+    EXPECT_EQ(game.log.contains("An event queue's period of "), given != used) << given;
+  }
 }
 
 }  // namespace
