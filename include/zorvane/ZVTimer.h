@@ -14,6 +14,7 @@
 #include <mutex>
 
 #include <zorvane/ZVExport.h>
+#include <zorvane/ZVTypes.h>
 
 /// A task with its interval. Its threads and lifetime: ZVTimer.h.
 class ZORVANE_API ZVTimer {
@@ -22,7 +23,7 @@ class ZORVANE_API ZVTimer {
 
   /// `seconds`: from now, and from each run to the next; 0 and less: at the next opportunity. `task`: an empty one
   /// makes a timer that does nothing. Null where the library can't run, in a forked child.
-  static std::shared_ptr<ZVTimer> scheduledTimerWithTimeInterval(double seconds, Task task, bool repeats) noexcept;
+  static std::shared_ptr<ZVTimer> scheduledTimerWithTimeInterval(double seconds, Task task, ZVFlag repeats) noexcept;
   /// Runs what is due of the calling thread's timers.
   static void servePending() noexcept;
 

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,9 +56,17 @@ class ZVText {
 
 class ZVValue;
 
-/// Every whole number, of any size, but no boolean.
+/// The types of characters. A character's code is hardly ever the number that was meant, so none of them counts as one;
+/// std::int8_t and std::uint8_t do.
 template <class T>
-concept ZVInteger = std::integral<T> && !std::same_as<T, bool>;
+concept ZVCharacter = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
+    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+/// Whole numbers of any size: neither booleans nor characters.
+template <class T>
+concept ZVWhole = std::integral<T> && !std::same_as<T, bool> && !ZVCharacter<T>;
+/// Whole numbers, and those with a fraction.
+template <class T>
+concept ZVReal = ZVWhole<T> || std::floating_point<T>;
 
 /// A JSON object: text keys to values, in the order in which the keys were first set.
 class ZORVANE_API ZVMap {
@@ -73,14 +83,18 @@ class ZORVANE_API ZVMap {
   ZVMap& operator=(ZVMap&& other) noexcept;     ///< the content of `other`, which is empty afterwards
   ~ZVMap();
 
-  void set(std::string key, ZVValue value);  ///< replaces in place when the key is there
-  bool erase(std::string_view key);          ///< true when the key was there
-  void clear() noexcept;                     ///< removes every entry
-  void reserve(std::size_t entries);         ///< makes room, as a vector does
+  /// Replaces in place when the key is there. Here and below an absent key is the key "", which custom fields refuse.
+  void set(ZVText key, ZVValue value);
+  /// The same for a key that is handed over.
+  template <std::same_as<std::string> Key>
+  void set(Key&& key, ZVValue value);
+  bool erase(ZVText key);             ///< true when the key was there
+  void clear() noexcept;              ///< removes every entry
+  void reserve(std::size_t entries);  ///< makes room, as a vector does
 
-  [[nodiscard]] const ZVValue* find(std::string_view key) const noexcept;  ///< null when the key is missing
+  [[nodiscard]] const ZVValue* find(ZVText key) const noexcept;  ///< null when the key is missing
   /// Whether the key is there, also with a null.
-  [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
+  [[nodiscard]] bool contains(ZVText key) const noexcept { return find(key) != nullptr; }
   [[nodiscard]] std::size_t size() const noexcept;                   ///< the number of entries
   [[nodiscard]] bool empty() const noexcept { return size() == 0; }  ///< whether there are none
   [[nodiscard]] const_iterator begin() const noexcept;               ///< the first entry; they stand in their order
@@ -91,10 +105,11 @@ class ZORVANE_API ZVMap {
 
  private:
   struct Index;
+  void put(std::string key, ZVValue value);
   [[nodiscard]] std::optional<std::size_t> position(std::string_view key) const noexcept;
 
   std::vector<Entry> entries_;
-  std::unique_ptr<Index> index_;  ///< only for maps too large to search one by one
+  std::unique_ptr<Index> index_;  // only for maps too large to search one by one
 };
 
 /// One JSON value. Numbers keep the kind they were given in: whole (64-bit) or double.
@@ -108,8 +123,8 @@ class ZORVANE_API ZVValue {
   template <std::same_as<bool> Boolean>
   ZVValue(Boolean value) noexcept : value_(value) {}
   /// A whole number; one above the largest std::int64_t becomes a double.
-  template <ZVInteger Integer>
-  ZVValue(Integer value) noexcept : value_(wholeOrDouble(value)) {}
+  template <ZVWhole Whole>
+  ZVValue(Whole value) noexcept : value_(wholeOrDouble(value)) {}
   /// A double.
   template <std::floating_point Float>
   ZVValue(Float value) noexcept : value_(static_cast<double>(value)) {}
@@ -147,8 +162,8 @@ class ZORVANE_API ZVValue {
  private:
   using Content = std::variant<std::monostate, bool, std::int64_t, double, std::string, Array, ZVMap>;
 
-  template <ZVInteger Integer>
-  static Content wholeOrDouble(Integer value) noexcept {
+  template <ZVWhole Whole>
+  static Content wholeOrDouble(Whole value) noexcept {
     if (std::in_range<std::int64_t>(value)) return Content(std::in_place_type<std::int64_t>, value);
     return Content(std::in_place_type<double>, static_cast<double>(value));
   }
@@ -158,28 +173,68 @@ class ZORVANE_API ZVValue {
 
 /// A key with its value.
 struct ZVMap::Entry {
+  /// An absent key is "".
+  Entry(ZVText name, ZVValue content) : key(name.view()), value(std::move(content)) {}
+  /// The same for a key that is handed over.
+  template <std::same_as<std::string> Key>
+  Entry(Key&& name, ZVValue content) noexcept : key(std::move(name)), value(std::move(content)) {}
+
   std::string key;  ///< UTF-8
   ZVValue value;    ///< a copy of what was set
   /// The same key and value.
   friend bool operator==(const Entry&, const Entry&) = default;
 };
 
-/// Texts that a game declares: {"gems", "gold"}, a vector of strings, or std::nullopt for none at all.
-class ZVTextList : public std::optional<std::vector<std::string>> {
+template <std::same_as<std::string> Key>
+inline void ZVMap::set(Key&& key, ZVValue value) {
+  put(std::move(key), std::move(value));
+}
+
+/// Texts that a game declares: {"gems", "gold"}, any range of texts, or std::nullopt for no list at all.
+class ZVTextList {
  public:
-  using std::optional<std::vector<std::string>>::optional;
-  /// No list at all.
-  ZVTextList() noexcept = default;
+  ZVTextList() noexcept = default;               ///< no list at all
+  ZVTextList(std::nullopt_t) noexcept {}         ///< no list at all
+  ZVTextList(std::nullptr_t) noexcept = delete;  ///< would be a list in braces and none without them
   /// A list of these texts.
-  ZVTextList(std::initializer_list<ZVText> texts) : optional(std::in_place) {
+  ZVTextList(std::initializer_list<ZVText> texts) : texts_(std::in_place) {
     for (const ZVText text : texts) add(text);
   }
-  /// Appends to a list that is there. An absent text is refused with the list, as what it is: no text.
-  void add(ZVText text) { (*this)->emplace_back(text.present() ? text.view() : "\xFF"); }
+  /// A list of the range's texts: those of a vector, an array, a set ...
+  template <class Range>
+  requires requires(const Range& texts) {
+    { *std::begin(texts) } -> std::convertible_to<ZVText>;
+    std::end(texts);
+  }
+  ZVTextList(const Range& texts) : texts_(std::in_place) {
+    if constexpr (requires { std::size(texts); }) texts_->reserve(std::size(texts));
+    for (const auto& text : texts) add(text);
+  }
+
+  /// Appends to the list; makes it where there is none. An absent text is refused with the list, as what it is: no
+  /// text.
+  void add(ZVText text) {
+    if (!texts_) texts_.emplace();
+    texts_->emplace_back(text.present() ? text.view() : kNoText);
+  }
+
+  /// Whether there is a list, also an empty one.
+  [[nodiscard]] explicit operator bool() const noexcept { return texts_.has_value(); }
+  /// The texts of the list; there must be one.
+  [[nodiscard]] const std::vector<std::string>& operator*() const noexcept { return *texts_; }
+  /// The texts of the list; there must be one.
+  [[nodiscard]] const std::vector<std::string>* operator->() const noexcept { return &*texts_; }
+  /// The same texts in the same order, or no list on either side.
+  friend bool operator==(const ZVTextList&, const ZVTextList&) = default;
+
+ private:
+  static constexpr std::string_view kNoText = "\xFF";  // is not UTF-8
+
+  std::optional<std::vector<std::string>> texts_;
 };
 
-/// A boolean that only a boolean makes. Text, numbers and pointers turn into a plain bool, so a string literal would
-/// choose an overload that takes one over an overload that takes text.
+/// A boolean that only a boolean makes. Text, numbers and pointers turn into a plain bool, so "off" would be true, and
+/// a string literal would choose an overload that takes a bool over one that takes text.
 class ZVFlag {
  public:
   /// From a boolean.
@@ -192,8 +247,42 @@ class ZVFlag {
   bool value_;
 };
 
-/// The enumerations of events. They are sent by name, and a value outside its list (by a cast) is refused as any other
-/// bad argument is.
+/// A whole number that only a whole number makes: no fraction to lose, no boolean, no character, no {}.
+class ZVInteger {
+ public:
+  /// From any whole number. One above the largest std::int64_t, which is more than can be sent, counts as that.
+  template <ZVWhole Whole>
+  constexpr ZVInteger(Whole value) noexcept
+      : value_(std::in_range<std::int64_t>(value) ? static_cast<std::int64_t>(value)
+                                                  : std::numeric_limits<std::int64_t>::max()) {}
+  /// The number.
+  constexpr operator std::int64_t() const noexcept { return value_; }
+
+ private:
+  std::int64_t value_;
+};
+
+/// A number, whole or not, that may be absent. Neither a boolean nor a character makes one, nor {}.
+class ZVNumber {
+ public:
+  /// From any number.
+  template <ZVReal Number>
+  constexpr ZVNumber(Number value) noexcept : value_(static_cast<double>(value)) {}
+  constexpr ZVNumber(std::nullopt_t) noexcept {}  ///< absent
+  /// From a number that may be absent.
+  template <ZVReal Number>
+  constexpr ZVNumber(const std::optional<Number>& value) noexcept {
+    if (value) value_ = static_cast<double>(*value);
+  }
+  /// The number.
+  constexpr operator std::optional<double>() const noexcept { return value_; }
+
+ private:
+  std::optional<double> value_;
+};
+
+// The enumerations of events. They are sent by name, and a value outside its list (by a cast) is refused as any other
+// bad argument is.
 
 /// The state of an attempt at a level or the like.
 enum class ZVProgressionStatus : int { start = 1, complete = 2, fail = 3 };
@@ -213,4 +302,14 @@ enum class ZVAdError : int {
   internalError = 4,
   invalidRequest = 5,
   unableToPrecache = 6,
+};
+
+/// The reason of an ad's failed show, which only a ZVAdError makes: {} means custom fields.
+class ZVAdReason {
+ public:
+  constexpr ZVAdReason(ZVAdError error) noexcept : error_(error) {}  ///< from the enumeration
+  constexpr operator ZVAdError() const noexcept { return error_; }   ///< the enumeration
+
+ private:
+  ZVAdError error_;
 };

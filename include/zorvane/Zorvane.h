@@ -32,6 +32,8 @@ class ZORVANE_API Zorvane {
  public:
   /// The one instance. No operation needs it: all are static.
   static Zorvane& sharedInstance() noexcept;
+  Zorvane(const Zorvane&) = delete;
+  Zorvane& operator=(const Zorvane&) = delete;
 
   /// @name Configuration
   /// Before initialisation. Once the library is ready these are refused. A value that breaks its rule changes
@@ -50,7 +52,7 @@ class ZORVANE_API Zorvane {
   static void configureEngineVersion(ZVText engineVersion) noexcept;
   /// Takes the build from the application's version (ZVApplicationFacts::version) at each session start. Too late is
   /// ignored silently.
-  static void configureAutoDetectAppVersion(bool enabled) noexcept;
+  static void configureAutoDetectAppVersion(ZVFlag enabled) noexcept;
   /// The values that each custom dimension may take: 1 to 20 values of 1 to 32 characters.
   static void configureAvailableCustomDimensions01(ZVTextList values) noexcept;
   /// The same for the second dimension.
@@ -81,20 +83,20 @@ class ZORVANE_API Zorvane {
   /// At any time.
   /// @{
 
-  static void setEnabledInfoLog(bool enabled) noexcept;     ///< off by default
-  static void setEnabledVerboseLog(bool enabled) noexcept;  ///< off by default; prints every event as JSON
-  static void setEnabledWarningLog(bool enabled) noexcept;  ///< on by default
-  static void setEnableDebugLog(bool enabled) noexcept;     ///< off by default; takes effect at once
+  static void setEnabledInfoLog(ZVFlag enabled) noexcept;     ///< off by default
+  static void setEnabledVerboseLog(ZVFlag enabled) noexcept;  ///< off by default; prints every event as JSON
+  static void setEnabledWarningLog(ZVFlag enabled) noexcept;  ///< on by default
+  static void setEnableDebugLog(ZVFlag enabled) noexcept;     ///< off by default; takes effect at once
   /// The game starts and ends sessions itself, by startSession() and endSession(); off by default. They read the
   /// switch on the caller's thread, but it is set on the work queue: right after this call they may still find it off.
-  static void setEnabledManualSessionHandling(bool enabled) noexcept;
+  static void setEnabledManualSessionHandling(ZVFlag enabled) noexcept;
   /// Crashes are reported; on by default. Off before initialisation: no crash handlers are installed. Off later: they
   /// stay and report nothing; a fault still ends the process as it would without them, but one of their signals that a
   /// process sends has no effect.
-  static void setEnabledErrorReporting(bool enabled) noexcept;
+  static void setEnabledErrorReporting(ZVFlag enabled) noexcept;
   /// Events are stored and sent; on by default. Off: events are dropped instead of being stored, and nothing is sent
   /// but the init call, without a user id. What waits on disk stays there.
-  static void setEnabledEventSubmission(bool enabled) noexcept;
+  static void setEnabledEventSubmission(ZVFlag enabled) noexcept;
   /// Moves events, not the init call, to another collector: "https://host/v2". Not checked; takes effect at once.
   static void setBaseUrl(ZVText baseUrl) noexcept;
   /// @}
@@ -113,21 +115,21 @@ class ZORVANE_API Zorvane {
   /// `receipt`: the store's receipt as base64; absent: none. `autoFetchReceipt`, `getReceiptAutomatically`: it is read
   /// from the file that the platform names (ZVApplicationFacts::receiptPath), on the caller's thread; an event whose
   /// receipt can't be read is dropped.
-  static void addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+  static void addBusinessEventWithCurrency(ZVText currency, ZVInteger amount, ZVText itemType, ZVText itemId,
                                            ZVText cartType, ZVFlag autoFetchReceipt, ZVMap customFields = {},
                                            ZVFlag mergeFields = false) noexcept;
   /// The same with a receipt that the game has.
-  static void addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+  static void addBusinessEventWithCurrency(ZVText currency, ZVInteger amount, ZVText itemType, ZVText itemId,
                                            ZVText cartType, ZVText receipt, ZVMap customFields = {},
                                            ZVFlag mergeFields = false) noexcept;
   /// The same with both: `receipt` counts unless `getReceiptAutomatically` is set.
-  static void addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+  static void addBusinessEventWithCurrency(ZVText currency, ZVInteger amount, ZVText itemType, ZVText itemId,
                                            ZVText cartType, ZVText receipt, ZVFlag getReceiptAutomatically,
                                            ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
 
   /// What the player gains and spends of the game's own currencies. `currency` and `itemType`: of the configured lists.
   /// `amount`: above 0, whichever way it flows. `itemId`: a part.
-  static void addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, std::optional<double> amount,
+  static void addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, ZVNumber amount,
                                            ZVText itemType, ZVText itemId, ZVMap customFields = {},
                                            ZVFlag mergeFields = false) noexcept;
 
@@ -138,7 +140,7 @@ class ZORVANE_API Zorvane {
                                                        ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
   /// The same with a score.
   static void addProgressionEventWithProgressionStatus(ZVProgressionStatus status, ZVText progression01,
-                                                       ZVText progression02, ZVText progression03, std::int64_t score,
+                                                       ZVText progression02, ZVText progression03, ZVInteger score,
                                                        ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
 
   /// Anything that the game counts or measures. `eventId`: 1 to 5 parts, joined by ":".
@@ -147,7 +149,7 @@ class ZORVANE_API Zorvane {
   /// The same with custom fields.
   static void addDesignEventWithEventId(ZVText eventId, ZVMap customFields, ZVFlag mergeFields = false) noexcept;
   /// The same with a value.
-  static void addDesignEventWithEventId(ZVText eventId, std::optional<double> value, ZVMap customFields = {},
+  static void addDesignEventWithEventId(ZVText eventId, ZVNumber value, ZVMap customFields = {},
                                         ZVFlag mergeFields = false) noexcept;
 
   /// The game's own errors. `message`: up to 8192 characters.
@@ -157,10 +159,10 @@ class ZORVANE_API Zorvane {
   /// Ads. `adSdkName`: 1 to 32 characters. `adPlacement`: 1 to 64. `duration`: milliseconds, kept with videos and
   /// rewarded videos. `noAdReason`: kept with a failed show.
   static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
-                                   std::int64_t duration, ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+                                   ZVInteger duration, ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
   /// The same with the reason of a failed show.
   static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
-                                   ZVAdError noAdReason, ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
+                                   ZVAdReason noAdReason, ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
   /// The same without either.
   static void addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
                                    ZVMap customFields = {}, ZVFlag mergeFields = false) noexcept;
@@ -268,4 +270,7 @@ class ZORVANE_API Zorvane {
   /// Pauses it and returns the milliseconds counted so far; 0 when there is no such timer.
   static std::int64_t stopTimer(ZVText key) noexcept;
   /// @}
+
+ private:
+  constexpr Zorvane() noexcept = default;
 };

@@ -27,7 +27,7 @@ void ZVTimer::invalidate() noexcept {
   task.swap(task_);
 }
 
-std::shared_ptr<ZVTimer> ZVTimer::scheduledTimerWithTimeInterval(double seconds, Task task, bool repeats) noexcept {
+std::shared_ptr<ZVTimer> ZVTimer::scheduledTimerWithTimeInterval(double seconds, Task task, ZVFlag repeats) noexcept {
   std::shared_ptr<ZVTimer> timer;
   call([&] {
     struct Made final : ZVTimer {  // the constructor is private

@@ -68,7 +68,7 @@ void Zorvane::configureUserId(ZVText userId) noexcept { configureText(userId, kU
 void Zorvane::configureSdkVersion(ZVText wrapperVersion) noexcept { configureText(wrapperVersion, kSdkVersion); }
 void Zorvane::configureEngineVersion(ZVText engineVersion) noexcept { configureText(engineVersion, kEngineVersion); }
 
-void Zorvane::configureAutoDetectAppVersion(bool enabled) noexcept {
+void Zorvane::configureAutoDetectAppVersion(ZVFlag enabled) noexcept {
   post([&] {
     return [enabled] {
       if (!isTooLate()) ZVState::setAutoDetectAppVersion(enabled);

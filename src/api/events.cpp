@@ -12,8 +12,6 @@ using namespace zorvane;
 
 namespace {
 
-using Number = std::optional<double>;
-
 // The task of an event: once the gate lets it in, it is built. `build` owns copies of the call's arguments, and is made
 // in its place here: the game's thread moves them no more than once, into the queue.
 template <class Build>
@@ -55,21 +53,21 @@ constexpr ZVAdError kNoReason{};
 
 }  // namespace
 
-void Zorvane::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+void Zorvane::addBusinessEventWithCurrency(ZVText currency, ZVInteger amount, ZVText itemType, ZVText itemId,
                                            ZVText cartType, ZVFlag autoFetchReceipt, ZVMap customFields,
                                            ZVFlag mergeFields) noexcept {
   addBusinessEventWithCurrency(currency, amount, itemType, itemId, cartType, ZVText(), autoFetchReceipt,
                                std::move(customFields), mergeFields);
 }
 
-void Zorvane::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+void Zorvane::addBusinessEventWithCurrency(ZVText currency, ZVInteger amount, ZVText itemType, ZVText itemId,
                                            ZVText cartType, ZVText receipt, ZVMap customFields,
                                            ZVFlag mergeFields) noexcept {
   addBusinessEventWithCurrency(currency, amount, itemType, itemId, cartType, receipt, false, std::move(customFields),
                                mergeFields);
 }
 
-void Zorvane::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount, ZVText itemType, ZVText itemId,
+void Zorvane::addBusinessEventWithCurrency(ZVText currency, ZVInteger amount, ZVText itemType, ZVText itemId,
                                            ZVText cartType, ZVText receipt, ZVFlag getReceiptAutomatically,
                                            ZVMap customFields, ZVFlag mergeFields) noexcept {
   call([&] {
@@ -87,8 +85,9 @@ void Zorvane::addBusinessEventWithCurrency(ZVText currency, std::int64_t amount,
   });
 }
 
-void Zorvane::addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, Number amount, ZVText itemType,
-                                           ZVText itemId, ZVMap customFields, ZVFlag mergeFields) noexcept {
+void Zorvane::addResourceEventWithFlowType(ZVResourceFlowType flowType, ZVText currency, ZVNumber amount,
+                                           ZVText itemType, ZVText itemId, ZVMap customFields,
+                                           ZVFlag mergeFields) noexcept {
   post([&] {
     return EventTask{
         "Could not add resource event", [flowType, currency = currency.copy(), amount, itemType = itemType.copy(),
@@ -105,7 +104,7 @@ void Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus statu
 }
 
 void Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus status, ZVText progression01,
-                                                       ZVText progression02, ZVText progression03, std::int64_t score,
+                                                       ZVText progression02, ZVText progression03, ZVInteger score,
                                                        ZVMap customFields, ZVFlag mergeFields) noexcept {
   postProgression(status, progression01, progression02, progression03, score, customFields, mergeFields);
 }
@@ -116,11 +115,13 @@ void Zorvane::addDesignEventWithEventId(ZVText eventId, ZVMap customFields, ZVFl
   addDesignEventWithEventId(eventId, std::nullopt, std::move(customFields), mergeFields);
 }
 
-void Zorvane::addDesignEventWithEventId(ZVText eventId, Number value, ZVMap customFields, ZVFlag mergeFields) noexcept {
+void Zorvane::addDesignEventWithEventId(ZVText eventId, ZVNumber value, ZVMap customFields,
+                                        ZVFlag mergeFields) noexcept {
   post([&] {
-    return EventTask{"Could not add design event",
-                     [eventId = eventId.copy(), value = value.value_or(0), fields = std::move(customFields),
-                      mergeFields] { ZVEvents::addDesignEventWithEventId(eventId, value, fields, mergeFields); }};
+    return EventTask{
+        "Could not add design event",
+        [eventId = eventId.copy(), value = std::optional<double>(value).value_or(0), fields = std::move(customFields),
+         mergeFields] { ZVEvents::addDesignEventWithEventId(eventId, value, fields, mergeFields); }};
   });
 }
 
@@ -135,12 +136,12 @@ void Zorvane::addErrorEventWithSeverity(ZVErrorSeverity severity, ZVText message
 }
 
 void Zorvane::addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
-                                   std::int64_t duration, ZVMap customFields, ZVFlag mergeFields) noexcept {
+                                   ZVInteger duration, ZVMap customFields, ZVFlag mergeFields) noexcept {
   postAd(action, adType, adSdkName, adPlacement, kNoReason, duration, customFields, mergeFields);
 }
 
 void Zorvane::addAdEventWithAction(ZVAdAction action, ZVAdType adType, ZVText adSdkName, ZVText adPlacement,
-                                   ZVAdError noAdReason, ZVMap customFields, ZVFlag mergeFields) noexcept {
+                                   ZVAdReason noAdReason, ZVMap customFields, ZVFlag mergeFields) noexcept {
   postAd(action, adType, adSdkName, adPlacement, noAdReason, std::nullopt, customFields, mergeFields);
 }
 

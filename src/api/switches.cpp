@@ -24,33 +24,33 @@ const char* word(bool enabled) { return enabled ? "enabled" : "disabled"; }
 
 }  // namespace
 
-void Zorvane::setEnabledInfoLog(bool enabled) noexcept {
+void Zorvane::setEnabledInfoLog(ZVFlag enabled) noexcept {
   turn(enabled, ZVLogger::setAnalyticsLog, [](bool on) { ZVLogger::i(0, "Info logging {}", word(on)); });
 }
 
-void Zorvane::setEnabledVerboseLog(bool enabled) noexcept {
+void Zorvane::setEnabledVerboseLog(ZVFlag enabled) noexcept {
   turn(enabled, ZVLogger::setVerboseLog, [](bool on) { ZVLogger::ii(0, "Verbose logging {}", word(on)); });
 }
 
-void Zorvane::setEnabledWarningLog(bool enabled) noexcept {
+void Zorvane::setEnabledWarningLog(ZVFlag enabled) noexcept {
   turn(enabled, ZVLogger::setWarningLog, [](bool on) { ZVLogger::w(0, "Warning logging {}", word(on)); });
 }
 
-void Zorvane::setEnableDebugLog(bool enabled) noexcept {
+void Zorvane::setEnableDebugLog(ZVFlag enabled) noexcept {
   // Before the library comes up, whose first task writes such lines.
   callBeforeLoading([&] { ZVLogger::sharedInstance().debugEnabled = enabled; });
 }
 
-void Zorvane::setEnabledManualSessionHandling(bool enabled) noexcept {
+void Zorvane::setEnabledManualSessionHandling(ZVFlag enabled) noexcept {
   turn(enabled, ZVState::setManualSessionHandling,
        [](bool on) { ZVLogger::ii(0, "Manual session handling {}.", word(on)); });
 }
 
-void Zorvane::setEnabledErrorReporting(bool enabled) noexcept {
+void Zorvane::setEnabledErrorReporting(ZVFlag enabled) noexcept {
   post([=] { return [=] { ZVState::setEnableErrorReporting(enabled); }; });
 }
 
-void Zorvane::setEnabledEventSubmission(bool enabled) noexcept {
+void Zorvane::setEnabledEventSubmission(ZVFlag enabled) noexcept {
   post([=] {
     return [=] {
       ZVState::setEnableEventSubmission(enabled);

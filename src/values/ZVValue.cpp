@@ -27,7 +27,7 @@ ZVMap::ZVMap() noexcept = default;
 
 ZVMap::ZVMap(std::initializer_list<Entry> entries) {
   reserve(entries.size());
-  for (const Entry& entry : entries) set(entry.key, entry.value);
+  for (const Entry& entry : entries) put(entry.key, entry.value);
 }
 
 ZVMap::ZVMap(const ZVMap& other)
@@ -44,7 +44,9 @@ ZVMap& ZVMap::operator=(ZVMap&& other) noexcept = default;
 
 ZVMap::~ZVMap() = default;
 
-void ZVMap::set(std::string key, ZVValue value) {
+void ZVMap::set(ZVText key, ZVValue value) { put(std::string(key.view()), std::move(value)); }
+
+void ZVMap::put(std::string key, ZVValue value) {
   if (const auto at = position(key)) {
     entries_[*at].value = std::move(value);
     return;
@@ -55,8 +57,8 @@ void ZVMap::set(std::string key, ZVValue value) {
   index_ = Index::covering(entries_, std::move(index));
 }
 
-bool ZVMap::erase(std::string_view key) {
-  const auto at = position(key);
+bool ZVMap::erase(ZVText key) {
+  const auto at = position(key.view());
   if (!at) return false;
   index_.reset();
   entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(*at));
@@ -71,8 +73,8 @@ void ZVMap::clear() noexcept {
 
 void ZVMap::reserve(std::size_t entries) { entries_.reserve(entries); }
 
-const ZVValue* ZVMap::find(std::string_view key) const noexcept {
-  const auto at = position(key);
+const ZVValue* ZVMap::find(ZVText key) const noexcept {
+  const auto at = position(key.view());
   return at ? &entries_[*at].value : nullptr;
 }
 

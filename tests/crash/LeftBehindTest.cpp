@@ -296,7 +296,7 @@ TEST(LeftBehind, WhatIsNoReportIsRemovedAndWhatIsNoFileIsLeftAlone) {
 TEST(LeftBehind, AFileStaysWhileReportingIsOffAndIsNotReportedAgain) {
   Game game;
   leave(game, 3, kBegin + kFields);
-  for (void (*const turn)(bool) noexcept : {Zorvane::setEnabledEventSubmission, Zorvane::setEnabledErrorReporting}) {
+  for (void (*const turn)(ZVFlag) noexcept : {Zorvane::setEnabledEventSubmission, Zorvane::setEnabledErrorReporting}) {
     turn(false);
     game.start();
     EXPECT_THAT(game.sent("error"), IsEmpty());

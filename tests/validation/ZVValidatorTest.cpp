@@ -105,7 +105,7 @@ TEST_F(Validator, ListsSayWhatIsWrongWithThem) {
   };
   const std::string ofDimensions = "custom dimensions validation failed: ";
   refuses(dimensions, std::nullopt, ofDimensions + "array cannot be (null).");
-  refuses(dimensions, List::value_type{}, ofDimensions + "array cannot be empty.");
+  refuses(dimensions, std::vector<std::string>{}, ofDimensions + "array cannot be empty.");
   refuses(dimensions, std::vector(21, ""s), ofDimensions + "array cannot exceed 20 values. It has 21 values.");
   refuses(dimensions, List({"a", "", kBadText}), ofDimensions + "contained an empty string.");
   refuses(dimensions, List({"a", kBadText, ""}), ofDimensions + "was either not a string or null");
@@ -123,7 +123,7 @@ TEST_F(Validator, ListsSayWhatIsWrongWithThem) {
           "resource item types validation failed: a resource item type cannot contain other characters than A-z, 0-9, "
           "-_.,:()!?. String was: a:b.");
   EXPECT_TRUE(ZVValidator::validateArrayOfStringsWithArray(std::vector(100, letters(100)), 0, 0, false, ""));
-  EXPECT_TRUE(ZVValidator::validateArrayOfStringsWithArray(List::value_type{}, 1, 1, true, ""));
+  EXPECT_TRUE(ZVValidator::validateArrayOfStringsWithArray(std::vector<std::string>{}, 1, 1, true, ""));
   EXPECT_FALSE(ZVValidator::validateArrayOfStringsWithArray(std::nullopt, 0, 0, true, ""));
   expectWarning("Array validation failed: array cannot be (null).");
 }

@@ -31,11 +31,11 @@ struct Reader<ZVText> {
 };
 
 template <>
-struct Reader<bool> {
+struct Reader<ZVFlag> {
   static constexpr std::string_view kTakes = "true or false";
-  static std::optional<bool> read(const ZVValue& value) {
+  static std::optional<ZVFlag> read(const ZVValue& value) {
     const bool* flag = value.ifBool();
-    return flag != nullptr ? std::optional(*flag) : std::nullopt;
+    return flag != nullptr ? std::optional<ZVFlag>(*flag) : std::nullopt;
   }
 };
 
@@ -103,11 +103,11 @@ struct Reader<ZVTextList> {
       if (element.ifString() == nullptr) return std::nullopt;
       texts.push_back(*element.ifString());
     }
-    return ZVTextList(std::move(texts));
+    return ZVTextList(texts);
   }
 };
 
-// Stands for a game's delegate: prints that it was told.
+// Stands for a game's delegate: prints that it was notified.
 class PrintingDelegate final : public ZVRemoteConfigsDelegate {
  public:
   explicit PrintingDelegate(std::string name) : name_(std::move(name)) {}
@@ -263,74 +263,74 @@ constexpr auto kOperations = std::to_array<Operation>({
     row<Z::setEnabledErrorReporting>("setEnabledErrorReporting:"),
     row<Z::setEnabledEventSubmission>("setEnabledEventSubmission:"),
     row<Z::setBaseUrl>("setBaseUrl:"),
-    form<business, ZVText, Integer, ZVText, ZVText, ZVText, bool>(
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVFlag>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:autoFetchReceipt:"),
-    form<business, ZVText, Integer, ZVText, ZVText, ZVText, bool, ZVMap>(
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVFlag, ZVMap>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:autoFetchReceipt:customFields:"),
-    form<business, ZVText, Integer, ZVText, ZVText, ZVText, bool, ZVMap, bool>(
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVFlag, ZVMap, ZVFlag>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:autoFetchReceipt:customFields:mergeFields:"),
     form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:"),
     form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVMap>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:customFields:"),
-    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVMap, bool>(
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVMap, ZVFlag>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:customFields:mergeFields:"),
-    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, bool>(
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVFlag>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:getReceiptAutomatically:"),
-    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, bool, ZVMap>(
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVFlag, ZVMap>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:getReceiptAutomatically:customFields:"),
-    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, bool, ZVMap, bool>(
+    form<business, ZVText, Integer, ZVText, ZVText, ZVText, ZVText, ZVFlag, ZVMap, ZVFlag>(
         "addBusinessEventWithCurrency:amount:itemType:itemId:cartType:receipt:getReceiptAutomatically:customFields:"
         "mergeFields:"),
     form<resource, ZVResourceFlowType, ZVText, Number, ZVText, ZVText>(
         "addResourceEventWithFlowType:currency:amount:itemType:itemId:"),
     form<resource, ZVResourceFlowType, ZVText, Number, ZVText, ZVText, ZVMap>(
         "addResourceEventWithFlowType:currency:amount:itemType:itemId:customFields:"),
-    form<resource, ZVResourceFlowType, ZVText, Number, ZVText, ZVText, ZVMap, bool>(
+    form<resource, ZVResourceFlowType, ZVText, Number, ZVText, ZVText, ZVMap, ZVFlag>(
         "addResourceEventWithFlowType:currency:amount:itemType:itemId:customFields:mergeFields:"),
     form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText>(
         "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:"),
     form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, ZVMap>(
         "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:customFields:"),
-    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, ZVMap, bool>(
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, ZVMap, ZVFlag>(
         "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:customFields:mergeFields:"),
     form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, Integer>(
         "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:score:"),
     form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, Integer, ZVMap>(
         "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:score:customFields:"),
-    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, Integer, ZVMap, bool>(
+    form<progression, ZVProgressionStatus, ZVText, ZVText, ZVText, Integer, ZVMap, ZVFlag>(
         "addProgressionEventWithProgressionStatus:progression01:progression02:progression03:score:customFields:"
         "mergeFields:"),
     form<design, ZVText>("addDesignEventWithEventId:"),
     form<design, ZVText, ZVMap>("addDesignEventWithEventId:customFields:"),
-    form<design, ZVText, ZVMap, bool>("addDesignEventWithEventId:customFields:mergeFields:"),
+    form<design, ZVText, ZVMap, ZVFlag>("addDesignEventWithEventId:customFields:mergeFields:"),
     form<design, ZVText, Number>("addDesignEventWithEventId:value:"),
     form<design, ZVText, Number, ZVMap>("addDesignEventWithEventId:value:customFields:"),
-    form<design, ZVText, Number, ZVMap, bool>("addDesignEventWithEventId:value:customFields:mergeFields:"),
+    form<design, ZVText, Number, ZVMap, ZVFlag>("addDesignEventWithEventId:value:customFields:mergeFields:"),
     form<error, ZVErrorSeverity, ZVText>("addErrorEventWithSeverity:message:"),
     form<error, ZVErrorSeverity, ZVText, ZVMap>("addErrorEventWithSeverity:message:customFields:"),
-    form<error, ZVErrorSeverity, ZVText, ZVMap, bool>("addErrorEventWithSeverity:message:customFields:mergeFields:"),
+    form<error, ZVErrorSeverity, ZVText, ZVMap, ZVFlag>("addErrorEventWithSeverity:message:customFields:mergeFields:"),
     form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, Integer>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:duration:"),
     form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, Integer, ZVMap>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:duration:customFields:"),
-    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, Integer, ZVMap, bool>(
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, Integer, ZVMap, ZVFlag>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:duration:customFields:mergeFields:"),
     form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVAdError>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:noAdReason:"),
     form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVAdError, ZVMap>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:noAdReason:customFields:"),
-    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVAdError, ZVMap, bool>(
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVAdError, ZVMap, ZVFlag>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:noAdReason:customFields:mergeFields:"),
     form<ad, ZVAdAction, ZVAdType, ZVText, ZVText>("addAdEventWithAction:adType:adSdkName:adPlacement:"),
     form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVMap>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:customFields:"),
-    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVMap, bool>(
+    form<ad, ZVAdAction, ZVAdType, ZVText, ZVText, ZVMap, ZVFlag>(
         "addAdEventWithAction:adType:adSdkName:adPlacement:customFields:mergeFields:"),
     form<impression, ZVText, ZVText, ZVMap>("addImpressionEventWithAdNetworkName:adNetworkVersion:impressionData:"),
     form<impression, ZVText, ZVText, ZVMap, ZVMap>(
         "addImpressionEventWithAdNetworkName:adNetworkVersion:impressionData:customFields:"),
-    form<impression, ZVText, ZVText, ZVMap, ZVMap, bool>(
+    form<impression, ZVText, ZVText, ZVMap, ZVMap, ZVFlag>(
         "addImpressionEventWithAdNetworkName:adNetworkVersion:impressionData:customFields:mergeFields:"),
     form<mopub, ZVText, ZVMap>("addImpressionMopubEventWithAdNetworkVersion:impressionData:"),
     form<mopub, ZVText, ZVMap, ZVMap>("addImpressionMopubEventWithAdNetworkVersion:impressionData:customFields:"),
@@ -352,6 +352,7 @@ constexpr auto kOperations = std::to_array<Operation>({
     row<Z::adTypeToString>("adTypeToString:"),
     row<Z::startSession>("startSession"),
     row<Z::endSession>("endSession"),
+    row<Z::flush>("flush"),
     row<Z::setCustomDimension01>("setCustomDimension01:"),
     row<Z::setCustomDimension02>("setCustomDimension02:"),
     row<Z::setCustomDimension03>("setCustomDimension03:"),
