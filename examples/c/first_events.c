@@ -1,4 +1,4 @@
-/* A whole game in C, as far as Zorvane is concerned: it comes up, plays a level, and leaves.
+/* A whole game in C, as far as Zorvane is concerned: it starts, plays a level, and leaves.
  *
  *   first_events PROTOCOL HOST PORT DATA_DIRECTORY
  *
@@ -15,13 +15,25 @@ static const char* const kGameSecret = "0123456789abcdef0123456789ABCDEF01234567
 
 static void print_line(int type, const char* line, void* user) {
   (void)user;
-  if (type == ZORVANE_LOG_INFO) printf("told: %s\n", line); /* warnings and errors are on standard error already */
+  if (type == ZORVANE_LOG_INFO) printf("log: %s\n", line); /* warnings and errors are on standard error already */
 }
 
 static void count_run(void* user) { ++*(int*)user; }
 
+/* What the kernel calls itself; asked whenever the library needs it. */
+static void read_device(struct zorvane_device* device, void* user) {
+  (void)user;
+  device->system_version = "6.1";
+  device->hardware_name = "x86_64";
+  device->platform_name = "linux";
+  device->maker = "debian";
+}
+
 static bool install_platform(char** argv) {
   struct zorvane_platform platform = {0};
+  struct zorvane_device_source device = {0};
+  device.size = sizeof device;
+  device.read = read_device;
   platform.size = sizeof platform;
   platform.bundle_identifier = "com.example.first";
   platform.version = "1.4.2";
@@ -30,6 +42,8 @@ static bool install_platform(char** argv) {
   platform.collector_port = argv[3];
   platform.data_directory = argv[4];
   platform.pumped_main_loop = true;
+  platform.device_source = &device;
+  platform.event_queue_seconds = 1; /* for development: events are seen soon */
   return zorvane_platform_install(&platform);
 }
 
@@ -106,7 +120,7 @@ int main(int argc, char** argv) {
   while (zorvane_timer_is_valid(timer)) next_frame();
   zorvane_timer_destroy(timer);
   printf("timer runs: %d\n", runs);
+  zorvane_flush();                /* sends what waits now */
   zorvane_did_enter_background(); /* ends the session; the exit waits a moment for its events to be sent */
-  zorvane_set_log_callback(NULL, NULL);
   return 0;
 }

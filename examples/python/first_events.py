@@ -2,6 +2,7 @@
 
     first_events.py LIBZORVANE_SO PROTOCOL HOST PORT DATA_DIRECTORY
 """
+import atexit
 import sys
 import time
 from ctypes import CDLL, CFUNCTYPE, Structure, byref, c_bool, c_char_p, c_double, c_int, c_int64, c_size_t, c_void_p
@@ -42,6 +43,8 @@ FUNCTIONS = {  # name: (result, arguments)
     "add_design_event_with_value": (None, [c_char_p, c_double, c_void_p, c_bool]),
     "add_error_event": (None, [c_int, c_char_p, c_void_p, c_bool]),
     "did_enter_background": (None, []),
+    "flush": (None, []),
+    "detach_callbacks": (None, []),
 }
 
 
@@ -54,13 +57,22 @@ class Zorvane:
             function = getattr(library, "zorvane_" + name)
             function.restype, function.argtypes = result, arguments
             setattr(self, name, function)
+        self.listener = None
+        atexit.register(self.leave)
+
+    def listen(self, listener):
+        self.listener = LogCallback(listener)  # must live as long as it is set
+        self.set_log_callback(self.listener, None)
+
+    def leave(self):
+        """The library's threads go on when the interpreter is gone: nothing of it may be called then."""
+        self.detach_callbacks()
 
 
 def main(path, protocol, host, port, data_directory):
     zorvane = Zorvane(path)
     lines = []
-    listener = LogCallback(lambda kind, line, user: lines.append(line.decode()))  # must live as long as it is set
-    zorvane.set_log_callback(listener, None)
+    zorvane.listen(lambda kind, line, user: lines.append(line.decode()))
 
     platform = Platform(size=sizeof(Platform), bundle_identifier=b"com.example.snake", collector_protocol=protocol.encode(),
                         collector_hostname=host.encode(), collector_port=port.encode(),
@@ -82,9 +94,9 @@ def main(path, protocol, host, port, data_directory):
     zorvane.add_design_event_with_value(b"castle:hits", 17.5, fields, False)
     zorvane.map_destroy(fields)
     zorvane.add_error_event(SEVERITY_WARNING, "the harbour's music is missing".encode(), None, False)
+    zorvane.flush()  # sends what waits now
     zorvane.did_enter_background()  # ends the session; the exit waits a moment for its events to be sent
-    zorvane.set_log_callback(LogCallback(0), None)  # before the interpreter goes: it can't be called after that
-    print("told:", len(lines), "lines")
+    print("log:", len(lines), "lines")
     return 0
 
 

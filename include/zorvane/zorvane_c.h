@@ -29,17 +29,132 @@
 extern "C" {
 #endif
 
-/// @name The platform
-/// What the host knows better than the library. Optional.
-///
-/// The structs grow at their end, so `size` says how much of one its program knows: set it to sizeof the struct, and
-/// everything that is not needed to 0, which is the default:
-///
-///     struct zorvane_platform platform = {0};
-///     platform.size = sizeof platform;
-///     platform.bundle_identifier = "com.example.game";
-///     zorvane_platform_install(&platform);
+/// @name Version
+/// Of the library that is linked. It may be newer than this header.
 /// @{
+
+ZORVANE_API const char* zorvane_version(void);    ///< "1.4.2"
+ZORVANE_API double zorvane_version_number(void);  ///< major.minor: 1.4
+/// @}
+
+/// @name Functions of the host
+/// What a host may replace, each a table of functions. All of them are optional, and so is each function: null is what
+/// its comment says. `size` is the sizeof of the table, `user` is passed to each of its functions. They may call
+/// everything here, and must not throw or jump out. They are called until zorvane_detach_callbacks(), or until the
+/// process ends.
+/// @{
+
+/// The length of a text that is not there.
+#define ZORVANE_ABSENT SIZE_MAX
+
+/// The wall clock.
+struct zorvane_clock {
+  size_t size;  ///< sizeof(struct zorvane_clock)
+  void* user;   ///< for the functions below
+  /// Seconds since 1970 in UTC, with fractions. Any thread, several at once. Null, or detached: the system's clock.
+  double (*seconds_since_1970)(void* user);
+};
+
+/// A small key-value store that survives restarts. On the work queue, and on a thread that handles a crash.
+struct zorvane_user_defaults {
+  size_t size;  ///< sizeof(struct zorvane_user_defaults)
+  void* user;   ///< for the functions below
+  /// Copies the text of `key` into `buffer` of `capacity` bytes, with a null byte at the end, and returns its length
+  /// without that; ZORVANE_ABSENT: there is no such key. Of a text that is too long only the length is needed: the
+  /// function is called again with more room. Null, or detached: there is no key.
+  size_t (*get)(const char* key, char* buffer, size_t capacity, void* user);
+  void (*set)(const char* key, const char* value, void* user);  ///< in place of a former value
+  void (*remove)(const char* key, void* user);                  ///< nothing when it is not there
+  bool (*synchronize)(void* user);                              ///< flushes to storage; false when that failed
+};
+
+/// Keeps the process alive while work that began in time is finished. Any thread, several at once.
+struct zorvane_background_tasks {
+  size_t size;  ///< sizeof(struct zorvane_background_tasks)
+  void* user;   ///< for the functions below
+  /// A task has begun. Where its time runs out before it ends, the host calls zorvane_background_task_expired(task).
+  void (*begin)(uint64_t task, void* user);
+  void (*end)(uint64_t task, void* user);  ///< it has ended
+  /// At exit: returns when no task is open, or after `seconds`. On the thread that exits.
+  void (*wait_at_exit)(double seconds, void* user);
+};
+
+/// Time ran out for a task that is still open. Nothing when it has ended.
+ZORVANE_API void zorvane_background_task_expired(uint64_t task);
+
+/// A header of a request.
+struct zorvane_url_header {
+  const char* name;   ///< "Content-Type"
+  const char* value;  ///< of it
+};
+
+/// A request, valid until `start` returns.
+struct zorvane_url_request {
+  size_t size;                               ///< sizeof(struct zorvane_url_request), as the library knows it
+  uint64_t id;                               ///< of this request in this process, never 0
+  const char* url;                           ///< whole: "https://host/path?query"
+  const char* method;                        ///< "GET" or "POST"
+  const struct zorvane_url_header* headers;  ///< all that are sent, besides those that HTTP itself needs
+  size_t header_count;                       ///< of them
+  const void* body;                          ///< bytes
+  size_t body_size;                          ///< of them
+};
+
+/// Why there is no answer.
+enum {
+  ZORVANE_URL_ERROR_OTHER = -1,             ///< no connection, a wrong certificate, a time-out ...
+  ZORVANE_URL_ERROR_CANCELLED = -999,       ///< the request was cancelled
+  ZORVANE_URL_ERROR_AUTHENTICATION = -1012  ///< the server refused, which counts as a status of 401
+};
+
+/// An answer, or why there is none.
+struct zorvane_url_answer {
+  size_t size;             ///< sizeof(struct zorvane_url_answer)
+  int status;              ///< 200; 0: no answer
+  const void* body;        ///< bytes; null: none
+  size_t body_size;        ///< of them
+  int error;               ///< without an answer: one of those above; 0: other
+  const char* error_text;  ///< without an answer: for the log; may be null
+};
+
+/// Makes requests. Called on the work queue and on the library's other threads, also while a crash is handled.
+struct zorvane_url_session {
+  size_t size;  ///< sizeof(struct zorvane_url_session)
+  void* user;   ///< for the functions below
+  /// Starts the request, which must be finite in time: the library waits for zorvane_url_request_complete(). Null, or
+  /// detached: there is no network.
+  void (*start)(const struct zorvane_url_request* request, void* user);
+  /// Ends the request; the library doesn't wait for it any more. Null: it may go on.
+  void (*cancel)(uint64_t id, void* user);
+};
+
+/// Ends a request, on any thread, also from inside `start`. Once: later calls, and those for a cancelled request, do
+/// nothing. `answer` is copied; null is no answer.
+ZORVANE_API void zorvane_url_request_complete(uint64_t id, const struct zorvane_url_answer* answer);
+
+/// Bits of a path's flags.
+enum {
+  ZORVANE_REACHABLE = 0x2,               ///< there is a path
+  ZORVANE_CONNECTION_REQUIRED = 0x4,     ///< once a connection is made
+  ZORVANE_CONNECTION_ON_TRAFFIC = 0x8,   ///< traffic makes it
+  ZORVANE_INTERVENTION_REQUIRED = 0x10,  ///< only the user can make it
+  ZORVANE_CONNECTION_ON_DEMAND = 0x20,   ///< asking for the host makes it
+  ZORVANE_IS_DIRECT = 0x20000,           ///< no gateway in between
+  ZORVANE_IS_CELLULAR = 0x40000          ///< over a cellular network
+};
+
+/// What the system knows about the path to a host. Any thread, several at once.
+struct zorvane_reachability {
+  size_t size;  ///< sizeof(struct zorvane_reachability)
+  void* user;   ///< for the functions below
+  /// Reads the flags of the path to `host_name`, or to the IPv4 `address` where that is null; 0.0.0.0 is the internet
+  /// in general. False: they can't be read. Null, or detached: they can't.
+  bool (*flags)(const char* host_name, const uint8_t address[4], uint32_t* flags, void* user);
+};
+
+/// The host reports a network change. The library reads the flags again, and calls the reachability callback, on the
+/// calling thread.
+ZORVANE_API void zorvane_reachability_changed(void);
 
 /// Facts about the device. They replace all of those that the library would find out.
 struct zorvane_device {
@@ -52,7 +167,35 @@ struct zorvane_device {
   bool never_asks_for_tracking;        ///< true: a system before version 14, where tracking_status says nothing ...
   bool advertising_tracking_enabled;   ///< ... and this counts
   double foundation_version;           ///< 0: 2000; 993 and lower are systems of version 6 and before
+
+  // What events say of the system, 1 to 64 characters each; the rest of a longer text is cut off.
+  const char* platform_name;  ///< field "platform", "linux"; null or "": "ios"
+  const char* maker;          ///< field "manufacturer", "valve"; null or "": "apple"
+  const char* system_line;    ///< field "os_version"; null or "": platform and `system_version`, "ios 17.2"
 };
+
+/// Facts about the device that may change.
+struct zorvane_device_source {
+  size_t size;  ///< sizeof(struct zorvane_device_source)
+  void* user;   ///< for the function below
+  /// Fills in `device`, whose `size` is what the library knows of it and whose rest is 0. Its texts must stay valid
+  /// until the next call on the same thread. Any thread, several at once, and often: it must be quick. Detached: the
+  /// facts of the last call.
+  void (*read)(struct zorvane_device* device, void* user);
+};
+/// @}
+
+/// @name The platform
+/// What the host knows better than the library. Optional.
+///
+/// The structs grow at their end, so `size` says how much of one its program knows: set it to sizeof the struct, and
+/// everything that is not needed to 0, which is the default:
+///
+///     struct zorvane_platform platform = {0};
+///     platform.size = sizeof platform;
+///     platform.bundle_identifier = "com.example.game";
+///     zorvane_platform_install(&platform);
+/// @{
 
 /// Facts about the application, and the host's choices.
 struct zorvane_platform {
@@ -89,10 +232,23 @@ struct zorvane_platform {
   /// True: no crash handlers, neither for signals nor for C++ exceptions, from the start: for a process whose runtime
   /// uses signals for itself, or that reports its crashes itself.
   bool without_crash_handlers;
+
+  /// How often the library sends what waits: 0.1 to 3600, 0: 8. Shorter for development.
+  double event_queue_seconds;
+  /// True: log lines go to the log callback, and to observers in C++, alone, not to standard error.
+  bool quiet_console;
+
+  const struct zorvane_device_source* device_source;        ///< null: `device`
+  const struct zorvane_clock* clock;                        ///< null: the system's
+  const struct zorvane_user_defaults* user_defaults;        ///< null: a small file in the data directory
+  const struct zorvane_background_tasks* background_tasks;  ///< null: open ones delay a normal exit
+  const struct zorvane_url_session* url_session;            ///< null: HTTP and TLS on a thread of the library's own
+  const struct zorvane_reachability* reachability;          ///< null: the kernel's routes and links
 };
 
 /// Puts the platform in force. On the main thread, before the first other call but zorvane_set_log_callback(). False,
-/// with a log line: it comes too late, is null, or has a `size` smaller than any release had; nothing is changed.
+/// with a log line: it comes too late, is null, or it or a table in it has a `size` smaller than any release had;
+/// nothing is changed. Texts and tables are copied.
 ZORVANE_API bool zorvane_platform_install(const struct zorvane_platform* platform);
 
 /// The application went to the background: its session ends. Main thread.
@@ -110,9 +266,15 @@ ZORVANE_API double zorvane_main_loop_seconds_until_next_task(void);
 /// Each at most one; null removes it. They may call everything here, and must not throw or jump out.
 ///
 /// Once a function here that sets or removes a callback has returned, the former one isn't running on any thread and
-/// won't be called again: its `user` may go. So don't call it while holding what the callback waits for. Only from
-/// inside a callback it doesn't wait: a call on another thread may still be on its way.
+/// won't be called again: its `user` may be freed. So don't call it while holding what the callback waits for. Only
+/// from inside a function of the host it doesn't wait: a call on another thread may still be running.
 /// @{
+
+/// Detaches every function that the host has given: callbacks, tasks of timers, and the functions of its platform. Once
+/// this has returned none of them is running on any thread and none will be called again, under the rule above; each
+/// says what counts instead. Requests that the host has not completed have no answer. Callbacks may be set again
+/// afterwards.
+ZORVANE_API void zorvane_detach_callbacks(void);
 
 /// The severity of a log line.
 enum { ZORVANE_LOG_ERROR = 0, ZORVANE_LOG_WARNING = 1, ZORVANE_LOG_INFO = 2, ZORVANE_LOG_DEBUG = 3 };
@@ -129,6 +291,16 @@ ZORVANE_API void zorvane_set_log_callback(zorvane_log_callback callback, void* u
 typedef void (*zorvane_remote_configs_callback)(void* user);
 /// Sets or removes that callback.
 ZORVANE_API void zorvane_set_remote_configs_callback(zorvane_remote_configs_callback callback, void* user);
+
+/// A session has begun: events are taken into it, and zorvane_end_session() ends it. On the work queue.
+typedef void (*zorvane_session_started_callback)(void* user);
+/// Sets or removes that callback.
+ZORVANE_API void zorvane_set_session_started_callback(zorvane_session_started_callback callback, void* user);
+
+/// The path to the collector changed. On the main loop, or where the host reports the change.
+typedef void (*zorvane_reachability_callback)(void* user);
+/// Sets or removes that callback.
+ZORVANE_API void zorvane_set_reachability_callback(zorvane_reachability_callback callback, void* user);
 /// @}
 
 /// @name Maps
@@ -206,6 +378,9 @@ enum {
   ZORVANE_CRASH_HANDLERS_INSTALLED = 1,
   ZORVANE_CRASH_HANDLERS_KEPT_AWAY = 2
 };
+
+/// Puts the crash handlers in force, as the initialise calls do: only to put them back after replacing them.
+ZORVANE_API void zorvane_set_uncaught_exception_handlers(void);
 
 /// Waits until the initialise call has decided; its work is done on the library's thread. At most `seconds`, and not at
 /// all on that thread or in a forked child. Neither the network nor the session's start is waited for. Returns
@@ -353,13 +528,25 @@ ZORVANE_API void zorvane_add_impression_event(const char* ad_network_name, const
                                               bool merge_fields);
 /// @}
 
+/// @name Sending
+/// By itself, the library sends what waits every `event_queue_seconds` of the platform.
+/// @{
+
+/// Sends what waits now, up to about 500 events: for a game that is about to end. Refused with a warning where no
+/// session is open or event submission is switched off.
+ZORVANE_API void zorvane_flush(void);
+/// @}
+
 /// @name Sessions by hand, with manual session handling on
 /// Without it they are refused with a warning.
 /// @{
 
-/// Ends the session that is open, if one is, and starts another.
+/// Ends the session that is open, if one is, and starts another. That takes until the collector has answered the init
+/// call, or failed to; the session callback is called then. Events of the meantime belong to the new session, but
+/// zorvane_end_session() is refused until then: one right after the other leaves a session open.
 ZORVANE_API void zorvane_start_session(void);
-/// Ends the session and sends what waits. Events are dropped until the next session begins.
+/// Ends the session and sends what waits. Events are dropped until the next session begins. Refused with a warning
+/// where no session is open, and while a session's start is under way.
 ZORVANE_API void zorvane_end_session(void);
 /// @}
 
@@ -387,9 +574,6 @@ ZORVANE_API void zorvane_set_global_custom_event_fields(const zorvane_map* field
 /// measures.
 /// @{
 
-/// The length of a text that is not there.
-#define ZORVANE_ABSENT SIZE_MAX
-
 /// The value of `key` as text: a number in decimal, a boolean as 1 or 0. Where there is none, a warning and
 /// `default_value`, which may be absent.
 ZORVANE_API size_t zorvane_remote_configs_value(const char* key, const char* default_value, char* buffer,
@@ -416,20 +600,21 @@ ZORVANE_API int64_t zorvane_stop_timer(const char* key);
 /// @}
 
 /// @name Timers with a task
-/// It runs after an interval, once or again and again, on the thread that scheduled it. The
-/// main loop's thread serves its timers by itself; any other calls zorvane_timers_serve() now and then.
+/// It runs after an interval, once or repeatedly, on the thread that scheduled it. The main loop's thread runs its
+/// timers by itself; any other calls zorvane_timers_serve() regularly.
 /// @{
 
 /// A task with its interval.
 typedef struct zorvane_timer zorvane_timer;
 
-/// `seconds`: from now, and from each run to the next; 0 and less: as soon as the thread serves. `task`: null does
+/// `seconds`: from now, and from each run to the next; 0 and less: at the next opportunity. `task`: null does
 /// nothing. Null: out of memory, or in a forked child.
 ZORVANE_API zorvane_timer* zorvane_timer_schedule(double seconds, void (*task)(void* user), void* user, bool repeats);
 /// Whether a run is still to come.
 ZORVANE_API bool zorvane_timer_is_valid(const zorvane_timer* timer);
-/// Stops the timer and frees it. On the timer's own thread, also inside its task, no run begins after this; from
-/// another thread a run may be on its way.
+/// Stops the timer and frees it. Once this has returned its task isn't running on any thread and won't run again:
+/// `user` may be freed. Only inside a function of the host, such as the task itself, it doesn't wait for one that is
+/// running.
 ZORVANE_API void zorvane_timer_destroy(zorvane_timer* timer);
 /// Runs what is due of the calling thread's timers.
 ZORVANE_API void zorvane_timers_serve(void);

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
-#include <cstring>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -14,6 +13,10 @@
 #include <utility>
 
 #include "capi/guard.h"
+#include "capi/host.h"
+#include "capi/known.h"
+#include "capi/tables.h"
+#include "capi/url_session.h"
 
 using namespace zorvane;
 
@@ -29,37 +32,46 @@ constexpr double kNothingWaits = -1;
 using PumpedLoop = std::shared_ptr<ZVPumpedMainLoop>;
 constinit std::atomic<const PumpedLoop*> pumpedLoop{nullptr};
 
-// What the caller's program knows of a struct; what it doesn't know is 0. Absent, with a log line, when it can't be
-// one.
+// The smallest size of a table: no release had one without its first function.
+template <class Table>
+constexpr std::size_t kSmallestTable = offsetof(Table, user) + sizeof(void*) + sizeof(void (*)());
+
+// What the caller's program knows of a struct, or a line in the log.
 template <class Struct>
-std::optional<Struct> known(const Struct* given, std::size_t smallest, const std::string& name) {
-  if (given == nullptr || given->size < smallest) {
+std::optional<Struct> wellSized(const Struct* given, std::size_t smallest, const std::string& name) {
+  auto copy = known(given, smallest);
+  if (!copy)
     logError("The platform is not installed: " + name +
              (given == nullptr ? " is null." : " has the size " + std::to_string(given->size) + "."));
-    return std::nullopt;
-  }
-  Struct copy{};
-  std::memcpy(&copy, given, std::min(given->size, sizeof copy));
   return copy;
+}
+
+// Puts what `make` makes of the host's table into `member`; a null table leaves the default. False: its size is wrong.
+template <class Table, class Member, class Make>
+bool take(const Table* given, const char* name, Member& member, Make make,
+          const std::shared_ptr<HostFunctions>& functions) {
+  if (given == nullptr) return true;
+  const auto table = wellSized(given, kSmallestTable<Table>, name);
+  if (table) member = make(*table, functions);
+  return table.has_value();
+}
+
+bool takeTables(const zorvane_platform& given, ZVPlatform& platform) {
+  const auto functions = std::make_shared<HostFunctions>();  // one for all: they are detached together
+  return take(given.device_source, "struct zorvane_device_source", platform.device, hostDevice, functions) &&
+         take(given.clock, "struct zorvane_clock", platform.clock, hostClock, functions) &&
+         take(given.user_defaults, "struct zorvane_user_defaults", platform.userDefaults, hostUserDefaults,
+              functions) &&
+         take(given.background_tasks, "struct zorvane_background_tasks", platform.backgroundTasks, hostBackgroundTasks,
+              functions) &&
+         take(given.url_session, "struct zorvane_url_session", platform.makeURLSession, hostURLSessions, functions) &&
+         take(given.reachability, "struct zorvane_reachability", platform.reachability, hostReachability, functions);
 }
 
 std::optional<std::string> optionalText(const char* text) { return ZVText(text).copy(); }
 std::string textOrEmpty(const char* text) { return std::string(ZVText(text).view()); }
 void setUnlessZero(double& value, double given) {
   if (given != 0) value = given;
-}
-
-ZVDeviceFacts factsOf(const zorvane_device& device) {
-  ZVDeviceFacts facts;
-  facts.systemVersion = textOrEmpty(device.system_version);
-  facts.hardwareName = textOrEmpty(device.hardware_name);
-  facts.vendorIdentifier = optionalText(device.vendor_identifier);
-  facts.advertisingIdentifier = optionalText(device.advertising_identifier);
-  facts.asksForTracking = !device.never_asks_for_tracking;
-  facts.trackingStatus = device.tracking_status;
-  facts.advertisingTrackingEnabled = device.advertising_tracking_enabled;
-  setUnlessZero(facts.foundationVersion, device.foundation_version);
-  return facts;
 }
 
 // Empty when the host says nothing: the library's own way of finding out stays.
@@ -90,18 +102,21 @@ ZVPlatform platformOf(const zorvane_platform& given) {
   setUnlessZero(platform.exitSeconds, given.exit_seconds);
   setUnlessZero(platform.backgroundSeconds, given.background_seconds);
   platform.crashHandlers = !given.without_crash_handlers;
+  platform.quietConsole = given.quiet_console;
+  setUnlessZero(platform.eventQueueSeconds, given.event_queue_seconds);
   return platform;
 }
 
 bool install(const zorvane_platform* given) {
-  const auto host = known(given, kSmallestPlatform, "struct zorvane_platform");
+  const auto host = wellSized(given, kSmallestPlatform, "struct zorvane_platform");
   if (!host) return false;
   ZVPlatform platform = platformOf(*host);
   if (host->device != nullptr) {
-    const auto device = known(host->device, kSmallestDevice, "struct zorvane_device");
+    const auto device = wellSized(host->device, kSmallestDevice, "struct zorvane_device");
     if (!device) return false;
     platform.device = [facts = factsOf(*device)] { return facts; };
   }
+  if (!takeTables(*host, platform)) return false;
   auto loop =
       host->pumped_main_loop ? std::make_unique<const PumpedLoop>(std::make_shared<ZVPumpedMainLoop>()) : nullptr;
   if (loop != nullptr) platform.mainLoop = *loop;

@@ -6,11 +6,13 @@
 #include <utility>
 
 #include "capi/guard.h"
+#include "capi/host.h"
 
 using namespace zorvane;
 
 struct zorvane_timer {
   std::shared_ptr<ZVTimer> timer;
+  std::shared_ptr<HostFunctions> functions = std::make_shared<HostFunctions>();  // its task
 };
 
 void zorvane_start_timer(const char* key) { Zorvane::startTimer(key); }
@@ -22,7 +24,11 @@ zorvane_timer* zorvane_timer_schedule(double seconds, void (*task)(void* user), 
   return guarded([=]() -> zorvane_timer* {
     auto handle = std::make_unique<zorvane_timer>();  // first: a timer that is scheduled can't be lost any more
     ZVTimer::Task run;
-    if (task != nullptr) run = [=] { task(user); };
+    if (task != nullptr)
+      run = [task, user, functions = handle->functions] {
+        const auto kept = functions;  // the task may destroy its timer, and this with it
+        kept->call([&] { task(user); });
+      };
     handle->timer = ZVTimer::scheduledTimerWithTimeInterval(seconds, std::move(run), repeats);
     return handle->timer != nullptr ? handle.release() : nullptr;
   });
@@ -31,8 +37,9 @@ zorvane_timer* zorvane_timer_schedule(double seconds, void (*task)(void* user), 
 bool zorvane_timer_is_valid(const zorvane_timer* timer) { return timer != nullptr && timer->timer->isValid(); }
 
 void zorvane_timer_destroy(zorvane_timer* timer) {
-  if (timer == nullptr) return;
+  if (timer == nullptr || isForkedChild()) return;
   timer->timer->invalidate();
+  timer->functions->detach();
   delete timer;
 }
 

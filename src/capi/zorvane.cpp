@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,10 +26,7 @@ using ConfigureList = void (*)(ZVTextList) noexcept;
 void configure(ConfigureList configureList, const char* const* values, std::size_t count) noexcept {
   guarded([=] {
     if (values == nullptr) return configureList(std::nullopt);
-    ZVTextList list(std::in_place);
-    list->reserve(count);
-    for (std::size_t i = 0; i < count; ++i) list.add(values[i]);
-    configureList(std::move(list));
+    configureList(std::span(values, count));
   });
 }
 
@@ -45,6 +43,9 @@ std::size_t copyOut(const std::optional<std::string>& text, char* buffer, std::s
 }
 
 }  // namespace
+
+const char* zorvane_version(void) { return ZorvaneVersionString; }
+double zorvane_version_number(void) { return ZorvaneVersionNumber; }
 
 void zorvane_configure_build(const char* build) { Zorvane::configureBuild(build); }
 void zorvane_configure_user_id(const char* user_id) { Zorvane::configureUserId(user_id); }
@@ -74,6 +75,7 @@ void zorvane_initialize(const char* game_key, const char* game_secret) {
   Zorvane::initializeWithGameKey(game_key, game_secret);
 }
 void zorvane_initialize_configured(void) { Zorvane::initializeWithConfiguredGameKeyAndGameSecret(); }
+void zorvane_set_uncaught_exception_handlers(void) { setZVUncaughtExceptionHandlers(); }
 int zorvane_wait_for_crash_handlers(double seconds) { return static_cast<int>(ZVWaitForCrashHandlers(seconds)); }
 
 void zorvane_set_enabled_info_log(bool enabled) { Zorvane::setEnabledInfoLog(enabled); }
@@ -176,6 +178,8 @@ void zorvane_add_impression_event(const char* ad_network_name, const char* ad_ne
                                                  copyOf(custom_fields), merge_fields);
   });
 }
+
+void zorvane_flush(void) { Zorvane::flush(); }
 
 void zorvane_start_session(void) { Zorvane::startSession(); }
 void zorvane_end_session(void) { Zorvane::endSession(); }

@@ -36,7 +36,7 @@ TEST(Examples, TheOneInCReportsEveryKindOfEvent) {
   const TemporaryFolder folder;
   const RunningCollector collector(folder);
   EXPECT_THAT(played({ZORVANE_C_EXAMPLE}, collector, folder),
-              AllOf(HasSubstr("lives: 3\n"), HasSubstr("timer runs: 1\n"), HasSubstr("told: Info/ZV/Analytics: ")));
+              AllOf(HasSubstr("lives: 3\n"), HasSubstr("timer runs: 1\n"), HasSubstr("log: Info/ZV/Analytics: ")));
   EXPECT_EQ(categories(collector),
             "{ads = 1; business = 1; design = 2; error = 1; impression = 1; progression = 2; resource = 1; "
             "session_end = 1; user = 1}");
@@ -49,7 +49,7 @@ TEST(Examples, TheOneInPythonReportsThroughTheSharedLibrary) {
   const TemporaryFolder folder;
   const RunningCollector collector(folder);
   EXPECT_THAT(played({ZORVANE_PYTHON, ZORVANE_PYTHON_EXAMPLE, ZORVANE_LOADABLE}, collector, folder),
-              AllOf(HasSubstr("lives: 3\n"), testing::Not(HasSubstr("told: 0 lines"))));
+              AllOf(HasSubstr("lives: 3\n"), testing::Not(HasSubstr("log: 0 lines"))));
   EXPECT_EQ(categories(collector), "{design = 1; error = 1; session_end = 1; user = 1}");
   EXPECT_EQ(describe(*collector.records("design").at(0).find("custom_fields")), "{weapon = Bögen; arrows = 12}");
 }

@@ -191,6 +191,15 @@ const auto kCalls = std::to_array<Call>({
       platform.size = i.oneOf({std::size_t{0}, std::size_t{8}, sizeof platform, SIZE_MAX});
       fuzz::require(!zorvane_platform_install(&platform), "a platform is taken too late");
     },
+    [](Input&) { zorvane_flush(); },
+    [](Input&) { zorvane_detach_callbacks(); },
+    [](Input&) { zorvane_reachability_changed(); },
+    [](Input& i) { zorvane_url_request_complete(static_cast<std::uint64_t>(i.whole()), nullptr); },
+    [](Input& i) { zorvane_background_task_expired(static_cast<std::uint64_t>(i.whole())); },
+    [](Input& i) {
+      zorvane_set_session_started_callback(i.flag() ? +[](void*) { zorvane_end_session(); } : nullptr, nullptr);
+    },
+    [](Input& i) { zorvane_set_reachability_callback(i.flag() ? +[](void*) { zorvane_flush(); } : nullptr, nullptr); },
     [](Input&) { Library::get().settle(); },
     [](Input&) { Library::get().fireTimers(); },
     [](Input&) { Library::get().restart(); },
