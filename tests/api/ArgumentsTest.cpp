@@ -43,9 +43,9 @@ enum Unscoped { kOne = 1 };
 const std::size_t kSize = 3;
 const std::vector<std::string_view> kViews{"a", "b"};
 const std::array<const char*, 2> kPointers{"a", nullptr};
-const char* const kArray[] = {"a", "b"};
+[[maybe_unused]] const char* const kArray[] = {"a", "b"};
 const std::set<std::string> kSet{"a"};
-int number = 1;
+[[maybe_unused]] int number = 1;
 
 constexpr auto kStart = ZVProgressionStatus::start;
 constexpr auto kSink = ZVResourceFlowType::sink;
