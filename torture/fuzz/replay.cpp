@@ -18,8 +18,6 @@
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 
-using namespace zorvane;
-
 #define ZORVANE_SANITIZED 1
 extern "C" void __sanitizer_set_death_callback(void (*callback)());
 // What is undefined ends the process by a signal, so that its input is left.
