@@ -11,6 +11,7 @@
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
 #include "runtime/ZVThreading.h"
+#include "state/Records.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
 
@@ -132,8 +133,7 @@ TEST(Gate, ChecksInItsOrderAndSaysWhyUnderTheCallersName) {
   game.collector.answer(LoopbackServer::kInit, {401, "{}"});
   game.start();
   EXPECT_EQ(ask(true, true, {}), prefix + "SDK is disabled");
-  game.collector.answer(LoopbackServer::kInit, {200, "{}"});
-  game.onQueue([] { ZVEvents::startNewSession(); });
+  game.onQueue([] { state().session.setEnabled(true); });
   EXPECT_EQ(ask(true, true, "100% {}"), "ready");
   game.onQueue([] { ZVState::setSDKPausedFlag(true); });
   EXPECT_EQ(ask(true, true, "100% {}"), prefix + "100% {}: SDK is paused");
