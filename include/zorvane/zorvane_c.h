@@ -237,6 +237,9 @@ struct zorvane_platform {
   double event_queue_seconds;
   /// True: log lines go to the log callback, and to observers in C++, alone, not to standard error.
   bool quiet_console;
+  /// True: the system may remove an application's files at any time, as a television's does: events are kept in memory,
+  /// and state in `user_defaults`.
+  bool television;
 
   const struct zorvane_device_source* device_source;        ///< null: `device`
   const struct zorvane_clock* clock;                        ///< null: the system's

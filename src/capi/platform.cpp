@@ -103,6 +103,7 @@ ZVPlatform platformOf(const zorvane_platform& given) {
   setUnlessZero(platform.backgroundSeconds, given.background_seconds);
   platform.crashHandlers = !given.without_crash_handlers;
   platform.quietConsole = given.quiet_console;
+  platform.television = given.television;
   setUnlessZero(platform.eventQueueSeconds, given.event_queue_seconds);
   return platform;
 }
