@@ -52,28 +52,6 @@ TEST(HostileInput, InIdsAndFieldsCostsTheFieldOrTheEvent) {
   for (const ZVMap& error : game.stored("error")) EXPECT_EQ(shown(error, "severity"), "warning");
 }
 
-TEST(HostileInput, InConfigurationNeverSpoilsTheEventsAfterIt) {
-  Game game;
-  const std::vector<std::string> bad{"\xff"};
-  Zorvane::configureBuild("\xff");
-  Zorvane::configureUserId("\xff");
-  Zorvane::configureEngineVersion(kHuge);
-  Zorvane::configureAvailableCustomDimensions01(bad);
-  Zorvane::setCustomDimension01("\xff");
-  Zorvane::configureAvailableResourceCurrencies(std::nullopt);
-  Zorvane::configureAvailableResourceItemTypes(std::vector<std::string>(21, "x"));
-  Zorvane::setGlobalCustomEventFields({{"bytes", "\xff"}, {"fine", 1}});
-  Zorvane::setBaseUrl(nullptr);
-  game.platform.device->change([](ZVDeviceFacts& device, ZVApplicationFacts& app) {
-    device.systemVersion = "\xff";
-    app.version = "\xff";
-  });
-  game.start();
-  Zorvane::addDesignEventWithEventId("after:all");
-  game.settle();
-  EXPECT_THAT(game.stored("design"), SizeIs(1));
-}
-
 TEST(HostileInput, FromManyThreadsAtOnceIsTakenInFull) {
   Game game;
   std::vector<std::thread> threads;

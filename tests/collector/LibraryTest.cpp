@@ -159,7 +159,7 @@ TEST(WhatTheLibrarySends, IsTakenWhateverTheHostAndItsFilesSay) {
   };
   for (const auto& each :
        {Case{"nothing", 1'700'000'000, "", ""}, Case{"a stand-in", 1'700'000'000, "unassigned", "-7"},
-        Case{"another", 1'700'000'000, "0.0.0", "9223372036854775806"},
+        Case{"another", 1'700'000'000, "0.0.0", "9223372036854775807"},
         Case{"before 1970", -5, "\n", "-9223372036854775808"}, Case{"1970", 0, "x", "x"},
         Case{"beyond 32 bits", 1e11, std::string(70'000, 'x'), "1e3"}}) {
     SCOPED_TRACE(each.name);

@@ -288,18 +288,4 @@ TEST_F(EventQueue, GivesBackTheRoomOfWhatWasSentSoThatEventsAreTakenAgain) {
   EXPECT_EQ(pending(), 1U);
 }
 
-TEST_F(EventQueue, NeverTouchesWhatIsStoredWhileABatchIsInFlight) {
-  storeMany(3, "1700000001");
-  game.collector.answer(LoopbackServer::kEvents, {200, "[]"});
-  Zorvane::addDesignEventWithEventId("first");
-  ZVEvents::processEventQueue(false);
-  Zorvane::addDesignEventWithEventId("second");
-  game.settle();
-  const auto left = game.stored("design");
-  ASSERT_THAT(left, SizeIs(1));
-  EXPECT_EQ(shown(left[0], "event_id"), "second");
-  game.onQueue([] { ZVEvents::deleteAllEvents(); });
-  EXPECT_THAT(game.stored("design"), SizeIs(1));
-}
-
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -91,17 +90,6 @@ TEST(TaskQueue, RunsWhatIsPostedAtAnyPaceAndRestsBetweenTasksThatAreRare) {
     ASSERT_TRUE(postAndWait());
   }
   EXPECT_LE(wakeUpsOf("zorvane") - before, 3 * kRareTasks);
-}
-
-TEST(TaskQueue, SaysWhenADrainRanOutOfTime) {
-  TaskQueue queue("test");
-  std::atomic<bool> go{false};
-  queue.post([&] {
-    while (!go) std::this_thread::yield();
-  });
-  EXPECT_FALSE(queue.drain(std::chrono::milliseconds(10)));
-  go = true;
-  EXPECT_TRUE(queue.drain(kLimit));
 }
 
 }  // namespace

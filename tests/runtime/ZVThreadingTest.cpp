@@ -40,17 +40,4 @@ TEST(MainThreadHandOver, IsGivenUpWhenTheHostIsLeavingAndThenNeverRuns) {
   EXPECT_FALSE(ran);
 }
 
-TEST(ZVThread, IsRecognisedByItsLabel) {
-  const TestPlatform platform = TestPlatform::make();
-  const LogCapture log;
-  EXPECT_FALSE(ZVThreading::isZVThread());
-  EXPECT_EQ(log.count("Debug/ZV/Analytics: Not on ZVThread"), 1U);
-  ZVThreading::performTaskOnZVThreadWithBlock([] { EXPECT_TRUE(ZVThreading::isZVThread()); });
-  TaskQueue other("someone else's");
-  other.post([] { EXPECT_FALSE(ZVThreading::isZVThread()); });
-  ASSERT_TRUE(other.drain(kLimit));
-  ASSERT_TRUE(ZVThreading::sharedInstance().queue.drain(kLimit));
-  EXPECT_EQ(log.count("Not on ZVThread"), 2U);
-}
-
 }  // namespace

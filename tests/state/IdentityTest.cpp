@@ -19,50 +19,53 @@ namespace {
 constexpr const char* kIdfa = "AAAAAAAA-0000-4000-8000-000000000001";
 constexpr const char* kIdfv = "BBBBBBBB-0000-4000-8000-000000000002";
 
-struct Case {
-  std::string name;
-  std::optional<std::string> custom;
-  std::optional<std::string> idfa;  // absent: tracking is not authorised
-  std::optional<std::string> idfv;
-  bool testflight;
-  std::string userId;  // "random": one that was made
-};
-
-class UserId : public testing::TestWithParam<Case> {};
-
-TEST_P(UserId, IsTheBestIdentifierThereIs) {
-  const auto& [name, custom, idfa, idfv, testflight, userId] = GetParam();
-  Game game;
-  game.platform.device->change([&](ZVDeviceFacts& device, ZVApplicationFacts&) {
-    device.trackingStatus = idfa ? 3 : 2;
-    device.advertisingIdentifier = idfa;
-    device.vendorIdentifier = idfv;
-  });
-  game.restart();
-  if (custom) Zorvane::configureUserId(custom);
-  if (name == "later_run_without_idfv_preference")
-    game.onQueue([] {
-      ZVStore::setDbStateWithKey("new_install", "NO");
-      ZVStore::setDbStateWithKey("use_idfv", "NO");
+TEST(UserId, IsTheBestIdentifierThereIs) {
+  struct Case {
+    std::string name;
+    std::optional<std::string> custom;
+    std::optional<std::string> idfa;  // absent: tracking is not authorised
+    std::optional<std::string> idfv;
+    std::string userId;  // "random": one that was made
+  };
+  for (const auto& [name, custom, idfa, idfv, userId] : {
+           Case{"custom wins", "player", kIdfa, kIdfv, "player"},
+           Case{"idfv on a fresh installation", {}, kIdfa, kIdfv, kIdfv},
+           Case{"idfa without idfv", {}, kIdfa, std::nullopt, kIdfa},
+           Case{"later run without idfv preference", {}, kIdfa, kIdfv, kIdfa},
+           Case{"idfv without tracking", {}, std::nullopt, kIdfv, kIdfv},
+           Case{"random without both", {}, std::nullopt, std::nullopt, "random"},
+           Case{"testflight with idfv", {}, kIdfa, kIdfv, kIdfv},
+       }) {
+    SCOPED_TRACE(name);
+    Game game;
+    game.platform.device->change([&, &idfa = idfa, &idfv = idfv](ZVDeviceFacts& device, ZVApplicationFacts&) {
+      device.trackingStatus = idfa ? 3 : 2;
+      device.advertisingIdentifier = idfa;
+      device.vendorIdentifier = idfv;
     });
-  game.start();
-  if (testflight) {
-    game.onQueue([] { ZVDevice::sharedInstance().setTestflightBuild(true); });
-    game.onQueue([] { ZVState::generateRandomUserIdIfNeeded(); });
+    game.restart();
+    if (custom) Zorvane::configureUserId(custom);
+    if (name == "later run without idfv preference")
+      game.onQueue([] {
+        ZVStore::setDbStateWithKey("new_install", "NO");
+        ZVStore::setDbStateWithKey("use_idfv", "NO");
+      });
+    game.start();
+    if (name == "testflight with idfv") {
+      game.onQueue([] { ZVDevice::sharedInstance().setTestflightBuild(true); });
+      game.onQueue([] { ZVState::generateRandomUserIdIfNeeded(); });
+    }
+    std::string chosen;
+    game.onQueue([&] { chosen = ZVState::getUserId(); });
+    const auto& defaults = *platform().userDefaults;
+    EXPECT_EQ(chosen, userId == "random" ? defaults.stringForKey("zv_testflight_user_id") : userId);
+    EXPECT_TRUE(userId != "random" || chosen.size() == 36U) << chosen;
+    EXPECT_EQ(defaults.stringForKey("zv_last_used_identifier"), chosen);
+    game.restart();
+    if (custom) Zorvane::configureUserId(custom);
+    game.start();
+    game.onQueue([&] { EXPECT_EQ(ZVState::getUserId(), chosen) << "kept across runs"; });
   }
-  std::string chosen;
-  game.onQueue([&] { chosen = ZVState::getUserId(); });
-  if (userId == "random") {
-    EXPECT_EQ(chosen.size(), 36U);
-    EXPECT_EQ(platform().userDefaults->stringForKey("zv_testflight_user_id"), chosen);
-  } else {
-    EXPECT_EQ(chosen, userId);
-  }
-  EXPECT_EQ(platform().userDefaults->stringForKey("zv_last_used_identifier"), chosen);
-  game.restart();
-  if (custom) Zorvane::configureUserId(custom);
-  game.start();
-  game.onQueue([&] { EXPECT_EQ(ZVState::getUserId(), chosen) << "kept across runs"; });
 }
 
 // A host's user defaults, which may be slow.
@@ -108,17 +111,5 @@ TEST(LastUsedIdentifier, IsWrittenWhenItChangesAndUntilItIsSafe) {
   EXPECT_EQ(defaults->flushes, once + 2);
   EXPECT_EQ(defaults->stringForKey("zv_last_used_identifier"), "two");
 }
-
-INSTANTIATE_TEST_SUITE_P(All, UserId,
-                         testing::ValuesIn(std::vector<Case>{
-                             {"custom_wins", "player", kIdfa, kIdfv, false, "player"},
-                             {"idfv_on_a_fresh_installation", {}, kIdfa, kIdfv, false, kIdfv},
-                             {"idfa_without_idfv", {}, kIdfa, std::nullopt, false, kIdfa},
-                             {"later_run_without_idfv_preference", {}, kIdfa, kIdfv, false, kIdfa},
-                             {"idfv_without_tracking", {}, std::nullopt, kIdfv, false, kIdfv},
-                             {"random_without_both", {}, std::nullopt, std::nullopt, false, "random"},
-                             {"testflight_with_idfv", {}, kIdfa, kIdfv, true, kIdfv},
-                         }),
-                         [](const auto& param) { return param.param.name; });
 
 }  // namespace

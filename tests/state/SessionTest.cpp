@@ -17,50 +17,42 @@ using testing::SizeIs;
 
 constexpr double kNow = 1'700'000'000;
 
-// How an init call ends that brought no good answer, and what is left of it.
-struct Outcome {
-  std::string name;
-  LoopbackServer::Answer answer;
-  std::string line;  // that must be logged
-  bool enabled = true;
-  int sdkErrors = 0;
-};
-
-class InitAnswers : public testing::TestWithParam<Outcome> {};
-
-TEST_P(InitAnswers, EachEndsAsItShould) {
-  const Outcome& outcome = GetParam();
-  Game game;
-  Zorvane::setEnabledInfoLog(true);
-  game.collector.answer(LoopbackServer::kInit, outcome.answer);
-  game.start();
-  EXPECT_TRUE(game.log.contains(outcome.line)) << outcome.line;
-  EXPECT_EQ(ZVState::isEnabled(), outcome.enabled);
-  EXPECT_EQ(ZVEvents::isEventQueueTimerArmed(), outcome.enabled);
-  ASSERT_TRUE(game.collector.waitForRequests(outcome.enabled ? 2 + static_cast<std::size_t>(outcome.sdkErrors) : 1));
-  EXPECT_THAT(game.sdkErrors(), SizeIs(outcome.sdkErrors));
-  EXPECT_THAT(game.sent("user"), SizeIs(outcome.enabled ? 1 : 0));
-  Zorvane::addDesignEventWithEventId("after");
-  game.settle();
-  EXPECT_THAT(game.stored("design"), SizeIs(outcome.enabled ? 1 : 0));
-  EXPECT_EQ(game.log.contains("Could not add design event: SDK is disabled"), !outcome.enabled);
+TEST(InitAnswers, EachEndsAsItShould) {
+  struct Case {
+    LoopbackServer::Answer answer;
+    std::string line;  // that must be logged
+    bool enabled = true;
+    std::size_t sdkErrors = 0;
+  };
+  for (const auto& [answer, line, enabled, sdkErrors] : {
+           Case{{200, R"({"server_ts":1700000100})"}, "Add SESSION START event"},
+           Case{{200, "{}"}, "Add SESSION START event"},
+           Case{{401, "{}"}, "Initialize SDK failed - Unauthorized", false},
+           Case{{400, R"({"why":"x"})"}, "failed - bad request or unknown response."},
+           Case{{400, "<html>"}, "failed - bad response. Could be bad response from proxy", true, 1},
+           Case{{500, "{}"}, "using default init values."},
+           Case{{302, "{}"}, "failed - bad request or unknown response."},
+           Case{{200, "{\"server_ts\":"}, "failed - bad response. Could be bad response from proxy", true, 1},
+           Case{{200, ""}, "Failed Init Call. Json decoding failed", true, 1},
+           Case{{200, R"({"server_ts":"now"})"}, "invalid type in 'server_ts' field."},
+       }) {
+    SCOPED_TRACE(std::to_string(answer.status) + answer.body);
+    Game game;
+    Zorvane::setEnabledInfoLog(true);
+    game.collector.answer(LoopbackServer::kInit, answer);
+    game.start();
+    EXPECT_TRUE(game.log.contains(line)) << line;
+    EXPECT_EQ(ZVState::isEnabled(), enabled);
+    EXPECT_EQ(ZVEvents::isEventQueueTimerArmed(), enabled);
+    ASSERT_TRUE(game.collector.waitForRequests(enabled ? 2 + sdkErrors : 1));
+    EXPECT_THAT(game.sdkErrors(), SizeIs(sdkErrors));
+    EXPECT_THAT(game.sent("user"), SizeIs(enabled ? 1 : 0));
+    Zorvane::addDesignEventWithEventId("after");
+    game.settle();
+    EXPECT_THAT(game.stored("design"), SizeIs(enabled ? 1 : 0));
+    EXPECT_EQ(game.log.contains("Could not add design event: SDK is disabled"), !enabled);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    All, InitAnswers,
-    testing::ValuesIn(std::vector<Outcome>{
-        {"ok", {200, R"({"server_ts":1700000100})"}, "Add SESSION START event"},
-        {"empty_object", {200, "{}"}, "Add SESSION START event"},
-        {"unauthorized", {401, "{}"}, "Initialize SDK failed - Unauthorized", false},
-        {"bad_request_json", {400, R"({"why":"x"})"}, "failed - bad request or unknown response."},
-        {"bad_request_garbage", {400, "<html>"}, "failed - bad response. Could be bad response from proxy", true, 1},
-        {"server_error", {500, "{}"}, "using default init values."},
-        {"unknown_code", {302, "{}"}, "failed - bad request or unknown response."},
-        {"garbage", {200, "{\"server_ts\":"}, "failed - bad response. Could be bad response from proxy", true, 1},
-        {"empty", {200, ""}, "Failed Init Call. Json decoding failed", true, 1},
-        {"wrong_server_ts", {200, R"({"server_ts":"now"})"}, "invalid type in 'server_ts' field."},
-    }),
-    [](const auto& param) { return param.param.name; });
 
 TEST(InitWithoutAnswer, StartsOfflineAndKeepsTheSessionStart) {
   struct Case {
@@ -132,6 +124,8 @@ TEST(Session, EndsInTheBackgroundAndStartsInTheForeground) {
   ASSERT_THAT(game.sent("user"), SizeIs(2));
   EXPECT_NE(shown(game.sent("user")[1], "session_id"), first);
   EXPECT_EQ(shown(game.sent("user")[1], "session_num"), "2");
+  EXPECT_EQ(shown(game.sent("user")[0], "install"), "1");
+  EXPECT_EQ(shown(game.sent("user")[1], "install"), "(none)") << "said once";
   EXPECT_TRUE(ZVEvents::isEventQueueTimerArmed());
 
   ZVPlatform::applicationWillEnterForeground();  // while a session is open

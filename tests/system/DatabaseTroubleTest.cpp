@@ -26,23 +26,6 @@ TEST(DatabaseTrouble, AFolderThatCanNotBeWrittenIsSaidAndStopsNothingElse) {
   EXPECT_THAT(game->errors(), HasSubstr("Could not add design event: Datastore not initialized"));
 }
 
-TEST(DatabaseTrouble, AFileThatIsNoDatabaseIsKeptAsideAndEventsGoOn) {
-  const TemporaryFolder folder;
-  const RunningCollector collector(folder);
-  const Player player{folder, collector.url()};
-  std::filesystem::create_directory(folder.file("data"));
-  const std::string garbage(5000, 'x');
-  std::ofstream(player.database()) << garbage;
-  const auto game = player.start(initialising() + designs(0, 1) + kSubmit);
-  ASSERT_EQ(game->wait()->status, 0);
-  EXPECT_THAT(game->errors(), HasSubstr("Warning/ZV/Analytics: The event database is damaged ("));
-  EXPECT_THAT(collector.records("design"), testing::SizeIs(1));
-  EXPECT_THAT(collector.records("sdk_error"), testing::SizeIs(1));
-  std::string kept;
-  std::ifstream(player.database() + ".damaged") >> kept;
-  EXPECT_EQ(kept, garbage);
-}
-
 // Root may write everywhere: where these tests run as root, the game runs as nobody.
 TEST(DatabaseTrouble, AFileThatCanNotBeWrittenIsSaidAndStaysWhereItIs) {
   const TemporaryFolder folder;

@@ -1,15 +1,12 @@
 // A game that is killed, that exits in a hurry, that starts again: what reaches the collector in the end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <map>
 #include <string>
-#include <thread>
 
+#include "support/LoopbackServer.h"
 #include "support/Sqlite.h"
 #include "system/Processes.h"
 #include "values/Text.h"
@@ -29,29 +26,6 @@ std::map<std::string, int> timesSeen(const std::vector<ZVMap>& records, std::str
   for (const ZVMap& record : records) ++seen[describe(*record.find(key))];
   return seen;
 }
-
-// A collector's port whose connections are accepted by the kernel and never answered.
-class SilentPort {
- public:
-  SilentPort() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(socket_, reinterpret_cast<sockaddr*>(&address), size);
-    listen(socket_, 64);
-    getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-    url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-  }
-  ~SilentPort() { close(socket_); }
-  SilentPort(const SilentPort&) = delete;
-  SilentPort& operator=(const SilentPort&) = delete;
-
-  std::string url;
-
- private:
-  int socket_;
-};
 
 TEST(KilledGame, SendsAllThatWasStoredOnceAndEndsItsSessionWithItsLength) {
   const TemporaryFolder folder;
@@ -76,35 +50,10 @@ TEST(KilledGame, SendsAllThatWasStoredOnceAndEndsItsSessionWithItsLength) {
   EXPECT_EQ(describe(*collector.summary().find("rejected")), "0");
 }
 
-TEST(KilledGame, LosesNothingThatWasStoredWhateverTheMoment) {
-  const TemporaryFolder folder;
-  const RunningCollector collector(folder);
-  std::string game = initialising();
-  for (int round = 0; round < 10; ++round) game += designs(round * 50, 50) + "[\"@submit\"]\n";
-  game += "[\"@drain\"]\n";
-
-  for (int i = 0; i < 12; ++i) {
-    const Player player{folder, collector.url(), "data" + std::to_string(i)};
-    const auto victim = player.start(game);
-    std::this_thread::sleep_for(std::chrono::milliseconds(5 + 11 * i));  // wherever that falls
-    victim->kill(SIGKILL);
-    victim->wait();
-    std::size_t pending = 0;
-    if (std::filesystem::exists(player.database()))
-      pending = countRows(player.database(), "SELECT count(*) FROM zv_events WHERE category = 'design'");
-
-    const auto before = collector.records("design");
-    ASSERT_EQ(player.start(initialising() + kSubmit)->wait()->status, 0);
-    const auto after = collector.records("design");
-    EXPECT_EQ(after.size() - before.size(), pending) << "killed at moment " << i;
-    EXPECT_EQ(countRows(player.database(), "SELECT count(*) FROM zv_events WHERE category = 'design'"), 0U);
-  }
-  EXPECT_EQ(describe(*collector.summary().find("rejected")), "0");
-}
-
 TEST(ExitingGame, LeavesAThousandCallsOnDiskAlsoWhileTheCollectorHangs) {
-  const SilentPort hanging;
-  for (const std::string& url : {hanging.url, std::string("http://127.0.0.1:1")}) {
+  LoopbackServer hanging;
+  hanging.hang();
+  for (const std::string& url : {hanging.url(""), std::string("http://127.0.0.1:1")}) {
     const TemporaryFolder folder;
     const Player player{folder, url};
     std::string game = initialising();

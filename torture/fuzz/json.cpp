@@ -103,6 +103,15 @@ bool isSame(const ZVValue& left, const ZVValue& right, bool written) {
   return numbers ? isSameNumber(left, right, written) : left == right;
 }
 
+// The numbers in a list, as the collector reads them.
+bool isSameToTheCollector(const ZVValue& value, const collector::JsonValue& collected) {
+  if (value.ifArray() == nullptr) return true;
+  return std::equal(value.ifArray()->begin(), value.ifArray()->end(), collected.Begin(), collected.End(),
+                    [](const ZVValue& one, const collector::JsonValue& other) {
+                      return !other.IsNumber() || doubleReading(one) == other.GetDouble();
+                    });
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -119,6 +128,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   fuzz::require(ours || !isWritten, "it is taken for the library's own", text);
   if (!ours) return 0;
   fuzz::require(isSame(*ours, *theirs, false), "the parsers differ", text);
+  fuzz::require(isSameToTheCollector(*ours, collected.document), "the collector reads another number", text);
 
   const auto written = writeJson(*ours);
   fuzz::require(written.has_value(), "what was read can't be written", text);
