@@ -22,10 +22,7 @@ using Z = Zorvane;
 constexpr double kSoon = 0.001;
 
 TEST(EventCalls, AreDroppedUnderTheirKindsNameUntilTheLibraryIsReady) {
-  struct Case {
-    std::string kind;
-    void (*report)();
-  };
+  using Case = std::pair<std::string, void (*)()>;
   Game game;
   for (const auto& [kind, report] : {
            Case{"business", [] { Z::addBusinessEventWithCurrency("USD", 1, "a", "b", "c", "r"); }},

@@ -3,15 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cctype>
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
-#include <map>
 #include <memory>
-#include <regex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -28,47 +23,6 @@ using namespace zorvane;
 namespace {
 
 using testing::SizeIs;
-
-std::string contentsOf(const char* file) {
-  std::ifstream stream(file);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-// By rule: "addAdEventWithAction" is zorvane_add_ad_event.
-std::string cNameOf(std::string name) {
-  for (const auto& [pattern, replacement] :
-       {std::pair{"With.*|AsString$|^get", ""}, {"([a-z0-9])([A-Z])", "$1_$2"}, {"([A-Z])([A-Z][a-z])", "$1_$2"}})
-    name = std::regex_replace(name, std::regex(pattern), replacement);
-  for (char& letter : name) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-  return "zorvane_" + name + "(";
-}
-
-TEST(CFunctions, ReachEveryOperationOfTheFacade) {
-  const std::map<std::string, std::string> otherwiseNamed{
-      {"sharedInstance", ""},  // nothing needs it
-      {"initializeWithConfiguredGameKeyAndGameSecret", "zorvane_initialize_configured("},
-      {"adTypeToString", "zorvane_ad_type_name("},
-      {"setRemoteConfigsDelegate", "zorvane_set_remote_configs_callback("},
-      {"addImpressionMopubEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_MOPUB "},
-      {"addImpressionFyberEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_FYBER "},
-      {"addImpressionIronSourceEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_IRON_SOURCE "},
-      {"addImpressionTopOnEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_TOP_ON "},
-      {"addImpressionHyperBidEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_HYPER_BID "},
-      {"addImpressionMaxEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_MAX "},
-      {"addImpressionAequusEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_AEQUUS "},
-      {"addImpressionAdMobEventWithAdNetworkVersion", "ZORVANE_AD_NETWORK_AD_MOB "},
-  };
-  const std::string c = contentsOf(ZORVANE_HEADERS "/zorvane_c.h");
-  const std::string facade = contentsOf(ZORVANE_HEADERS "/Zorvane.h");
-  const std::regex operation(R"(\n  static [^(;]*?(\w+)\()");
-  std::size_t found = 0;
-  for (std::sregex_iterator next(facade.begin(), facade.end(), operation), end; next != end; ++next, ++found) {
-    const std::string name = (*next)[1];
-    const std::string expected = otherwiseNamed.contains(name) ? otherwiseNamed.at(name) : cNameOf(name);
-    EXPECT_NE(c.find(expected), std::string::npos) << name << " as " << expected;
-  }
-  EXPECT_GT(found, 50U);
-}
 
 // What is called, and what its line in the log says.
 using Refusals = std::vector<std::pair<const char*, void (*)()>>;

@@ -47,14 +47,6 @@ namespace levels {
 // the heap.
 constexpr std::size_t kBlock = 60'000;
 
-[[gnu::noinline]] void freeTwice() {
-  void* const volatile block = std::malloc(kBlock);
-  void* const volatile behind = std::malloc(kBlock);  // keeps it from joining what is free
-  std::free(block);
-  std::free(block);
-  std::free(behind);
-}
-
 [[gnu::noinline]] void overrun() {
   void* const volatile block = std::malloc(kBlock);
   std::memset(static_cast<char*>(block) + kBlock, 0x7F, 64);  // the size of what is left of the heap
@@ -112,36 +104,21 @@ void killAt(const std::string& moment) {
   else whenLogged(moment, [] { raise(SIGKILL); });
 }
 
-// On the main thread, while its part of the heap is locked: another thread tries to give back a block of that part.
-std::atomic<bool> wasGivenBack{false};
-void* volatile blockOfMain = nullptr;
-void askWhetherTheHeapIsLocked() {
-  whenLogged("Add ERROR event", [] {
-    std::thread([] {
-      std::free(blockOfMain);
-      wasGivenBack = true;
-    }).detach();
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    std::cout << (wasGivenBack ? "the heap is free" : "the heap is locked") << std::endl;
-  });
-}
-
-void sayAndLeave(int) {
+void sayAndReturn() {
   constexpr std::string_view kText = "the game's own handler\n";
   [[maybe_unused]] const auto written = write(STDOUT_FILENO, kText.data(), kText.size());
+}
+void sayAndLeave(int) {
+  sayAndReturn();
   _exit(7);
 }
-
 struct sigaction replaced {};
 void sayAndChain(int number, siginfo_t* information, void* context) {
-  constexpr std::string_view kText = "the game's own handler\n";
-  [[maybe_unused]] const auto written = write(STDOUT_FILENO, kText.data(), kText.size());
+  sayAndReturn();
   replaced.sa_sigaction(number, information, context);
 }
 
 void settle() { ZVThreading::sharedInstance().queue.drain(std::chrono::seconds(20)); }
-
-void sayAndReturn() { std::cout << "the game's own handler" << std::endl; }
 
 // What must be so before the session begins.
 const Causes kPreparations{
@@ -155,7 +132,6 @@ const Causes kPreparations{
        });
      }},
     {"too often", [](const std::string&) { std::set_terminate(sayAndReturn); }},
-    {"free twice", [](const std::string&) { blockOfMain = std::malloc(levels::kBlock); }},
     {"killed at the next start", killAt},
     {"a broken pipe that is ignored", [](const std::string&) { std::signal(SIGPIPE, SIG_IGN); }},
     {"with signal handlers",
@@ -170,7 +146,6 @@ const Causes kDeaths{
     {"wait", [](const std::string&) { sleepOn(); }},
     {"raise", [](const std::string& number) { std::raise(std::stoi(number)); }},
     {"fault", [](const std::string&) { levels::fallOut(); }},
-    {"fault on a thread", [](const std::string&) { std::thread(levels::fallOut).join(); }},
     {"fault on the queue",
      [](const std::string&) {
        ZVThreading::performTaskOnZVThreadWithBlock(levels::fallOut);
@@ -203,11 +178,6 @@ const Causes kDeaths{
      }},
     {"throw a number", [](const std::string&) { throw 42; }},
     {"terminate", [](const std::string&) { std::terminate(); }},
-    {"after a burst",
-     [](const std::string& count) {
-       for (int event = 0; event < std::stoi(count); ++event) Zorvane::addDesignEventWithEventId("a:b");
-       levels::fallOut();
-     }},
     {"twice",
      [](const std::string& line) {
        whenLogged(line, levels::fallOut);
@@ -259,11 +229,6 @@ const Causes kDeaths{
        for (int event = 0; event < std::stoi(count); ++event) Zorvane::addDesignEventWithEventId("a:b");
        std::cout << "reported" << std::endl;
        sleepOn();
-     }},
-    {"free twice",
-     [](const std::string&) {
-       askWhetherTheHeapIsLocked();
-       levels::freeTwice();
      }},
     {"overrun on the queue",
      [](const std::string&) {

@@ -103,13 +103,7 @@ TEST_F(Device, ChecksTheApplicationsFactsAndHasAValueForAbsentOnes) {
 }
 
 TEST_F(Device, GivesTheAdvertisingIdentifierOnlyWhenThePlayerAgreed) {
-  struct Case {
-    bool asks;
-    int status;
-    bool enabled;
-    const char* consent;
-    bool limited, zero;
-  };
+  using Case = std::tuple<bool, int, bool, const char*, bool, bool>;
   for (const auto& [asks, status, enabled, consent, limited, zero] : {
            Case{true, 0, true, "not_determined", true, true},
            Case{true, 1, true, "restricted", true, true},

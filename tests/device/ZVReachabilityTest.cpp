@@ -18,11 +18,7 @@ constexpr std::uint32_t kRequired = kR | Source::kConnectionRequired;
 }  // namespace
 
 TEST(Reachability, ReadsTheStatusFromTheFlags) {
-  struct Case {
-    std::uint32_t flags;
-    int network;
-    int localWiFi;
-  };
+  using Case = std::tuple<std::uint32_t, int, int>;
   for (const auto& [flags, network, localWiFi] : {
            Case{0xFFFF'FFFF & ~kR, 0, 0},
            Case{kR, 1, 0},

@@ -159,10 +159,7 @@ TEST_F(Builders, TakeTheCallsFieldsTheGlobalOnesOrBoth) {
 
 TEST_F(Builders, ReportEveryKindsRefusalAndMoveNoCounter) {
   using Z = Zorvane;
-  struct Case {
-    std::function<void()> report;
-    std::string area, action, parameter;
-  };
+  using Case = std::tuple<std::function<void()>, std::string, std::string, std::string>;
   for (const auto& [report, area, action, parameter] :
        {Case{[] { Z::addBusinessEventWithCurrency("usd", 1, "a", "b", "c", nullptr); }, "business", "invalid_currency",
              "currency"},

@@ -129,11 +129,7 @@ TEST_F(EventQueue, TakesAStartAlongWithItsEndSoThatNoSecondOneIsMadeOfIt) {
 }
 
 TEST_F(EventQueue, KeepsABatchOnlyWhenNoAnswerCame) {
-  struct Case {
-    int status;
-    std::string body;
-    std::string line;
-  };
+  using Case = std::tuple<int, std::string, std::string>;
   for (const auto& [status, body, line] :
        {Case{200, "[]", "Event queue: 10 events sent."},
         Case{400, R"([{"index":1},{"index":2},{"index":5}])",

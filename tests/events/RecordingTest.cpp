@@ -20,10 +20,7 @@ using testing::SizeIs;
 TEST(Recording, BlocksOrdinaryEventsWhenTheDatabaseIsTooLarge) {
   Game game;
   game.start();
-  struct Case {
-    std::string category;
-    bool stored;
-  };
+  using Case = std::pair<std::string, bool>;
   for (const auto& [category, stored] : {Case{"design", false}, Case{"users", false}, Case{"xbusiness", false},
                                          Case{"user", true}, Case{"session_end", true}, Case{"business", true}}) {
     game.onQueue([&] {

@@ -41,10 +41,7 @@ TEST(SdkErrors, AreSentTenTimesPerCategoryAndArea) {
 TEST(SdkErrors, CutTheirReasonAndLeaveOutWhatIsEmpty) {
   Game game;
   game.start();
-  struct Case {
-    std::string reason;
-    std::string sent;
-  };
+  using Case = std::pair<std::string, std::string>;
   const std::string emoji = "\xF0\x9F\x98\x80";  // two code units
   std::size_t requests = kAtStart;
   for (const auto& [reason, sent] :

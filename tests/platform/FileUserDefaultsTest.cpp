@@ -107,10 +107,7 @@ TEST_F(FileUserDefaults, LeavesAloneWhatIsOutOfReachAndJoinsItOnceItIsBack) {
   const std::string elsewhere = folder.file("elsewhere");
   makeFileUserDefaults(elsewhere)->setString("kept", "old");
   fs::create_directories(fs::path(path).parent_path());
-  struct Case {
-    const char* what;
-    std::function<void()> make;
-  };
+  using Case = std::pair<const char*, std::function<void()>>;
   for (const auto& [what, make] : {
            Case{"directory", [&] { fs::create_directories(path); }},  // can be opened, not read
            Case{"pipe", [&] { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); }},

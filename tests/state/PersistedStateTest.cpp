@@ -44,10 +44,7 @@ TEST(Dimensions, OfTheGameWinOverThoseOfEarlierRuns) {
 
 TEST(SpoiltStorage, NeverSpoilsTheRecordsOfThisRun) {
   const std::string pair = R"({"configs":[{"key":"k","start_ts":null,"end_ts":null,"value":)";
-  struct Case {
-    std::string userId;
-    std::string config;
-  };
+  using Case = std::pair<std::string, std::string>;
   for (const auto& [userId, config] :
        {Case{"\xED\xB0\x80", "{}"}, Case{std::string(900'000, 'u'), "{}"}, Case{"u", pair + R"("\udc00"}]})"},
         Case{"u", pair + "2e308}]}"}, Case{"u", pair + "\"" + std::string(1'100'000, 'x') + "\"}]}"},

@@ -26,10 +26,7 @@ void populate(Game& game, const std::string& entries) {
 }
 
 TEST(RemoteConfigs, AreActiveStrictlyBetweenTheirBounds) {
-  struct Case {
-    std::string bounds;
-    bool active;
-  };
+  using Case = std::pair<std::string, bool>;
   Game game;
   game.platform.clock->set(kNow);
   for (const auto& [bounds, active] :

@@ -169,10 +169,7 @@ TEST(Session, ByHandNeedsItsSwitch) {
 }
 
 TEST(Session, TakesTheBuildFromTheAppsVersionWhenAsked) {
-  struct Case {
-    std::optional<std::string> version;
-    std::string build;
-  };
+  using Case = std::pair<std::optional<std::string>, std::string>;
   for (const auto& [version, build] : {Case{"2.5", "2.5"}, Case{"0.0.0", "mine"}, Case{std::nullopt, "mine"}}) {
     Game game;
     game.platform.device->change([&](ZVDeviceFacts&, ZVApplicationFacts& app) { app.version = version; });

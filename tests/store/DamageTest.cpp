@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "state/ZVState.h"
 #include "store/Database.h"
@@ -88,21 +89,28 @@ TEST_F(DamagedDatabase, IsKeptAsideAndWhatCanBeReadGoesOn) {
   EXPECT_FALSE(game.log.contains("damaged")) << "the new one is whole";
 }
 
-TEST_F(DamagedDatabase, IsFoundWhateverThePlace) {
+TEST_F(DamagedDatabase, IsFoundWhateverThePlaceAndAlsoWhereItsTablesTakeNoEvents) {
   const auto size = static_cast<std::streamoff>(std::filesystem::file_size(path));
   std::filesystem::copy_file(path, path + ".whole");
+  std::vector<std::function<void()>> harms;
+  for (const char* sql : {"ALTER TABLE zv_events RENAME TO kept; CREATE VIEW zv_events AS SELECT * FROM kept",
+                          "CREATE TRIGGER no BEFORE INSERT ON zv_events BEGIN SELECT RAISE(ABORT, 'no'); END",
+                          "ALTER TABLE zv_session RENAME COLUMN timestamp TO other"})
+    harms.emplace_back([this, sql] { execute(path, sql); });
   std::vector<std::streamoff> places{0, 16, 100, 105};  // the header, its page size, the schema's page
   for (std::streamoff page = 1024; page < size; page += size / 8 / 1024 * 1024) places.push_back(page);
-  for (const std::streamoff place : places) {
+  for (const std::streamoff place : places)
+    harms.emplace_back([this, place] { overwrite(place, std::string(40, '\xFF')); });
+  for (std::size_t harm = 0; harm < harms.size(); ++harm) {
     std::filesystem::copy_file(path + ".whole", path, std::filesystem::copy_options::overwrite_existing);
-    overwrite(place, std::string(40, '\xFF'));
+    harms[harm]();
     game.log.clear();
     startAgain();
-    EXPECT_EQ(game.log.count("The event database is damaged ("), 1U) << place;
+    EXPECT_EQ(game.log.count("The event database is damaged ("), 1U) << harm;
     EXPECT_EQ(damagedFiles(), 1U) << "one is kept, however often";
     Zorvane::addDesignEventWithEventId("after:all");
     game.settle();
-    EXPECT_FALSE(game.stored("design").empty()) << place;
+    EXPECT_FALSE(game.stored("design").empty()) << harm;
     game.collector.hang();
     close();
   }
@@ -141,23 +149,6 @@ TEST_F(DamagedDatabase, StaysWhereItIsWhileAnotherProcessWorksWithIt) {
   startAgain();
   EXPECT_EQ(damagedFiles(), 1U);
   EXPECT_TRUE(ZVStore::sharedInstance().tableReady);
-}
-
-TEST_F(DamagedDatabase, IsAlsoOneWhoseTablesTakeNoEvents) {
-  for (const std::string& hostile :
-       {std::string("ALTER TABLE zv_events RENAME TO kept; CREATE VIEW zv_events AS SELECT * FROM kept"),
-        std::string("CREATE TRIGGER no BEFORE INSERT ON zv_events BEGIN SELECT RAISE(ABORT, 'no'); END"),
-        std::string("ALTER TABLE zv_session RENAME COLUMN timestamp TO other")}) {
-    execute(path, hostile);
-    game.log.clear();
-    startAgain();
-    EXPECT_EQ(game.log.count("The event database is damaged ("), 1U) << hostile;
-    Zorvane::addDesignEventWithEventId("after:all");
-    game.settle();
-    EXPECT_FALSE(game.stored("design").empty()) << hostile;
-    game.collector.hang();
-    close();
-  }
 }
 
 // Denies the reading of one table for a number of times, on every connection from now on.

@@ -66,10 +66,7 @@ TEST(Queries, AnswerWithRowsOrWithNothing) {
 }
 
 TEST(Opening, MakesAnewEachTableThatCanNotBeReadAndKeepsTheOthers) {
-  struct Case {
-    std::string table;
-    std::string line;
-  };
+  using Case = std::pair<std::string, std::string>;
   for (const auto& [table, line] :
        {Case{"zv_events", "zv_events corrupt, recreating."}, Case{"zv_session", "zv_session corrupt, recreating."},
         Case{"zv_state", "zv_state corrupt, recreating."}, Case{"zv_progression", "zv_state corrupt, recreating."}}) {

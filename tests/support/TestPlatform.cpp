@@ -16,29 +16,6 @@ constexpr const char* kDiscardPort = "9";
 
 }  // namespace
 
-FakeDevice::FakeDevice() {
-  device_.systemVersion = "17.2";
-  device_.hardwareName = "Phone12,1";
-  application_.bundleIdentifier = "com.example.game";
-  application_.version = "1.4.2";
-  application_.build = "1421";
-}
-
-void FakeDevice::change(const std::function<void(ZVDeviceFacts&, ZVApplicationFacts&)>& change) {
-  const std::scoped_lock lock(mutex_);
-  change(device_, application_);
-}
-
-ZVDeviceFacts FakeDevice::device() {
-  const std::scoped_lock lock(mutex_);
-  return device_;
-}
-
-ZVApplicationFacts FakeDevice::application() {
-  const std::scoped_lock lock(mutex_);
-  return application_;
-}
-
 void FakeMainLoop::post(Task task) {
   const std::scoped_lock lock(mutex_);
   tasks_.push_back(std::move(task));
@@ -102,43 +79,6 @@ bool FakeMainLoop::runUntil(const std::function<bool()>& done, std::chrono::mill
     std::unique_lock lock(mutex_);
     posted_.wait_for(lock, kLookAgain, [this] { return !tasks_.empty(); });
   }
-}
-
-bool FakeReachability::accepts(const ZVReachabilityTarget&) const { return !refuses_; }
-
-std::optional<std::uint32_t> FakeReachability::flags(const ZVReachabilityTarget& target) const {
-  const std::scoped_lock lock(mutex_);
-  targets_.push_back(target);
-  return flags_;
-}
-
-ZVReachabilitySource::WatchId FakeReachability::watch(std::function<void()> changed) {
-  const std::scoped_lock lock(mutex_);
-  if (refuses_) return 0;
-  watchers_.emplace(++lastWatch_, std::move(changed));
-  return lastWatch_;
-}
-
-void FakeReachability::unwatch(WatchId watch) {
-  const std::scoped_lock lock(mutex_);
-  watchers_.erase(watch);
-}
-
-void FakeReachability::set(std::optional<std::uint32_t> flags) {
-  const std::scoped_lock lock(mutex_);
-  flags_ = flags;
-}
-
-void FakeReachability::tell() {
-  std::unique_lock lock(mutex_);
-  const auto watchers = watchers_;
-  lock.unlock();
-  for (const auto& [id, changed] : watchers) changed();
-}
-
-std::vector<ZVReachabilityTarget> FakeReachability::targets() const {
-  const std::scoped_lock lock(mutex_);
-  return targets_;
 }
 
 TestPlatform TestPlatform::make(const LoopbackServer& server, const Change& change) {

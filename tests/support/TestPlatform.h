@@ -38,15 +38,24 @@ class FakeClock final : public ZVClock {
 // What the device and the application say of themselves.
 class FakeDevice {
  public:
-  FakeDevice();
-  void change(const std::function<void(ZVDeviceFacts&, ZVApplicationFacts&)>& change);
-  ZVDeviceFacts device();
-  ZVApplicationFacts application();
+  void change(const std::function<void(ZVDeviceFacts&, ZVApplicationFacts&)>& change) {
+    const std::scoped_lock lock(mutex_);
+    change(device_, application_);
+  }
+  ZVDeviceFacts device() {
+    const std::scoped_lock lock(mutex_);
+    return device_;
+  }
+  ZVApplicationFacts application() {
+    const std::scoped_lock lock(mutex_);
+    return application_;
+  }
 
  private:
   std::mutex mutex_;
-  ZVDeviceFacts device_;            // guarded by mutex_
-  ZVApplicationFacts application_;  // guarded by mutex_
+  ZVDeviceFacts device_{.systemVersion = "17.2", .hardwareName = "Phone12,1"};  // guarded by mutex_
+  ZVApplicationFacts application_{
+      .bundleIdentifier = "com.example.game", .version = "1.4.2", .build = "1421"};  // guarded by mutex_
 };
 
 // The main loop of a test: its thread is the one that made it, and its time passes by advance().
@@ -84,15 +93,40 @@ class FakeMainLoop final : public ZVMainLoop {
 // A network whose flags the test sets; absent flags can't be read.
 class FakeReachability final : public ZVReachabilitySource {
  public:
-  bool accepts(const ZVReachabilityTarget& target) const override;
-  std::optional<std::uint32_t> flags(const ZVReachabilityTarget& target) const override;
-  WatchId watch(std::function<void()> changed) override;
-  void unwatch(WatchId watch) override;
+  bool accepts(const ZVReachabilityTarget&) const override { return !refuses_; }
+  std::optional<std::uint32_t> flags(const ZVReachabilityTarget& target) const override {
+    const std::scoped_lock lock(mutex_);
+    targets_.push_back(target);
+    return flags_;
+  }
+  WatchId watch(std::function<void()> changed) override {
+    const std::scoped_lock lock(mutex_);
+    if (!refuses_) watchers_.emplace(++lastWatch_, std::move(changed));
+    return refuses_ ? 0 : lastWatch_;
+  }
+  void unwatch(WatchId watch) override {
+    const std::scoped_lock lock(mutex_);
+    watchers_.erase(watch);
+  }
 
-  void set(std::optional<std::uint32_t> flags);  // tells nobody
-  void tell();                                   // calls the watchers, on the calling thread
+  // Reports to nobody.
+  void set(std::optional<std::uint32_t> flags) {
+    const std::scoped_lock lock(mutex_);
+    flags_ = flags;
+  }
+  // Calls the watchers, on the calling thread.
+  void tell() {
+    std::unique_lock lock(mutex_);
+    const auto watchers = watchers_;
+    lock.unlock();
+    for (const auto& [id, changed] : watchers) changed();
+  }
   void refuse(bool refuses) { refuses_ = refuses; }
-  std::vector<ZVReachabilityTarget> targets() const;  // what flags were asked for
+  // What flags were asked for.
+  std::vector<ZVReachabilityTarget> targets() const {
+    const std::scoped_lock lock(mutex_);
+    return targets_;
+  }
 
  private:
   std::atomic<bool> refuses_{false};

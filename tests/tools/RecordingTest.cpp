@@ -19,10 +19,7 @@ std::string refusal(const std::string& text) {
 }
 
 TEST(Recording, IsRefusedWithTheLineThatIsWrong) {
-  struct Case {
-    std::string line;
-    std::string says;
-  };
+  using Case = std::pair<std::string, std::string>;
   const std::string good = "[\"startSession\"]\n\n";
   for (const auto& [line, says] :
        {Case{"nonsense", "is no JSON array"}, Case{"[1]", "must begin with the name"},

@@ -69,10 +69,7 @@ TEST_F(SessionDataTask, SortsWhateverASessionReports) {
   const ZVURLError refused{ZVURLError::kUserCancelledAuthentication, "refused"};
   const ZVURLError other{ZVURLError::kOther, "other"};
   const auto http = [](long status) { return ZVURLResponse{status, true}; };
-  struct Case {
-    Answer answer;
-    std::vector<std::string> outcomes, lines;
-  };
+  using Case = std::tuple<Answer, std::vector<std::string>, std::vector<std::string>>;
   for (const auto& [answer, outcomes, lines] : {
            Case{{"body", http(200), {}}, {"success 200 body"}, {}},
            Case{{"body", http(201), {}}, {"failure - -"}, {kRequest + "Unknown error"}},

@@ -162,10 +162,7 @@ TEST(EncryptString, AgreesWithAKnownAnswer) {
 }
 
 TEST(StringMatch, FollowsTheDialectOfThePatterns) {
-  struct Case {
-    std::string text, pattern;
-    bool matches;
-  };
+  using Case = std::tuple<std::string, std::string, bool>;
   for (const auto& [text, pattern, matches] : {
            Case{"", "^$", false},     // nothing matches in an empty text
            Case{"xaby", "ab", true},  // anywhere

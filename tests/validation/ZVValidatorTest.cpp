@@ -52,10 +52,7 @@ TEST_F(Validator, TiersCountCodeUnits) {
 }
 
 TEST_F(Validator, KeysAreOf32And40LettersAndDigits) {
-  struct Case {
-    std::string key, secret;
-    bool valid;
-  };
+  using Case = std::tuple<std::string, std::string, bool>;
   for (const auto& [key, keySecret, valid] :
        {Case{letters(30) + "_^", letters(38) + "Z9", true}, Case{letters(31), letters(40), false},
         Case{letters(33), letters(40), false}, Case{letters(31) + "-", letters(40), false},
@@ -64,10 +61,7 @@ TEST_F(Validator, KeysAreOf32And40LettersAndDigits) {
 }
 
 TEST_F(Validator, ConfigurationValues) {
-  struct Case {
-    bool (*rule)(ZVText);
-    std::vector<ZVText> valid, invalid;
-  };
+  using Case = std::tuple<bool (*)(ZVText), std::vector<ZVText>, std::vector<ZVText>>;
   const std::string of64 = letters(64);
   const std::string of65 = letters(65);
   for (const auto& [rule, valid, invalid] : {

@@ -15,10 +15,7 @@ constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
 constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
 
 TEST(Utf16Length, CountsCodeUnitsOfValidTextOnly) {
-  struct Case {
-    std::string text;
-    std::optional<std::size_t> length;
-  };
+  using Case = std::pair<std::string, std::optional<std::size_t>>;
   for (const auto& [text, length] : {
            Case{"a\0b"s, 3}, Case{"12345678\xC3\xA9", 9}, Case{"\xED\x9F\xBF\xEE\x80\x80", 2},  // around the surrogates
            Case{"\xF4\x8F\xBF\xBF", 2},             // U+10FFFF, the last one
@@ -61,10 +58,7 @@ TEST(Describe, ShowsEveryKindOfValue) {
 }
 
 TEST(IntegerReading, TakesLeadingDigitsAndStaysWithin64Bits) {
-  struct Case {
-    ZVValue value;
-    std::int64_t number;
-  };
+  using Case = std::pair<ZVValue, std::int64_t>;
   for (const auto& [value, number] :
        {Case{" \t-7 apples", -7}, Case{"+5", 5}, Case{"+-5", 0}, Case{"", 0}, Case{"1.9", 1},
         Case{"9223372036854775808", kMax}, Case{"-9223372036854775809", kMin}, Case{-2.9, -2}, Case{1e19, kMax},
