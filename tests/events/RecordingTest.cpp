@@ -168,4 +168,19 @@ TEST(MissingSessionEnd, IsNeverMadeTwiceAndNeverLeftOut) {
   EXPECT_THAT(game.query("SELECT 1 FROM zv_session"), SizeIs(2)) << "the open session's, and what can't be read";
 }
 
+TEST(Counters, StayAtTheLastNumberThereIs) {
+  Game game;
+  game.onQueue([] {
+    for (const char* key : {"session_num", "transaction_num"}) ZVStore::setDbStateWithKey(key, "9223372036854775807");
+    ZVStore::persistProgressionTries("9223372036854775807", "world");
+  });
+  game.start();
+  Zorvane::addBusinessEventWithCurrency("USD", 1, "gems", "small", "shop", ZVText(), {});
+  Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus::complete, "world", {}, {});
+  game.settle();
+  EXPECT_EQ(shown(game.sent("user").at(0), "session_num"), "9223372036854775807");
+  EXPECT_EQ(shown(game.stored("business").at(0), "transaction_num"), "9223372036854775807");
+  EXPECT_EQ(shown(game.stored("progression").at(0), "attempt_num"), "9223372036854775807");
+}
+
 }  // namespace

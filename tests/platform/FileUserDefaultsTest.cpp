@@ -112,6 +112,7 @@ TEST_F(FileUserDefaults, LeavesAloneWhatIsOutOfReachAndJoinsItOnceItIsBack) {
            Case{"directory", [&] { fs::create_directories(path); }},  // can be opened, not read
            Case{"pipe", [&] { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); }},
            Case{"endless device", [&] { fs::create_symlink("/dev/zero", path); }},
+           Case{"empty device", [&] { fs::create_symlink("/dev/null", path); }},
            Case{"link that leads nowhere", [&] { fs::create_symlink(folder.file("nowhere"), path); }},
            Case{"link to itself", [&] { fs::create_symlink(path, path); }},
            Case{"endless file", [&] { overwrite(path, std::string((1 << 20) + 1, 'x')); }},
