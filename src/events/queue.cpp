@@ -154,7 +154,7 @@ void ZVEvents::processEventsWithCategory(ZVText category, bool performCleanup) {
   const ZVHTTPApi::Answer answer = ZVHTTPApi::sharedInstance().sendEventsInArray(
       {ZVState::getGameKey(), ZVState::getGameSecret()}, eventsOf(batch->records));
   settle(answer, *std::move(batch));
-  ZVStore::vacuum();
+  ZVStore::vacuumIfWorthIt();
 }
 
 void ZVEvents::cleanupEvents() { ZVStore::giveAllBatchesBack(); }

@@ -48,9 +48,10 @@ class ZVStore {
   static bool trimEventTable();                 // true when old sessions were deleted
   static std::int64_t getDbSize();              // bytes of the file; 0 when it can't be read
   static bool isDbTooLargeForEvents();
-  static void reportDamage();  // of a database that had to be replaced, once there are keys
-  static void giveRoomBack();  // folds the log back, and restores the reserve if it was lent
-  static void vacuum();        // gives the file system back what deleted rows took
+  static void reportDamage();     // of a database that had to be replaced, once there are keys
+  static void giveRoomBack();     // folds the log back, and restores the reserve if it was lent
+  static void vacuum();           // gives the file system back what deleted rows took
+  static void vacuumIfWorthIt();  // the same, once it is more than a few pages
 
   // Queries: queries.cpp. Rows, possibly none, on success; absent on any failure, which has been logged.
   static std::optional<Rows> executeQuerySyncWithSql(const std::string& sql, const Parameters& parameters = {},

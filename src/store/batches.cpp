@@ -7,7 +7,6 @@
 #include <utility>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "platform/FolderLock.h"
 #include "runtime/ZVLogger.h"
@@ -118,7 +117,7 @@ bool becomeSender(const std::string& database, Batch& batch) {
 
 bool removeRows(Connection& connection, const std::vector<RowId>& rows) {
   return rows.empty() ||
-         connection.run(fmt::format("DELETE FROM zv_events WHERE rowid IN ({});", fmt::join(rows, ","))).has_value();
+         connection.run(fmt::format("DELETE FROM zv_events WHERE rowid IN ({});", joined(rows, ","))).has_value();
 }
 
 // After others were at the table a row's number may be another record's.

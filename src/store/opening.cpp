@@ -18,6 +18,7 @@
 #include "store/Reserve.h"
 #include "store/Tables.h"
 #include "store/ZVStore.h"
+#include "values/Text.h"
 
 namespace zorvane {
 
@@ -32,6 +33,9 @@ constexpr auto kSettings = std::to_array<const char*>({
 });
 constexpr int kBusyMilliseconds = 3000;  // another process of the same game may be writing
 constexpr std::size_t kTrimmedSessions = 3;
+// Of 1 KiB. Vacuuming writes the whole database: for the few pages that single events free, which the next ones take
+// again, a disk would be written without end.
+constexpr std::int64_t kPagesWorthVacuuming = 64;
 constexpr auto kLockLimit = std::chrono::milliseconds(kBusyMilliseconds);
 
 void reportTrouble(std::string reason) {
@@ -172,10 +176,15 @@ void ZVStore::reportDamage() {
 // Vacuuming alone writes the smaller database into the log and leaves the file at its size, by which events are refused
 // and sessions deleted.
 void ZVStore::vacuum() {
+  executeQuerySyncWithSql("VACUUM");
+  giveRoomBack();
+}
+
+void ZVStore::vacuumIfWorthIt() {
   const auto free = executeQuerySyncWithSql("PRAGMA freelist_count");
-  const bool isWorthIt = !free || free->empty() || free->front().textOf("freelist_count") != "0";
-  if (isWorthIt) executeQuerySyncWithSql("VACUUM");
-  if (isWorthIt || sharedInstance().database->reserveIsLent) giveRoomBack();
+  const auto pages = free && !free->empty() ? integerOfText(free->front().textOf("freelist_count")) : 0;
+  if (pages >= kPagesWorthVacuuming) vacuum();
+  else if (sharedInstance().database->reserveIsLent) giveRoomBack();
 }
 
 void ZVStore::giveRoomBack() {

@@ -82,6 +82,14 @@ std::string_view reasonOf(std::string_view body) {
   return isValidUtf8(body) ? prefixOfUtf16Length(body, kMaxReportedLength) : std::string_view();
 }
 
+// What went wrong, in words; "" when nothing did, or when nobody waited for the answer.
+std::string troubleOf(const ZVHTTPApi::RawAnswer& answer, bool isTaken, bool isDecoded) {
+  if (!answer.body) return answer.error ? answer.error->localizedDescription : "";
+  const long status = answer.response ? answer.response->statusCode : 0;
+  if (!isTaken) return fmt::format("the answer's status is {}", status);
+  return isDecoded ? "" : fmt::format("the answer, of status {}, is no JSON", status);
+}
+
 bool mayBeKept(std::size_t bytes) {
   if (bytes <= kMaxInitAnswerBytes) return true;
   ZVLogger::w(0, "The init call's answer is too large: {} bytes, and {} are allowed", bytes, kMaxInitAnswerBytes);
@@ -129,6 +137,7 @@ struct ZVHTTPApi::Call {
   std::string_view requestId;  // in that of a status
   bool isInit;                 // 201 is a success as well, whose content is kept; any content is shown
   bool saysWhatIsNoJson;
+  bool isOfCollector;
   std::optional<SdkErrorArea> area;  // of the report of what is no JSON
 
   [[nodiscard]] bool takes(Kind kind) const {
@@ -138,7 +147,7 @@ struct ZVHTTPApi::Call {
 
 ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(const GameKeys& keys, std::string_view configsHash,
                                                       const std::function<ZVMap()>& annotations) {
-  constexpr Call kCall{"Init", "Init", true, true, SdkErrorArea::initHttp};
+  constexpr Call kCall{"Init", "Init", true, true, true, SdkErrorArea::initHttp};
   const std::string url = fmt::format("{}/{}?game_key={}&interval_seconds=0&configs_hash={}", remoteConfigsBaseUrl,
                                       initializeUrlPath, keys.gameKey, usableHash(configsHash));
   ZVLogger::d(0, "Sending 'init' URL: {}", url);
@@ -153,7 +162,7 @@ ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(const GameKeys& keys, std:
 }
 
 ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const GameKeys& keys, const std::optional<std::string>& eventArray) {
-  constexpr Call kCall{"Events", "Events", false, false, SdkErrorArea::eventsHttp};
+  constexpr Call kCall{"Events", "Events", false, false, true, SdkErrorArea::eventsHttp};
   if (!eventArray || *eventArray == "[]") ZVLogger::d(0, "sendEventsInArray called with missing eventArray");
   std::string url = eventsUrl(keys.gameKey);
   ZVLogger::d(0, "Sending 'events' URL: {}", url);
@@ -165,7 +174,7 @@ ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const GameKeys& keys, const std::
 }
 
 ZVHTTPApi::Answer ZVHTTPApi::requestItunesInfoReturningDict(std::string_view bundleId) {
-  constexpr Call kCall{"Itunes", "Itunes Seearch", false, true, std::nullopt};
+  constexpr Call kCall{"Itunes", "Itunes Seearch", false, true, false, std::nullopt};
   std::string url = fmt::format("http://{}/lookup?bundleId={}", platform().appStoreHostname, bundleId);
   ZVLogger::d(0, "Calling itunes search.' URL: {}", url);
   return exchange(kCall, createGETRequestWithUrl(std::move(url)), {});
@@ -179,6 +188,7 @@ ZVHTTPApi::Answer ZVHTTPApi::exchange(const Call& call, ZVURLRequest request, ZV
   if (call.isInit && isDebugLogged()) ZVLogger::d(0, "init request content: {}", describe(content));
 
   const Kind kind = processRequestResponse(answer, call.requestId);
+  if (call.isOfCollector) warnOfChangedTrouble(url, troubleOf(answer, call.takes(kind), content.has_value()));
   if (!call.takes(kind)) {
     if (!json.present()) ZVLogger::d(0, "Failed {} Call. URL: {}", call.name, url);
     else
@@ -200,6 +210,13 @@ ZVHTTPApi::Answer ZVHTTPApi::exchange(const Call& call, ZVURLRequest request, ZV
     return {Kind::BadResponse, std::nullopt};
   }
   return {kind, std::move(content)};
+}
+
+// The lines of a failure are the same whatever the reason, run after run. This one comes when the reason changes.
+void ZVHTTPApi::warnOfChangedTrouble(std::string_view url, const std::string& trouble) {
+  const std::size_t number = trouble.empty() ? 0 : std::hash<std::string>()(trouble) | 1U;
+  if (trouble_.exchange(number, std::memory_order_relaxed) == number || trouble.empty()) return;
+  ZVLogger::w(0, "Could not send to {}: {}", url, trouble);
 }
 
 void ZVHTTPApi::sendSdkErrorEventWithFormData(const ZVValue& events, std::string_view gameKey,

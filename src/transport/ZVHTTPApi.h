@@ -6,6 +6,8 @@
 // Lifetime: one instance, kept for the life of the process.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -98,6 +100,7 @@ class ZVHTTPApi {
 
  private:
   struct Call;
+  void warnOfChangedTrouble(std::string_view url, const std::string& trouble);
   // Sends, waits, sorts the answer and logs what became of it. `json`: the body before its compression, for the log.
   Answer exchange(const Call& call, ZVURLRequest request, ZVText json);
   [[nodiscard]] std::string eventsUrl(std::string_view gameKey) const;
@@ -106,6 +109,8 @@ class ZVHTTPApi {
   std::string baseUrl_;  // guarded by baseUrlGuard_
   std::shared_ptr<ZVURLSession> session_;
   const std::shared_ptr<AnswerWait> wait_;
+  // What went wrong last, as a number; 0: nothing. Also touched by a thread that crashes, while the work queue sends.
+  std::atomic<std::size_t> trouble_{0};
 };
 
 }  // namespace zorvane

@@ -105,9 +105,32 @@ TEST_F(HTTPApi, RefusesAnInitAnswerThatIsTooLargeOrBecomesSo) {
     EXPECT_EQ(log.count("Warning/ZV/Analytics: The init call's answer is too large: " + std::to_string(refused) +
                         " bytes, and 262144 are allowed"),
               refused == 0 ? 0U : 1U);
-    EXPECT_EQ(log.count("Warning/"), refused == 0 ? 0U : 1U) << body.size();
+    EXPECT_EQ(log.count("Warning/ZV/Analytics: The init"), refused == 0 ? 0U : 1U) << body.size();
     EXPECT_EQ(log.count("Init request. 500 - Internal Server Error."), status == 500 ? 1U : 0U);
   }
+}
+
+TEST_F(HTTPApi, SaysWhatWentWrongWhenThatChanges) {
+  const std::string events = "http://127.0.0.1:" + std::to_string(server.port()) + "/v2/" + kKey + "/events";
+  struct Case {
+    LoopbackServer::Answer answer;
+    std::string warning;  // what it ends with; "": none
+  };
+  for (const auto& [answer, warning] :
+       {Case{{503, ""}, "the answer's status is 503"}, Case{{503, "{}"}, ""},
+        Case{{200, "x"}, "the answer, of status 200, is no JSON"}, Case{{200, "[]"}, ""},
+        Case{{503, ""}, "the answer's status is 503"}, Case{{400, "[]"}, ""}}) {
+    log.clear();
+    server.answerOnly(LoopbackServer::kEvents, answer);
+    sendEvents(kEvents);
+    EXPECT_EQ(log.count("Warning/ZV/Analytics: Could not send to " + (warning.empty() ? "" : events + ": " + warning)),
+              warning.empty() ? 0U : 1U)
+        << answer.status << warning;
+  }
+  api().setBaseUrl("http://127.0.0.1:1");
+  log.clear();
+  for (int i = 0; i < 2; ++i) sendEvents(kEvents);
+  EXPECT_EQ(log.count("Warning/ZV/Analytics: Could not send to http://127.0.0.1:1/"), 1U);
 }
 
 // What was read of it would be a document, but not the one that was sent.
