@@ -114,13 +114,11 @@ class CrashPath {
 };
 
 // What the game reported before it crashed is stored before the crash is, and then nothing changes under its hands. A
-// request that holds the queue is given up, and so is waiting for a main loop whose thread may be the one that crashed.
-// A queue that can't come to rest, or has crashed itself, is left as it is.
+// request that holds the queue is given up. A queue that can't come to rest, or has crashed itself, is left as it is.
 class QueueAtRest {
  public:
   QueueAtRest() {
     if (TaskQueue::currentLabel() != nullptr) return;
-    ZVThreading::stopWaitingForMainThread();
     ZVHTTPApi::sharedInstance().giveUpRequests();
     ZVThreading::performTaskOnZVThreadWithBlock([rest = rest_] {
       rest->begun.set_value();

@@ -4,8 +4,6 @@
 // Lifetime: the queue exists from first use until the process ends.
 #pragma once
 
-#include <atomic>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -26,17 +24,12 @@ class ZVThreading {
   static void performTaskOnZVThreadWithBlock(Task&& task) {
     sharedInstance().queue.post(std::forward<Task>(task));
   }
-  // Runs the task on the main loop's thread and returns when it has run: inline when called there.
+  // Runs the task on the main loop's thread and returns when it has run: inline when called there. Not for
+  // the work queue's tasks: storing must not wait for a host's loop.
   static void performTaskOnMainThreadWithBlock(const std::function<void()>& task);
   static bool isZVThread();
 
-  // From now on nobody waits for the main loop any more: a host that is leaving may have stopped pumping it.
-  static void stopWaitingForMainThread() noexcept;
-
   TaskQueue queue;
-
- private:
-  std::atomic<bool> mainThreadIsLeaving_{false};
 };
 
 }  // namespace zorvane
