@@ -1,13 +1,13 @@
 #include "codecs/json.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
 #include <vector>
 
 #include "codecs/json_numbers.h"
+#include "codecs/json_text.h"
 #include "values/Text.h"
 #include "values/rapidjson.h"
 
@@ -19,14 +19,6 @@ namespace {
 // the room of its text, so an events answer of the size that is let in could otherwise fill the game's memory.
 constexpr std::size_t kMaxAnswerValues = std::size_t{128} * 1024;
 constexpr std::size_t kUsualLength = 1024;  // of a record: most are written without growing the text
-
-// Whether a byte of a text is written as it is: neither a control nor what JSON escapes. The slash counts among those.
-constexpr auto kPlain = [] {
-  std::array<bool, 256> plain{};
-  for (std::size_t byte = 0x20; byte < plain.size(); ++byte) plain[byte] = true;
-  for (const char escaped : {'"', '\\', '/'}) plain[static_cast<unsigned char>(escaped)] = false;
-  return plain;
-}();
 
 // Where the writer's characters go: into room that is there already. A slash is written as "\/"; outside of strings
 // JSON has none.
@@ -77,7 +69,7 @@ template <>
 inline bool Writer::ScanWriteUnescapedString(rapidjson::StringStream& text, std::size_t length) {
   const char* const end = text.head_ + length;
   const char* const special =
-      std::find_if(text.src_, end, [](char character) { return !kPlain[static_cast<unsigned char>(character)]; });
+      std::find_if(text.src_, end, [](char character) { return !kPlainInJson[static_cast<unsigned char>(character)]; });
   os_->append(text.src_, static_cast<std::size_t>(special - text.src_));
   text.src_ = special;
   return special != end;

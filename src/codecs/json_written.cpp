@@ -1,11 +1,11 @@
 #include "codecs/json_written.h"
 
 #include <algorithm>
-#include <array>
 #include <string>
 #include <vector>
 
 #include "codecs/json_numbers.h"
+#include "codecs/json_text.h"
 #include "values/Text.h"
 
 namespace zorvane {
@@ -14,16 +14,8 @@ namespace {
 
 constexpr std::size_t kMostKeys = 64;  // of a map, each compared with those before it
 
-constexpr bool isControl(char character) { return static_cast<unsigned char>(character) < 0x20; }
-
-// Whether a byte of a text is written as it is.
-constexpr auto kPlain = [] {
-  std::array<bool, 256> plain{};
-  for (std::size_t byte = 0; byte < plain.size(); ++byte)
-    plain[byte] = !isControl(static_cast<char>(byte)) && byte != '"' && byte != '\\' && byte != '/';
-  return plain;
-}();
 constexpr std::string_view kEscaped = "\"\\/bfnrt";
+
 // Walks through the text as far as it is what the library writes.
 class Walk {
  public:
@@ -90,7 +82,7 @@ class Walk {
     if (!take('"')) return false;
     std::size_t at = 0;
     for (;;) {
-      while (at < rest_.size() && kPlain[static_cast<unsigned char>(rest_[at])]) ++at;
+      while (at < rest_.size() && kPlainInJson[static_cast<unsigned char>(rest_[at])]) ++at;
       if (at == rest_.size()) return false;
       if (rest_[at] == '"') break;
       const std::size_t escape = escapeLength(rest_.substr(at));
