@@ -1,5 +1,4 @@
 #include <zorvane/ZVPlatform.h>
-#include <zorvane/ZVTypes.h>
 #include <zorvane/zorvane_c.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 #include "capi/host.h"
 #include "capi/known.h"
 #include "capi/tables.h"
+#include "capi/texts.h"
 #include "capi/url_session.h"
 
 using namespace zorvane;
@@ -68,8 +68,6 @@ bool takeTables(const zorvane_platform& given, ZVPlatform& platform) {
          take(given.reachability, "struct zorvane_reachability", platform.reachability, hostReachability, functions);
 }
 
-std::optional<std::string> optionalText(const char* text) { return ZVText(text).copy(); }
-std::string textOrEmpty(const char* text) { return std::string(ZVText(text).view()); }
 void setUnlessZero(double& value, double given) {
   if (given != 0) value = given;
 }

@@ -10,10 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include <zorvane/ZVTypes.h>
-
 #include "capi/guard.h"
 #include "capi/host.h"
+#include "capi/texts.h"
 
 namespace zorvane {
 
@@ -207,9 +206,6 @@ class HostDevice {
   std::mutex mutex_;
   ZVDeviceFacts last_;  // guarded by mutex_
 };
-
-std::optional<std::string> optionalText(const char* text) { return ZVText(text).copy(); }
-std::string textOrEmpty(const char* text) { return std::string(ZVText(text).view()); }
 
 }  // namespace
 

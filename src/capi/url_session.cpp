@@ -9,11 +9,10 @@
 #include <utility>
 #include <vector>
 
-#include <zorvane/ZVTypes.h>
-
 #include "capi/guard.h"
 #include "capi/host.h"
 #include "capi/known.h"
+#include "capi/texts.h"
 
 namespace zorvane {
 
@@ -62,8 +61,7 @@ void fail(const Completion& completion, int code, std::string why) {
 
 void complete(const Completion& completion, const zorvane_url_answer& answer) {
   if (answer.status == 0) {
-    fail(completion, answer.error != 0 ? answer.error : ZVURLError::kOther,
-         std::string(ZVText(answer.error_text).view()));
+    fail(completion, answer.error != 0 ? answer.error : ZVURLError::kOther, textOrEmpty(answer.error_text));
     return;
   }
   std::optional<std::string> body;
