@@ -12,6 +12,8 @@
 
 #include <zorvane/ZVTypes.h>
 
+#include "values/GameKeys.h"
+
 namespace zorvane {
 
 struct Switches {
@@ -25,11 +27,6 @@ struct Versions {
   std::optional<std::string> sdkWrapper;
   std::optional<std::string> engine;
   bool autoDetectBuild = false;
-};
-
-struct Keys {
-  std::string game;
-  std::string secret;
 };
 
 struct Declared {
@@ -64,7 +61,7 @@ class GlobalFields {
 struct Configuration {
   Switches switches;
   Versions versions;
-  Keys keys;
+  GameKeys keys;
   Declared declared;
   Dimensions dimensions;
   GlobalFields globalFields;

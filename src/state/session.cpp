@@ -73,7 +73,7 @@ void startOffline(ZVHTTPApiResponse kind) {
 
 void requestInit() {
   ZVHTTPApi::Answer answer = ZVHTTPApi::sharedInstance().requestInitReturningDict(
-      {ZVState::getGameKey(), ZVState::getGameSecret()}, state().remoteConfigs.hash(), &ZVState::getInitAnnotations);
+      state().configuration.keys, state().remoteConfigs.hash(), &ZVState::getInitAnnotations);
   const bool unchanged = answer.kind == ZVHTTPApiResponse::Ok;
   const bool succeeded = unchanged || answer.kind == ZVHTTPApiResponse::Created;
   if (const ZVMap* content = answer.content ? answer.content->ifMap() : nullptr; succeeded && content != nullptr) {

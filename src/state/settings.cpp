@@ -44,8 +44,8 @@ void ZVState::setKeysWithGameKey(ZVText gameKey, ZVText gameSecret) {
   configuration().keys = {std::string(gameKey.view()), std::string(gameSecret.view())};
 }
 
-std::string ZVState::getGameKey() { return configuration().keys.game; }
-std::string ZVState::getGameSecret() { return configuration().keys.secret; }
+std::string ZVState::getGameKey() { return configuration().keys.gameKey; }
+std::string ZVState::getGameSecret() { return configuration().keys.gameSecret; }
 std::string ZVState::getBuild() { return configuration().versions.build.value_or(""); }
 std::string ZVState::getIdfa() { return state().identity.idfa(); }
 std::string ZVState::getIdfv() { return state().identity.idfv(); }
