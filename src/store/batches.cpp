@@ -182,7 +182,7 @@ std::optional<ZVStore::Batch> ZVStore::takeBatch(ZVText category) {
     giveRoomBack();
     return std::nullopt;
   }
-  Connection connection(*ZVStore::sharedInstance().database);
+  Connection connection(*store.database);
   if (!connection.mayQuery()) return Batch();
   const bool read = connection.inTransaction([&] {
     batch.dataVersion = dataVersion(connection);
@@ -201,7 +201,7 @@ void ZVStore::removeBatch(Batch batch) {
 
 void ZVStore::giveAllBatchesBack() {
   ZVStore& store = sharedInstance();
-  Connection connection(*ZVStore::sharedInstance().database);
+  Connection connection(*store.database);
   if (!connection.mayQuery() || isKnown(store.stock, connection)) return;
   const std::string marked = " FROM zv_events WHERE status != 'new' LIMIT 1";
   const auto found = connection.run("SELECT rowid" + marked);
@@ -219,13 +219,14 @@ void ZVStore::giveAllBatchesBack() {
 }
 
 bool ZVStore::isStockKnown() {
-  Connection connection(*ZVStore::sharedInstance().database);
-  return connection.mayQuery() && isKnown(sharedInstance().stock, connection);
+  const ZVStore& store = sharedInstance();
+  Connection connection(*store.database);
+  return connection.mayQuery() && isKnown(store.stock, connection);
 }
 
 void ZVStore::takeStock() {
   ZVStore& store = sharedInstance();
-  Connection connection(*ZVStore::sharedInstance().database);
+  Connection connection(*store.database);
   if (!connection.mayQuery() || isKnown(store.stock, connection)) return;
   store.stock = {};
   std::string version = dataVersion(connection);

@@ -23,7 +23,7 @@ bool changesData(const std::string& sql) {
 
 std::optional<ZVStore::Rows> ZVStore::executeQuerySyncWithSql(const std::string& sql, const Parameters& parameters,
                                                               bool useTransaction) {
-  Connection connection(*ZVStore::sharedInstance().database);
+  Connection connection(*sharedInstance().database);
   if (!connection.mayQuery()) return std::nullopt;
   std::optional<Rows> rows;
   const auto run = [&] {

@@ -11,6 +11,13 @@ namespace zorvane {
 
 namespace {
 
+constexpr const char* kReplaceSnapshot =
+    "INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);";
+
+ZVStore::Parameters columnsOf(const ZVStore::Snapshot& snapshot) {
+  return {snapshot.sessionId, snapshot.sessionStart, snapshot.json};
+}
+
 bool insert(Connection& connection, const ZVStore::Event& event) {
   return connection.runOften(
       "INSERT INTO zv_events (status, category, session_id, client_ts, event) VALUES(?, ?, ?, ?, ?);",
@@ -18,8 +25,7 @@ bool insert(Connection& connection, const ZVStore::Event& event) {
 }
 
 bool replace(Connection& connection, const ZVStore::Snapshot& snapshot) {
-  return connection.runOften("INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
-                             {snapshot.sessionId, snapshot.sessionStart, snapshot.json});
+  return connection.runOften(kReplaceSnapshot, columnsOf(snapshot));
 }
 
 bool forget(Connection& connection, const std::string& sessionId) {
@@ -59,7 +65,7 @@ bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const
   if (counterIsElsewhere) setUserDefaultsStateWithKey(counter->key, counter->value);
   const std::optional<Counter> stored = counterIsElsewhere ? std::nullopt : counter;
 
-  Connection connection(*ZVStore::sharedInstance().database);
+  Connection connection(*sharedInstance().database);
   if (!connection.mayQuery()) return false;
   Stock& stock = sharedInstance().stock;
   if (connection.makingRoom(Connection::Reserve::kept, [&] { return write(connection, event, change, stored); })) {
@@ -79,10 +85,7 @@ bool ZVStore::recordEvent(const Event& event, const SessionChange& change, const
   return false;
 }
 
-void ZVStore::keepSnapshot(const Snapshot& snapshot) {
-  executeQuerySyncWithSql("INSERT OR REPLACE INTO zv_session(session_id, timestamp, event) VALUES(?, ?, ?);",
-                          {snapshot.sessionId, snapshot.sessionStart, snapshot.json});
-}
+void ZVStore::keepSnapshot(const Snapshot& snapshot) { executeQuerySyncWithSql(kReplaceSnapshot, columnsOf(snapshot)); }
 
 std::optional<bool> ZVStore::holdsEventWith(const std::string& text) {
   const auto rows = executeQuerySyncWithSql("SELECT status FROM zv_events WHERE instr(event, ?) > 0 LIMIT 1;", {text});
