@@ -1,8 +1,8 @@
 /// @file
 /// ZVRemoteConfigsDelegate is notified when remote configurations have arrived.
 ///
-/// - Thread: called on the library's work queue, while the configurations are locked. The getters of Zorvane may be
-///   called from here; anything slow delays the library.
+/// - Thread: called on the library's work queue, with no lock held. The getters of Zorvane may be called from here;
+///   anything slow delays the library.
 /// - Lifetime: the library keeps a weak reference; the game owns the delegate.
 #pragma once
 

@@ -2,8 +2,7 @@
 /// ZVTimer runs a task after an interval, once or repeatedly, on the thread that scheduled it.
 ///
 /// - Thread: scheduling on any. The main loop's thread runs its timers by itself; any other thread has no loop and
-/// calls
-///   servePending() regularly, a game every frame. invalidate() and isValid() on any thread.
+///   calls servePending() regularly, a game every frame. invalidate() and isValid() on any thread.
 /// - Lifetime: the thread keeps its timers until their last run; they are destroyed when the thread ends.
 /// - Errors: what the task throws is logged and swallowed.
 #pragma once

@@ -3,13 +3,11 @@
 ///
 /// - Thread: any. A call copies its arguments, posts them to the library's work queue and returns at once; calls of one
 ///   thread take effect in the order in which they were made. Where an operation differs it says so.
-/// - Errors: nothing is returned, and nothing is thrown except by Zorvane::adTypeToString(). A refused argument is a
-/// log
-///   line (standard error and k_ZV_LoggerMessageNotification), and most refused events are reported to the collector as
-///   well.
-/// - Lifetime: usable from the first static constructor to the last static destructor. In a forked child every call
-/// does
-///   nothing.
+/// - Errors: nothing is returned, and nothing is thrown except by Zorvane::adTypeToString(). A refused argument is
+///   a log line (standard error and k_ZV_LoggerMessageNotification), and most refused events are reported to the
+///   collector as well.
+/// - Lifetime: usable from the first static constructor to the last static destructor. In a forked child every
+///   call does nothing.
 ///
 /// Text is UTF-8; its length is counted in UTF-16 code units. Absent text (null) and "" differ only where said.
 #pragma once

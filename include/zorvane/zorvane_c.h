@@ -5,9 +5,8 @@
 /// - Thread: any, unless a function says otherwise. A call copies its arguments, posts them to the library's work queue
 ///   and returns at once; calls of one thread take effect in the order in which they were made.
 /// - Errors: nothing is thrown. A refused argument is a log line (standard error and the log callback), and most
-/// refused
-///   events are reported to the collector as well. A function that sets something and returns bool returns whether it
-///   did.
+///   refused events are reported to the collector as well. A function that sets something and returns bool returns
+///   whether it did.
 /// - Ownership: the library keeps no pointer that it is given, except callbacks with their `user`. What a ..._create()
 ///   or zorvane_timer_schedule() returns belongs to the caller, who passes it to the matching ..._destroy(). Null may
 ///   be destroyed, too.
@@ -289,8 +288,8 @@ typedef void (*zorvane_log_callback)(int type, const char* line, void* user);
 /// Sets or removes the log callback; may come before everything else.
 ZORVANE_API void zorvane_set_log_callback(zorvane_log_callback callback, void* user);
 
-/// Remote configurations have arrived: to be set before initialisation. On the work queue while the configurations are
-/// locked: anything slow delays the library. Replaces a delegate that was set in C++.
+/// Remote configurations have arrived: to be set before initialisation. On the work queue: anything
+/// slow delays the library. Replaces a delegate that was set in C++.
 typedef void (*zorvane_remote_configs_callback)(void* user);
 /// Sets or removes that callback.
 ZORVANE_API void zorvane_set_remote_configs_callback(zorvane_remote_configs_callback callback, void* user);

@@ -1,4 +1,4 @@
-// How the library comes up with the process's first call, and what a normal exit waits for.
+// How the library starts with the process's first call, and what a normal exit waits for.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -22,7 +22,7 @@ namespace zorvane {
 namespace {
 
 constinit std::atomic<bool> loaded{false};
-constinit std::recursive_mutex loading;  // an observer may call in again while the library comes up
+constinit std::recursive_mutex loading;  // an observer may call in again while the library starts
 
 constexpr double kLongestExitSeconds = 3600;
 
@@ -40,12 +40,11 @@ void drainQueue(double share) {
 }
 
 // What was accepted is stored before the process ends: an open background task may finish first, then a request that
-// holds the queue is given up (its batch goes back to pending) and what was posted is run. A third of the bound is left
-// for what comes late.
+// holds the queue is given up (its batch waits for the next run) and what was posted is run. A third of the bound is
+// left for what comes late.
 void finish() noexcept {
   try {
     if (!mayWaitAtExit()) return;
-    ZVThreading::stopWaitingForMainThread();
     platform().backgroundTasks->waitAtExit(platform().backgroundSeconds);
     ZVHTTPApi::sharedInstance().giveUpRequests();
     drainQueue(2.0 / 3);
@@ -63,7 +62,7 @@ void finishWhatCameLate() noexcept {
   }
 }
 
-void comeUp() {
+void start() {
   watchForForks();
   keepCryptographyAtExit();
   platform();  // in force from here on: what a host installs later comes too late
@@ -77,7 +76,7 @@ void comeUp() {
   callAtTheVeryEnd(finishWhatCameLate);
 }
 
-// A call that comes in while the library comes up, from an observer, goes ahead; one that comes after a failure tries
+// A call that comes in while the library starts, from an observer, goes ahead; one that comes after a failure tries
 // again.
 void load() {
   const std::scoped_lock lock(loading);
@@ -85,7 +84,7 @@ void load() {
   if (begun) return;
   begun = true;
   try {
-    comeUp();
+    start();
   } catch (...) {
     begun = false;
     throw;

@@ -37,7 +37,7 @@ void Zorvane::setEnabledWarningLog(ZVFlag enabled) noexcept {
 }
 
 void Zorvane::setEnableDebugLog(ZVFlag enabled) noexcept {
-  // Before the library comes up, whose first task writes such lines.
+  // Before the library starts, whose first task writes such lines.
   callBeforeLoading([&] { ZVLogger::sharedInstance().debugEnabled = enabled; });
 }
 

@@ -1,7 +1,6 @@
 // ZVEvents builds, records and submits events.
 //
-// Thread:   the work queue, but for the queue's timer: it is armed and fires on the main loop, and stopEventQueue() may
-//           be called from any thread.
+// Thread:   the work queue, but for the queue's timer: it fires on the main loop, and any thread may start and stop it.
 // Lifetime: one instance, kept for the life of the process.
 #pragma once
 

@@ -1,5 +1,5 @@
 // Room on the disk that is kept for sending. On a disk that is full the write-ahead log can't be folded back, for the
-// database can't grow, so a batch could be neither marked nor removed, and nothing would ever free the disk again. The
+// database can't grow, so a batch that was sent could not be removed, and nothing would ever free the disk again. The
 // reserve is lent for the length of one run of the queue; events never get it.
 //
 // Thread: the work queue. For the files of this folder.
