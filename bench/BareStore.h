@@ -14,10 +14,10 @@ struct sqlite3_stmt;
 
 class BareStore {
  public:
-  // `file`: in the game's directory, made anew. The game has stored an event, whose texts and tables it takes.
+  // `file`: in the game's directory, made again. The game has stored an event, whose texts and tables it takes.
   explicit BareStore(const std::string& file);
 
-  void storeEvent();          // both statements prepared anew, as their texts come
+  void storeEvent();          // both statements prepared each time, as their texts come
   void storeEventPrepared();  // both prepared once
 
  private:

@@ -1,4 +1,4 @@
-// Building one event's record, writing it as JSON, and both with storing it beside SQLite alone: what the work queue
+// Building one event's record, writing it as JSON, and both with storing it next to SQLite alone: what the work queue
 // does for one event.
 #include <benchmark/benchmark.h>
 

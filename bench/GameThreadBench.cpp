@@ -1,4 +1,4 @@
-// What reporting an event costs the thread that reports it, beside a bare queue. The two take turns, so that both meet
+// What reporting an event costs the thread that reports it, next to a bare queue. The two take turns, so that both meet
 // the same caches and the same neighbours.
 #include <benchmark/benchmark.h>
 

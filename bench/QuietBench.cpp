@@ -1,5 +1,6 @@
 // What a game pays for analytics while little happens: processor time and switches of the whole process at a steady
-// rate of events, beside SQLite alone at the same rate; a request that waits for its answer; a run without a collector.
+// rate of events, next to SQLite alone at the same rate; a request that waits for its answer; a run without a
+// collector.
 #include <benchmark/benchmark.h>
 
 #include <chrono>

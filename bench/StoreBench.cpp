@@ -1,4 +1,4 @@
-// From posting to disk, each event with its own commits, beside SQLite alone. They take turns, so that a disk that is
+// From posting to disk, each event with its own commits, next to SQLite alone. They take turns, so that a disk that is
 // busy with something else slows all of them.
 #include <benchmark/benchmark.h>
 

@@ -1,4 +1,4 @@
-// A run of the event queue with a full batch, from the database to the collector's answer, beside the bare exchange of
+// A run of the event queue with a full batch, from the database to the collector's answer, next to the bare exchange of
 // the same bytes.
 #include <benchmark/benchmark.h>
 #include <httplib.h>

@@ -1,4 +1,4 @@
-"""Shows what the benches measured, beside the bare limits measured with it: usage: table.py RESULTS PROGRAMS"""
+"""Shows what the benches measured, next to the bare limits measured with it: usage: table.py RESULTS PROGRAMS"""
 import json
 import pathlib
 import re
@@ -62,7 +62,7 @@ def measured(results, programs):
 
 def figure(value, divisor, unit):
     if value is None:
-        return 'not told'
+        return 'not reported'
     number = value / divisor
     return f'{number:.0f} {unit}' if number >= 100 or number == 0 else f'{number:.2f} {unit}'
 

@@ -17,7 +17,8 @@ constexpr std::size_t kKeyLength = 32;
 constexpr std::size_t kSecretLength = 40;
 constexpr int kMaxPort = 65'535;
 
-// The range from 'A' to 'z' is meant as it is, with the six characters between the capitals and the small letters.
+// The range from 'A' to 'z' is meant as it is, with the six characters between the upper-case and the lower-case
+// letters.
 bool isKey(std::string_view text, std::size_t length) {
   text = withoutFinalTerminator(text);
   const auto allowed = [](char c) { return (c >= 'A' && c <= 'z') || (c >= '0' && c <= '9'); };

@@ -1,4 +1,4 @@
-// The game as the player goes through it: title, caves, ads, shop. What happens on the way is told to Telemetry.
+// The game as the player goes through it: title, caves, ads, shop. What happens on the way is reported to Telemetry.
 #pragma once
 
 #include <functional>

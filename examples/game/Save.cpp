@@ -14,7 +14,7 @@ bool readSave(const std::string& file, Save& save) {
 }
 
 bool writeSave(const std::string& file, const Save& save) {
-  // Beside it and then in its place, so that a game that ends right now leaves the old one whole.
+  // Next to it and then in its place, so that a game that ends right now leaves the old one whole.
   const std::string fresh = file + ".new";
   std::ofstream(fresh) << "coins " << save.coins << "\nbest " << save.best << '\n';
   std::error_code failure;

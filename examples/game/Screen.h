@@ -15,7 +15,7 @@ class Screen {
 
   explicit Screen(const char* title);  // throws std::runtime_error when there can be no window
 
-  void clear(Color color);  // also the edges beside the picture
+  void clear(Color color);  // also the edges next to the picture
   void fill(double x, double y, double width, double height, Color color);
   void text(double x, double y, int scale, Color color, std::string_view words);  // shown in capitals
   void centered(double y, int scale, Color color, std::string_view words);

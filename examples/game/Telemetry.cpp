@@ -96,7 +96,7 @@ void Telemetry::leaveCave(int cave, int score) {
 }
 
 void Telemetry::die(int cave, const World& world) {
-  // Fields of its own beside the global ones.
+  // Fields of its own besides the global ones.
   Zorvane::addDesignEventWithEventId("death:" + nameOf(cave) + ":" + world.killer, world.seconds(),
                                      {{"coins_left", world.coins.size()}}, true);
   leaveCave(cave, world.score());

@@ -226,7 +226,7 @@ bool ZVDevice::isTestflightBuild() {
     const std::scoped_lock lock(device.guard_);
     if (device.testflightBuild_) return *device.testflightBuild_;
   }
-  const bool testflight = readTestflightBuild(device);  // writes a line, and whoever hears of it may ask again
+  const bool testflight = readTestflightBuild(device);  // writes a line, and an observer of it may ask again
   device.setTestflightBuild(testflight);
   return testflight;
 }
@@ -281,7 +281,7 @@ std::string ZVDevice::getConnectionType() {
   }
   const auto internet = ZVReachability::reachabilityForInternetConnection();
   const Connection* const connection = internet ? rowOf(kConnections, internet->currentReachabilityStatus()) : nullptr;
-  const std::scoped_lock lock(guard_);  // anew: reading may take a moment, and a change that came meanwhile is newer
+  const std::scoped_lock lock(guard_);  // again: reading may take a moment, and a change that came meanwhile is newer
   if (!connectionType_ && connection != nullptr) connectionType_ = connection->name;
   return connectionType_.value_or("");
 }

@@ -1,5 +1,5 @@
-// What every event of the game's carries beside its own fields: the dimensions, and custom fields, which are the call's
-// own, the global ones, or both merged; cleaned.
+// What every event of the game's carries besides its own fields: the dimensions, and custom fields, which are the
+// call's own, the global ones, or both merged; cleaned.
 //
 // Thread: the work queue.
 #pragma once

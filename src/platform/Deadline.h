@@ -7,8 +7,8 @@ namespace zorvane {
 // has no thread left.
 void prepareDeadline();
 
-// From now on the process has a few seconds; then it ends with status 1, whatever its threads do. Called again, it has
-// them anew. Any thread, in a signal handler too.
+// From now on the process has a few seconds; then it ends with status 1, whatever its threads do. Another call starts
+// them again. Any thread, in a signal handler too.
 void startDeadline() noexcept;
 
 // Ends the process with status 1 and without clean-up. Any thread, in a signal handler too.

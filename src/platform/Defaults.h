@@ -23,7 +23,7 @@ inline std::shared_ptr<ZVUserDefaults> makeFileUserDefaults(const std::string& p
 std::shared_ptr<ZVMainLoop> makeOwnThreadMainLoop();
 // Open tasks keep a normal exit waiting; outside an exit they are only counted.
 std::shared_ptr<ZVBackgroundTasks> makeExitDelayingBackgroundTasks();
-// The kernel's routes and links. Changes are told on `mainLoop`.
+// The kernel's routes and links. Changes are reported on `mainLoop`.
 std::shared_ptr<ZVReachabilitySource> makeKernelReachability(std::shared_ptr<ZVMainLoop> mainLoop);
 
 struct URLSessionOptions {

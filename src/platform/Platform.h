@@ -12,14 +12,14 @@
 
 namespace zorvane {
 
-// Posted when the host tells that the application left the foreground or comes back to it; no object, no user info.
+// Posted when the host reports that the application left the foreground or comes back to it; no object, no user info.
 inline constexpr std::string_view kDidEnterBackgroundNotification = "UIApplicationDidEnterBackgroundNotification";
 inline constexpr std::string_view kWillEnterForegroundNotification = "UIApplicationWillEnterForegroundNotification";
 
 const ZVPlatform& platform();
 
-// The data directory of the application, made (mode 0700) when it is missing. A directory that can't be made is found
-// out by whoever opens a file there.
+// The data directory of the application, made (mode 0700) when it is missing. Where it can't be made,
+// opening a file there fails.
 std::string applicationDataDirectory();
 
 // True: log lines go to observers alone. As the host installed it, and without putting a platform in force: a line may

@@ -18,8 +18,9 @@ namespace {
 
 constinit SharedInstance<ZVLogger> shared;
 
-// A line that an observer causes while it hears of another is written, not posted: it would call itself without end.
-thread_local bool observersAreTold = false;
+// A line that an observer causes while it is notified of another is written, not posted: it would call itself without
+// end.
+thread_local bool observersAreNotified = false;
 
 struct LevelRow {
   std::string_view name;      // of the operation
@@ -75,14 +76,14 @@ std::string_view ZVLogger::getMessageTagForDomain(int domain) noexcept {
 }
 
 void ZVLogger::sendNotificationMessage(std::string_view line, int messageType) noexcept {
-  if (observersAreTold || !ZVNotificationCenter::hasObservers(k_ZV_LoggerMessageNotification)) return;
-  observersAreTold = true;
+  if (observersAreNotified || !ZVNotificationCenter::hasObservers(k_ZV_LoggerMessageNotification)) return;
+  observersAreNotified = true;
   try {
     ZVNotificationCenter::post(k_ZV_LoggerMessageNotification, nullptr, {{"type", messageType}, {"message", line}});
   } catch (const std::exception&) {
     writeConsoleLine("ZVLogger could not post a line to its observers.");
   }
-  observersAreTold = false;
+  observersAreNotified = false;
 }
 
 void ZVLogger::setAnalyticsLog(bool enabled) noexcept { sharedInstance().analyticsLogEnabled = enabled; }

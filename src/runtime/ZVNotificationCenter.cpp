@@ -74,6 +74,6 @@ void ZVNotificationCenter::post(std::string_view name, const void* object, const
       } catch (...) {  // the observer's own affair; the others still hear of it
       }
     }
-  } catch (...) {  // out of memory: nothing can be told
+  } catch (...) {  // out of memory: nobody can be notified
   }
 }

@@ -43,7 +43,7 @@ std::optional<std::string> valueOf(const KeyValues& values, std::string_view key
   return found == values.end() ? std::nullopt : std::optional(found->second);
 }
 
-// The configuration of an earlier run. For another player its hash is dropped, so the collector sends all of it anew.
+// The configuration of an earlier run. For another player its hash is dropped, so the collector sends all of it again.
 std::optional<ZVMap> cachedConfig(const std::optional<std::string>& json) {
   if (!json || json->size() > kMaxConfigBytes) return std::nullopt;
   auto parsed = readJson(*json);

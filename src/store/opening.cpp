@@ -148,7 +148,7 @@ bool ZVStore::ensureDatabase(bool drop) {
 
 bool ZVStore::trimEventTable() {
   if (getDbSize() <= sharedInstance().maxDbSizeBytesBeforeTrim) return false;
-  // A bare column beside Max() comes from the row that holds the maximum: the sessions whose latest event is oldest.
+  // A bare column next to Max() comes from the row that holds the maximum: the sessions whose latest event is oldest.
   const auto oldest = executeQuerySyncWithSql(
       "SELECT session_id, Max(client_ts) FROM zv_events GROUP BY session_id ORDER BY client_ts LIMIT 3");
   if (!oldest || oldest->empty()) return false;

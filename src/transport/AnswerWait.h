@@ -15,7 +15,7 @@ class AnswerWait {
   // Holds the calling thread until `answered` is set, or until waiting is given up: then false.
   bool waitFor(const std::atomic<bool>& answered) const noexcept;
 
-  // Sets `answered` and wakes whoever waits for it. What was written before can be read by that thread.
+  // Sets `answered` and wakes the thread that waits for it, which can read what was written before.
   void answer(std::atomic<bool>& answered) noexcept;
 
   void setGivingUp(bool givingUp) noexcept;

@@ -106,7 +106,7 @@ std::string_view usableHash(std::string_view hash) {
   return hash.size() <= kMaxConfigsHashBytes && std::ranges::all_of(hash, isOfUrl) ? hash : "";
 }
 
-// What the session's thread leaves for the waiting one. Whoever gives up waiting leaves it to the session.
+// What the session's thread leaves for the waiting one. A thread that gives up waiting leaves it to the session.
 struct Exchange {
   ZVHTTPApi::RawAnswer answer;  // written before, read after `answered`
   std::atomic<bool> answered{false};

@@ -61,7 +61,7 @@ void ZVHTTPSessionDataTask::complete(const std::optional<std::string>& body,
                                      const std::optional<ZVURLError>& error) {
   if (!response || !response->isHTTP) {
     ZVLogger::d(kSystem, "ZVHTTPSessionDataTask response is not a NSHTTPURLResponse. Failing.");
-    fail(std::nullopt, std::nullopt);  // and on: the failure is told a second time, with what is known of it
+    fail(std::nullopt, std::nullopt);  // and on: the failure is reported a second time, with what is known of it
   }
   const long status = response ? response->statusCode : 0;
   if (!body) {

@@ -131,7 +131,7 @@ TEST(CCallback, IsLeftByAllThreadsOnceItIsRemoved) {
   struct Host {
     std::atomic<bool> entered{false};
     std::atomic<bool> removing{false};
-    std::string heard;  // plain: what the callback wrote is there for whoever removed it
+    std::string heard;  // plain: what the callback wrote is there for the thread that removed it
   };
   const Game game;
   for (int round = 0; round < 20; ++round) {

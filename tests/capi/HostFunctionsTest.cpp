@@ -262,7 +262,7 @@ TEST_F(HostTables, StandForTheMachineUntilTheyAreDetached) {
   EXPECT_EQ(changes, 1);
 }
 
-// Whoever frees a callback's `user` must be sure that nobody is inside it.
+// A host that frees a callback's `user` must be sure that nobody is inside it.
 TEST(HostFunctions, AreLeftByAllThreadsOnceTheyAreDetached) {
   const Game game;
   for (int round = 0; round < 20; ++round) {

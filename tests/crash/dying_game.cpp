@@ -1,4 +1,4 @@
-// A game that dies of the cause it is told: dying_game PROTOCOL PORT CA-FILE DATA-DIRECTORY CAUSE [DETAIL]
+// A game that dies of the given cause: dying_game PROTOCOL PORT CA-FILE DATA-DIRECTORY CAUSE [DETAIL]
 // It says "ready" once its session has begun, or its first request is on its way.
 #include <fcntl.h>
 #include <sqlite3.h>

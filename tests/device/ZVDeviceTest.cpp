@@ -152,7 +152,7 @@ TEST_F(Device, FollowsTheConnection) {
   test.network->set(std::nullopt);
   EXPECT_EQ(ZVDevice::connectionType(), "offline");
   test.network->set(ZVReachabilitySource::kReachable);
-  EXPECT_EQ(ZVDevice::connectionType(), "offline") << "kept until a change is told";
+  EXPECT_EQ(ZVDevice::connectionType(), "offline") << "kept until a change is reported";
   test.network->tell();
   EXPECT_EQ(ZVDevice::connectionType(), "wifi");
   EXPECT_TRUE(log.contains("Debug/ZV/Analytics: Reachability changed: Reachable WiFi"));
@@ -161,7 +161,7 @@ TEST_F(Device, FollowsTheConnection) {
   const int stranger = 0;
   test.network->set(0);
   ZVNotificationCenter::post(k_ZV_ReachabilityChangedNotification, &stranger, {});
-  EXPECT_EQ(ZVDevice::connectionType(), "wifi") << "told by somebody else";
+  EXPECT_EQ(ZVDevice::connectionType(), "wifi") << "posted by somebody else";
   EXPECT_TRUE(ZVState::hasConnection());
   test.network->tell();
   EXPECT_EQ(ZVDevice::connectionType(), "offline");

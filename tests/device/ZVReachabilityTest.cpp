@@ -53,7 +53,7 @@ TEST(Reachability, TellsOfChangesWhileItsNotifierRuns) {
   EXPECT_EQ(toldAfterAChange(), 0);
   EXPECT_TRUE(monitor->startNotifier());
   EXPECT_TRUE(monitor->startNotifier());
-  EXPECT_EQ(toldAfterAChange(), 1) << "started twice, told once";
+  EXPECT_EQ(toldAfterAChange(), 1) << "started twice, notified once";
   EXPECT_EQ(teller, monitor.get());
   monitor->stopNotifier();
   EXPECT_EQ(toldAfterAChange(), 0);

@@ -1,4 +1,4 @@
-// The examples in other languages, as whoever reads them runs them.
+// The examples in other languages, as their readers run them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 
-// Runs the command with what it is told of the collector and of its data; its output.
+// Runs the command with its arguments about the collector and its data; its output.
 std::string played(std::vector<std::string> command, const RunningCollector& collector, const TemporaryFolder& folder) {
   const std::string url = collector.url();
   const auto scheme = url.find("://");

@@ -90,7 +90,7 @@ TEST(NotificationCenter, SurvivesObserversThatThrowLogAndChangeTheObservers) {
   ZVNotificationCenter::Token last = 0;
   ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification, [&](const ZVNotification& line) {
     heard.push_back(*line.userInfo.find("message")->ifString());
-    ZVLogger::w(0, "of the observer itself");  // written, not told: it would call itself without end
+    ZVLogger::w(0, "of the observer itself");  // written, not posted: it would call itself without end
     ZVNotificationCenter::removeObserver(last);
     last = ZVNotificationCenter::addObserver("other", [](const ZVNotification&) {});
     throw 1;

@@ -71,10 +71,10 @@ TEST(RemoteConfigs, TellADelegateThatLivesWhenThereIsSomethingToTell) {
   Zorvane::setRemoteConfigsDelegate(counter);
   populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
   EXPECT_EQ(counter->calls, 1);
-  EXPECT_FALSE(counter->readyThen) << "told before the flag is set";
+  EXPECT_FALSE(counter->readyThen) << "notified before the flag is set";
   EXPECT_TRUE(Zorvane::isRemoteConfigsReady());
   populate(game, "");
-  EXPECT_EQ(counter->calls, 1) << "an empty map is not told";
+  EXPECT_EQ(counter->calls, 1) << "nobody is notified of an empty map";
   EXPECT_TRUE(Zorvane::isRemoteConfigsReady());
   EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k", ""), "");
   counter.reset();

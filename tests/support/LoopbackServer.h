@@ -1,4 +1,4 @@
-// LoopbackServer is an HTTP or HTTPS server on 127.0.0.1 that records every request and answers as it is told, or
+// LoopbackServer is an HTTP or HTTPS server on 127.0.0.1 that records every request and answers as it is set up, or
 // misbehaves.
 //
 // Thread:   any, every operation; requests are served on threads of its own, each on a connection of its own.

@@ -16,7 +16,7 @@
 // A collector that runs, with what it has received.
 class RunningCollector {
  public:
-  // `more`: options beside its own.
+  // `more`: options besides its own.
   explicit RunningCollector(const TemporaryFolder& folder, const std::vector<std::string>& more = {});
 
   [[nodiscard]] const std::string& url() const { return url_; }

@@ -1,4 +1,4 @@
-// What a recording can ask beside the facade's operations: the application's life, waiting, killing.
+// What a recording can ask besides the facade's operations: the application's life, waiting, killing.
 //
 // Thread: the main thread.
 #pragma once

@@ -76,7 +76,7 @@ struct Network final : ZVReachabilitySource {
   void unwatch(WatchId) override {}
 };
 
-// Answers at once, on the asking thread, and lets go of whoever asked.
+// Answers at once, on the asking thread, and lets go of the completion.
 struct Task final : ZVURLDataTask {
   Task(ZVURLRequest asked, ZVURLSession::Completion completion)
       : request(std::move(asked)), complete(std::move(completion)) {}

@@ -26,7 +26,7 @@ std::string homeDirectory() {
     result = getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found);
     if (result == 0 && found != nullptr && entry.pw_dir != nullptr) return entry.pw_dir;
   }
-  return "/nonexistent";  // as for the system's own users: what can't be stored there is logged by whoever tries
+  return "/nonexistent";  // as for the system's own users: what can't be stored there is logged where it fails
 }
 
 // FNV-1a, which libcrypto has not: the same in every version, for it names folders that outlive them.

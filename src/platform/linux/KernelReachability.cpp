@@ -115,7 +115,7 @@ class Watchers {
     all_.erase(found);
   }
 
-  void tell() {
+  void notify() {
     for (const WatchId id : ids())
       if (const auto changed = find(id)) (*changed)();  // looked up one by one: the call before may have removed it
   }
@@ -200,13 +200,13 @@ class KernelReachability final : public ZVReachabilitySource {
 
   void listen(const std::optional<Network>& known) noexcept {
     try {
-      tellOfChanges(known);
+      reportChanges(known);
     } catch (...) {
-      writeConsoleLine("Changes of the network are no longer told.");
+      writeConsoleLine("Network changes are no longer reported.");
     }
   }
 
-  void tellOfChanges(std::optional<Network> known) {
+  void reportChanges(std::optional<Network> known) {
     std::array waits{pollfd{.fd = news_.get(), .events = POLLIN, .revents = 0},
                      pollfd{.fd = stop_.get(), .events = POLLIN, .revents = 0}};
     while (poll(waits.data(), waits.size(), -1) >= 0 || errno == EINTR) {
@@ -215,7 +215,7 @@ class KernelReachability final : public ZVReachabilitySource {
       auto now = readNetwork();
       if (now == known) continue;  // most news is of no consequence, such as a route's refreshed lifetime
       known = std::move(now);
-      mainLoop_->post([watchers = watchers_] { watchers->tell(); });
+      mainLoop_->post([watchers = watchers_] { watchers->notify(); });
     }
   }
 
