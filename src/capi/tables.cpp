@@ -3,7 +3,6 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "capi/guard.h"
 #include "capi/host.h"
+#include "capi/numbered.h"
 #include "capi/texts.h"
 
 namespace zorvane {
@@ -88,28 +88,9 @@ class HostUserDefaults final : public ZVUserDefaults {
   const HostTable<zorvane_user_defaults> host_;
 };
 
-// What is to be done when the time of a background task runs out, by its number.
-class Expiries {
- public:
-  std::uint64_t add(std::function<void()> expired) {
-    const std::scoped_lock lock(mutex_);
-    open_.emplace(++lastTask_, std::move(expired));
-    return lastTask_;
-  }
-  std::function<void()> take(std::uint64_t task) {
-    const std::scoped_lock lock(mutex_);
-    const auto found = open_.extract(task);
-    return found.empty() ? nullptr : std::move(found.mapped());
-  }
-
- private:
-  std::mutex mutex_;
-  std::map<std::uint64_t, std::function<void()>> open_;  // guarded by mutex_
-  std::uint64_t lastTask_ = 0;                           // guarded by mutex_
-};
-
-Expiries& expiries() {
-  static auto* const instance = new Expiries;  // never destroyed: a host may report one while it is leaving
+// What is to be done when the time of a background task runs out.
+auto& expiries() {
+  static auto* const instance = new Numbered<std::function<void()>>;  // never destroyed: a host may report one at exit
   return *instance;
 }
 
@@ -132,36 +113,10 @@ class HostBackgroundTasks final : public ZVBackgroundTasks {
   const HostTable<zorvane_background_tasks> host_;
 };
 
-// Those who watch the network of a host that reports its changes.
-class Watches {
- public:
-  using Watch = std::shared_ptr<const std::function<void()>>;
-
-  std::uint64_t add(std::function<void()> changed) {
-    const std::scoped_lock lock(mutex_);
-    watches_.emplace(++lastWatch_, std::make_shared<const std::function<void()>>(std::move(changed)));
-    return lastWatch_;
-  }
-  void remove(std::uint64_t watch) {
-    Watch removed;  // destroyed without the lock: what it owns may call back
-    const std::scoped_lock lock(mutex_);
-    if (auto found = watches_.extract(watch); !found.empty()) removed = std::move(found.mapped());
-  }
-  std::vector<Watch> all() {
-    const std::scoped_lock lock(mutex_);
-    std::vector<Watch> found;
-    for (const auto& [id, watch] : watches_) found.push_back(watch);
-    return found;
-  }
-
- private:
-  std::mutex mutex_;
-  std::map<std::uint64_t, Watch> watches_;  // guarded by mutex_
-  std::uint64_t lastWatch_ = 0;             // guarded by mutex_
-};
-
-Watches& watches() {
-  static auto* const instance = new Watches;  // never destroyed: a host may report a change while it is leaving
+// What watches the network of a host that reports its changes.
+using Watch = std::shared_ptr<const std::function<void()>>;
+auto& watches() {
+  static auto* const instance = new Numbered<Watch>;  // never destroyed: a host may report a change at exit
   return *instance;
 }
 
@@ -176,8 +131,10 @@ class HostReachability final : public ZVReachabilitySource {
     if (!host_.ask(false, &zorvane_reachability::flags, name, target.address.data(), &read)) return std::nullopt;
     return read;
   }
-  WatchId watch(std::function<void()> changed) override { return watches().add(std::move(changed)); }
-  void unwatch(WatchId watch) override { watches().remove(watch); }
+  WatchId watch(std::function<void()> changed) override {
+    return watches().add(std::make_shared<const std::function<void()>>(std::move(changed)));
+  }
+  void unwatch(WatchId watch) override { watches().take(watch); }
 
  private:
   const HostTable<zorvane_reachability> host_;

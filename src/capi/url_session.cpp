@@ -1,9 +1,6 @@
 #include "capi/url_session.h"
 
-#include <atomic>
 #include <cstdint>
-#include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,6 +9,7 @@
 #include "capi/guard.h"
 #include "capi/host.h"
 #include "capi/known.h"
+#include "capi/numbered.h"
 #include "capi/texts.h"
 
 namespace zorvane {
@@ -22,36 +20,9 @@ constexpr std::size_t kSmallestAnswer = offsetof(zorvane_url_answer, error_text)
 
 using Completion = ZVURLSession::Completion;
 
-// The requests on their way, by their ids. The host knows them by number only, so it can complete one too late or
-// twice.
-class OpenRequests {
- public:
-  std::uint64_t add(Completion completion) {
-    const std::scoped_lock lock(mutex_);
-    open_.emplace(++lastId_, std::move(completion));
-    return lastId_;
-  }
-
-  // Empty: it has ended.
-  Completion take(std::uint64_t id) {
-    const std::scoped_lock lock(mutex_);
-    const auto found = open_.extract(id);
-    return found.empty() ? Completion() : std::move(found.mapped());
-  }
-
-  std::map<std::uint64_t, Completion> takeAll() {
-    const std::scoped_lock lock(mutex_);
-    return std::exchange(open_, {});
-  }
-
- private:
-  std::mutex mutex_;
-  std::map<std::uint64_t, Completion> open_;  // guarded by mutex_
-  std::uint64_t lastId_ = 0;                  // guarded by mutex_
-};
-
-OpenRequests& openRequests() {
-  static auto* const requests = new OpenRequests;  // never destroyed: a host may complete one while it is leaving
+// The requests on their way.
+auto& openRequests() {
+  static auto* const requests = new Numbered<Completion>;  // never destroyed: a host may complete one at exit
   return *requests;
 }
 
