@@ -36,7 +36,7 @@ def without_comments(text):
 
 
 def graphs(texts):
-    """What depends on what, by file (a header and its sources are one), by folder and by class."""
+    """What depends on what: headers, folders with all their sources, and classes with all theirs."""
     files, folders, classes = (collections.defaultdict(set) for _ in range(3))
     homes = {}  # of each class, by the header that defines it
     for name, text in texts.items():
