@@ -44,8 +44,8 @@ struct ZVDeviceFacts {
   bool asksForTracking = true;  ///< the system asks the player (version 14 and later): `trackingStatus` counts
   int trackingStatus = 0;       ///< 0 not determined, 1 restricted, 2 denied, 3 authorized
   bool advertisingTrackingEnabled = false;  ///< counts when the system does not ask
-  // What events say of the system, 1 to 64 characters each; the rest of a longer text is cut off. Absent, empty or not
-  // UTF-8: as it says.
+  // What events say of the system, 1 to 64 characters each; the rest of a longer text is cut off. An empty text, or one
+  // that is not UTF-8, counts as absent.
   std::optional<std::string> platformName = {};  ///< field "platform", "linux"; absent: "ios"
   std::optional<std::string> maker = {};         ///< field "manufacturer", "valve"; absent: "apple"
   std::optional<std::string> systemLine = {};  ///< field "os_version"; absent: platform and `systemVersion`, "ios 17.2"

@@ -213,9 +213,8 @@ class ZORVANE_API Zorvane {
   /// @{
 
   /// Ends the session that is open, if one is, and starts another. That takes until the collector has answered the init
-  /// call, or failed to; k_ZV_SessionDidStartNotification is posted then. Events of the meantime belong to the new
-  /// session, but endSession() is refused until then: startSession(); endSession(); in one breath leaves a session
-  /// open.
+  /// call, or failed to; k_ZV_SessionDidStartNotification is posted then. Events that are reported meanwhile belong
+  /// to the new session, but endSession() is refused until then: one right after the other leaves a session open.
   static void startSession() noexcept;
   /// Ends the session and sends what waits. Events are dropped until the next session begins. Refused with a warning
   /// where no session is open, and while a session's start is under way.

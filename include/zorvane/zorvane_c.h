@@ -374,7 +374,7 @@ ZORVANE_API void zorvane_initialize(const char* game_key, const char* game_secre
 ZORVANE_API void zorvane_initialize_configured(void);
 
 /// The state of the crash handlers: no initialise call has decided yet; they are installed, and from here on a host may
-/// replace them by its own; they were not installed, because of a switch or for want of a thread.
+/// replace them by its own; they were not installed, because of a switch, or because no thread could be started.
 enum {
   ZORVANE_CRASH_HANDLERS_UNDECIDED = 0,
   ZORVANE_CRASH_HANDLERS_INSTALLED = 1,
@@ -544,8 +544,8 @@ ZORVANE_API void zorvane_flush(void);
 /// @{
 
 /// Ends the session that is open, if one is, and starts another. That takes until the collector has answered the init
-/// call, or failed to; the session callback is called then. Events of the meantime belong to the new session, but
-/// zorvane_end_session() is refused until then: one right after the other leaves a session open.
+/// call, or failed to; the session callback is called then. Events that are reported meanwhile belong to the new
+/// session, but zorvane_end_session() is refused until then: one right after the other leaves a session open.
 ZORVANE_API void zorvane_start_session(void);
 /// Ends the session and sends what waits. Events are dropped until the next session begins. Refused with a warning
 /// where no session is open, and while a session's start is under way.
