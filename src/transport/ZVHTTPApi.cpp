@@ -135,10 +135,10 @@ std::unique_ptr<ZVHTTPApi> ZVHTTPApi::setSharedInstance(std::unique_ptr<ZVHTTPAp
 struct ZVHTTPApi::Call {
   std::string_view name;       // in the line of a failure
   std::string_view requestId;  // in that of a status
-  bool isInit;                 // 201 is a success as well, whose content is kept; any content is shown
-  bool saysWhatIsNoJson;
-  bool isOfCollector;
-  std::optional<SdkErrorArea> area;  // of the report of what is no JSON
+  bool isInit = false;         // 201 is a success as well, whose content is kept; any content is shown
+  bool saysWhatIsNoJson = false;
+  bool isOfCollector = false;          // what keeps it from being answered is warned of
+  std::optional<SdkErrorArea> area{};  // of the report of what is no JSON
 
   [[nodiscard]] bool takes(Kind kind) const {
     return kind == Kind::BadRequest || kind == Kind::Ok || (isInit && kind == Kind::Created);
@@ -147,7 +147,12 @@ struct ZVHTTPApi::Call {
 
 ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(const GameKeys& keys, std::string_view configsHash,
                                                       const std::function<ZVMap()>& annotations) {
-  constexpr Call kCall{"Init", "Init", true, true, true, SdkErrorArea::initHttp};
+  constexpr Call kCall{.name = "Init",
+                       .requestId = "Init",
+                       .isInit = true,
+                       .saysWhatIsNoJson = true,
+                       .isOfCollector = true,
+                       .area = SdkErrorArea::initHttp};
   const std::string url = fmt::format("{}/{}?game_key={}&interval_seconds=0&configs_hash={}", remoteConfigsBaseUrl,
                                       initializeUrlPath, keys.gameKey, usableHash(configsHash));
   ZVLogger::d(0, "Sending 'init' URL: {}", url);
@@ -162,7 +167,8 @@ ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(const GameKeys& keys, std:
 }
 
 ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const GameKeys& keys, const std::optional<std::string>& eventArray) {
-  constexpr Call kCall{"Events", "Events", false, false, true, SdkErrorArea::eventsHttp};
+  constexpr Call kCall{
+      .name = "Events", .requestId = "Events", .isOfCollector = true, .area = SdkErrorArea::eventsHttp};
   if (!eventArray || *eventArray == "[]") ZVLogger::d(0, "sendEventsInArray called with missing eventArray");
   std::string url = eventsUrl(keys.gameKey);
   ZVLogger::d(0, "Sending 'events' URL: {}", url);
@@ -174,7 +180,7 @@ ZVHTTPApi::Answer ZVHTTPApi::sendEventsInArray(const GameKeys& keys, const std::
 }
 
 ZVHTTPApi::Answer ZVHTTPApi::requestItunesInfoReturningDict(std::string_view bundleId) {
-  constexpr Call kCall{"Itunes", "Itunes Seearch", false, true, false, std::nullopt};
+  constexpr Call kCall{.name = "Itunes", .requestId = "Itunes Seearch", .saysWhatIsNoJson = true};
   std::string url = fmt::format("http://{}/lookup?bundleId={}", platform().appStoreHostname, bundleId);
   ZVLogger::d(0, "Calling itunes search.' URL: {}", url);
   return exchange(kCall, createGETRequestWithUrl(std::move(url)), {});
