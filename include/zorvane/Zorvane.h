@@ -214,7 +214,8 @@ class ZORVANE_API Zorvane {
 
   /// Ends the session that is open, if one is, and starts another. That takes until the collector has answered the init
   /// call, or failed to; k_ZV_SessionDidStartNotification is posted then. Events that are reported meanwhile belong
-  /// to the new session, but endSession() is refused until then: one right after the other leaves a session open.
+  /// to the new session, but endSession() right after this call is refused, which leaves the session open:
+  /// wait for the notification.
   static void startSession() noexcept;
   /// Ends the session and sends what waits. Events are dropped until the next session begins. Refused with a warning
   /// where no session is open, and while a session's start is under way.

@@ -545,7 +545,8 @@ ZORVANE_API void zorvane_flush(void);
 
 /// Ends the session that is open, if one is, and starts another. That takes until the collector has answered the init
 /// call, or failed to; the session callback is called then. Events that are reported meanwhile belong to the new
-/// session, but zorvane_end_session() is refused until then: one right after the other leaves a session open.
+/// session, but zorvane_end_session() right after this call is refused, which leaves the session open: wait for the
+/// callback.
 ZORVANE_API void zorvane_start_session(void);
 /// Ends the session and sends what waits. Events are dropped until the next session begins. Refused with a warning
 /// where no session is open, and while a session's start is under way.

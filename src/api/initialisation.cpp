@@ -31,7 +31,7 @@ void initializeAfterGameKeysAreSet() {
   if (!ZVState::isEnabled()) return;
   // At once: a game that crashes again within seconds would never come to it.
   if (hasCrashed) ZVEvents::processEventsWithCategory("error", false);
-  ZVEvents::startEventQueue();
+  ZVEvents::startEventQueueUnlessPaused();
 }
 
 // Only a library that is ready in every respect refuses: one that was disabled or paused runs the sequence again.

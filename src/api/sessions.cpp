@@ -3,6 +3,7 @@
 #include "api/frame.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVLogger.h"
+#include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 
 using namespace zorvane;
@@ -22,12 +23,12 @@ void Zorvane::endSession() noexcept {
 }
 
 void Zorvane::flush() noexcept {
-  post([] {
-    return [] {
+  call([] {
+    ZVThreading::performTaskOnZVThreadInBackgroundWithBlock([] {
       constexpr const char* kRefusal = "Could not flush events";
       if (!isSdkReadyWithNeedsInitialized(true, true, kRefusal)) return;
       if (ZVState::isEventSubmissionEnabled()) ZVEvents::processEventsWithCategory({}, true);
       else ZVLogger::w(0, "{}: Event submission is disabled", kRefusal);
-    };
+    });
   });
 }

@@ -63,7 +63,8 @@ class ZVEvents {
   static void startEventQueue();
   static void stopEventQueue();
   static bool isEventQueueTimerArmed();
-  static void restartEventQueueIfStopped();  // by the end of a session
+  static void startEventQueueUnlessPaused();  // paused: it is started with the next session
+  static void restartEventQueueIfStopped();   // by the end of a session
   // `timerFired`: the queue is armed again when the run has finished.
   static void processEventQueue(bool timerFired);
   static void processEventsWithCategory(ZVText category, bool performCleanup);

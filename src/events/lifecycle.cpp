@@ -1,27 +1,15 @@
 // The session's life: how it starts and ends by the game's calls and the application's way to the background and back.
 #include <zorvane/ZVNotificationCenter.h>
 
-#include <atomic>
-#include <memory>
-
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
 #include "runtime/ZVLogger.h"
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
 
-const char* const k_ZV_SessionDidStartNotification = "k_ZV_SessionDidStartNotification";
-
 namespace zorvane {
 
 namespace {
-
-// Ends a background task however the work that it stood for went.
-struct BackgroundTaskEnd {
-  ZVBackgroundTasks& tasks;
-  ZVBackgroundTasks::TaskId id;
-  ~BackgroundTaskEnd() { tasks.end(id); }
-};
 
 // A start that fails, for want of memory, leaves the library paused: what is reported must not join the session that
 // has ended.
@@ -43,19 +31,6 @@ void resumeOnQueue() {
   }
   ZVLogger::i(0, "Resuming SDK (starting event queue).");
   ZVEvents::restartEventQueueIfStopped();
-}
-
-// The application may be suspended once it is in the background: until the session's end is stored it asks for time.
-void endInBackground() {
-  const auto tasks = platform().backgroundTasks;
-  // The expiry handler needs the id that begin() is about to return.
-  const auto id = std::make_shared<std::atomic<ZVBackgroundTasks::TaskId>>(0);
-  *id = tasks->begin([tasks, id] { tasks->end(*id); });
-  ZVThreading::performTaskOnZVThreadWithBlock([tasks, id] {
-    const BackgroundTaskEnd end{*tasks, *id};
-    ZVState::followPause();
-    ZVEvents::addSessionEndEvent();
-  });
 }
 
 void headToBackground() {
@@ -89,7 +64,6 @@ void ZVEvents::startNewSession() {
   ZVState::prepareSession();
   if (ZVState::isEnabled()) {
     ZVState::beginSession();
-    ZVNotificationCenter::post(k_ZV_SessionDidStartNotification, nullptr, ZVMap());
     addSessionStartEvent();
     return;
   }
@@ -114,7 +88,10 @@ void ZVEvents::pauseSDKAndEndSession() {
     sharedInstance().restartEventQueue_ = true;
     stopEventQueue();
   }
-  endInBackground();
+  ZVThreading::performTaskOnZVThreadInBackgroundWithBlock([] {
+    ZVState::followPause();
+    addSessionEndEvent();
+  });
 }
 
 void ZVEvents::resumeSDKAndStartSession() {

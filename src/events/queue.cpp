@@ -57,7 +57,7 @@ struct Rearm {
   bool wanted;
   ~Rearm() {
     try {
-      if (wanted) ZVEvents::startEventQueue();
+      if (wanted) ZVEvents::startEventQueueUnlessPaused();
     } catch (...) {  // a host's loop that fails has lost the timer with it
     }
   }
@@ -101,19 +101,21 @@ double ZVEvents::periodOfQueue() {
 void ZVEvents::startEventQueue() {
   stopEventQueue();
   ZVEvents& events = sharedInstance();
-  const std::scoped_lock lock(events.timerGuard_);
   // From here rather than on the loop's thread, which a host may keep busy: what waits to be stored must not wait for
-  // it.
-  events.eventQueueTimer_ =
-      platform().mainLoop->scheduleTimer(events.queueTimerWaitSeconds, [] { processEventQueue(true); });
+  // it. And without the lock: a host's loop may run its timers under one of its own.
+  const auto timer = platform().mainLoop->scheduleTimer(events.queueTimerWaitSeconds, [] { processEventQueue(true); });
+  const std::scoped_lock lock(events.timerGuard_);
+  events.eventQueueTimer_ = timer;
 }
 
 void ZVEvents::stopEventQueue() {
   ZVEvents& events = sharedInstance();
-  const std::scoped_lock lock(events.timerGuard_);
-  if (!events.eventQueueTimer_) return;
-  platform().mainLoop->cancelTimer(*events.eventQueueTimer_);
-  events.eventQueueTimer_.reset();
+  std::optional<ZVMainLoop::TimerId> timer;
+  {
+    const std::scoped_lock lock(events.timerGuard_);
+    timer.swap(events.eventQueueTimer_);
+  }
+  if (timer) platform().mainLoop->cancelTimer(*timer);
 }
 
 bool ZVEvents::isEventQueueTimerArmed() {
@@ -122,8 +124,13 @@ bool ZVEvents::isEventQueueTimerArmed() {
   return events.eventQueueTimer_.has_value();
 }
 
+void ZVEvents::startEventQueueUnlessPaused() {
+  if (ZVState::hasPaused()) sharedInstance().restartEventQueue_ = true;
+  else startEventQueue();
+}
+
 void ZVEvents::restartEventQueueIfStopped() {
-  if (sharedInstance().restartEventQueue_.exchange(false)) startEventQueue();
+  if (sharedInstance().restartEventQueue_.exchange(false)) startEventQueueUnlessPaused();
 }
 
 void ZVEvents::processEventQueue(bool timerFired) {

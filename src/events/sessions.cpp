@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include <zorvane/ZVNotificationCenter.h>
+
 #include "codecs/json.h"
 #include "codecs/uuids.h"
 #include "events/ZVEvents.h"
@@ -13,6 +15,8 @@
 #include "store/ZVStore.h"
 #include "values/EventWords.h"
 #include "values/Text.h"
+
+const char* const k_ZV_SessionDidStartNotification = "k_ZV_SessionDidStartNotification";
 
 namespace zorvane {
 
@@ -55,16 +59,23 @@ std::int64_t sessionLength() {
   return length.value_or(0);
 }
 
+// Once the start is stored: an observer may end the session. Before it is sent, which may take long.
+void notifySessionStart() { ZVNotificationCenter::post(k_ZV_SessionDidStartNotification, nullptr, ZVMap()); }
+
 }  // namespace
 
 void ZVEvents::addSessionStartEvent() {
-  if (!ZVState::isEventSubmissionEnabled()) return;
+  if (!ZVState::isEventSubmissionEnabled()) {
+    notifySessionStart();
+    return;
+  }
   ZVMap event{{"category", Category::sessionStart}};
   if (ZVState::takeNewInstall()) event.set("install", true);
   ZVState::incrementSessionNum();
   addDimensionsAndFields(event, {}, false);
   ZVLogger::i(0, "Add SESSION START event");
   addEventToStoreWithEventData(event, Counter{"session_num", std::to_string(ZVState::getSessionNum())});
+  notifySessionStart();
   processEventsWithCategory(Category::sessionStart, false);
 }
 

@@ -1,7 +1,9 @@
 #include "platform/Platform.h"
 
 #include <atomic>
+#include <filesystem>
 #include <mutex>
+#include <system_error>
 #include <utility>
 
 #include <zorvane/ZVNotificationCenter.h>
@@ -65,6 +67,10 @@ std::string directoryFor(const ZVApplicationFacts& facts) {
 ZVPlatform withDefaults(ZVPlatform platform) {
   platform.application = platform.application ? guarded(std::move(platform.application)) : defaultApplicationFacts;
   platform.device = platform.device ? guarded(std::move(platform.device)) : defaultDeviceFacts;
+  std::error_code unknown;  // the working directory may change later
+  if (!platform.dataDirectory.empty())
+    if (const auto whole = std::filesystem::absolute(platform.dataDirectory, unknown); !unknown)
+      platform.dataDirectory = whole.string();
   if (!platform.userDefaults)
     platform.userDefaults = makeFileUserDefaults([] { return applicationDataDirectory() + "/user_defaults"; });
   if (!platform.mainLoop) platform.mainLoop = makeOwnThreadMainLoop();

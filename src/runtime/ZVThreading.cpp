@@ -1,8 +1,10 @@
 #include "runtime/ZVThreading.h"
 
+#include <atomic>
 #include <future>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "platform/Platform.h"
 #include "runtime/SharedInstance.h"
@@ -16,6 +18,13 @@ constexpr std::string_view kQueueLabel = "zorvaneQueue";
 
 constinit SharedInstance<ZVThreading> shared;
 
+// Ends a background task however the work that it stood for went.
+struct BackgroundTaskEnd {
+  ZVBackgroundTasks& tasks;
+  ZVBackgroundTasks::TaskId id;
+  ~BackgroundTaskEnd() { tasks.end(id); }
+};
+
 }  // namespace
 
 ZVThreading::ZVThreading() : queue(std::string(kQueueLabel)) {}
@@ -24,6 +33,17 @@ ZVThreading& ZVThreading::sharedInstance() { return shared.get(); }
 
 std::unique_ptr<ZVThreading> ZVThreading::setSharedInstance(std::unique_ptr<ZVThreading> instance) {
   return shared.exchange(std::move(instance));
+}
+
+void ZVThreading::performTaskOnZVThreadInBackgroundWithBlock(std::function<void()> task) {
+  const auto tasks = platform().backgroundTasks;
+  // The expiry handler needs the id that begin() is about to return.
+  const auto id = std::make_shared<std::atomic<ZVBackgroundTasks::TaskId>>(0);
+  *id = tasks->begin([tasks, id] { tasks->end(*id); });
+  performTaskOnZVThreadWithBlock([tasks, id, task = std::move(task)] {
+    const BackgroundTaskEnd end{*tasks, *id};
+    task();
+  });
 }
 
 void ZVThreading::performTaskOnMainThreadWithBlock(const std::function<void()>& task) {

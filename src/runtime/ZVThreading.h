@@ -24,6 +24,9 @@ class ZVThreading {
   static void performTaskOnZVThreadWithBlock(Task&& task) {
     sharedInstance().queue.post(std::forward<Task>(task));
   }
+  // The same as a background task of the platform's, so that the application gets the time for it where it is about to
+  // be suspended or to end.
+  static void performTaskOnZVThreadInBackgroundWithBlock(std::function<void()> task);
   // Runs the task on the main loop's thread and returns when it has run: inline when called there. Not for
   // the work queue's tasks: storing must not wait for a host's loop.
   static void performTaskOnMainThreadWithBlock(const std::function<void()>& task);

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "platform/FolderLock.h"
+#include "runtime/CrashHandling.h"
 #include "runtime/ZVLogger.h"
 #include "store/Connection.h"
 #include "store/Database.h"
@@ -112,7 +113,8 @@ bool becomeSender(const std::string& database, Batch& batch) {
   if (!path.has_parent_path()) return true;  // in memory
   const auto lock = std::make_shared<FolderLock>(path.parent_path().string(), path.filename().string() + ".sending");
   batch.sender = lock;
-  return lock->takeAlone(std::chrono::milliseconds(0)) != FolderLock::Outcome::busy;
+  // The crashed thread may have been sending; its lock is given up with the process only.
+  return lock->takeAlone(std::chrono::milliseconds(0)) != FolderLock::Outcome::busy || CrashHandling::isUnderWay();
 }
 
 bool removeRows(Connection& connection, const std::vector<RowId>& rows) {

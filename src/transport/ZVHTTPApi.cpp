@@ -82,12 +82,20 @@ std::string_view reasonOf(std::string_view body) {
   return isValidUtf8(body) ? prefixOfUtf16Length(body, kMaxReportedLength) : std::string_view();
 }
 
+constexpr std::string_view kAnswered = "it was answered";
+
 // What went wrong, in words; "" when nothing did, or when nobody waited for the answer.
 std::string troubleOf(const ZVHTTPApi::RawAnswer& answer, bool isTaken, bool isDecoded) {
   if (!answer.body) return answer.error ? answer.error->localizedDescription : "";
   const long status = answer.response ? answer.response->statusCode : 0;
-  if (!isTaken) return fmt::format("the answer's status is {}", status);
-  return isDecoded ? "" : fmt::format("the answer, of status {}, is no JSON", status);
+  if (!isTaken) return fmt::format("{}, with the status {}", kAnswered, status);
+  return isDecoded ? "" : fmt::format("{}, with the status {}, but no JSON", kAnswered, status);
+}
+
+// A failure's words without what changes from one time to the next, as the milliseconds that it took.
+std::string causeOf(std::string trouble) {
+  if (!trouble.starts_with(kAnswered)) std::erase_if(trouble, [](char c) { return c >= '0' && c <= '9'; });
+  return trouble;
 }
 
 bool mayBeKept(std::size_t bytes) {
@@ -220,7 +228,7 @@ ZVHTTPApi::Answer ZVHTTPApi::exchange(const Call& call, ZVURLRequest request, ZV
 
 // The lines of a failure are the same whatever the reason, run after run. This one comes when the reason changes.
 void ZVHTTPApi::warnOfChangedTrouble(std::string_view url, const std::string& trouble) {
-  const std::size_t number = trouble.empty() ? 0 : std::hash<std::string>()(trouble) | 1U;
+  const std::size_t number = trouble.empty() ? 0 : std::hash<std::string>()(causeOf(trouble)) | 1U;
   if (trouble_.exchange(number, std::memory_order_relaxed) == number || trouble.empty()) return;
   ZVLogger::w(0, "Could not send to {}: {}", url, trouble);
 }

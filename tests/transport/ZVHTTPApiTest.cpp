@@ -117,9 +117,9 @@ TEST_F(HTTPApi, SaysWhatWentWrongWhenThatChanges) {
     std::string warning;  // what it ends with; "": none
   };
   for (const auto& [answer, warning] :
-       {Case{{503, ""}, "the answer's status is 503"}, Case{{503, "{}"}, ""},
-        Case{{200, "x"}, "the answer, of status 200, is no JSON"}, Case{{200, "[]"}, ""},
-        Case{{503, ""}, "the answer's status is 503"}, Case{{400, "[]"}, ""}}) {
+       {Case{{503, ""}, "it was answered, with the status 503"}, Case{{503, "{}"}, ""},
+        Case{{200, "x"}, "it was answered, with the status 200, but no JSON"}, Case{{200, "[]"}, ""},
+        Case{{503, ""}, "it was answered, with the status 503"}, Case{{400, "[]"}, ""}}) {
     log.clear();
     server.answerOnly(LoopbackServer::kEvents, answer);
     sendEvents(kEvents);

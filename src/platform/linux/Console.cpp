@@ -1,6 +1,7 @@
 #include "platform/Console.h"
 
 #include <errno.h>
+#include <limits.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -59,16 +60,31 @@ class PipeSignalHeldBack {
 // How long a line waits for a reader that is slower than the game, and for its turn.
 constexpr auto kPatience = std::chrono::milliseconds(1000);
 
+constexpr std::size_t kParts = 6;  // of a line
+
 constinit std::timed_mutex turn;
-constinit bool lastWasCut = false;  // guarded by turn
+constinit bool lastWasCut = false;      // guarded by turn
+constinit bool readerIsAbsent = false;  // guarded by turn; nobody waits for one again that has let a line wait in vain
 
 iovec span(std::string_view text) noexcept { return {const_cast<char*>(text.data()), text.size()}; }
 
 // False when nobody has read anything within the bound, or nobody can any more.
 bool waitForRoom() noexcept {
   pollfd console{STDERR_FILENO, POLLOUT, 0};
-  const int ready = poll(&console, 1, static_cast<int>(kPatience.count()));
+  const int ready = poll(&console, 1, readerIsAbsent ? 0 : static_cast<int>(kPatience.count()));
+  readerIsAbsent = ready == 0;
   return ready > 0 || (ready < 0 && errno == EINTR);
+}
+
+// A pipe that has room has it for this much: a longer piece would wait for its reader without a bound.
+ssize_t writeSome(std::span<const iovec> parts) noexcept {
+  std::array<iovec, kParts> piece{};
+  std::size_t room = PIPE_BUF;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    piece[i] = {parts[i].iov_base, std::min(room, parts[i].iov_len)};
+    room -= piece[i].iov_len;
+  }
+  return writev(STDERR_FILENO, piece.data(), static_cast<int>(piece.size()));
 }
 
 std::size_t sizeOf(std::span<const iovec> parts) noexcept {
@@ -86,15 +102,16 @@ void skip(std::span<iovec> parts, std::size_t bytes) noexcept {
 }
 
 // Whole, or nothing of it, unless the reader stops within a line that takes more room than a pipe has.
-void writeWhole(std::span<iovec> parts) noexcept {
+void writeWhole(std::span<iovec, kParts> parts) noexcept {
   std::size_t left = sizeOf(parts);
   const std::size_t all = left;
   while (left > 0) {
-    const ssize_t written = writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
+    if (!waitForRoom()) break;
+    const ssize_t written = writeSome(parts);
     if (written >= 0) {
       skip(parts, static_cast<std::size_t>(written));
       left -= static_cast<std::size_t>(written);
-    } else if (errno != EINTR && (errno != EAGAIN || !waitForRoom())) {
+    } else if (errno != EINTR && errno != EAGAIN) {
       break;  // a log that can't be written has nobody left to tell
     }
   }
@@ -108,7 +125,7 @@ void writeConsoleLine(std::string_view text, std::string_view more, std::string_
   const std::size_t length = writePrefix(prefix);
   const std::unique_lock lock(turn, kPatience);
   if (!lock) return;  // another thread's line has no reader, or that thread has crashed
-  std::array parts{
+  std::array<iovec, kParts> parts{
       span(lastWasCut ? "\n" : ""), span({prefix.data(), length}), span(text), span(more), span(rest), span("\n")};
   const PipeSignalHeldBack quiet;
   writeWhole(parts);
