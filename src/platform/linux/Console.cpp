@@ -11,10 +11,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
-#include <mutex>
 #include <span>
+
+#include "platform/SleepOnWord.h"
 
 namespace zorvane {
 
@@ -62,9 +65,38 @@ constexpr auto kPatience = std::chrono::milliseconds(1000);
 
 constexpr std::size_t kParts = 6;  // of a line
 
-constinit std::timed_mutex turn;
-constinit bool lastWasCut = false;      // guarded by turn
-constinit bool readerIsAbsent = false;  // guarded by turn; nobody waits for one again that has let a line wait in vain
+constinit std::atomic<std::uint32_t> taken{0};
+constinit bool lastWasCut = false;      // of the Turn
+constinit bool readerIsAbsent = false;  // of the Turn; nobody waits for one again that has let a line wait in vain
+
+// One line at a time. A thread that dies in the middle of its own leaves the others without one, and without a lock
+// that they would wait for.
+class Turn {
+ public:
+  Turn() noexcept : isMine_(take()) {}
+  ~Turn() {
+    if (!isMine_) return;
+    taken.store(0, std::memory_order_release);
+    wakeSleepersOn(taken);
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+  explicit operator bool() const noexcept { return isMine_; }
+
+ private:
+  static bool take() noexcept {
+    using Clock = std::chrono::steady_clock;
+    const auto until = Clock::now() + kPatience;
+    for (std::uint32_t free = 0; !taken.compare_exchange_strong(free, 1, std::memory_order_acquire); free = 0) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+      if (left.count() <= 0) return false;
+      sleepWhile(taken, 1, left);
+    }
+    return true;
+  }
+
+  const bool isMine_;
+};
 
 iovec span(std::string_view text) noexcept { return {const_cast<char*>(text.data()), text.size()}; }
 
@@ -95,9 +127,9 @@ std::size_t sizeOf(std::span<const iovec> parts) noexcept {
 
 void skip(std::span<iovec> parts, std::size_t bytes) noexcept {
   for (iovec& part : parts) {
-    const std::size_t taken = std::min(bytes, part.iov_len);
-    part = {static_cast<char*>(part.iov_base) + taken, part.iov_len - taken};
-    bytes -= taken;
+    const std::size_t skipped = std::min(bytes, part.iov_len);
+    part = {static_cast<char*>(part.iov_base) + skipped, part.iov_len - skipped};
+    bytes -= skipped;
   }
 }
 
@@ -123,8 +155,8 @@ void writeWhole(std::span<iovec, kParts> parts) noexcept {
 void writeConsoleLine(std::string_view text, std::string_view more, std::string_view rest) noexcept {
   std::array<char, 128> prefix{};
   const std::size_t length = writePrefix(prefix);
-  const std::unique_lock lock(turn, kPatience);
-  if (!lock) return;  // another thread's line has no reader, or that thread has crashed
+  const Turn turn;
+  if (!turn) return;  // another thread's line has no reader, or that thread has crashed
   std::array<iovec, kParts> parts{
       span(lastWasCut ? "\n" : ""), span({prefix.data(), length}), span(text), span(more), span(rest), span("\n")};
   const PipeSignalHeldBack quiet;
