@@ -1,15 +1,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+
 #include <zorvane/ZVTimer.h>
 #include <zorvane/Zorvane.h>
 
-#include <filesystem>
-#include <fstream>
-#include <limits>
-#include <stdexcept>
-
+#include "runtime/ZVThreading.h"
 #include "support/Game.h"
+#include "support/Sqlite.h"
+#include "support/TemporaryFolder.h"
 
 using namespace zorvane;
 
@@ -65,33 +70,6 @@ TEST(EventCalls, TakeALiteralForTextAndNeverForABoolean) {
   EXPECT_EQ(shown(events[0], "receipt_info"), "{receipt = literal; store = apple}");
   EXPECT_EQ(shown(events[1], "receipt_info"), "(none)");
   EXPECT_EQ(shown(events[1], "custom_fields"), "{a = 1}");
-}
-
-TEST(Receipts, ThatCanNotBeReadAreWarnedOfAndTheEventIsRefused) {
-  constexpr const char* kNotFound = "Could not get app store receipt - File path was not found!";
-  constexpr const char* kUnreadable = "File path found, but reading the receipt data to base64 failed.";
-  Game game;
-  game.start();
-  const std::string folder = game.platform.folder.path();
-  const std::string unreadable = folder + "/receipt";
-  std::ofstream(unreadable) << "receipt";
-  std::filesystem::permissions(unreadable, std::filesystem::perms::none);
-  const bool isRoot = std::ifstream(unreadable).good();
-  struct Case {
-    std::string path;
-    std::string line;
-  };
-  for (const auto& [path, line] :
-       {Case{folder, kUnreadable}, Case{isRoot ? folder : unreadable, kUnreadable}, Case{folder + "/none", kNotFound},
-        Case{unreadable + "/within-a-file", kNotFound}, Case{std::string(5000, 'l'), kNotFound}, Case{"", kNotFound}}) {
-    game.platform.device->change([&](ZVDeviceFacts&, ZVApplicationFacts& facts) { facts.receiptPath = path; });
-    game.log.clear();
-    Z::addBusinessEventWithCurrency("USD", 1, "pack", "small", "shop", true);
-    game.settle();
-    EXPECT_EQ(game.log.count(line), 1U) << path;
-    EXPECT_EQ(game.log.count("Error/"), 0U) << path;
-  }
-  EXPECT_THAT(game.stored("business"), SizeIs(0));
 }
 
 TEST(AdTypes, HaveNamesInCapitalsAndRaiseOutsideTheirList) {
@@ -174,6 +152,101 @@ TEST(TimersWithATask, RunOnTheThreadThatScheduledThem) {
   });
   elsewhere.join();
   EXPECT_THAT(ran, ElementsAre("once", "again", "again", "here", "here"));
+}
+
+TEST(HostileInput, FromManyThreadsAtOnceIsTakenInFull) {
+  Game game;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([t] {
+      if (t == 0) Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret);
+      for (int i = 0; i < 200; ++i) {
+        Zorvane::addDesignEventWithEventId("of:thread" + std::to_string(t), i);
+        Zorvane::getRemoteConfigsValueAsString("none", "default");
+        Zorvane::setEnabledWarningLog(i % 2 == 0);
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  game.settle();
+  EXPECT_THAT(game.stored("design").size(), testing::Ge(200U)) << "the first thread's at least";
+}
+
+TEST(HostileInput, FromObserversAndDelegatesNeitherHangsNorRecursesForEver) {
+  class CallingDelegate : public ZVRemoteConfigsDelegate {
+   public:
+    void onRemoteConfigsUpdated() override {
+      speed = Zorvane::getRemoteConfigsValueAsString("speed");
+      Zorvane::addDesignEventWithEventId("from:delegate");
+      throw std::runtime_error("the game's own fault");
+    }
+    std::optional<std::string> speed;
+  };
+  Game game;
+  game.collector.answer(LoopbackServer::kInit,
+                        {201, R"({"configs":[{"key":"speed","value":"fast","start_ts":null,"end_ts":null}]})"});
+  const auto delegate = std::make_shared<CallingDelegate>();
+  std::atomic<int> calls{0};
+  const auto observer = ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification, [&](const ZVNotification&) {
+    if (++calls < 50) Zorvane::addDesignEventWithEventId("from:observer");
+    Zorvane::getRemoteConfigsValueAsString("missing");
+  });
+  Zorvane::setRemoteConfigsDelegate(delegate);
+  game.start();
+  ZVNotificationCenter::removeObserver(observer);
+  game.settle();
+  EXPECT_EQ(delegate->speed, "fast");
+  EXPECT_TRUE(game.log.contains("The remote configurations' delegate failed: the game's own fault"));
+  EXPECT_FALSE(game.stored("design").empty());
+}
+
+constexpr double kBound = 6;
+
+// A game with a static object that is older than the library, and so outlives its exit. Ends the process.
+[[noreturn]] void play(const TemporaryFolder& folder, void (*onQueue)()) {
+  struct Reporter {
+    ~Reporter() { Zorvane::addDesignEventWithEventId("from:destructor"); }
+  };
+  static const Reporter reporter;
+  ZVPlatform platform;
+  platform.dataDirectory = folder.path();
+  platform.collector = {"http", "127.0.0.1", "9"};
+  platform.exitSeconds = kBound;
+  ZVPlatform::install(std::move(platform));
+  Zorvane::initializeWithGameKey("0123456789abcdef0123456789ABCDEF", "0123456789abcdef0123456789ABCDEF01234567");
+  ZVThreading::performTaskOnZVThreadWithBlock(onQueue);
+  std::exit(0);
+}
+
+double secondsOf(const TemporaryFolder& folder, void (*onQueue)()) {
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EXIT(play(folder, onQueue), testing::ExitedWithCode(0), "");
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+TEST(Exit, TakesItsBoundOnceWhenTheQueueIsStuck) {
+  const TemporaryFolder folder;
+  const double seconds = secondsOf(folder, [] {
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+  });
+  EXPECT_GE(seconds, kBound);
+  EXPECT_LT(seconds, 2 * kBound);
+}
+
+// A queue that has something to do all the time never has nothing left.
+TEST(Exit, StoresWhatComesLateWhileTheQueueIsBusy) {
+  const TemporaryFolder folder;
+  secondsOf(folder, [] {
+    struct Forever {
+      void operator()() const {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ZVThreading::performTaskOnZVThreadWithBlock(Forever());
+      }
+    };
+    ZVThreading::performTaskOnZVThreadWithBlock(Forever());
+  });
+  EXPECT_EQ(countRows(folder.file("zorvane.sqlite"),
+                      "SELECT count(*) FROM zv_events WHERE event LIKE '%\"from:destructor\"%'"),
+            1U);
 }
 
 }  // namespace

@@ -61,7 +61,6 @@ TEST(Configuration, IsRefusedOnceTheLibraryIsReady) {
       {"engine", [] { Zorvane::configureEngineVersion("unity 1"); }, ""},
       {"auto", [] { Zorvane::configureAutoDetectAppVersion(true); }, ""},
       {"dimensions01", [] { Zorvane::configureAvailableCustomDimensions01(List{"a"}); }, dimensions},
-      {"dimensions02", [] { Zorvane::configureAvailableCustomDimensions02(List{"a"}); }, dimensions},
       {"dimensions03", [] { Zorvane::configureAvailableCustomDimensions03(List{"a"}); }, dimensions},
       {"currencies", [] { Zorvane::configureAvailableResourceCurrencies(List{"gems"}); },
        "Available resource currencies must be set before SDK is initialized"},
@@ -259,7 +258,6 @@ TEST(Storing, NeverWaitsForAHostsLoop) {
 
 TEST(QueuePeriod, IsThePlatformsWithinItsBounds) {
   for (const auto& [given, used] : {std::pair{0.5, 0.5},
-                                    {0.1, 0.1},
                                     {3600.0, 3600.0},
                                     {0.0, 8.0},
                                     {-1.0, 8.0},

@@ -2,14 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -126,35 +123,6 @@ TEST(CText, IsCutBetweenCharactersAndMeasuredWhole) {
 }
 
 void writeLine() { zorvane_remote_configs_value("missing", nullptr, nullptr, 0); }  // one warning, at once
-
-TEST(CCallback, IsLeftByAllThreadsOnceItIsRemoved) {
-  struct Host {
-    std::atomic<bool> entered{false};
-    std::atomic<bool> removing{false};
-    std::string heard;  // plain: what the callback wrote is there for the thread that removed it
-  };
-  const Game game;
-  for (int round = 0; round < 20; ++round) {
-    auto host = std::make_unique<Host>();
-    zorvane_set_log_callback(
-        [](int type, const char* line, void* user) {
-          auto& told = *static_cast<Host*>(user);
-          told.entered = true;
-          while (!told.removing) std::this_thread::yield();
-          for (int i = 0; i < 1000; ++i) std::this_thread::yield();
-          told.heard = std::to_string(type) + line;
-        },
-        host.get());
-    std::thread writer(writeLine);
-    while (!host->entered) std::this_thread::yield();
-    host->removing = true;
-    zorvane_set_log_callback(nullptr, nullptr);
-    EXPECT_THAT(host->heard, testing::StartsWith("1Warning/ZV/Analytics: Key 'missing'"));
-    host.reset();
-    writer.join();
-    writeLine();  // nobody listens
-  }
-}
 
 TEST(CCallback, MayRemoveItselfAndMayThrow) {
   Game game;

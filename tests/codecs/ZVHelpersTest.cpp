@@ -87,50 +87,23 @@ TEST(JsonWritten, IsWhatTheLibraryWouldWriteToTheLetter) {
     EXPECT_EQ(writeJson(readJson(json).value_or(nullptr)), json);
     EXPECT_TRUE(isWrittenJson(json, 511, kRule)) << json;
   }
-  for (const std::string& json : {R"({"ts":0})"s,
-                                  R"({"ts":"1"})"s,
-                                  R"({"ts":{}})"s,
-                                  R"({"ts":null,"a":1})"s,
-                                  R"({"a":1,"a":2})"s,
-                                  keys(64),
-                                  R"({"a":{"b":1,"c":2,"b":3}})"s,
-                                  deep(512),
-                                  "[{}]"s,
-                                  "1"s,
-                                  ""s,
-                                  "{"s,
-                                  "{\"a\":\"b"s,
-                                  R"({"a":1}})"s,
-                                  R"({"a":1,})"s,
-                                  R"({"a":[1,]})"s,
-                                  R"({"a" :1})"s,
-                                  "{\"a\":1}\n"s,
-                                  "{}\0"s,
-                                  R"({"a":"/"})"s,
-                                  R"({"a":"\u0041"})"s,
-                                  R"({"a":"\u000a"})"s,
-                                  R"({"a":"\u000A"})"s,
-                                  R"({"a":"\u001"})"s,
-                                  R"({"a":"\u001f"})"s,
-                                  R"({"a":"\ud83d"})"s,
-                                  R"({"a":"\x"})"s,
-                                  "{\"a\":\"\t\"}"s,
-                                  "{\"a\":\"\xFF\"}"s,
-                                  R"({"a":1.0})"s,
-                                  R"({"a":-0})"s,
-                                  R"({"a":01})"s,
-                                  R"({"a":1E5})"s,
-                                  R"({"a":1e400})"s,
-                                  R"({"a":tru})"s,
-                                  R"({"a":})"s})
-    EXPECT_FALSE(isWrittenJson(json, 511, kRule)) << json;
-}
-
-TEST(Gzip, DecompressesZlibStreamsAndNothingElse) {
-  EXPECT_EQ(ZVHelpers::gzipDeflateWithData("\x78\x9c\x4b\x4c\x4a\x06\x00\x02\x4d\x01\x27"s), "abc");
-  EXPECT_EQ(ZVHelpers::gzipEnflateWithData(""), std::nullopt);
-  for (const auto& bad : {""s, "not compressed"s, "\x1f\x8b"s})
-    EXPECT_EQ(ZVHelpers::gzipDeflateWithData(bad), std::nullopt) << testing::PrintToString(bad);
+  // That it refuses whatever else another would write: torture/fuzz/json.cpp.
+  const char* const others[] = {R"({"ts":0})",
+                                R"({"ts":"1"})",
+                                R"({"ts":{}})",
+                                R"({"ts":null,"a":1})",
+                                R"({"a":1,"a":2})",
+                                R"({"a":{"b":1,"c":2,"b":3}})",
+                                "[{}]",
+                                "{",
+                                R"({"a":1}})",
+                                R"({"a" :1})",
+                                R"({"a":"/"})",
+                                R"({"a":"\u0041"})",
+                                R"({"a":1.0})",
+                                R"({"a":1e400})"};
+  for (const char* json : others) EXPECT_FALSE(isWrittenJson(json, 511, kRule)) << json;
+  for (const std::string& json : {keys(64), deep(512), "{}\0"s}) EXPECT_FALSE(isWrittenJson(json, 511, kRule)) << json;
 }
 
 TEST(Gzip, StopsAtABound) {

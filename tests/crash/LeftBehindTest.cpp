@@ -27,13 +27,7 @@ using namespace zorvane;
 
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-using testing::StartsWith;
+using namespace testing;
 
 std::vector<std::string> crashFilesIn(const std::string& folder) {
   std::vector<std::string> names;
@@ -66,27 +60,16 @@ void expectNextStartReports(DyingGame& game, const std::string& cause, const std
   EXPECT_LE(integerReading(*event.find("client_ts")), integerReading(*startOf(game, "not at all").find("client_ts")));
 }
 
-struct Death {
-  std::string cause;
-  std::string detail;
-  int end;
-  std::string told;
-};
-
-void expectReportedLater(const std::vector<Death>& deaths) {
-  for (const auto& [cause, detail, end, told] : deaths) {
-    DyingGame game(cause, detail);
-    EXPECT_EQ(game.end(), end) << cause;
-    EXPECT_EQ(game.stored("error"), 0U) << cause;
-    expectNextStartReports(game, cause, told);
-  }
+void expectReportedLater(const std::string& cause, const std::string& detail, int end, const std::string& told) {
+  DyingGame game(cause, detail);
+  EXPECT_EQ(game.end(), end) << cause;
+  EXPECT_EQ(game.stored("error"), 0U) << cause;
+  expectNextStartReports(game, cause, told);
 }
 
 TEST(LeftBehind, ADeathThatCouldStoreNothingIsReportedByTheNextStart) {
-  expectReportedLater({
-      {"beside a disk write", "", 1, "levels::fallOut()+0x"},
-      {"killed", "Add ERROR event", -SIGKILL, "levels::fallOut()+0x"},
-  });
+  expectReportedLater("beside a disk write", "", 1, "levels::fallOut()+0x");
+  expectReportedLater("killed", "Add ERROR event", -SIGKILL, "levels::fallOut()+0x");
 }
 
 // Sanitizers find these themselves, so there they are not built.
@@ -94,7 +77,7 @@ TEST(LeftBehind, ADeathThatCouldStoreNothingIsReportedByTheNextStart) {
 
 // The names come from the next start: this death leaves addresses only.
 TEST(LeftBehind, ABrokenHeapOfTheWorkQueueIsReportedByTheNextStart) {
-  expectReportedLater({{"overrun on the queue", "", 1, "levels::overrun()+0x"}});
+  expectReportedLater("overrun on the queue", "", 1, "levels::overrun()+0x");
 }
 
 TEST(Crash, ABrokenHeapOfAnotherThreadIsReportedAtOnce) {
@@ -271,7 +254,7 @@ TEST(LeftBehind, WhatIsNoReportIsRemovedAndWhatIsNoFileIsLeftAlone) {
   game.start();
   EXPECT_THAT(game.stored("error"), IsEmpty());
   EXPECT_THAT(game.sent("error"), IsEmpty());
-  EXPECT_THAT(crashFilesIn(game.platform.folder.path()), testing::UnorderedElementsAre("crash_0", "crash_6", "crash_7"))
+  EXPECT_THAT(crashFilesIn(game.platform.folder.path()), UnorderedElementsAre("crash_0", "crash_6", "crash_7"))
       << "the run's own, and what is no file";
 }
 

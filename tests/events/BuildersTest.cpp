@@ -193,22 +193,27 @@ TEST_F(Builders, FetchAReceiptOrDropThePurchase) {
   const auto buy = [] { Zorvane::addBusinessEventWithCurrency("USD", 1, "pack", "small", "shop", true); };
   const std::string retrieving = "Business event: Retrieving app store receipt for business event.";
   const std::string failed = "Could not add business event: Could not get app store receipt";
-  const std::string path = game.platform.folder.file("receipt");
-  EXPECT_EQ(recordOf(buy), "") << "the platform names none";
+  const std::string folder = game.platform.folder.path(), path = folder + "/receipt", secret = folder + "/secret";
+  std::ofstream(path + ".empty").flush();
+  std::ofstream(path + ".long") << std::string(512 * 1024 + 1, 'x');
+  ASSERT_EQ(mkfifo((path + ".pipe").c_str(), 0600), 0);
+  std::ofstream(secret) << "receipt";
+  std::filesystem::permissions(secret, std::filesystem::perms::none);
+  const bool isRoot = std::ifstream(secret).good();
+  const std::string notFound = " - File path was not found!";
+  const std::string unreadable = " - File path found, but reading the receipt data to base64 failed.";
+  using Case = std::pair<std::optional<std::string>, std::string>;
+  for (const auto& [given, because] :
+       {Case{std::nullopt, notFound}, Case{"", notFound}, Case{path, notFound}, Case{secret + "/within", notFound},
+        Case{std::string(5000, 'l'), notFound}, Case{path + ".empty", unreadable}, Case{path + ".long", unreadable},
+        Case{path + ".pipe", unreadable}, Case{folder, unreadable}, Case{isRoot ? folder : secret, unreadable}}) {
+    game.platform.device->change([&, &at = given](auto&, auto& application) { application.receiptPath = at; });
+    EXPECT_EQ(recordOf(buy), "") << given.value_or("none");
+    EXPECT_EQ(game.log.count(failed + because), 1U) << given.value_or("none");
+    EXPECT_EQ(game.log.count("Error/"), 0U) << given.value_or("none");
+  }
   EXPECT_TRUE(game.log.contains(retrieving));
-  EXPECT_TRUE(game.log.contains(failed + " - File path was not found!"));
   game.platform.device->change([&](auto&, auto& application) { application.receiptPath = path; });
-  EXPECT_EQ(recordOf(buy), "") << "it is not there";
-  EXPECT_TRUE(game.log.contains(failed + " - File path was not found!"));
-  std::ofstream(path).flush();
-  EXPECT_EQ(recordOf(buy), "") << "it is empty";
-  EXPECT_TRUE(game.log.contains(failed + " - File path found, but reading the receipt data to base64 failed."));
-  std::ofstream(path) << std::string(512 * 1024 + 1, 'x');
-  EXPECT_EQ(recordOf(buy), "") << "no receipt is that long";
-  std::filesystem::remove(path);
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  EXPECT_EQ(recordOf(buy), "") << "nobody writes into the pipe";
-  std::filesystem::remove(path);
   std::ofstream(path) << std::string(60, '\xFB');  // longer than a line of wrapped base64
   std::string encoded;
   for (int four = 0; four < 20; ++four) encoded += R"(+\/v7)";

@@ -26,19 +26,16 @@ class EventQueue : public testing::Test {
     game.log.clear();
   }
 
-  // Puts a row in the table as it is.
-  void store(const std::string& clientTs, const std::string& event, const std::string& status = "new") {
+  // Puts rows in the table as they are.
+  void store(const std::string& clientTs, const std::string& event, const std::string& status = "new", int count = 1) {
     game.onQueue([&] {
-      ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES(?, 'design', 's', ?, ?);",
-                                       {status, clientTs, event});
+      for (int i = 0; i < count; ++i)
+        ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES(?, 'design', 's', ?, ?);",
+                                         {status, clientTs, event});
     });
   }
   void storeMany(int count, const std::string& clientTs) {
-    game.onQueue([&] {
-      for (int i = 0; i < count; ++i)
-        ZVStore::executeQuerySyncWithSql("INSERT INTO zv_events VALUES('new', 'design', 's', ?, ?);",
-                                         {clientTs, R"({"category":"design","client_ts":)" + clientTs + "}"});
-    });
+    store(clientTs, R"({"category":"design","client_ts":)" + clientTs + "}", "new", count);
   }
   void submit() {
     ZVEvents::processEventQueue(false);

@@ -8,16 +8,21 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <future>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/Console.h"
 #include "platform/Defaults.h"
 #include "support/TemporaryFolder.h"
 
 using namespace zorvane;
+
+namespace {
 
 TEST(Platform, TakesTheLastInstalledUntilItIsInForceAndFillsTheRest) {
   const TemporaryFolder folder;
@@ -108,3 +113,109 @@ TEST(Platform, KeepsDataInAPrivateFolderOfTheApplicationsOwn) {
   EXPECT_EQ(defaultDataDirectory(longName), root + longName.substr(0, 200) + "%3904990368788364199");
   EXPECT_NE(defaultDataDirectory(longName), defaultDataDirectory(longName + "g"));
 }
+
+constexpr auto kLimit = std::chrono::seconds(10);
+constexpr double kNever = 3600;
+
+bool comes(std::future<void> event) { return event.wait_for(kLimit) == std::future_status::ready; }
+
+TEST(PumpedMainLoop, RunsWhatIsDueInPostingOrderAndLeavesTheRest) {
+  ZVPumpedMainLoop loop;
+  EXPECT_FALSE(loop.secondsUntilNextTask());
+  std::vector<int> ran;
+  loop.scheduleTimer(kNever, [&] { ran.push_back(99); });
+  loop.post([] { throw std::runtime_error("a task's own trouble"); });
+  loop.post([&] { ran.push_back(1); });
+  loop.post([&] {
+    ran.push_back(2);
+    loop.post([&] { ran.push_back(4); });
+  });
+  loop.scheduleTimer(0, [&] { ran.push_back(3); });
+  EXPECT_EQ(loop.secondsUntilNextTask(), 0.0);
+
+  loop.pump();
+  EXPECT_EQ(ran, (std::vector{1, 2, 3})) << "what a task posts waits for the next pump";
+  loop.pump();
+  EXPECT_EQ(ran, (std::vector{1, 2, 3, 4}));
+  EXPECT_GT(loop.secondsUntilNextTask().value_or(0), kNever / 2);
+  std::thread([&] { EXPECT_FALSE(loop.isMainThread()); }).join();
+}
+
+TEST(PumpedMainLoop, TakesOddTimersAndCancelsOnesThatAreDue) {
+  ZVPumpedMainLoop loop;
+  int fired = 0;
+  ZVMainLoop::TimerId due = 0;
+  loop.post([&] { loop.cancelTimer(due); });
+  due = loop.scheduleTimer(-1, [&] { fired += 100; });
+  for (const double seconds : {-5.0, 0.0, std::numeric_limits<double>::quiet_NaN()})
+    loop.scheduleTimer(seconds, [&] { ++fired; });
+  loop.scheduleTimer(std::numeric_limits<double>::infinity(), [&] { fired += 1000; });
+  loop.cancelTimer(12345);
+  loop.pump();
+  EXPECT_EQ(fired, 3);
+}
+
+TEST(OwnThreadMainLoop, RunsTasksAndTimersOnAThreadOfItsOwn) {
+  const auto loop = makeOwnThreadMainLoop();
+  EXPECT_FALSE(loop->isMainThread());
+  std::promise<void> fired;
+  bool onMainThread = false;
+  loop->post([] { throw 1; });
+  loop->post([&] { onMainThread = loop->isMainThread(); });
+  bool cancelledFired = false;
+  const auto cancelled = loop->scheduleTimer(0.02, [&] { cancelledFired = true; });
+  loop->scheduleTimer(kNever, [] { FAIL(); });
+  loop->scheduleTimer(0.03, [&] { fired.set_value(); });
+  loop->cancelTimer(cancelled);
+  EXPECT_TRUE(comes(fired.get_future())) << "a timer that is due earlier must not wait for a later one";
+  EXPECT_FALSE(cancelledFired);
+  EXPECT_TRUE(onMainThread);
+}
+
+TEST(OwnThreadMainLoop, GoesAwayWithWorkLeftUnusedOrFromWithin) {
+  makeOwnThreadMainLoop();  // no thread yet
+  makeOwnThreadMainLoop()->scheduleTimer(kNever, [] { FAIL(); });
+
+  auto owner = std::make_shared<std::shared_ptr<ZVMainLoop>>(makeOwnThreadMainLoop());
+  std::promise<void> gone;
+  std::promise<void> handedOver;
+  (*owner)->post([owner, &gone, given = handedOver.get_future().share()] {
+    given.wait();
+    owner->reset();  // the last reference
+    gone.set_value();
+  });
+  handedOver.set_value();
+  owner.reset();
+  EXPECT_TRUE(comes(gone.get_future()));
+}
+
+TEST(BackgroundTasks, KeepAnExitWaitingUntilTheLastHasEnded) {
+  const auto tasks = makeExitDelayingBackgroundTasks();
+  const auto first = tasks->begin([] { FAIL(); });
+  const auto second = tasks->begin([] { FAIL(); });
+  tasks->end(first);
+  std::thread other([&] { tasks->end(second); });
+  tasks->waitAtExit(60);  // the test's own limit tells when this does not come back
+  other.join();
+}
+
+TEST(BackgroundTasks, ExpireOnceWhenTimeRunsOut) {
+  const auto tasks = makeExitDelayingBackgroundTasks();
+  std::string expired;
+  tasks->waitAtExit(0);
+  ZVBackgroundTasks::TaskId ending = 0;
+  ending = tasks->begin([&] {
+    expired += 'a';
+    tasks->end(ending);
+  });
+  tasks->begin([] { throw std::runtime_error("an expiry handler's own trouble"); });
+  tasks->begin({});
+  tasks->begin([&] { expired += 'b'; });
+  tasks->end(tasks->begin([&] { expired += 'c'; }));
+  tasks->end(4711);
+  tasks->waitAtExit(0);
+  tasks->waitAtExit(-1);
+  EXPECT_EQ(expired, "ab");
+}
+
+}  // namespace

@@ -4,16 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <condition_variable>
 #include <ctime>
-#include <deque>
-#include <map>
-#include <mutex>
-#include <thread>
 
 #include "platform/Thread.h"
 #include "support/Certificate.h"
-#include "support/TemporaryFolder.h"
 
 using namespace zorvane;
 
@@ -41,18 +35,6 @@ LoopbackServer::Request recordOf(const httplib::Request& request) {
   return record;
 }
 
-LoopbackServer::Answer answerWithoutScript(const std::string& path) {
-  if (path.starts_with(LoopbackServer::kInit))
-    return {200, "{\"server_ts\":" + std::to_string(std::time(nullptr)) + '}'};
-  return {200, "[]"};
-}
-
-void put(const LoopbackServer::Answer& answer, httplib::Response& response) {
-  response.status = answer.status;
-  response.set_content(answer.body, answer.contentType);
-  for (const auto& [name, value] : answer.headers) response.set_header(name, value);
-}
-
 void putHalf(httplib::Response& response) {
   constexpr std::size_t kPromised = 1000;
   response.set_content_provider(kPromised, "application/json",
@@ -65,85 +47,66 @@ void putHalf(httplib::Response& response) {
 
 }  // namespace
 
-struct LoopbackServer::State {
-  enum class Mode { answering, hanging, tearing, slamming };
-
-  State(Security security, const std::string& certified) : protocol(security == Security::tls ? "https" : "http") {
-    if (security == Security::tls) {
-      const std::string pem = folder.file("ca.pem");
-      writeCertificate(pem, certified);
-      server = std::make_unique<httplib::SSLServer>(pem.c_str(), pem.c_str());
-    } else {
-      server = std::make_unique<httplib::Server>();
-    }
-    serve();
+LoopbackServer::LoopbackServer(Security security, const std::string& certified)
+    : protocol_(security == Security::tls ? "https" : "http") {
+  if (security == Security::tls) {
+    const std::string pem = folder_.file("ca.pem");
+    writeCertificate(pem, certified);
+    server_ = std::make_unique<httplib::SSLServer>(pem.c_str(), pem.c_str());
+  } else {
+    server_ = std::make_unique<httplib::Server>();
   }
+  const auto handler = [this](const httplib::Request& request, httplib::Response& response) {
+    handle(request, response);
+  };
+  server_->Get(".*", handler);
+  server_->Post(".*", handler);
+  server_->set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
+    const std::scoped_lock lock(mutex_);
+    if (mode_ == Mode::slamming) return httplib::Server::HandlerResponse::Handled;
+    rename(const_cast<httplib::Request&>(request).headers, kEncoding, kHiddenEncoding);
+    return httplib::Server::HandlerResponse::Unhandled;
+  });
+  server_->set_keep_alive_max_count(1);
+  port_ = server_->bind_to_any_port("127.0.0.1");
+  // A thread of this kind is hit by no signal, and hands that on to those that the server makes.
+  thread_ = startThread("loopback", [this] { server_->listen_after_bind(); });
+  while (!server_->is_running()) std::this_thread::yield();  // a stop() before that would be lost
+}
 
-  ~State() {
-    setMode(Mode::answering);
-    server->stop();
-    thread.join();
+LoopbackServer::~LoopbackServer() {
+  behave(Mode::answering);
+  server_->stop();
+  thread_.join();
+}
+
+void LoopbackServer::behave(Mode mode) {
+  const std::scoped_lock lock(mutex_);
+  mode_ = mode;
+  changed_.notify_all();
+}
+
+void LoopbackServer::handle(const httplib::Request& request, httplib::Response& response) {
+  std::unique_lock lock(mutex_);
+  requests_.push_back(recordOf(request));
+  changed_.notify_all();
+  if (mode_ == Mode::tearing) return putHalf(response);
+  changed_.wait(lock, [this] { return mode_ != Mode::hanging; });
+  const Answer answer = nextAnswer(request.path);
+  response.status = answer.status;
+  response.set_content(answer.body, answer.contentType);
+  for (const auto& [name, value] : answer.headers) response.set_header(name, value);
+}
+
+LoopbackServer::Answer LoopbackServer::nextAnswer(const std::string& path) {
+  for (auto& [beginning, answers] : script_) {
+    if (!path.starts_with(beginning)) continue;
+    Answer next = answers.front();
+    if (answers.size() > 1) answers.pop_front();
+    return next;
   }
-
-  void serve() {
-    const auto handle = [this](const httplib::Request& request, httplib::Response& response) {
-      handleRequest(request, response);
-    };
-    server->Get(".*", handle);
-    server->Post(".*", handle);
-    server->set_pre_routing_handler([this](const httplib::Request& request, httplib::Response&) {
-      if (mode() == Mode::slamming) return httplib::Server::HandlerResponse::Handled;
-      rename(const_cast<httplib::Request&>(request).headers, kEncoding, kHiddenEncoding);
-      return httplib::Server::HandlerResponse::Unhandled;
-    });
-    server->set_keep_alive_max_count(1);
-    port = server->bind_to_any_port("127.0.0.1");
-    // A thread of this kind is hit by no signal, and hands that on to those that the server makes.
-    thread = startThread("loopback", [this] { server->listen_after_bind(); });
-    while (!server->is_running()) std::this_thread::yield();  // a stop() before that would be lost
-  }
-
-  void handleRequest(const httplib::Request& request, httplib::Response& response) {
-    std::unique_lock lock(mutex);
-    requests.push_back(recordOf(request));
-    changed.notify_all();
-    if (currentMode == Mode::tearing) return putHalf(response);
-    changed.wait(lock, [this] { return currentMode != Mode::hanging; });
-    put(nextAnswer(request.path), response);
-  }
-
-  Answer nextAnswer(const std::string& path) {
-    for (auto& [beginning, answers] : script) {
-      if (!path.starts_with(beginning)) continue;
-      Answer next = answers.front();
-      if (answers.size() > 1) answers.pop_front();
-      return next;
-    }
-    return answerWithoutScript(path);
-  }
-
-  Mode mode() {
-    const std::scoped_lock lock(mutex);
-    return currentMode;
-  }
-  void setMode(Mode next) {
-    const std::scoped_lock lock(mutex);
-    currentMode = next;
-    changed.notify_all();
-  }
-
-  const std::string protocol;
-  TemporaryFolder folder;
-  std::unique_ptr<httplib::Server> server;
-  int port = 0;
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  Mode currentMode = Mode::answering;                // guarded by mutex
-  std::vector<Request> requests;                     // guarded by mutex
-  std::map<std::string, std::deque<Answer>> script;  // guarded by mutex; beginning of the path to answers
-  std::thread thread;
-};
+  return {200, path.starts_with(kInit) ? "{\"server_ts\":" + std::to_string(std::time(nullptr)) + '}' : "[]"};
+}
 
 std::optional<std::string> LoopbackServer::Request::header(std::string_view name) const {
   const auto lower = [](unsigned char byte) { return std::tolower(byte); };
@@ -152,45 +115,31 @@ std::optional<std::string> LoopbackServer::Request::header(std::string_view name
   return std::nullopt;
 }
 
-LoopbackServer::LoopbackServer(Security security, const std::string& certified)
-    : state_(std::make_unique<State>(security, certified)) {}
-LoopbackServer::~LoopbackServer() = default;
-
-std::string LoopbackServer::protocol() const { return state_->protocol; }
-int LoopbackServer::port() const { return state_->port; }
-
 std::string LoopbackServer::url(const std::string& path) const {
-  return protocol() + "://127.0.0.1:" + std::to_string(port()) + path;
+  return protocol_ + "://127.0.0.1:" + std::to_string(port_) + path;
 }
 
-std::string LoopbackServer::caFile() const { return protocol() == "https" ? state_->folder.file("ca.pem") : ""; }
+std::string LoopbackServer::caFile() const { return protocol_ == "https" ? folder_.file("ca.pem") : ""; }
 
 void LoopbackServer::answer(const std::string& pathBeginning, Answer answer) {
-  const std::scoped_lock lock(state_->mutex);
-  state_->script[pathBeginning].push_back(std::move(answer));
+  const std::scoped_lock lock(mutex_);
+  script_[pathBeginning].push_back(std::move(answer));
 }
 
 void LoopbackServer::answerOnly(const std::string& pathBeginning, Answer answer) {
-  const std::scoped_lock lock(state_->mutex);
-  state_->script[pathBeginning] = {std::move(answer)};
+  const std::scoped_lock lock(mutex_);
+  script_[pathBeginning] = {std::move(answer)};
 }
 
-void LoopbackServer::hang() { state_->setMode(State::Mode::hanging); }
-void LoopbackServer::tear() { state_->setMode(State::Mode::tearing); }
-void LoopbackServer::slam() { state_->setMode(State::Mode::slamming); }
-void LoopbackServer::resume() { state_->setMode(State::Mode::answering); }
-
-std::vector<LoopbackServer::Request> LoopbackServer::requests() const { return requests(""); }
-
 std::vector<LoopbackServer::Request> LoopbackServer::requests(std::string_view pathBeginning) const {
-  const std::scoped_lock lock(state_->mutex);
+  const std::scoped_lock lock(mutex_);
   std::vector<Request> found;
-  std::ranges::copy_if(state_->requests, std::back_inserter(found),
+  std::ranges::copy_if(requests_, std::back_inserter(found),
                        [&](const Request& request) { return request.target.starts_with(pathBeginning); });
   return found;
 }
 
 bool LoopbackServer::waitForRequests(std::size_t count, std::chrono::milliseconds limit) const {
-  std::unique_lock lock(state_->mutex);
-  return state_->changed.wait_for(lock, limit, [&] { return state_->requests.size() >= count; });
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, limit, [&] { return requests_.size() >= count; });
 }

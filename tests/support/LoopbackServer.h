@@ -6,12 +6,25 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
+
+#include "support/TemporaryFolder.h"
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}  // namespace httplib
 
 class LoopbackServer {
  public:
@@ -40,8 +53,8 @@ class LoopbackServer {
                           const std::string& certified = "IP:127.0.0.1,DNS:localhost");
   ~LoopbackServer();
 
-  [[nodiscard]] std::string protocol() const;  // "http" or "https"
-  [[nodiscard]] int port() const;              // the kernel's choice
+  [[nodiscard]] const std::string& protocol() const { return protocol_; }  // "http" or "https"
+  [[nodiscard]] int port() const { return port_; }                         // the kernel's choice
   [[nodiscard]] std::string url(const std::string& path) const;
   [[nodiscard]] std::string caFile() const;  // PEM; empty without TLS
 
@@ -51,18 +64,31 @@ class LoopbackServer {
   // The same, after forgetting those that wait.
   void answerOnly(const std::string& pathBeginning, Answer answer);
 
-  void hang();    // no answer to what comes from now on, until resume()
-  void tear();    // closes the connection in the middle of the answer
-  void slam();    // closes the connection before the request's body was read
-  void resume();  // answers, also what hangs
+  void hang() { behave(Mode::hanging); }      // no answer to what comes from now on, until resume()
+  void tear() { behave(Mode::tearing); }      // closes the connection in the middle of the answer
+  void slam() { behave(Mode::slamming); }     // closes the connection before the request's body was read
+  void resume() { behave(Mode::answering); }  // answers, also what hangs
 
-  [[nodiscard]] std::vector<Request> requests() const;  // in the order in which they had arrived completely
-  [[nodiscard]] std::vector<Request> requests(std::string_view pathBeginning) const;
+  // In the order in which they had arrived completely.
+  [[nodiscard]] std::vector<Request> requests(std::string_view pathBeginning = {}) const;
   // False when fewer than `count` had come within `limit`.
   [[nodiscard]] bool waitForRequests(std::size_t count,
                                      std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  enum class Mode { answering, hanging, tearing, slamming };
+  void behave(Mode mode);
+  void handle(const httplib::Request& request, httplib::Response& response);
+  Answer nextAnswer(const std::string& path);
+
+  const std::string protocol_;
+  TemporaryFolder folder_;
+  std::unique_ptr<httplib::Server> server_;
+  int port_ = 0;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  Mode mode_ = Mode::answering;                       // guarded by mutex_
+  std::vector<Request> requests_;                     // guarded by mutex_
+  std::map<std::string, std::deque<Answer>> script_;  // guarded by mutex_; beginning of the path to answers
+  std::thread thread_;
 };

@@ -81,35 +81,28 @@ bool FakeMainLoop::runUntil(const std::function<bool()>& done, std::chrono::mill
   }
 }
 
-TestPlatform TestPlatform::make(const LoopbackServer& server, const Change& change) {
+TestPlatform TestPlatform::make(const LoopbackServer* server, const Change& change) {
   TestPlatform made;
-  made.install({server.protocol(), "127.0.0.1", std::to_string(server.port())}, server.caFile(), change);
-  return made;
-}
-
-TestPlatform TestPlatform::make(const Change& change) {
-  TestPlatform made;
-  made.install({"http", "127.0.0.1", kDiscardPort}, "", change);
-  return made;
-}
-
-void TestPlatform::install(ZVCollectorEndpoint collector, std::string caFile, const Change& change) const {
   ZVPlatform platform;
-  platform.application = [asked = device] { return asked->application(); };
-  platform.device = [asked = device] { return asked->device(); };
-  platform.dataDirectory = folder.path();
-  platform.mainLoop = loop;
-  platform.reachability = network;
-  platform.clock = clock;
-  platform.collector = std::move(collector);
+  platform.application = [asked = made.device] { return asked->application(); };
+  platform.device = [asked = made.device] { return asked->device(); };
+  platform.dataDirectory = made.folder.path();
+  platform.mainLoop = made.loop;
+  platform.reachability = made.network;
+  platform.clock = made.clock;
+  platform.collector = {"http", "127.0.0.1", kDiscardPort};
+  if (server != nullptr) {
+    platform.collector = {server->protocol(), "127.0.0.1", std::to_string(server->port())};
+    platform.certificateAuthorityFile = server->caFile();
+  }
   platform.appStoreHostname = "127.0.0.1";
-  platform.certificateAuthorityFile = std::move(caFile);
   platform.connectTimeoutSeconds = 5;
   platform.requestTimeoutSeconds = 10;
   platform.exitSeconds = 0.2;
   platform.backgroundSeconds = 0.2;
   if (change) change(platform);
   replacePlatform(std::move(platform));
+  return made;
 }
 
 struct LogCapture::Lines {

@@ -141,8 +141,8 @@ struct TestPlatform {
   using Change = std::function<void(ZVPlatform&)>;
 
   // Requests go to `server`; without one, to a port where nobody listens. `change` has the last word.
-  static TestPlatform make(const LoopbackServer& server, const Change& change = {});
-  static TestPlatform make(const Change& change = {});
+  static TestPlatform make(const LoopbackServer& server, const Change& change = {}) { return make(&server, change); }
+  static TestPlatform make(const Change& change = {}) { return make(nullptr, change); }
 
   TemporaryFolder folder;
   std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
@@ -151,7 +151,7 @@ struct TestPlatform {
   std::shared_ptr<FakeReachability> network = std::make_shared<FakeReachability>();
 
  private:
-  void install(ZVCollectorEndpoint collector, std::string caFile, const Change& change) const;
+  static TestPlatform make(const LoopbackServer* server, const Change& change);
 };
 
 // Collects the lines that the library logs.

@@ -215,11 +215,6 @@ TEST_F(HTTPApi, GoesOnWithoutEventsButNotWithoutJson) {
   EXPECT_THAT(server.requests(), SizeIs(1));
 }
 
-TEST_F(HTTPApi, TakesARefusedAuthenticationWithoutAStatusForA401) {
-  const ZVURLError refused{ZVURLError::kUserCancelledAuthentication, "refused"};
-  EXPECT_EQ(ZVHTTPApi::processRequestResponse({"", std::nullopt, refused}, "Init"), Kind::Unauthorized);
-}
-
 TEST_F(HTTPApi, SendsAnEmptySignedSdkErrorForWhatItCannotWrite) {
   std::atomic<int> successes{0};
   std::atomic<int> failures{0};
@@ -259,10 +254,12 @@ TEST_F(HTTPApi, WaitsForAnAnswerWithoutLookingUntilItIsGivenUp) {
   EXPECT_EQ(send().response.value_or(ZVURLResponse{}).statusCode, 200);
 }
 
-TEST_F(HTTPApi, AsksTheAppStoreAndHandsTheAnswerOn) {
+TEST_F(HTTPApi, AsksTheAppStoreAndTakesARefusedAuthenticationForA401) {
   server.answer("/lookup", {200, "{\"n\":1}"});
   EXPECT_EQ(api().requestItunesInfoReturningDict("com.example.game").content, ZVValue(ZVMap{{"n", 1}}));
   EXPECT_EQ(server.requests().at(0).target, "/lookup?bundleId=com.example.game");
+  const ZVURLError refused{ZVURLError::kUserCancelledAuthentication, "refused"};
+  EXPECT_EQ(ZVHTTPApi::processRequestResponse({"", std::nullopt, refused}, "Init"), Kind::Unauthorized);
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ TEST_F(SessionDataTask, SortsWhateverASessionReports) {
   }
 }
 
-TEST_F(SessionDataTask, SendsOnceAndTellsTheLastCallbacks) {
+TEST_F(SessionDataTask, SendsOnceTellsTheLastCallbacksAndCancelsWithTwoEnds) {
   const auto task = makeTask();
   std::vector<std::string> replaced;
   perform(*task, replaced);
@@ -107,12 +107,11 @@ TEST_F(SessionDataTask, SendsOnceAndTellsTheLastCallbacks) {
   EXPECT_THAT(told, ElementsAre("success 200 []"));
   EXPECT_THAT(replaced, IsEmpty());
   EXPECT_THAT(log.lines(), ElementsAre(kDebug + "Cannot call performRequestWithSuccess twice on same instance."));
-}
-
-TEST_F(SessionDataTask, CancellingTellsTheRequestsEndAndItsOwn) {
-  const auto task = makeTask();
-  perform(*task, told);
-  task->cancelSessionAndTask();
+  log.clear();
+  told.clear();
+  const auto cancelled = makeTask();
+  perform(*cancelled, told);
+  cancelled->cancelSessionAndTask();
   EXPECT_THAT(told, ElementsAre("failure - -", "failure -999 -", "failure - -"));
   EXPECT_EQ(log.lines().front(), kDebug + "Cancelling HTTP Async request");
   EXPECT_EQ(log.lines().back(), kDebug + "Timeout HTTP Async request");

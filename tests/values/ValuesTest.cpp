@@ -1,22 +1,54 @@
+#include "values/Text.h"
+
 #include <gtest/gtest.h>
 #include <zorvane/ZVTypes.h>
 
 #include <limits>
 #include <string>
-#include <vector>
+
+using namespace zorvane;
 
 namespace {
 
-TEST(ZVMap, KeepsTheOrderInWhichKeysWereFirstSet) {
-  ZVMap map{{"b", 1}, {"a", 2}, {"b", 3}};
-  map.set("c", "text");
-  map.set("a", nullptr);
-  std::string keys;
-  for (const auto& entry : map) keys += entry.key;
-  EXPECT_EQ(keys, "bac");
-  EXPECT_EQ(*map.find("b"), ZVValue(3));
-  EXPECT_TRUE(map.find("a")->isNull());
-  EXPECT_EQ(map.find("d"), nullptr);
+constexpr auto kMax = std::numeric_limits<std::int64_t>::max();
+constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
+
+// How text is measured, cut and repaired shows against other code: torture/fuzz/text.cpp.
+TEST(PrefixOfUtf16Length, SplitsNoCharacter) {
+  const std::string text = "a\xC3\xA9\xF0\x9F\x98\x80z";  // 1 + 1 + 2 + 1 code units
+  const std::size_t bytes[] = {0, 1, 3, 3, 7, 8, 8};
+  for (std::size_t units = 0; units < std::size(bytes); ++units)
+    EXPECT_EQ(prefixOfUtf16Length(text, units), text.substr(0, bytes[units])) << units;
+}
+
+TEST(DecimalText, WritesWholeNumbersWithoutFractionAndOthersExactly) {
+  for (const auto& [number, text] : {std::pair{1700000000.0, "1700000000"},
+                                     {-0.0, "0"},
+                                     {-2.5, "-2.5"},
+                                     {9007199254740991.0, "9007199254740991"},
+                                     {1700000000.25, "1700000000.25"},
+                                     {1e300, "1e+300"}})
+    EXPECT_EQ(decimalText(number), text);
+}
+
+TEST(Describe, ShowsEveryKindOfValue) {
+  EXPECT_EQ(
+      describe(ZVMap{{"text", ""}, {"list", ZVValue::Array{"", 2, 2.5, false}}, {"none", nullptr}, {"map", ZVMap{}}}),
+      "{text = ; list = (, 2, 2.5, 0); none = (null); map = {}}");
+}
+
+TEST(IntegerReading, TakesLeadingDigitsAndStaysWithin64Bits) {
+  using Case = std::pair<ZVValue, std::int64_t>;
+  for (const auto& [value, number] :
+       {Case{" \t-7 apples", -7}, Case{"+5", 5}, Case{"+-5", 0}, Case{"", 0}, Case{"1.9", 1},
+        Case{"9223372036854775808", kMax}, Case{"-9223372036854775809", kMin}, Case{-2.9, -2}, Case{1e19, kMax},
+        Case{-1e19, kMin}, Case{std::numeric_limits<double>::quiet_NaN(), 0}, Case{true, 1}, Case{nullptr, 0}})
+    EXPECT_EQ(integerReading(value), number) << describe(value);
+}
+
+TEST(BooleanReading, TakesYesTrueAndDigitsOtherThanZero) {
+  for (const auto* text : {"YES", "true", "007", " -1", "9x"}) EXPECT_TRUE(booleanReading(text)) << text;
+  for (const auto* text : {"NO", "false", "000", "", "-", "x1"}) EXPECT_FALSE(booleanReading(text)) << text;
 }
 
 // On both sides of the size from which entries are found by an index.

@@ -1,5 +1,4 @@
-#include "zorvane-play/Operations.h"
-
+// What the player knows: the operations that a game can call, its options and its recordings.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,10 +7,79 @@
 #include <map>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <string>
 #include <utility>
+#include <variant>
+#include <vector>
+
+#include "zorvane-play/Operations.h"
+#include "zorvane-play/Options.h"
+#include "zorvane-play/Recording.h"
 
 namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string refusal(const std::string& text) {
+  std::istringstream lines(text);
+  const auto recording = readRecording(lines);
+  const auto* wrong = std::get_if<std::string>(&recording);
+  return wrong != nullptr ? *wrong : "";
+}
+
+TEST(Recording, IsRefusedWithTheLineThatIsWrong) {
+  using Case = std::pair<std::string, std::string>;
+  const std::string good = "[\"startSession\"]\n\n";
+  for (const auto& [line, says] :
+       {Case{"nonsense", "is no JSON array"}, Case{"[1]", "must begin with the name"},
+        Case{"[\"startSession\",1]", "takes 0 arguments, not 1"},
+        Case{"[\"configureBuild:\",7]", "argument 1 must be text or null"},
+        Case{"[\"configureAvailableCustomDimensions01:\",[\"a\",1]]", "argument 1 must be an array of texts or null"},
+        Case{"[\"configureBuild\",\"x\"]", "is no operation or directive"},
+        Case{"[\"@wait\",-1]", "takes a number of seconds"},
+        Case{"[\"@platform\",{}]", "must come before the first call"}}) {
+    EXPECT_THAT(refusal(good + line), StartsWith("line 3: ")) << line;
+    EXPECT_THAT(refusal(good + line), HasSubstr(says)) << line;
+  }
+  EXPECT_EQ(refusal(good + "[\"addDesignEventWithEventId:value:customFields:mergeFields:\",null,null,null,true]\r\n"),
+            "");
+  EXPECT_THAT(refusal(R"(["@platform",{"colour":"red"}])"), HasSubstr("does not know \"colour\""));
+  EXPECT_THAT(refusal(R"(["@platform",{"tracking_status":"x"}])"), HasSubstr("can't take that value"));
+  EXPECT_EQ(refusal(R"(["@platform",{"tracking_status":3,"version":null,"system_version":"17.2"}])"), "");
+}
+
+std::variant<Options, int> read(std::vector<const char*> arguments) {
+  arguments.insert(arguments.begin(), "zorvane-play");
+  return readOptions(static_cast<int>(arguments.size()), arguments.data());
+}
+
+TEST(PlayOptions, TakeWhatTheyNameAndEndWithAStatusOtherwise) {
+  const auto all = read({"--collector", "https://[::1]:8443/", "--data-dir=here", "--queue-seconds", "0.5", "-"});
+  const auto& options = std::get<Options>(all);
+  ASSERT_TRUE(options.collector);
+  EXPECT_EQ(options.collector->protocol, "https");
+  EXPECT_EQ(options.collector->hostname, "[::1]");
+  EXPECT_EQ(options.collector->port, "8443");
+  EXPECT_EQ(options.dataDirectory, "here");
+  EXPECT_EQ(options.queueSeconds, 0.5);
+  EXPECT_EQ(options.file, "-");
+  EXPECT_EQ(std::get<Options>(read({"--collector", "http://a.example", "file"})).collector->port, "");
+
+  for (const char* asked : {"--help", "-h", "--version"}) EXPECT_EQ(std::get<int>(read({asked})), 0) << asked;
+  for (const auto& [name, value] : {std::pair{"--collector", "ftp://a"},
+                                    {"--collector", "http://a:65536"},
+                                    {"--collector", "http://a/path"},
+                                    {"--queue-seconds", "0"},
+                                    {"--queue-seconds", "3601"},
+                                    {"--queue-seconds", "1x"},
+                                    {"--data-dir", ""},
+                                    {"--ca-file", "/nonexistent"},
+                                    {"--nothing", "1"},
+                                    {"one", "two"}})
+    EXPECT_EQ(std::get<int>(read({name, value})), kBadUsage) << name << ' ' << value;
+}
 
 std::string codeOf(const std::string& header) {
   std::ifstream lines(std::string(ZORVANE_INCLUDE_DIRECTORY) + "/" + header);
