@@ -90,6 +90,11 @@ TEST_F(Lives, ThatExitWaitUntilTheSessionEndOfTheBackgroundIsSent) {
   EXPECT_EQ(countRows(player.database(), "SELECT count(*) FROM zv_session"), 0U);
 }
 
+TEST_F(Lives, ThatFlushRightBeforeTheyExitHaveSentWhatTheyReported) {
+  errorsOf(designs(0, 300) + "[\"flush\"]\n");
+  EXPECT_THAT(collector.records("design"), SizeIs(300));
+}
+
 // Whether the collector answers, hangs or isn't there, the game ends and what it reported is on disk.
 TEST(WholeLife, ReportsFromEveryCornerOfAProcess) {
   LoopbackServer answering, hanging;
