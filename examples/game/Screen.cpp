@@ -51,8 +51,9 @@ void Screen::fill(double x, double y, double width, double height, Color color) 
 }
 
 void Screen::text(double x, double y, int scale, Color color, std::string_view words) {
-  for (const unsigned char character : words) {
-    if (const auto at = kCharacters.find(static_cast<char>(std::toupper(character))); at != std::string_view::npos)
+  for (const char character : words) {
+    const char upper = static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+    if (const auto at = kCharacters.find(upper); at != std::string_view::npos)
       for (int column = 0; column < kGlyphColumns; ++column)
         for (int row = 0; row < kGlyphRows; ++row)
           if (hasDot(kGlyphs[at], column, row)) fill(x + column * scale, y + row * scale, scale, scale, color);

@@ -30,9 +30,9 @@ ZVStore::ZVStore() : database(std::make_unique<Database>()) {
 ZVStore::~ZVStore() = default;
 
 // With a statement left, it would stay open.
-void Database::Closer::operator()(sqlite3* handle) const noexcept {
-  while (sqlite3_stmt* const kept = sqlite3_next_stmt(handle, nullptr)) sqlite3_finalize(kept);
-  sqlite3_close_v2(handle);
+void Database::Closer::operator()(sqlite3* database) const noexcept {
+  while (sqlite3_stmt* const kept = sqlite3_next_stmt(database, nullptr)) sqlite3_finalize(kept);
+  sqlite3_close_v2(database);
 }
 
 ZVStore& ZVStore::sharedInstance() { return shared.get(); }
