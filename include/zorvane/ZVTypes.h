@@ -177,7 +177,7 @@ struct ZVMap::Entry {
   Entry(ZVText name, ZVValue content) : key(name.view()), value(std::move(content)) {}
   /// The same for a key that is handed over.
   template <std::same_as<std::string> Key>
-  Entry(Key&& name, ZVValue content) noexcept : key(std::move(name)), value(std::move(content)) {}
+  Entry(Key&& name, ZVValue content) noexcept : key(std::forward<Key>(name)), value(std::move(content)) {}
 
   std::string key;  ///< UTF-8
   ZVValue value;    ///< a copy of what was set
@@ -186,8 +186,8 @@ struct ZVMap::Entry {
 };
 
 template <std::same_as<std::string> Key>
-inline void ZVMap::set(Key&& key, ZVValue value) {
-  put(std::move(key), std::move(value));
+inline void ZVMap::set(Key&& key, ZVValue value) {  // NOLINT(performance-unnecessary-value-param): it is moved on
+  put(std::forward<Key>(key), std::move(value));
 }
 
 /// Texts that a game declares: {"gems", "gold"}, any range of texts, or std::nullopt for no list at all.

@@ -26,8 +26,8 @@ zorvane_timer* zorvane_timer_schedule(double seconds, void (*task)(void* user), 
     ZVTimer::Task run;
     if (task != nullptr)
       run = [task, user, functions = handle->functions] {
-        const auto kept = functions;  // the task may destroy its timer, and this with it
-        kept->call([&] { task(user); });
+        // Kept by a copy: the task may destroy its timer, and this with it.
+        std::shared_ptr(functions)->call([&] { task(user); });
       };
     handle->timer = ZVTimer::scheduledTimerWithTimeInterval(seconds, std::move(run), repeats);
     return handle->timer != nullptr ? handle.release() : nullptr;
