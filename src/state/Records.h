@@ -25,6 +25,6 @@ struct ZVState::Records {
   std::map<std::string, std::int64_t> progressionTries;
 };
 
-inline ZVState::Records& state() { return ZVState::sharedInstance().records(); }
+inline ZVState::Records& state() { return *ZVState::sharedInstance().records_; }
 
 }  // namespace zorvane

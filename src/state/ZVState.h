@@ -139,10 +139,10 @@ class ZVState {
   static void resetSdkErrorEventTimestampForType(const std::string& type);
   static bool isSdkErrorEventTypeAllowed(const std::string& type);
 
-  struct Records;  // state/Records.h: for the files of this folder
-  [[nodiscard]] Records& records() const { return *records_; }
-
  private:
+  struct Records;
+  friend Records& state();  // state/Records.h: for the files of this folder
+
   const std::unique_ptr<Records> records_;
 };
 
