@@ -154,7 +154,7 @@ struct ZVHTTPApi::Call {
 };
 
 ZVHTTPApi::Answer ZVHTTPApi::requestInitReturningDict(const GameKeys& keys, std::string_view configsHash,
-                                                      const std::function<ZVMap()>& annotations) {
+                                                      ZVMap (*annotations)()) {
   constexpr Call kCall{.name = "Init",
                        .requestId = "Init",
                        .isInit = true,

@@ -59,8 +59,7 @@ class ZVHTTPApi {
   static std::unique_ptr<ZVHTTPApi> setSharedInstance(std::unique_ptr<ZVHTTPApi> instance);
 
   // `annotations`: the body, asked for when it is needed. The content, on success, is the cleaned map.
-  Answer requestInitReturningDict(const GameKeys& keys, std::string_view configsHash,
-                                  const std::function<ZVMap()>& annotations);
+  Answer requestInitReturningDict(const GameKeys& keys, std::string_view configsHash, ZVMap (*annotations)());
   // `eventArray`: a list of records as JSON; absent where it could not be written.
   Answer sendEventsInArray(const GameKeys& keys, const std::optional<std::string>& eventArray);
   Answer requestItunesInfoReturningDict(std::string_view bundleId);
