@@ -62,7 +62,7 @@ void ZVReachability::stopNotifier() {
   if (const auto watch = std::exchange(watch_, 0); watch != 0) platform().reachability->unwatch(watch);
 }
 
-int ZVReachability::currentReachabilityStatus() const {
+ZVReachability::Status ZVReachability::currentReachabilityStatus() const {
   const auto flags = platform().reachability->flags(target_);
   if (!flags) return kNotReachable;
   return localWiFi_ ? localWiFiStatusForFlags(*flags) : networkStatusForFlags(*flags);
@@ -76,7 +76,7 @@ bool ZVReachability::isReachable() const { return isReachableViaWiFi() || isReac
 bool ZVReachability::isReachableViaWWAN() const { return currentReachabilityStatus() == kReachableViaWWAN; }
 bool ZVReachability::isReachableViaWiFi() const { return currentReachabilityStatus() == kReachableViaWiFi; }
 
-int ZVReachability::networkStatusForFlags(std::uint32_t flags) {
+ZVReachability::Status ZVReachability::networkStatusForFlags(std::uint32_t flags) {
   const auto has = [flags](std::uint32_t bits) { return (flags & bits) != 0; };
   if (!has(Source::kReachable)) return kNotReachable;
   const bool connectsByItself =
@@ -86,7 +86,7 @@ int ZVReachability::networkStatusForFlags(std::uint32_t flags) {
   return reachable ? kReachableViaWiFi : kNotReachable;
 }
 
-int ZVReachability::localWiFiStatusForFlags(std::uint32_t flags) {
+ZVReachability::Status ZVReachability::localWiFiStatusForFlags(std::uint32_t flags) {
   constexpr std::uint32_t kBoth = Source::kReachable | Source::kIsDirect;
   return (flags & kBoth) == kBoth ? kReachableViaWiFi : kNotReachable;
 }

@@ -18,7 +18,7 @@ namespace zorvane {
 class ZVReachability {
  public:
   // 2, a cellular path, is never produced: it counts as 1.
-  enum Status : int { kNotReachable = 0, kReachableViaWiFi = 1, kReachableViaWWAN = 2 };
+  enum Status { kNotReachable = 0, kReachableViaWiFi = 1, kReachableViaWWAN = 2 };
 
   // Absent (null) when the platform refuses the target.
   static std::shared_ptr<ZVReachability> reachabilityWithHostName(std::string_view hostName);
@@ -33,15 +33,15 @@ class ZVReachability {
   bool startNotifier();
   void stopNotifier();
 
-  [[nodiscard]] int currentReachabilityStatus() const;
+  [[nodiscard]] Status currentReachabilityStatus() const;
   [[nodiscard]] bool connectionRequired() const;
   [[nodiscard]] bool isConnectionRequired() const { return connectionRequired(); }
   [[nodiscard]] bool isReachable() const;
   [[nodiscard]] bool isReachableViaWWAN() const;
   [[nodiscard]] bool isReachableViaWiFi() const;
 
-  static int networkStatusForFlags(std::uint32_t flags);
-  static int localWiFiStatusForFlags(std::uint32_t flags);
+  static Status networkStatusForFlags(std::uint32_t flags);
+  static Status localWiFiStatusForFlags(std::uint32_t flags);
 
  private:
   ZVReachability(ZVReachabilityTarget target, bool localWiFi);

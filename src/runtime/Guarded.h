@@ -18,9 +18,14 @@ class Guarded {
     const std::scoped_lock lock(mutex_);
     return use(value_);
   }
+  template <class Use>
+  auto with(Use use) const {
+    const std::scoped_lock lock(mutex_);
+    return use(value_);
+  }
 
  private:
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   Value value_{};
 };
 

@@ -26,9 +26,12 @@ class SdkConfig {
     return hasEarlier;
   }
 
-  std::optional<std::int32_t> timeOffset;  // seconds, the server's clock minus the client's
+  // Seconds, the server's clock minus the client's; 0 until an answer says it.
+  [[nodiscard]] std::int32_t timeOffset() const { return timeOffset_; }
+  void setTimeOffset(std::int32_t seconds) { timeOffset_ = seconds; }
 
  private:
+  std::int32_t timeOffset_ = 0;
   std::optional<ZVMap> current_;
   std::optional<ZVMap> cached_;
   ZVMap none_;

@@ -11,7 +11,25 @@
 #include <string>
 #include <utility>
 
+#include "values/Counter.h"
+
 namespace zorvane {
+
+// Goes on from run to run. Work queue.
+class CountedNumber {
+ public:
+  [[nodiscard]] std::int64_t value() const { return value_.value_or(0); }
+  void increment() { value_ = successor(value()); }
+  // What an earlier run left. False: this run has counted already, and its number stays.
+  bool adopt(std::int64_t stored) {
+    if (value_) return false;
+    value_ = stored;
+    return true;
+  }
+
+ private:
+  std::optional<std::int64_t> value_;
+};
 
 class Session {
  public:
@@ -36,10 +54,11 @@ class Session {
   [[nodiscard]] const std::optional<std::string>& id() const { return id_; }  // absent before the first one
   [[nodiscard]] const std::string& start() const { return start_; }
 
-  // Counted across runs; absent until they are known.
-  std::optional<std::int64_t> number;
-  std::optional<std::int64_t> transactions;
-  bool isFirstOfInstallation = false;
+  CountedNumber number;
+  CountedNumber transactions;
+
+  void setFirstOfInstallation(bool first) { isFirstOfInstallation_ = first; }
+  bool takeFirstOfInstallation() { return std::exchange(isFirstOfInstallation_, false); }
 
  private:
   std::atomic<bool> paused_{true};
@@ -47,6 +66,7 @@ class Session {
   std::atomic<bool> authorized_{false};
   bool pausedOnQueue_ = true;
   std::optional<std::string> id_;
+  bool isFirstOfInstallation_ = false;
   std::string start_;  // whole seconds, as decimal text
 };
 

@@ -102,7 +102,7 @@ ZVMap ZVState::getInitAnnotations() {
 
 double ZVState::getClientTsAdjustedWithServertimeOffset() {
   const double now = clientSeconds();
-  const double adjusted = now + state().sdkConfig.timeOffset.value_or(0);
+  const double adjusted = now + state().sdkConfig.timeOffset();
   return ZVValidator::validateClientTs(adjusted) ? adjusted : now;
 }
 

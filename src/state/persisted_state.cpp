@@ -110,20 +110,15 @@ void adoptDimensions(const Persisted& persisted) {
 }
 
 void adoptInstallation(const Persisted& persisted) {
-  state().session.isFirstOfInstallation = persisted.newInstall;
+  state().session.setFirstOfInstallation(persisted.newInstall);
   Identity& identity = state().identity;
   identity.preferIdfv((persisted.newInstall && ZVStore::setDbStateWithKey("use_idfv", "YES")) || persisted.useIdfv);
   if (identity.prefersIdfv()) ZVLogger::d(0, "Using idfv as user_id.");
 }
 
-void adoptCounter(std::optional<std::int64_t>& counter, std::int64_t persisted, void (*persist)(ZVText),
-                  std::string_view name) {
-  if (counter) {
-    persist(std::to_string(*counter));
-    return;
-  }
-  counter = persisted;
-  ZVLogger::d(0, "{} found in persisted cache.", name);
+void adoptNumber(CountedNumber& number, std::int64_t persisted, void (*persist)(ZVText), std::string_view name) {
+  if (number.adopt(persisted)) ZVLogger::d(0, "{} found in persisted cache.", name);
+  else persist(std::to_string(number.value()));
 }
 
 }  // namespace
@@ -137,9 +132,9 @@ bool ZVState::ensurePersistedStates() {
   adoptRandomUserId();
   adoptDimensions(*persisted);
   adoptInstallation(*persisted);
-  adoptCounter(state().session.number, persisted->sessionNum, ZVStore::persistStateSessionNumWithValue, "session_num");
-  adoptCounter(state().session.transactions, persisted->transactionNum, ZVStore::persistStateTransactionNumWithValue,
-               "transaction_num");
+  adoptNumber(state().session.number, persisted->sessionNum, ZVStore::persistStateSessionNumWithValue, "session_num");
+  adoptNumber(state().session.transactions, persisted->transactionNum, ZVStore::persistStateTransactionNumWithValue,
+              "transaction_num");
   return true;
 }
 

@@ -90,8 +90,8 @@ void adoptTimeOffset() {
   const ZVValue* offset = ZVState::getSdkConfig().find("time_offset");
   if (offset == nullptr) return;
   using Limits = std::numeric_limits<std::int32_t>;
-  state().sdkConfig.timeOffset =
-      static_cast<std::int32_t>(std::clamp<std::int64_t>(integerReading(*offset), Limits::min(), Limits::max()));
+  state().sdkConfig.setTimeOffset(
+      static_cast<std::int32_t>(std::clamp<std::int64_t>(integerReading(*offset), Limits::min(), Limits::max())));
 }
 
 }  // namespace
@@ -114,7 +114,7 @@ void ZVState::beginSession() {
 
 const std::optional<std::string>& ZVState::sessionId() { return state().session.id(); }
 const std::string& ZVState::sessionStart() { return state().session.start(); }
-bool ZVState::takeNewInstall() { return std::exchange(state().session.isFirstOfInstallation, false); }
+bool ZVState::takeNewInstall() { return state().session.takeFirstOfInstallation(); }
 bool ZVState::hasPaused() { return state().session.hasPaused(); }
 bool ZVState::pause() { return state().session.pause(); }
 void ZVState::followPause() { state().session.followPause(); }

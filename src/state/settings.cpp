@@ -49,8 +49,8 @@ std::string ZVState::getGameSecret() { return configuration().keys.gameSecret; }
 std::string ZVState::getBuild() { return configuration().versions.build.value_or(""); }
 std::string ZVState::getIdfa() { return state().identity.idfa(); }
 std::string ZVState::getIdfv() { return state().identity.idfv(); }
-std::int64_t ZVState::getSessionNum() { return session().number.value_or(0); }
-std::int64_t ZVState::getTransactionNum() { return session().transactions.value_or(0); }
+std::int64_t ZVState::getSessionNum() { return session().number.value(); }
+std::int64_t ZVState::getTransactionNum() { return session().transactions.value(); }
 std::optional<std::string> ZVState::getEngineVersion() { return configuration().versions.engine; }
 const ZVMap& ZVState::getSdkConfig() { return state().sdkConfig.inForce(); }
 
@@ -72,7 +72,7 @@ bool ZVState::hasConnection() {
   return connection == "wwan" || connection == "wifi";
 }
 
-void ZVState::incrementSessionNum() { session().number = successor(getSessionNum()); }
-void ZVState::incrementTransactionNum() { session().transactions = successor(getTransactionNum()); }
+void ZVState::incrementSessionNum() { session().number.increment(); }
+void ZVState::incrementTransactionNum() { session().transactions.increment(); }
 
 }  // namespace zorvane

@@ -112,7 +112,7 @@ class Copy {
   bool isWhole() {
     for (int column = 1; column <= columns_; ++column)
       if (sqlite3_column_type(source_.get(), column) != SQLITE_TEXT) return false;
-    return table_.json < 0 || readJson(textAt(source_.get(), table_.json + 1)).has_value();
+    return !table_.json || readJson(textAt(source_.get(), *table_.json + 1)).has_value();
   }
 
   bool insert() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string_view>
 
 namespace zorvane {
@@ -13,7 +14,7 @@ struct Table {
   const char* create;
   const char* probe;
   std::string_view corrupt;  // what the log says of a table that can't be used
-  int json;                  // number of the column that holds a record, from 0; -1 for none
+  std::optional<int> json;   // number of the column that holds a record, from 0
 };
 
 inline constexpr auto kTables = std::to_array<Table>({
@@ -27,10 +28,10 @@ inline constexpr auto kTables = std::to_array<Table>({
      "SELECT session_id FROM zv_session LIMIT 0,1", "zv_session corrupt, recreating.", 2},
     {"zv_state", "key, value", "?, ?",
      "CREATE TABLE IF NOT EXISTS zv_state(key CHAR(255) PRIMARY KEY NOT NULL, value TEXT);",
-     "SELECT key FROM zv_state LIMIT 0,1", "zv_state corrupt, recreating.", -1},
+     "SELECT key FROM zv_state LIMIT 0,1", "zv_state corrupt, recreating.", std::nullopt},
     {"zv_progression", "progression, tries", "?, ?",
      "CREATE TABLE IF NOT EXISTS zv_progression(progression CHAR(255) PRIMARY KEY NOT NULL, tries CHAR(255));",
-     "SELECT progression FROM zv_progression LIMIT 0,1", "zv_state corrupt, recreating.", -1},
+     "SELECT progression FROM zv_progression LIMIT 0,1", "zv_state corrupt, recreating.", std::nullopt},
 });
 
 // Small pages keep what one event writes small: its transaction rewrites a handful of them.

@@ -129,7 +129,7 @@ ZVHTTPApi::ZVHTTPApi()
       session_(platform().makeURLSession()),
       wait_(std::make_shared<AnswerWait>()) {
   const std::string host = port.empty() ? hostname : hostname + ":" + port;
-  baseUrl_ = fmt::format("{}://{}/{}", httpProtocol, host, version);
+  setBaseUrl(fmt::format("{}://{}/{}", httpProtocol, host, version));
   remoteConfigsBaseUrl = fmt::format("{}://{}/remote_configs/{}", httpProtocol, host, remoteConfigsVersion);
 }
 
@@ -335,13 +335,11 @@ void ZVHTTPApi::giveUpRequests() noexcept { wait_->setGivingUp(true); }
 void ZVHTTPApi::makeRequestsAgain() noexcept { wait_->setGivingUp(false); }
 
 void ZVHTTPApi::setBaseUrl(ZVText url) {
-  const std::scoped_lock lock(baseUrlGuard_);
-  baseUrl_ = url.view();
+  baseUrl_.with([&](std::string& baseUrl) { baseUrl = url.view(); });
 }
 
 std::string ZVHTTPApi::getBaseUrl() const {
-  const std::scoped_lock lock(baseUrlGuard_);
-  return baseUrl_;
+  return baseUrl_.with([](const std::string& baseUrl) { return baseUrl; });
 }
 
 std::string ZVHTTPApi::eventsUrl(std::string_view gameKey) const {

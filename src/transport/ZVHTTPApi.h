@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +17,7 @@
 #include <zorvane/ZVPlatform.h>
 #include <zorvane/ZVTypes.h>
 
+#include "runtime/Guarded.h"
 #include "values/GameKeys.h"
 
 namespace zorvane {
@@ -104,8 +104,7 @@ class ZVHTTPApi {
   Answer exchange(const Call& call, ZVURLRequest request, ZVText json);
   [[nodiscard]] std::string eventsUrl(std::string_view gameKey) const;
 
-  mutable std::mutex baseUrlGuard_;
-  std::string baseUrl_;  // guarded by baseUrlGuard_
+  Guarded<std::string> baseUrl_;
   std::shared_ptr<ZVURLSession> session_;
   const std::shared_ptr<AnswerWait> wait_;
   // What went wrong last, as a number; 0: nothing. Also touched by a thread that crashes, while the work queue sends.
