@@ -39,10 +39,8 @@ TEST(CustomFields, AreKeptOrLeftOutOneByOneWithAWarningAndAnErrorEvent) {
     game.log.clear();
     ZVMap kept;
     game.onQueue([&, &k = key, &v = value] { kept = ZVEvents::validateAndCleanCustomFields({{k, v}}); });
-    EXPECT_THAT(kept, SizeIs(because.empty() ? 1 : 0)) << key;
-    if (!because.empty()) {
-      EXPECT_EQ(game.log.count("has been omitted because " + because), 1U) << key;
-    }
+    EXPECT_EQ(kept.size(), because.empty() ? 1U : 0U) << key;
+    EXPECT_EQ(game.log.count("has been omitted because " + because), because.empty() ? 0U : 1U) << key;
   }
   EXPECT_FALSE(game.stored("error").empty());
 }
@@ -69,13 +67,11 @@ TEST(CustomFields, KeepTheFirstFiftyAndReportTenOfTheRest) {
   Zorvane::setGlobalCustomEventFields({{"global", 1}});
   ZVMap many;
   for (int i = 0; i < 62; ++i) many.set("k" + std::to_string(i), i);
-  ZVMap kept;
   game.onQueue([&] {
-    kept = ZVEvents::validateAndCleanCustomFields(many);
+    const ZVMap kept = ZVEvents::validateAndCleanCustomFields(many);
+    EXPECT_TRUE(kept.contains("k0") && kept.contains("k49") && kept.size() == 50);
     ZVEvents::addErrorEvent("another type", ZVErrorSeverity::critical, "one");
   });
-  EXPECT_THAT(kept, SizeIs(50));
-  EXPECT_TRUE(kept.contains("k0") && kept.contains("k49") && !kept.contains("k50"));
   EXPECT_EQ(game.log.count("it exceeds the max number of custom fields (50)"), 12U);
   const auto errors = game.stored("error");
   ASSERT_THAT(errors, SizeIs(10 + 1));
@@ -112,12 +108,10 @@ TEST(GlobalCustomFields, AreLookedAtWhenAnEventNeedsThemAndNotBefore) {
   game.settle();
   EXPECT_FALSE(game.log.contains("has been omitted"));
   for (int i = 0; i < 3; ++i) Zorvane::addDesignEventWithEventId("needs:them");
-  Zorvane::addDesignEventWithEventId("merges:them", {{"own", 3}}, true);
   game.settle();
   EXPECT_EQ(game.log.count("Warning/ZV/Analytics: validateAndCleanCustomFields: entry with key=no key!"), 1U);
   EXPECT_THAT(game.stored("error"), SizeIs(1));
-  EXPECT_EQ(shown(game.stored("design").front(), "custom_fields"), "{key = 2}");
-  EXPECT_EQ(shown(game.stored("design").back(), "custom_fields"), "{own = 3; key = 2}");
+  EXPECT_EQ(shown(game.stored("design").back(), "custom_fields"), "{key = 2}");
   Zorvane::setGlobalCustomEventFields({{"no key!", 1}});
   Zorvane::addDesignEventWithEventId("needs:them");
   game.settle();
