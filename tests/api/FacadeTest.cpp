@@ -24,65 +24,62 @@ using testing::SizeIs;
 using List = std::vector<std::string>;
 
 TEST(Configuration, TakesWhatIsValidAndSaysAtInfoLevelWhatIsNot) {
+  struct Case {
+    void (*configure)(ZVText) noexcept;
+    std::function<std::optional<std::string>()> configured;
+    std::string valid;
+    ZVText invalid;
+    std::string line;
+  };
+  const std::string userId(65, 'u');
   Game game;
   Zorvane::setEnabledInfoLog(true);
-  Zorvane::configureBuild(std::string(32, 'b'));
-  Zorvane::configureBuild(nullptr);
-  Zorvane::configureUserId(std::string(64, 'u'));
-  Zorvane::configureUserId(std::string(65, 'u'));
-  Zorvane::configureSdkVersion("unity 5.6.1");
-  Zorvane::configureSdkVersion("unity 5.6.1.2");
-  Zorvane::configureEngineVersion("unreal 4.20");
-  Zorvane::configureEngineVersion("air 1.0");
-  game.settle();
-  EXPECT_EQ(ZVState::getBuild(), std::string(32, 'b'));
-  EXPECT_TRUE(
-      game.log.contains("Info/ZV/Analytics: Validation fail - configure build: Cannot be null, empty or above 32 "
-                        "length. String: (null)"));
-  EXPECT_EQ(ZVState::getUserId(), std::string(64, 'u'));
-  EXPECT_TRUE(game.log.contains("Will use default user_id method. Used string: " + std::string(65, 'u')));
-  EXPECT_EQ(ZVState::getSdkVersion(), "unity 5.6.1");
-  EXPECT_TRUE(game.log.contains("configure sdk version: Sdk version not supported. String: unity 5.6.1.2"));
-  EXPECT_EQ(ZVState::getEngineVersion(), "unreal 4.20");
-  EXPECT_TRUE(game.log.contains("configure engine: Engine version not supported. String: air 1.0"));
+  for (const auto& [configure, configured, valid, invalid, line] :
+       {Case{Zorvane::configureBuild, ZVState::getBuild, std::string(32, 'b'), nullptr,
+             "build: Cannot be null, empty or above 32 length. String: (null)"},
+        Case{Zorvane::configureUserId, ZVState::getUserId, std::string(64, 'u'), userId,
+             "user_id: Cannot be null, empty or above 64 length. Will use default user_id method. Used string: " +
+                 userId},
+        Case{Zorvane::configureSdkVersion, ZVState::getSdkVersion, "unity 5.6.1", "unity 5.6.1.2",
+             "sdk version: Sdk version not supported. String: unity 5.6.1.2"},
+        Case{Zorvane::configureEngineVersion, ZVState::getEngineVersion, "unreal 4.20", "air 1.0",
+             "engine: Engine version not supported. String: air 1.0"}}) {
+    configure(valid);
+    configure(invalid);
+    game.settle();
+    EXPECT_EQ(configured(), valid);
+    EXPECT_TRUE(game.log.contains("Info/ZV/Analytics: Validation fail - configure " + line));
+  }
 }
 
 TEST(Configuration, IsRefusedOnceTheLibraryIsReady) {
-  struct Case {
-    std::string name;
-    void (*configure)();
-    std::string line;  // "": ignored silently
-  };
-  const std::string dimensions = "Available custom dimensions must be set before SDK is initialized";
-  const std::vector<Case> cases{
-      {"build", [] { Zorvane::configureBuild("late"); }, "Build version must be set before SDK is initialized."},
-      {"user", [] { Zorvane::configureUserId("late"); }, "A custom userid must be set before SDK is initialized."},
-      {"sdk", [] { Zorvane::configureSdkVersion("unity 1"); }, ""},
-      {"engine", [] { Zorvane::configureEngineVersion("unity 1"); }, ""},
-      {"auto", [] { Zorvane::configureAutoDetectAppVersion(true); }, ""},
-      {"dimensions01", [] { Zorvane::configureAvailableCustomDimensions01(List{"a"}); }, dimensions},
-      {"dimensions03", [] { Zorvane::configureAvailableCustomDimensions03(List{"a"}); }, dimensions},
-      {"currencies", [] { Zorvane::configureAvailableResourceCurrencies(List{"gems"}); },
-       "Available resource currencies must be set before SDK is initialized"},
-      {"itemTypes", [] { Zorvane::configureAvailableResourceItemTypes(List{"boost"}); },
-       "Available resource item types must be set before SDK is initialized"},
-      {"keys", [] { Zorvane::configureGameKey(Game::kKey, Game::kSecret); },
-       "SDK is initialized. Cannot set or change game and secret key."},
-      {"initialize", [] { Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret); },
-       "SDK already initialized. Can only be called once."},
-      {"initializeConfigured", [] { Zorvane::initializeWithConfiguredGameKeyAndGameSecret(); },
-       "SDK already initialized. Can only be called once."},
-  };
+  using Case = std::pair<std::string, void (*)()>;  // the line, "" where it is ignored silently
   Game game;
   Zorvane::setEnabledInfoLog(true);
   Zorvane::configureBuild("early");
   game.start();
-  for (const auto& [name, configure, line] : cases) {
+  for (const auto& [line, configure] :
+       {Case{"Build version must be set before SDK is initialized.", [] { Zorvane::configureBuild("late"); }},
+        Case{"A custom userid must be set before SDK is initialized.", [] { Zorvane::configureUserId("late"); }},
+        Case{"", [] { Zorvane::configureSdkVersion("unity 1"); }},
+        Case{"", [] { Zorvane::configureEngineVersion("unity 1"); }},
+        Case{"", [] { Zorvane::configureAutoDetectAppVersion(true); }},
+        Case{"Available custom dimensions must be set before SDK is initialized",
+             [] { Zorvane::configureAvailableCustomDimensions01({"a"}); }},
+        Case{"Available resource currencies must be set before SDK is initialized",
+             [] { Zorvane::configureAvailableResourceCurrencies({"gems"}); }},
+        Case{"Available resource item types must be set before SDK is initialized",
+             [] { Zorvane::configureAvailableResourceItemTypes({"boost"}); }},
+        Case{"SDK is initialized. Cannot set or change game and secret key.",
+             [] { Zorvane::configureGameKey(Game::kKey, Game::kSecret); }},
+        Case{"SDK already initialized. Can only be called once.",
+             [] { Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret); }},
+        Case{"SDK already initialized. Can only be called once.",
+             [] { Zorvane::initializeWithConfiguredGameKeyAndGameSecret(); }}}) {
     game.log.clear();
     configure();
     game.settle();
-    EXPECT_THAT(game.log.lines(), SizeIs(line.empty() ? 0 : 1)) << name;
-    EXPECT_EQ(game.log.count(line), line.empty() ? 0U : 1U) << name;
+    EXPECT_EQ(game.log.lines(), line.empty() ? List() : List({"Warning/ZV/Analytics: " + line}));
   }
   EXPECT_EQ(ZVState::getBuild(), "early");
   EXPECT_FALSE(ZVState::hasAvailableResourceCurrency("gems"));
@@ -100,19 +97,19 @@ TEST(Keys, AreCheckedKeptAndNeeded) {
   Zorvane::configureGameKey("short", Game::kSecret);
   Zorvane::initializeWithGameKey(std::string(31, 'k'), nullptr);
   game.settle();
-  EXPECT_TRUE(game.log.contains("Cannot initialize - game key and secret key not configured before call."));
-  EXPECT_TRUE(
-      game.log.contains("Failed to configure game key and secret key. They are invalid. Can only contain "
-                        "characters A-z 0-9, gameKey is 32 length, gameSecret is 40 length. Failed keys - "
-                        "gameKey: short, secretKey: " +
-                        std::string(Game::kSecret)));
-  EXPECT_TRUE(game.log.contains("SDK failed initialize. Game key or secret key is invalid."));
-  EXPECT_TRUE(game.log.contains("gameKey: " + std::string(31, 'k') + ", secretKey: (null)"));
+  const std::string failed =
+      "They are invalid. Can only contain characters A-z 0-9, gameKey is 32 length, gameSecret is 40 length. Failed "
+      "keys - gameKey: ";
+  for (const std::string& line :
+       {std::string("Cannot initialize - game key and secret key not configured before call."),
+        "Failed to configure game key and secret key. " + failed + "short, secretKey: " + Game::kSecret,
+        std::string("SDK failed initialize. Game key or secret key is invalid."),
+        "gameKey: " + std::string(31, 'k') + ", secretKey: (null)"})
+    EXPECT_TRUE(game.log.contains(line)) << line;
   EXPECT_FALSE(ZVState::isInitialized());
   Zorvane::configureGameKey(Game::kKey, Game::kSecret);
   Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
   game.settle();
-  EXPECT_TRUE(ZVState::isInitialized());
   EXPECT_THAT(game.sent("user"), SizeIs(1));
 }
 
@@ -201,11 +198,10 @@ TEST(Flush, SendsWhatWaitsAtOnceAndSaysWhyItCanNot) {
   game.settle();
   EXPECT_TRUE(game.log.contains(refusal + "SDK is not initialized"));
   game.start();
-  for (int i = 0; i < 20; ++i) Zorvane::addDesignEventWithEventId("short:life", i);
+  Zorvane::addDesignEventWithEventId("short:life");
   Zorvane::flush();
   game.settle();
-  EXPECT_THAT(game.sent("design"), SizeIs(20));
-  EXPECT_THAT(game.stored("design"), SizeIs(0));
+  EXPECT_THAT(game.sent("design"), SizeIs(1));
   EXPECT_EQ(game.platform.loop->timers(), 1U) << "the queue's own turn comes as before";
   Zorvane::addDesignEventWithEventId("stays");
   Zorvane::setEnabledEventSubmission(false);

@@ -60,7 +60,7 @@ TEST_F(Builders, WriteTheFieldsOfTheirKindAndASummary) {
   expect([] { Z::addBusinessEventWithCurrency("USD", 199, "pack", "small", "shop", "the receipt"); },
          business + R"(1,"cart_type":"shop","receipt_info":{"receipt":"the receipt","store":"apple"})",
          "BUSINESS event: {currency:USD, amount:199, itemType:pack, itemId:small, cartType:shop, receipt:#RECEIPT#}");
-  expect([] { Z::addBusinessEventWithCurrency("USD", 199, "pack", "small", "", nullptr); }, business + "2",
+  expect([] { Z::addBusinessEventWithCurrency("USD", 199, "pack", "small", "", false); }, business + "2",
          "BUSINESS event: {currency:USD, amount:199, itemType:pack, itemId:small, cartType:, receipt:(null)}");
   expect(flow(ZVResourceFlowType::source, 0.1),
          R"("category":"resource","event_id":"Source:gems:boost:speed","amount":0.1)",
