@@ -54,9 +54,7 @@ class SessionDataTask : public testing::Test {
         },
         {});
   }
-  static std::shared_ptr<ZVHTTPSessionDataTask> makeTask() {
-    return ZVHTTPSessionDataTask::initWithRequest({"http://host/", "POST", {}, "[1]"});
-  }
+  static auto makeTask() { return ZVHTTPSessionDataTask::initWithRequest({"http://host/", "POST", {}, "[1]"}); }
 
   std::shared_ptr<HeldRequest> network = std::make_shared<HeldRequest>();
   TestPlatform platform =
@@ -70,22 +68,20 @@ TEST_F(SessionDataTask, SortsWhateverASessionReports) {
   const ZVURLError other{ZVURLError::kOther, "other"};
   const auto http = [](long status) { return ZVURLResponse{status, true}; };
   using Case = std::tuple<Answer, std::vector<std::string>, std::vector<std::string>>;
-  for (const auto& [answer, outcomes, lines] : {
-           Case{{"body", http(200), {}}, {"success 200 body"}, {}},
-           Case{{"body", http(201), {}}, {"failure - -"}, {kRequest + "Unknown error"}},
-           Case{{"body", http(400), {}}, {"failure - 400"}, {kRequest + "400 - Bad Request."}},
-           Case{{"body", http(401), {}}, {"failure - 401"}, {kRequest + "401 - Unauthorized."}},
-           Case{{"body", http(500), {}}, {"failure - 500"}, {kRequest + "500 - Internal Server Error."}},
-           Case{{"", http(0), refused}, {"failure -1012 0"}, {kRequest + "401 - Unauthorized."}},
-           Case{{"body", ZVURLResponse{200, false}, {}}, {"failure - -", "success 200 body"}, {kNotHttp}},
-           Case{{"body", {}, {}}, {"failure - -", "failure - -"}, {kNotHttp, kRequest + "Unknown error"}},
-           Case{{{}, http(502), refused},
-                {"failure -1012 502"},
-                {kDebug + "Error description: refused, Status code: 502"}},
-           Case{{{}, {}, other},
-                {"failure - -", "failure -1 -"},
-                {kNotHttp, kDebug + "ZVHTTPSessionDataTask had no data and no error/response."}},
-       }) {
+  for (const auto& [answer, outcomes, lines] :
+       {Case{{"body", http(200), {}}, {"success 200 body"}, {}},
+        Case{{"body", http(201), {}}, {"failure - -"}, {kRequest + "Unknown error"}},
+        Case{{"body", http(400), {}}, {"failure - 400"}, {kRequest + "400 - Bad Request."}},
+        Case{{"body", http(401), {}}, {"failure - 401"}, {kRequest + "401 - Unauthorized."}},
+        Case{{"body", http(500), {}}, {"failure - 500"}, {kRequest + "500 - Internal Server Error."}},
+        Case{{"", http(0), refused}, {"failure -1012 0"}, {kRequest + "401 - Unauthorized."}},
+        Case{{"body", ZVURLResponse{200, false}, {}}, {"failure - -", "success 200 body"}, {kNotHttp}},
+        Case{{"body", {}, {}}, {"failure - -", "failure - -"}, {kNotHttp, kRequest + "Unknown error"}},
+        Case{
+            {{}, http(502), refused}, {"failure -1012 502"}, {kDebug + "Error description: refused, Status code: 502"}},
+        Case{{{}, {}, other},
+             {"failure - -", "failure -1 -"},
+             {kNotHttp, kDebug + "ZVHTTPSessionDataTask had no data and no error/response."}}}) {
     log.clear();
     told.clear();
     perform(*makeTask(), told);
