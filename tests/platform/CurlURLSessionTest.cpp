@@ -70,8 +70,6 @@ ZVURLRequest post(const std::string& url, std::string body, Headers headers = {}
   return {url, "POST", std::move(headers), std::move(body)};
 }
 
-constexpr auto kAWhile = std::chrono::seconds(1);
-
 // As long as it lives, the process gets no new descriptor and can't wait for those that it has.
 class FewDescriptors {
  public:
@@ -88,17 +86,17 @@ class FewDescriptors {
   rlimit before_{};
 };
 
-[[maybe_unused]] double processorSecondsIn(std::chrono::seconds time) {
+[[maybe_unused]] double processorSecondsInASecond() {
   const std::clock_t before = std::clock();
-  std::this_thread::sleep_for(time);
+  std::this_thread::sleep_for(std::chrono::seconds(1));
   return static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
 }
 
 // A server on 127.0.0.1 that answers its first request and keeps the connection; every later request is read, and its
-// connection closed without an answer.
+// connection closed without an answer. All have the same body.
 class ClosingServer {
  public:
-  ClosingServer() {
+  explicit ClosingServer(const std::string& body) : end_("\r\n\r\n" + body) {
     const sockaddr_in any{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
     bind(listening_, reinterpret_cast<const sockaddr*>(&any), sizeof any);
     listen(listening_, 8);
@@ -126,19 +124,15 @@ class ClosingServer {
       while (takesRequest(connection) && ++requests_ == 1)
         send(connection, kAnswer.data(), kAnswer.size(), MSG_NOSIGNAL);
   }
-  // The requests of the test end with their headers, or with "]".
-  static bool takesRequest(int connection) {
+  [[nodiscard]] bool takesRequest(int connection) const {
     std::string request;
-    std::array<char, 4096> part{};
-    while (!request.ends_with(']') && !(request.ends_with("\r\n\r\n") && request.find("Length: 2") == request.npos)) {
-      const ssize_t size = recv(connection, part.data(), part.size(), 0);
-      if (size <= 0) return false;
-      request.append(part.data(), static_cast<std::size_t>(size));
-    }
+    for (char byte = 0; !request.ends_with(end_); request += byte)
+      if (recv(connection, &byte, 1, 0) != 1) return false;
     return true;
   }
 
   static constexpr std::string_view kAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n[]";
+  const std::string end_;
   const int listening_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   std::atomic<int> requests_{0};
   std::thread thread_;
@@ -163,10 +157,8 @@ TEST_F(CurlURLSession, SendsTheHeadersThatWereAskedForAndWhatHttpNeeds) {
     EXPECT_THAT(sent.headers, testing::UnorderedElementsAreArray(expected)) << request.url;
     EXPECT_TRUE(sent.body == request.body) << request.url;
   };
-  const Headers given{{"Content-Type", "application/json"}, {"Content-Encoding", "gzip"}, {"Authorization", "abc="}};
-  Headers expected = given;
-  expected.emplace_back("Content-Length", "6");
-  sends(post(server.url("/a?b=c&d=%20"), binary, given), expected);
+  const Headers given{{"Content-Type", "application/json"}, {"Content-Encoding", "gzip"}};
+  sends(post(server.url("/a?b=c&d=%20"), binary, given), {given[0], given[1], {"Content-Length", "6"}});
   sends(post(server.url("/large"), std::string(2'000'000, 'x')), {{"Content-Length", "2000000"}});
   sends({server.url("/get"), "GET", {{"accept", "text/plain"}}, {}}, {{"accept", "text/plain"}});
 }
@@ -189,7 +181,7 @@ TEST_F(CurlURLSession, HandsOverEveryAnswerThatIsWhole) {
 TEST(CurlURLSessionPost, IsMadeOnceWhereAKeptConnectionClosesWithoutAnAnswer) {
   const auto session = makeCurlURLSession({});
   for (const char* const body : {"[]", ""}) {
-    const ClosingServer server;
+    const ClosingServer server(body);
     EXPECT_EQ(perform(session, post(server.url(), body)).status(), 200);
     const Outcome unanswered = perform(session, post(server.url(), body));
     EXPECT_TRUE(!unanswered.body && !unanswered.response && unanswered.code() == ZVURLError::kOther);
@@ -265,10 +257,9 @@ TEST_F(CurlURLSession, RecoversOnceThereAreDescriptorsAndRestsUntilThen) {
     const FewDescriptors none;
     EXPECT_EQ(get(session, server.url("/first")).code(), ZVURLError::kOther);
     EXPECT_EQ(get(session, "http://localhost:" + std::to_string(server.port()) + "/").code(), ZVURLError::kOther);
-    EXPECT_LT(processorSecondsIn(kAWhile), 0.5);
+    EXPECT_LT(processorSecondsInASecond(), 0.5);
   }
   EXPECT_EQ(get(session, server.url("/second")).status(), 200);
-
   server.hang();
   Exchange hanging(session, post(server.url("/v2"), "[]"));
   hanging.task->resume();
@@ -276,7 +267,7 @@ TEST_F(CurlURLSession, RecoversOnceThereAreDescriptorsAndRestsUntilThen) {
   {
     const FewDescriptors none;
     get(session, server.url("/third"));  // awake, the transport's thread finds that it can't wait
-    EXPECT_LT(processorSecondsIn(kAWhile), 0.5);
+    EXPECT_LT(processorSecondsInASecond(), 0.5);
     hanging.task->cancel();
     EXPECT_FALSE(hanging.outcome().body);
   }
@@ -290,19 +281,9 @@ TEST(CurlURLSessionTls, TrustsOnlyTheGivenAuthorityForTheRightName) {
   const LoopbackServer server(Security::tls);
   const LoopbackServer stranger(Security::tls);
   const LoopbackServer misnamed(Security::tls, "DNS:elsewhere.example");
-  struct Case {
-    const LoopbackServer& server;
-    std::string caFile;
-    const char* problem;  // null: none
-  };
-  for (const auto& [to, caFile, problem] :
-       {Case{server, server.caFile(), nullptr}, Case{server, stranger.caFile(), "certificate"},
-        Case{server, "", "certificate"}, Case{server, "/nonexistent.pem", "certificate"},
-        Case{misnamed, misnamed.caFile(), "name"}}) {
-    const Outcome outcome = get(makeCurlURLSession({caFile}), to.url("/"));
-    EXPECT_EQ(outcome.status(), problem == nullptr ? 200 : 0) << caFile;
-    EXPECT_THAT(outcome.text(), HasSubstr(problem == nullptr ? "" : problem)) << caFile;
-  }
-  EXPECT_EQ(server.requests().size(), 1u);
-  EXPECT_TRUE(misnamed.requests().empty());
+  EXPECT_EQ(get(makeCurlURLSession({server.caFile()}), server.url("/")).status(), 200);
+  for (const std::string& caFile : {stranger.caFile(), std::string(), std::string("/nonexistent.pem")})
+    EXPECT_THAT(get(makeCurlURLSession({caFile}), server.url("/")).text(), HasSubstr("certificate")) << caFile;
+  EXPECT_THAT(get(makeCurlURLSession({misnamed.caFile()}), misnamed.url("/")).text(), HasSubstr("name"));
+  EXPECT_EQ(server.requests().size() + misnamed.requests().size(), 1u);
 }

@@ -15,6 +15,7 @@ using namespace zorvane;
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -81,11 +82,9 @@ TEST_F(FileUserDefaults, StartsEmptyFromADamagedFileAndRecovers) {
     EXPECT_EQ(makeFileUserDefaults(path)->stringForKey("key"), std::nullopt) << "cut to " << length << " bytes";
   }
   for (const std::string& damaged :
-       {whole + "x", whole + std::string(1, '\0'), std::string("[]"), std::string("\"text\""), std::string("null"),
-        std::string(R"({"key":1e999999999})"), std::string(R"({"key":null})"),
-        std::string(R"({"key":{"key":"value"}})"), std::string(1000, '['),
-        std::string("zorvane user defaults 1 4\nabc\n"), std::string("zorvane user defaults 1 6\nk\tv\\q\n"),
-        std::string("zorvane user defaults 1 7\nkey\tv\n")}) {
+       {whole + "x", whole + '\0', "[]"s, "\"text\""s, "null"s, R"({"key":1e999999999})"s, R"({"key":null})"s,
+        R"({"key":{"key":"value"}})"s, std::string(1000, '['), "zorvane user defaults 1 4\nabc\n"s,
+        "zorvane user defaults 1 6\nk\tv\\q\n"s, "zorvane user defaults 1 7\nkey\tv\n"s}) {
     overwrite(path, damaged);
     const auto defaults = makeFileUserDefaults(path);
     EXPECT_EQ(defaults->stringForKey("key"), std::nullopt) << damaged;

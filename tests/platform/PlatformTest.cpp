@@ -119,7 +119,7 @@ constexpr double kNever = 3600;
 
 bool comes(std::future<void> event) { return event.wait_for(kLimit) == std::future_status::ready; }
 
-TEST(PumpedMainLoop, RunsWhatIsDueInPostingOrderAndLeavesTheRest) {
+TEST(PumpedMainLoop, RunsWhatIsDueInPostingOrderAndLeavesWhatIsNotOrWasCancelled) {
   ZVPumpedMainLoop loop;
   EXPECT_FALSE(loop.secondsUntilNextTask());
   std::vector<int> ran;
@@ -139,20 +139,16 @@ TEST(PumpedMainLoop, RunsWhatIsDueInPostingOrderAndLeavesTheRest) {
   EXPECT_EQ(ran, (std::vector{1, 2, 3, 4}));
   EXPECT_GT(loop.secondsUntilNextTask().value_or(0), kNever / 2);
   std::thread([&] { EXPECT_FALSE(loop.isMainThread()); }).join();
-}
 
-TEST(PumpedMainLoop, TakesOddTimersAndCancelsOnesThatAreDue) {
-  ZVPumpedMainLoop loop;
-  int fired = 0;
   ZVMainLoop::TimerId due = 0;
   loop.post([&] { loop.cancelTimer(due); });
-  due = loop.scheduleTimer(-1, [&] { fired += 100; });
-  for (const double seconds : {-5.0, 0.0, std::numeric_limits<double>::quiet_NaN()})
-    loop.scheduleTimer(seconds, [&] { ++fired; });
-  loop.scheduleTimer(std::numeric_limits<double>::infinity(), [&] { fired += 1000; });
+  due = loop.scheduleTimer(-1, [&] { ran.push_back(98); });
+  for (const double seconds : {-5.0, std::numeric_limits<double>::quiet_NaN()})
+    loop.scheduleTimer(seconds, [&] { ran.push_back(5); });
+  loop.scheduleTimer(std::numeric_limits<double>::infinity(), [&] { ran.push_back(97); });
   loop.cancelTimer(12345);
   loop.pump();
-  EXPECT_EQ(fired, 3);
+  EXPECT_EQ(ran, (std::vector{1, 2, 3, 4, 5, 5}));
 }
 
 TEST(OwnThreadMainLoop, RunsTasksAndTimersOnAThreadOfItsOwn) {
