@@ -25,28 +25,6 @@ using Z = Zorvane;
 
 constexpr double kSoon = 0.001;
 
-TEST(EventCalls, AreDroppedUnderTheirKindsNameUntilTheLibraryIsReady) {
-  using Case = std::pair<std::string, void (*)()>;
-  Game game;
-  for (const auto& [kind, report] : {
-           Case{"business", [] { Z::addBusinessEventWithCurrency("USD", 1, "a", "b", "c", "r"); }},
-           Case{"resource", [] { Z::addResourceEventWithFlowType(ZVResourceFlowType::sink, "g", 1, "a", "b"); }},
-           Case{"progression",
-                [] { Z::addProgressionEventWithProgressionStatus(ZVProgressionStatus::fail, "a", {}, {}); }},
-           Case{"design", [] { Z::addDesignEventWithEventId("a"); }},
-           Case{"error", [] { Z::addErrorEventWithSeverity(ZVErrorSeverity::info, "m"); }},
-           Case{"ad", [] { Z::addAdEventWithAction(ZVAdAction::show, ZVAdType::video, "s", "p"); }},
-           Case{"impression", [] { Z::addImpressionMaxEventWithAdNetworkVersion("1", {}); }},
-       }) {
-    game.log.clear();
-    report();
-    game.settle();
-    EXPECT_THAT(game.log.lines(),
-                ElementsAre("Warning/ZV/Analytics: Could not add " + kind + " event: SDK is not initialized"));
-  }
-  EXPECT_THAT(game.query("SELECT * FROM zv_events"), SizeIs(0));
-}
-
 TEST(AdTypes, RaiseOutsideTheirList) {
   for (const int outside : {0, 7}) EXPECT_THROW(Z::adTypeToString(ZVAdType{outside}), std::runtime_error) << outside;
 }
@@ -136,29 +114,16 @@ TEST(HostileInput, FromManyThreadsAtOnceIsTakenInFull) {
   EXPECT_THAT(game.stored("design").size(), testing::Ge(200U)) << "the first thread's at least";
 }
 
-TEST(HostileInput, FromObserversAndDelegatesNeitherHangsNorRecursesForEver) {
-  struct CallingDelegate : ZVRemoteConfigsDelegate {
-    void onRemoteConfigsUpdated() override {
-      speed = Zorvane::getRemoteConfigsValueAsString("speed");
-      throw std::runtime_error("the game's own fault");
-    }
-    std::optional<std::string> speed;
-  };
+TEST(HostileInput, FromObserversNeitherHangsNorRecursesForEver) {
   Game game;
-  game.collector.answer(LoopbackServer::kInit,
-                        {201, R"({"configs":[{"key":"speed","value":"fast","start_ts":null,"end_ts":null}]})"});
-  const auto delegate = std::make_shared<CallingDelegate>();
   std::atomic<int> calls{0};
   const auto observer = ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification, [&](const ZVNotification&) {
     if (++calls < 50) Zorvane::addDesignEventWithEventId("from:observer");
     Zorvane::getRemoteConfigsValueAsString("missing");
   });
-  Zorvane::setRemoteConfigsDelegate(delegate);
   game.start();
   ZVNotificationCenter::removeObserver(observer);
   game.settle();
-  EXPECT_EQ(delegate->speed, "fast");
-  EXPECT_TRUE(game.log.contains("The remote configurations' delegate failed: the game's own fault"));
   EXPECT_FALSE(game.stored("design").empty());
 }
 

@@ -20,82 +20,93 @@ using namespace zorvane;
 namespace {
 
 using testing::SizeIs;
-
+using Z = Zorvane;
 using List = std::vector<std::string>;
 
-TEST(Configuration, TakesWhatIsValidAndSaysAtInfoLevelWhatIsNot) {
-  struct Case {
-    void (*configure)(ZVText) noexcept;
-    std::function<std::optional<std::string>()> configured;
-    std::string valid;
-    ZVText invalid;
-    std::string line;
-  };
-  const std::string userId(65, 'u');
-  Game game;
-  Zorvane::setEnabledInfoLog(true);
-  for (const auto& [configure, configured, valid, invalid, line] :
-       {Case{Zorvane::configureBuild, ZVState::getBuild, std::string(32, 'b'), nullptr,
-             "build: Cannot be null, empty or above 32 length. String: (null)"},
-        Case{Zorvane::configureUserId, ZVState::getUserId, std::string(64, 'u'), userId,
-             "user_id: Cannot be null, empty or above 64 length. Will use default user_id method. Used string: " +
-                 userId},
-        Case{Zorvane::configureSdkVersion, ZVState::getSdkVersion, "unity 5.6.1", "unity 5.6.1.2",
-             "sdk version: Sdk version not supported. String: unity 5.6.1.2"},
-        Case{Zorvane::configureEngineVersion, ZVState::getEngineVersion, "unreal 4.20", "air 1.0",
-             "engine: Engine version not supported. String: air 1.0"}}) {
-    configure(valid);
-    configure(invalid);
+// Calls that do nothing but write a line, "": not even that.
+using Calls = std::vector<std::pair<std::string, void (*)()>>;
+
+void expectLines(Game& game, const std::string& before, const Calls& calls) {
+  for (const auto& [line, call] : calls) {
     game.settle();
-    EXPECT_EQ(configured(), valid);
-    EXPECT_TRUE(game.log.contains("Info/ZV/Analytics: Validation fail - configure " + line));
+    game.log.clear();
+    call();
+    game.settle();
+    EXPECT_EQ(game.log.lines(), line.empty() ? List() : List{before + line});
   }
 }
 
-TEST(Configuration, IsRefusedOnceTheLibraryIsReady) {
-  using Case = std::pair<std::string, void (*)()>;  // the line, "" where it is ignored silently
+TEST(Configuration, SaysAtInfoLevelWhatIsNotValid) {
   Game game;
-  Zorvane::setEnabledInfoLog(true);
-  Zorvane::configureBuild("early");
+  Z::setEnabledInfoLog(true);
+  expectLines(
+      game, "Info/ZV/Analytics: Validation fail - configure ",
+      {{"build: Cannot be null, empty or above 32 length. String: (null)", [] { Z::configureBuild(nullptr); }},
+       {"user_id: Cannot be null, empty or above 64 length. Will use default user_id method. Used string: ",
+        [] { Z::configureUserId(""); }},
+       {"sdk version: Sdk version not supported. String: unity 5.6.1.2",
+        [] { Z::configureSdkVersion("unity 5.6.1.2"); }},
+       {"engine: Engine version not supported. String: air 1.0", [] { Z::configureEngineVersion("air 1.0"); }}});
+}
+
+TEST(Configuration, IsRefusedOnceTheLibraryIsReady) {
+  const Calls calls{
+      {"Build version must be set before SDK is initialized.", [] { Z::configureBuild("late"); }},
+      {"A custom userid must be set before SDK is initialized.", [] { Z::configureUserId("late"); }},
+      {"", [] { Z::configureSdkVersion("unity 1"); }},
+      {"", [] { Z::configureEngineVersion("unity 1"); }},
+      {"", [] { Z::configureAutoDetectAppVersion(true); }},
+      {"Available custom dimensions must be set before SDK is initialized",
+       [] { Z::configureAvailableCustomDimensions01({"a"}); }},
+      {"Available resource currencies must be set before SDK is initialized",
+       [] { Z::configureAvailableResourceCurrencies({"gems"}); }},
+      {"Available resource item types must be set before SDK is initialized",
+       [] { Z::configureAvailableResourceItemTypes({"boost"}); }},
+      {"SDK is initialized. Cannot set or change game and secret key.",
+       [] { Z::configureGameKey(Game::kKey, Game::kSecret); }},
+      {"SDK already initialized. Can only be called once.",
+       [] { Z::initializeWithGameKey(Game::kKey, Game::kSecret); }},
+      {"SDK already initialized. Can only be called once.", [] { Z::initializeWithConfiguredGameKeyAndGameSecret(); }}};
+  Game game;
+  Z::configureBuild("early");
+  Z::configureSdkVersion("unity 5.6.1");
+  Z::configureEngineVersion("unreal 4.20");
   game.start();
-  for (const auto& [line, configure] :
-       {Case{"Build version must be set before SDK is initialized.", [] { Zorvane::configureBuild("late"); }},
-        Case{"A custom userid must be set before SDK is initialized.", [] { Zorvane::configureUserId("late"); }},
-        Case{"", [] { Zorvane::configureSdkVersion("unity 1"); }},
-        Case{"", [] { Zorvane::configureEngineVersion("unity 1"); }},
-        Case{"", [] { Zorvane::configureAutoDetectAppVersion(true); }},
-        Case{"Available custom dimensions must be set before SDK is initialized",
-             [] { Zorvane::configureAvailableCustomDimensions01({"a"}); }},
-        Case{"Available resource currencies must be set before SDK is initialized",
-             [] { Zorvane::configureAvailableResourceCurrencies({"gems"}); }},
-        Case{"Available resource item types must be set before SDK is initialized",
-             [] { Zorvane::configureAvailableResourceItemTypes({"boost"}); }},
-        Case{"SDK is initialized. Cannot set or change game and secret key.",
-             [] { Zorvane::configureGameKey(Game::kKey, Game::kSecret); }},
-        Case{"SDK already initialized. Can only be called once.",
-             [] { Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret); }},
-        Case{"SDK already initialized. Can only be called once.",
-             [] { Zorvane::initializeWithConfiguredGameKeyAndGameSecret(); }}}) {
-    game.log.clear();
-    configure();
-    game.settle();
-    EXPECT_EQ(game.log.lines(), line.empty() ? List() : List({"Warning/ZV/Analytics: " + line}));
-  }
-  EXPECT_EQ(ZVState::getBuild(), "early");
+  expectLines(game, "Warning/ZV/Analytics: ", calls);
+  EXPECT_EQ(ZVState::getBuild() + ' ' + ZVState::getSdkVersion() + ' ' + ZVState::getEngineVersion().value_or(""),
+            "early unity 5.6.1 unreal 4.20");
   EXPECT_FALSE(ZVState::hasAvailableResourceCurrency("gems"));
   EXPECT_THAT(game.sent("user"), SizeIs(1));
 
   game.onQueue([] { ZVState::setSDKPausedFlag(true); });  // initialised, but not ready: taken
-  Zorvane::configureBuild("while paused");
+  Z::configureBuild("while paused");
   game.settle();
   EXPECT_EQ(ZVState::getBuild(), "while paused");
 }
 
+TEST(EventCalls, AreDroppedUnderTheirKindsNameUntilTheLibraryIsReady) {
+  Game game;
+  expectLines(
+      game, "Warning/ZV/Analytics: Could not add ",
+      {{"business event: SDK is not initialized",
+        [] { Z::addBusinessEventWithCurrency("USD", 1, "a", "b", "c", "r"); }},
+       {"resource event: SDK is not initialized",
+        [] { Z::addResourceEventWithFlowType(ZVResourceFlowType::sink, "g", 1, "a", "b"); }},
+       {"progression event: SDK is not initialized",
+        [] { Z::addProgressionEventWithProgressionStatus(ZVProgressionStatus::fail, "a", {}, {}); }},
+       {"design event: SDK is not initialized", [] { Z::addDesignEventWithEventId("a"); }},
+       {"error event: SDK is not initialized", [] { Z::addErrorEventWithSeverity(ZVErrorSeverity::info, "m"); }},
+       {"ad event: SDK is not initialized",
+        [] { Z::addAdEventWithAction(ZVAdAction::show, ZVAdType::video, "s", "p"); }},
+       {"impression event: SDK is not initialized", [] { Z::addImpressionMaxEventWithAdNetworkVersion("1", {}); }}});
+  EXPECT_THAT(game.query("SELECT * FROM zv_events"), SizeIs(0));
+}
+
 TEST(Keys, AreCheckedKeptAndNeeded) {
   Game game;
-  Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
-  Zorvane::configureGameKey("short", Game::kSecret);
-  Zorvane::initializeWithGameKey(std::string(31, 'k'), nullptr);
+  Z::initializeWithConfiguredGameKeyAndGameSecret();
+  Z::configureGameKey("short", Game::kSecret);
+  Z::initializeWithGameKey(std::string(31, 'k'), nullptr);
   game.settle();
   const std::string failed =
       "They are invalid. Can only contain characters A-z 0-9, gameKey is 32 length, gameSecret is 40 length. Failed "
@@ -107,8 +118,8 @@ TEST(Keys, AreCheckedKeptAndNeeded) {
         "gameKey: " + std::string(31, 'k') + ", secretKey: (null)"})
     EXPECT_TRUE(game.log.contains(line)) << line;
   EXPECT_FALSE(ZVState::isInitialized());
-  Zorvane::configureGameKey(Game::kKey, Game::kSecret);
-  Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
+  Z::configureGameKey(Game::kKey, Game::kSecret);
+  Z::initializeWithConfiguredGameKeyAndGameSecret();
   game.settle();
   EXPECT_THAT(game.sent("user"), SizeIs(1));
 }
@@ -124,15 +135,12 @@ TEST(Gate, ChecksInItsOrderAndSaysWhyUnderTheCallersName) {
   };
   const std::string prefix = "Warning/ZV/Analytics: ";
   EXPECT_EQ(ask(false, true, {}), "ready");
-  EXPECT_EQ(ask(true, true, "Could not"), prefix + "Could not: SDK is not initialized");
   EXPECT_EQ(ask(true, false, "Could not"), "silent");
-  game.collector.answer(LoopbackServer::kInit, {401, "{}"});
   game.start();
-  EXPECT_EQ(ask(true, true, {}), prefix + "SDK is disabled");
-  game.onQueue([] { state().session.setEnabled(true); });
-  EXPECT_EQ(ask(true, true, "100% {}"), "ready");
   game.onQueue([] { ZVState::setSDKPausedFlag(true); });
   EXPECT_EQ(ask(true, true, "100% {}"), prefix + "100% {}: SDK is paused");
+  game.onQueue([] { state().session.setEnabled(false); });
+  EXPECT_EQ(ask(true, true, {}), prefix + "SDK is disabled");
   game.onQueue([] { ZVStore::sharedInstance().tableReady = false; });
   EXPECT_EQ(ask(false, true, {}), prefix + "Datastore not initialized");
 }
@@ -147,65 +155,39 @@ TEST(Switches, SayThatTheyWereTurnedWhileTheyAreOn) {
   ZVLogger::sharedInstance().debugEnabled = false;
   game.log.clear();
   for (const bool on : {true, false}) {
-    Zorvane::setEnabledInfoLog(on);
-    Zorvane::setEnabledVerboseLog(on);
-    Zorvane::setEnabledWarningLog(on);
-    Zorvane::setEnabledWarningLog(true);
+    Z::setEnabledInfoLog(on);
+    Z::setEnabledVerboseLog(on);
+    Z::setEnabledWarningLog(on);
   }
-  Zorvane::setEnabledVerboseLog(true);
-  Zorvane::setEnabledManualSessionHandling(true);
-  Zorvane::setEnabledEventSubmission(false);
+  Z::setEnabledVerboseLog(true);
+  Z::setEnabledManualSessionHandling(true);
+  Z::setEnabledEventSubmission(false);
   game.settle();
   EXPECT_THAT(game.log.lines(),
               testing::ElementsAre(
                   "Info/ZV/Analytics: Info logging enabled", "Info/ZV/Analytics: Verbose logging enabled",
-                  "Warning/ZV/Analytics: Warning logging enabled", "Warning/ZV/Analytics: Warning logging enabled",
-                  "Info/ZV/Analytics: Info logging disabled", "Info/ZV/Analytics: Verbose logging disabled",
-                  "Warning/ZV/Analytics: Warning logging disabled", "Warning/ZV/Analytics: Warning logging enabled",
+                  "Warning/ZV/Analytics: Warning logging enabled", "Info/ZV/Analytics: Info logging disabled",
+                  "Info/ZV/Analytics: Verbose logging disabled", "Warning/ZV/Analytics: Warning logging disabled",
                   "Info/ZV/Analytics: Verbose logging enabled", "Info/ZV/Analytics: Manual session handling enabled."));
   EXPECT_FALSE(ZVState::isEventSubmissionEnabled());
-}
-
-TEST(Dimensions, TakeTheirConfiguredValuesAndTheThirdFailsLikeTheSecond) {
-  Game game;
-  Zorvane::configureAvailableCustomDimensions01({"one", "1"});
-  Zorvane::configureAvailableCustomDimensions01({"two", nullptr});
-  Zorvane::configureAvailableCustomDimensions03({"three"});
-  game.start();
-  EXPECT_TRUE(game.log.contains("custom dimensions validation failed: was either not a string or null"));
-  Zorvane::setCustomDimension01("one");
-  Zorvane::setCustomDimension02("");
-  Zorvane::setCustomDimension02("two");
-  Zorvane::setCustomDimension03("other");
-  game.settle();
-  EXPECT_EQ(ZVState::getDimension01(), "one");
-  EXPECT_EQ(ZVState::getDimension03(), std::nullopt);
-  EXPECT_TRUE(
-      game.log.contains("Could not set custom02 dimension value to 'two'. Value not found in available custom02 "
-                        "dimension values"));
-  EXPECT_TRUE(game.log.contains("Could not set custom02 dimension value to 'other'."));
-  game.onQueue([] { ZVState::setAvailableCustomDimensions01(List{"else"}); });
-  EXPECT_EQ(ZVState::getDimension01(), std::nullopt) << "cleared at once";
-  EXPECT_TRUE(game.log.contains("Invalid dimension01 found in variable. Setting to nil. Invalid dimension: one"));
-  EXPECT_THAT(game.query("SELECT * FROM zv_state WHERE key = 'dimension01'"), SizeIs(0));
 }
 
 // A game that lives for less than the queue's eight seconds.
 TEST(Flush, SendsWhatWaitsAtOnceAndSaysWhyItCanNot) {
   Game game;
   const std::string refusal = "Warning/ZV/Analytics: Could not flush events: ";
-  Zorvane::flush();
+  Z::flush();
   game.settle();
   EXPECT_TRUE(game.log.contains(refusal + "SDK is not initialized"));
   game.start();
-  Zorvane::addDesignEventWithEventId("short:life");
-  Zorvane::flush();
+  Z::addDesignEventWithEventId("short:life");
+  Z::flush();
   game.settle();
   EXPECT_THAT(game.sent("design"), SizeIs(1));
   EXPECT_EQ(game.platform.loop->timers(), 1U) << "the queue's own turn comes as before";
-  Zorvane::addDesignEventWithEventId("stays");
-  Zorvane::setEnabledEventSubmission(false);
-  Zorvane::flush();
+  Z::addDesignEventWithEventId("stays");
+  Z::setEnabledEventSubmission(false);
+  Z::flush();
   game.settle();
   EXPECT_TRUE(game.log.contains(refusal + "Event submission is disabled"));
   EXPECT_THAT(game.stored("design"), SizeIs(1));
@@ -213,26 +195,26 @@ TEST(Flush, SendsWhatWaitsAtOnceAndSaysWhyItCanNot) {
 
 TEST(SessionStart, IsNotifiedOnceItCanBeEnded) {
   Game game;
-  Zorvane::setEnabledManualSessionHandling(true);
+  Z::setEnabledManualSessionHandling(true);
   game.settle();
   int begun = 0;
   const auto observer = ZVNotificationCenter::addObserver(k_ZV_SessionDidStartNotification, [&](const ZVNotification&) {
-    if (++begun == 2) Zorvane::endSession();
+    if (++begun == 2) Z::endSession();
   });
   game.start();
   EXPECT_EQ(begun, 1);
   game.log.clear();
   std::promise<void> answered;
   ZVThreading::performTaskOnZVThreadWithBlock([&] { answered.get_future().wait(); });
-  Zorvane::startSession();  // ends the first
-  Zorvane::endSession();
+  Z::startSession();  // ends the first
+  Z::endSession();
   EXPECT_TRUE(game.log.contains("SDK is already paused. Cannot pause SDK and end session.")) << "in one breath";
   answered.set_value();
   game.settle();
   EXPECT_EQ(begun, 2);
   EXPECT_THAT(game.sent("session_end"), SizeIs(2)) << "the second was ended by its observer";
   game.collector.answerOnly(LoopbackServer::kInit, {401, "{}"});
-  Zorvane::startSession();
+  Z::startSession();
   game.settle();
   EXPECT_EQ(begun, 2) << "none begins while the library is switched off";
   ZVNotificationCenter::removeObserver(observer);
@@ -241,8 +223,8 @@ TEST(SessionStart, IsNotifiedOnceItCanBeEnded) {
 // A host that loads for seconds before its loop turns, and is killed then.
 TEST(Storing, NeverWaitsForAHostsLoop) {
   Game game;
-  Zorvane::initializeWithGameKey(Game::kKey, Game::kSecret);
-  Zorvane::addDesignEventWithEventId("while:loading");
+  Z::initializeWithGameKey(Game::kKey, Game::kSecret);
+  Z::addDesignEventWithEventId("while:loading");
   auto& queue = ZVThreading::sharedInstance().queue;
   ASSERT_TRUE(queue.drain(std::chrono::seconds(60))) << "nobody pumps the loop meanwhile";
   EXPECT_THAT(game.stored("design"), SizeIs(1));

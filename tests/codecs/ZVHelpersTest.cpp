@@ -102,7 +102,7 @@ TEST(Gzip, StopsAtABound) {
     EXPECT_EQ(ZVHelpers::gzipDeflateWithData(*ZVHelpers::gzipEnflateWithData(std::string(more, 'x'))), std::nullopt);
 }
 
-TEST(Digests, AgreeWithTheStandardVectors) {
+TEST(DigestsAndCiphers, AgreeWithKnownAnswers) {
   EXPECT_EQ(ZVHelpers::stringToMd5("abc"), "900150983cd24fb0d6963f7d28e17f72");
   EXPECT_EQ(ZVHelpers::stringToMd5("abc\0def"s), ZVHelpers::stringToMd5("abc"));
   EXPECT_NE(ZVHelpers::dataToMd5("abc\0def"s), ZVHelpers::dataToMd5("abc"));
@@ -110,6 +110,7 @@ TEST(Digests, AgreeWithTheStandardVectors) {
   EXPECT_EQ(ZVHelpers::hmacWithKey("key\0more"s, "The quick brown fox jumps over the lazy dog"),
             "97yD9DBThCSxMpjmqm+xQ+9NWaFJRhdZl0edvC0aPNg=");
   EXPECT_EQ(ZVHelpers::hmacWithKey("", ""), "thNnmggU2ex3L5XXeMNfxf8Wl8STcVZTxscSFEKSxa0=");
+  EXPECT_EQ(ZVHelpers::encryptString("attack at dawn", "0123456789abcdef0123456789abcdef"), "N2ZtrVvp1ur4f38y3L9wSQ==");
 }
 
 TEST(Uuid, IsRandomAndCanonical) {
@@ -119,35 +120,19 @@ TEST(Uuid, IsRandomAndCanonical) {
   EXPECT_NE(lower, ZVHelpers::generateUUID());
 }
 
-TEST(EncryptString, AgreesWithAKnownAnswer) {
-  EXPECT_EQ(ZVHelpers::encryptString("attack at dawn", "0123456789abcdef0123456789abcdef"), "N2ZtrVvp1ur4f38y3L9wSQ==");
-}
-
 TEST(StringMatch, FollowsTheDialectOfThePatterns) {
   using Case = std::tuple<std::string, std::string, bool>;
-  for (const auto& [text, pattern, matches] : {
-           Case{"", "^$", false},     // nothing matches in an empty text
-           Case{"xaby", "ab", true},  // anywhere
-           Case{"AB", "ab", false},
-           Case{"a", "(", false},         // no pattern at all
-           Case{"abc\n", "^abc$", true},  // "$" stands before a final line terminator, of any kind
-           Case{"abc\r\n", "^abc$", true},
-           Case{"abc\xE2\x80\xA8", "^abc$", true},
-           Case{"abc\nd", "^abc$", false},
-           Case{"abc\n\n", "^abc$", false},
-           Case{"a\r", "^a\r$", true},
-           Case{"a\n\r", "^a\n$", true},
-           Case{"a\r\n", "^[a\r]+$", true},
-           Case{"\r\n", "^\\s\\s$", true},
-           Case{"a\r$", "^[$a]\r\\$$", true},
-           Case{"a\r\n", "^a\r$", false},
-           Case{"\r\n", "^\\s$", false},
-           Case{"\xE3\x80\x80", "^\\s$", true},               // the ideographic space is white space
-           Case{"\xC3\xA9\xF0\x9F\x98\x80", "^.{2}$", true},  // characters, not bytes
-           Case{"a\0b"s, "^a.b$", true},
-           Case{"a\xFF", "a", false},
-           Case{"aaa", "^a++a", false},  // possessive
-       })
+  for (const auto& [text, pattern, matches] :
+       {// Nothing matches in an empty text, and anywhere in others. "(" is no pattern at all.
+        Case{"", "^$", false}, Case{"xaby", "ab", true}, Case{"AB", "ab", false}, Case{"a", "(", false},
+        // "$" stands before a final line terminator, of any kind.
+        Case{"abc\n", "^abc$", true}, Case{"abc\r\n", "^abc$", true}, Case{"abc\xE2\x80\xA8", "^abc$", true},
+        Case{"abc\nd", "^abc$", false}, Case{"abc\n\n", "^abc$", false}, Case{"a\r", "^a\r$", true},
+        Case{"a\n\r", "^a\n$", true}, Case{"a\r\n", "^[a\r]+$", true}, Case{"\r\n", "^\\s\\s$", true},
+        Case{"a\r$", "^[$a]\r\\$$", true}, Case{"a\r\n", "^a\r$", false}, Case{"\r\n", "^\\s$", false},
+        // The ideographic space is white space; characters count, not bytes; "++" is possessive.
+        Case{"\xE3\x80\x80", "^\\s$", true}, Case{"\xC3\xA9\xF0\x9F\x98\x80", "^.{2}$", true},
+        Case{"a\0b"s, "^a.b$", true}, Case{"a\xFF", "a", false}, Case{"aaa", "^a++a", false}})
     EXPECT_EQ(ZVHelpers::stringMatchWithString(text, pattern), matches) << testing::PrintToString(text) << pattern;
   EXPECT_FALSE(ZVHelpers::stringMatchWithString(nullptr, "a*"));
 }

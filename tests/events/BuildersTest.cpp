@@ -98,29 +98,28 @@ TEST_F(Builders, WriteTheFieldsOfTheirKindAndASummary) {
 
 TEST_F(Builders, KeepOfAnAdWhatItsActionAndTypeCallFor) {
   using Z = Zorvane;
-  const auto record = [](const std::string& type, const std::string& action, const std::string& more = "") {
-    return R"("category":"ads","ad_sdk_name":"sdk","ad_placement":"main","ad_type":")" + type + R"(","ad_action":")" +
-           action + '"' + more;
+  const auto expectAd = [&](const std::function<void()>& report, const std::string& type, const std::string& action,
+                            const std::string& kept, const std::string& reason, const std::string& duration) {
+    expect(report,
+           R"("category":"ads","ad_sdk_name":"sdk","ad_placement":"main","ad_type":")" + type + R"(","ad_action":")" +
+               action + '"' + kept,
+           "AD event: {ad_sdk_name:sdk, ad_placement:main, ad_type:" + type + ", ad_action:" + action +
+               ", ad_fail_show_reason:" + reason + ", ad_duration:" + duration + "}");
   };
-  const auto summary = [](const std::string& type, const std::string& action, const std::string& reason,
-                          const std::string& duration) {
-    return "AD event: {ad_sdk_name:sdk, ad_placement:main, ad_type:" + type + ", ad_action:" + action +
-           ", ad_fail_show_reason:" + reason + ", ad_duration:" + duration + "}";
+  for (const auto& [type, name, kept] : {std::tuple{ZVAdType::video, "video", R"(,"ad_duration":1500)"},
+                                         {ZVAdType::rewardedVideo, "rewarded_video", R"(,"ad_duration":1500)"},
+                                         {ZVAdType::interstitial, "interstitial", ""}})
+    expectAd([=] { Z::addAdEventWithAction(ZVAdAction::show, type, "sdk", "main", 1500); }, name, "show", kept,
+             "(null)", "1500");
+  const auto failing = [](ZVAdAction action, ZVAdError reason) {
+    return [=] { Z::addAdEventWithAction(action, ZVAdType::video, "sdk", "main", reason); };
   };
-  for (const auto& [type, name, timed] : {std::tuple{ZVAdType::video, "video", true},
-                                          {ZVAdType::rewardedVideo, "rewarded_video", true},
-                                          {ZVAdType::interstitial, "interstitial", false}})
-    expect([=] { Z::addAdEventWithAction(ZVAdAction::show, type, "sdk", "main", 1500); },
-           record(name, "show", timed ? R"(,"ad_duration":1500)" : ""), summary(name, "show", "(null)", "1500"));
-  expect([] { Z::addAdEventWithAction(ZVAdAction::clicked, ZVAdType::video, "sdk", "main"); },
-         record("video", "clicked"), summary("video", "clicked", "(null)", "0"));
-  expect([] { Z::addAdEventWithAction(ZVAdAction::failedShow, ZVAdType::video, "sdk", "main", ZVAdError::noFill); },
-         record("video", "failed_show", R"(,"ad_fail_show_reason":"no_fill")"),
-         summary("video", "failed_show", "no_fill", "0"));
-  expect([] { Z::addAdEventWithAction(ZVAdAction::show, ZVAdType::video, "sdk", "main", ZVAdError::noFill); },
-         record("video", "show"), summary("video", "show", "no_fill", "0"));
-  expect([] { Z::addAdEventWithAction(ZVAdAction::failedShow, ZVAdType::video, "sdk", "main", ZVAdError{7}); },
-         record("video", "failed_show"), summary("video", "failed_show", "(null)", "0"));
+  expectAd([] { Z::addAdEventWithAction(ZVAdAction::clicked, ZVAdType::video, "sdk", "main"); }, "video", "clicked", "",
+           "(null)", "0");
+  expectAd(failing(ZVAdAction::failedShow, ZVAdError::noFill), "video", "failed_show",
+           R"(,"ad_fail_show_reason":"no_fill")", "no_fill", "0");
+  expectAd(failing(ZVAdAction::show, ZVAdError::noFill), "video", "show", "", "no_fill", "0");
+  expectAd(failing(ZVAdAction::failedShow, ZVAdError{7}), "video", "failed_show", "", "(null)", "0");
 }
 
 TEST_F(Builders, CountTriesPerPathUntilACompleteAcrossRuns) {

@@ -41,18 +41,6 @@ TEST(Recording, BlocksOrdinaryEventsWhenTheDatabaseIsTooLarge) {
   EXPECT_THAT(game.stored("design"), SizeIs(1));
 }
 
-TEST(Recording, LetsAnEventsOwnFieldsWin) {
-  Game game;
-  game.start();
-  game.onQueue([] {
-    ZVEvents::addEventToStoreWithEventData({{"category", "design"}, {"session_id", "mine"}, {"client_ts", 12.0}});
-  });
-  const auto rows = game.query("SELECT session_id, client_ts, status FROM zv_events WHERE category = 'design'");
-  ASSERT_THAT(rows, SizeIs(1));
-  EXPECT_EQ(rows[0].textOf("session_id") + ' ' + rows[0].textOf("client_ts") + ' ' + rows[0].textOf("status"),
-            "mine 12 new");
-}
-
 TEST(Recording, RefusesARecordThatIsTooLargeAndNothingElse) {
   Game game;
   game.start();

@@ -30,15 +30,10 @@ constexpr const char* kUuid = "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-
 TEST(Wire, AnEventCarriesEveryFieldInItsOrder) {
   Game game;
   game.platform.clock->set(1'700'000'000.9);
-  game.platform.device->change([](ZVDeviceFacts& device, ZVApplicationFacts& app) {
-    device.systemVersion = "17.2";
-    device.hardwareName = "Phone14,2";
+  game.platform.device->change([](ZVDeviceFacts& device, ZVApplicationFacts&) {
     device.vendorIdentifier = "6BA7B810-9DAD-41D1-80B4-00C04FD430C8";
     device.advertisingIdentifier = "6BA7B811-9DAD-41D1-80B4-00C04FD430C8";
     device.trackingStatus = 2;
-    app.bundleIdentifier = "com.example.game";
-    app.version = "1.4";
-    app.build = "1421";
   });
   game.restart();
   game.collector.answer(LoopbackServer::kInit,

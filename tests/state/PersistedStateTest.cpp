@@ -100,26 +100,37 @@ TEST(LastUsedIdentifier, IsWrittenWhenItChangesAndUntilItIsSafe) {
   EXPECT_EQ(defaults->stringForKey("zv_last_used_identifier"), "two");
 }
 
-TEST(Dimensions, OfTheGameWinOverThoseOfEarlierRuns) {
+TEST(Dimensions, AreOfTheConfiguredValuesAndLastUntilTheGameSetsOthers) {
   const auto configure = [] {
-    Zorvane::configureAvailableCustomDimensions01(std::vector<std::string>{"old", "new"});
-    Zorvane::configureAvailableCustomDimensions02(std::vector<std::string>{"kept"});
+    Zorvane::configureAvailableCustomDimensions01({"old", "new"});
+    Zorvane::configureAvailableCustomDimensions01({"two", nullptr});
+    Zorvane::configureAvailableCustomDimensions02({"kept"});
   };
   Game game;
   configure();
   Zorvane::setCustomDimension01("old");
   Zorvane::setCustomDimension02("kept");
   game.start();
+  EXPECT_TRUE(game.log.contains("custom dimensions validation failed: was either not a string or null"));
   EXPECT_EQ(shown(game.sent("user")[0], "custom_01"), "old");
   game.restart();
   configure();
   Zorvane::setCustomDimension01("new");
+  for (const auto set : {Zorvane::setCustomDimension02, Zorvane::setCustomDimension03}) set("other");
   game.start();
+  EXPECT_EQ(game.log.count("Could not set custom02 dimension value to 'other'. Value not found in available custom02 "
+                           "dimension values"),
+            2U)
+      << "the third fails like the second";
   EXPECT_EQ(shown(game.sent("user")[1], "custom_01"), "new");
   EXPECT_EQ(shown(game.sent("user")[1], "custom_02"), "kept");
+  game.onQueue([] { ZVState::setAvailableCustomDimensions01({"else"}); });
+  EXPECT_EQ(ZVState::getDimension01(), std::nullopt) << "cleared at once";
+  EXPECT_TRUE(game.log.contains("Invalid dimension01 found in variable. Setting to nil. Invalid dimension: new"));
+  EXPECT_TRUE(game.query("SELECT * FROM zv_state WHERE key = 'dimension01'").empty());
   game.restart();  // without the lists what was kept is not allowed any more
   game.start();
-  EXPECT_EQ(shown(game.sent("user")[2], "custom_01"), "(none)");
+  EXPECT_EQ(shown(game.sent("user")[2], "custom_02"), "(none)");
 }
 
 TEST(SpoiltStorage, NeverSpoilsTheRecordsOfThisRun) {
@@ -153,7 +164,7 @@ TEST(CachedConfig, IsUsedOfflineAndItsHashDroppedForAnotherPlayer) {
   Game game;
   game.collector.answer(LoopbackServer::kInit,
                         {201, R"({"configs":[{"key":"k","value":"v","start_ts":null,"end_ts":null}],)"
-                              R"("configs_hash":"first","ab_id":"a","ab_variant_id":"b"})"});
+                              R"("configs_hash":"first","ab_id":"a","ab_variant_id":"b","other":1})"});
   game.collector.answer(LoopbackServer::kInit, {200, R"({"server_ts":1,"configs_hash":"not read from a 200"})"});
   Zorvane::configureUserId("one");
   game.start();
@@ -170,6 +181,9 @@ TEST(CachedConfig, IsUsedOfflineAndItsHashDroppedForAnotherPlayer) {
     hashes.push_back(request.target.substr(request.target.rfind('=') + 1));
   EXPECT_THAT(hashes, testing::ElementsAre("", "first", "first", ""));
   EXPECT_EQ(game.log.count("New identifier spotted compared to last one used, clearing cached configs hash!!"), 1U);
+
+  EXPECT_TRUE(game.query("SELECT 1 FROM zv_state WHERE value LIKE '%other%'").empty())
+      << "what isn't known is not kept";
 
   game.restart();
   game.collector.tear();

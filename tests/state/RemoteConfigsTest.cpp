@@ -7,6 +7,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "codecs/ZVHelpers.h"
@@ -18,6 +19,7 @@ using namespace zorvane;
 namespace {
 
 constexpr int kNow = 1'700'000'000;
+constexpr const char* kEntry = R"({"key":"k","value":"v","start_ts":null,"end_ts":null})";
 
 void populate(Game& game, const std::string& entries) {
   const auto config = ZVHelpers::dictionaryWithJsonString(R"({"configs":[)" + entries + "]}");
@@ -67,7 +69,7 @@ TEST(RemoteConfigs, TellADelegateThatLivesWhenThereIsSomethingToTell) {
   EXPECT_FALSE(Zorvane::isRemoteConfigsReady());
   auto counter = std::make_shared<Counter>();
   Zorvane::setRemoteConfigsDelegate(counter);
-  populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
+  populate(game, kEntry);
   EXPECT_EQ(counter->calls, 1);
   EXPECT_FALSE(counter->readyThen) << "notified before the flag is set";
   EXPECT_TRUE(Zorvane::isRemoteConfigsReady());
@@ -76,7 +78,7 @@ TEST(RemoteConfigs, TellADelegateThatLivesWhenThereIsSomethingToTell) {
   EXPECT_TRUE(Zorvane::isRemoteConfigsReady());
   EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k", ""), "");
   counter.reset();
-  populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
+  populate(game, kEntry);
   game.onQueue([] { ZVState::populateConfigurations({}); });
   EXPECT_EQ(Zorvane::getRemoteConfigsValueAsString("k"), "v") << "without a list the map stays";
 }
@@ -89,7 +91,10 @@ bool areFree() {
 
 TEST(RemoteConfigs, AreNotLockedWhileTheGameHearsOfThem) {
   struct Delegate : ZVRemoteConfigsDelegate {
-    void onRemoteConfigsUpdated() override { wereFree = areFree(); }
+    void onRemoteConfigsUpdated() override {
+      wereFree = areFree();
+      throw std::runtime_error("the game's own fault");
+    }
     bool wereFree = false;
   };
   Game game;
@@ -103,10 +108,11 @@ TEST(RemoteConfigs, AreNotLockedWhileTheGameHearsOfThem) {
         ++lines;
         free += areFree() ? 1 : 0;
       });
-  populate(game, R"({"key":"k","value":"v","start_ts":null,"end_ts":null})");
+  populate(game, kEntry);
   Zorvane::getRemoteConfigsValueAsString("none");
   ZVNotificationCenter::removeObserver(observer);
   EXPECT_TRUE(delegate->wereFree);
+  EXPECT_TRUE(game.log.contains("The remote configurations' delegate failed: the game's own fault"));
   EXPECT_EQ(lines, 2);
   EXPECT_EQ(free, 2);
 }

@@ -34,7 +34,10 @@ TEST(InitAnswers, EachEndsAsItShould) {
            Case{{302, "{}"}, "failed - bad request or unknown response."},
            Case{{200, "{\"server_ts\":"}, "failed - bad response. Could be bad response from proxy", true, 1},
            Case{{200, ""}, "Failed Init Call. Json decoding failed", true, 1},
+           Case{{200, "[]"}, "validateInitRequestResponse failed - no response dictionary."},
            Case{{200, R"({"server_ts":"now"})"}, "invalid type in 'server_ts' field."},
+           Case{{201, R"({"configs":5})"}, "invalid type in 'configs' field."},
+           Case{{200, R"({"configs":5})"}, "Add SESSION START event"},
        }) {
     SCOPED_TRACE(std::to_string(answer.status) + answer.body);
     Game game;

@@ -67,6 +67,8 @@ TEST_F(Validator, ConfigurationValues) {
            Case{V::validateEngineVersion, {"godot 4.2"}, {"air 1.2", nullptr}},
            Case{V::validateAppVersion, {"1.0_rc-2 b", k64}, {"1.0+2", k65}},
            Case{V::validateAppBuild, {k64}, {"", k65}},
+           Case{V::validateBuild, {k32}, {"", k33}},
+           Case{V::validateCustomUserId, {k64}, {"", k65}},
            Case{V::validateEventPartCharacters,
                 {"Boss (1)_-.!?", "a\tb\xC2\xA0"},  // white space of any kind
                 {"a:b", "a,b", "\xC3\xA9", ""}},
@@ -107,10 +109,6 @@ TEST_F(Validator, ListsSayWhatIsWrongWithThem) {
   refuses(itemTypes, List({"a:b"}),
           "resource item types validation failed: a resource item type cannot contain other characters than A-z, 0-9, "
           "-_.,:()!?. String was: a:b.");
-  EXPECT_TRUE(V::validateArrayOfStringsWithArray(std::vector(100, letters(100)), 0, 0, false, ""));
-  EXPECT_TRUE(V::validateArrayOfStringsWithArray(std::vector<std::string>{}, 1, 1, true, ""));
-  EXPECT_FALSE(V::validateArrayOfStringsWithArray(std::nullopt, 0, 0, true, ""));
-  expectWarning("Array validation failed: array cannot be (null).");
 }
 
 // That the keys must be valid, and what is logged when they are not, shows where such events are sent.
