@@ -1,5 +1,4 @@
 // What a game's calls may say, and what the compiler refuses for it would store something else.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <zorvane/ZVTimer.h>

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <zorvane/Zorvane.h>
 
@@ -235,12 +234,9 @@ TEST(Storing, NeverWaitsForAHostsLoop) {
 }
 
 TEST(QueuePeriod, IsThePlatformsWithinItsBounds) {
-  for (const auto& [given, used] : {std::pair{0.5, 0.5},
-                                    {3600.0, 3600.0},
-                                    {0.0, 8.0},
-                                    {-1.0, 8.0},
-                                    {3600.5, 8.0},
-                                    {std::numeric_limits<double>::quiet_NaN(), 8.0}}) {
+  using Case = std::pair<double, double>;
+  for (const auto& [given, used] : {Case{0.5, 0.5}, Case{3600, 3600}, Case{0, 8}, Case{-1, 8}, Case{3600.5, 8},
+                                    Case{std::numeric_limits<double>::quiet_NaN(), 8}}) {
     Game game([period = given](ZVPlatform& platform) { platform.eventQueueSeconds = period; });
     game.start();
     EXPECT_EQ(ZVEvents::sharedInstance().queueTimerWaitSeconds, used) << given;

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <sqlite3.h>
 #include <zorvane/Zorvane.h>

@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <zorvane/Zorvane.h>
 
 #include "events/ZVEvents.h"
-#include "state/ZVState.h"
 #include "store/ZVStore.h"
 #include "support/Game.h"
 

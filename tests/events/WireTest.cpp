@@ -1,6 +1,5 @@
 // What goes over the wire, byte by byte where it matters.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <zorvane/Zorvane.h>
 

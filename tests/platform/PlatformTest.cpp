@@ -185,7 +185,7 @@ TEST(OwnThreadMainLoop, GoesAwayWithWorkLeftUnusedOrFromWithin) {
   EXPECT_TRUE(comes(gone.get_future()));
 }
 
-TEST(BackgroundTasks, KeepAnExitWaitingUntilTheLastHasEnded) {
+TEST(BackgroundTasks, KeepAnExitWaitingUntilTheLastHasEndedOrTimeRunsOut) {
   const auto tasks = makeExitDelayingBackgroundTasks();
   const auto first = tasks->begin([] { FAIL(); });
   const auto second = tasks->begin([] { FAIL(); });
@@ -193,12 +193,8 @@ TEST(BackgroundTasks, KeepAnExitWaitingUntilTheLastHasEnded) {
   std::thread other([&] { tasks->end(second); });
   tasks->waitAtExit(60);  // the test's own limit tells when this does not come back
   other.join();
-}
 
-TEST(BackgroundTasks, ExpireOnceWhenTimeRunsOut) {
-  const auto tasks = makeExitDelayingBackgroundTasks();
   std::string expired;
-  tasks->waitAtExit(0);
   ZVBackgroundTasks::TaskId ending = 0;
   ending = tasks->begin([&] {
     expired += 'a';
@@ -207,11 +203,9 @@ TEST(BackgroundTasks, ExpireOnceWhenTimeRunsOut) {
   tasks->begin([] { throw std::runtime_error("an expiry handler's own trouble"); });
   tasks->begin({});
   tasks->begin([&] { expired += 'b'; });
-  tasks->end(tasks->begin([&] { expired += 'c'; }));
   tasks->end(4711);
-  tasks->waitAtExit(0);
-  tasks->waitAtExit(-1);
-  EXPECT_EQ(expired, "ab");
+  for (const double seconds : {0, -1}) tasks->waitAtExit(seconds);
+  EXPECT_EQ(expired, "ab") << "once";
 }
 
 }  // namespace

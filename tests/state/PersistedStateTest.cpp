@@ -1,6 +1,5 @@
 // What one run leaves for the next: who the player is, and the rest of the state.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <map>
 #include <memory>

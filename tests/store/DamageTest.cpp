@@ -1,6 +1,5 @@
 // Databases that are damaged, hostile or out of reach when the game starts.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <sqlite3.h>
 #include <sys/file.h>

@@ -1,7 +1,6 @@
 #include "transport/ZVHTTPApi.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <chrono>
@@ -110,10 +109,9 @@ TEST_F(HTTPApi, SaysWhatWentWrongWhenThatChanges) {
 // What was read of it would be a document, but not the one that was sent.
 TEST_F(HTTPApi, LetsTheStatusCountOfAnAnswerThatIsCutOff) {
   const std::string body = "[]" + std::string(std::size_t{4} << 20, ' ');
-  for (const auto& [status, kind] : {std::pair{200, Kind::JsonDecodeFailed},
-                                     {400, Kind::JsonDecodeFailed},
-                                     {401, Kind::Unauthorized},
-                                     {500, Kind::InternalServerError}}) {
+  using Case = std::pair<int, Kind>;
+  for (const auto& [status, kind] : {Case{200, Kind::JsonDecodeFailed}, Case{400, Kind::JsonDecodeFailed},
+                                     Case{401, Kind::Unauthorized}, Case{500, Kind::InternalServerError}}) {
     for (const auto* const path : {LoopbackServer::kInit, LoopbackServer::kEvents})
       server.answerOnly(path, {status, body});
     EXPECT_EQ(requestInit("").kind, kind) << status;
@@ -160,10 +158,9 @@ TEST_F(HTTPApi, ReportsWhatItCouldNotDecode) {
   };
   const std::string accents = "\xC3\xA9\xC3\xA9";
   std::size_t requests = 0;
-  for (const auto& [body, reason] : {std::pair<std::string, std::string>{accents + "garbage", accents + "garbage"},
-                                     {"gar\xFFnage", ""},
-                                     {std::string(5000, 'g') + '\xFF', ""},
-                                     {"", ""}}) {
+  using Case = std::pair<std::string, std::string>;
+  for (const auto& [body, reason] : {Case{accents + "garbage", accents + "garbage"}, Case{"gar\xFFnage", ""},
+                                     Case{std::string(5000, 'g') + '\xFF', ""}, Case{"", ""}}) {
     for (const auto* const path : {LoopbackServer::kInit, LoopbackServer::kEvents})
       server.answerOnly(path, {200, body});
     EXPECT_EQ(requestInit("").kind, Kind::JsonDecodeFailed);

@@ -31,11 +31,10 @@ class Validator : public testing::Test {
 };
 
 TEST_F(Validator, TiersCountCodeUnits) {
-  for (const auto& [rule, most] : {std::pair{&V::validateShortString, std::size_t{32}},
-                                   {V::validateString, 64},
-                                   {V::validateMediumString, 256},
-                                   {V::validateLongString, 8192},
-                                   {V::validateEventPartLength, 64}}) {
+  using Tier = std::pair<bool (*)(ZVText, bool), std::size_t>;
+  for (const auto& [rule, most] :
+       {Tier{V::validateShortString, 32}, Tier{V::validateString, 64}, Tier{V::validateMediumString, 256},
+        Tier{V::validateLongString, 8192}, Tier{V::validateEventPartLength, 64}}) {
     EXPECT_TRUE(rule(letters(most), false)) << most;
     EXPECT_FALSE(rule(letters(most + 1), true)) << most;
     EXPECT_TRUE(rule(letters(most - 2) + kEmoji, false)) << most;

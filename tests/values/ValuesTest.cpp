@@ -22,12 +22,10 @@ TEST(PrefixOfUtf16Length, SplitsNoCharacter) {
 }
 
 TEST(DecimalText, WritesWholeNumbersWithoutFractionAndOthersExactly) {
-  for (const auto& [number, text] : {std::pair{1700000000.0, "1700000000"},
-                                     {-0.0, "0"},
-                                     {-2.5, "-2.5"},
-                                     {9007199254740991.0, "9007199254740991"},
-                                     {1700000000.25, "1700000000.25"},
-                                     {1e300, "1e+300"}})
+  using Case = std::pair<double, const char*>;
+  for (const auto& [number, text] :
+       {Case{1700000000, "1700000000"}, Case{-0.0, "0"}, Case{-2.5, "-2.5"}, Case{9007199254740991, "9007199254740991"},
+        Case{1700000000.25, "1700000000.25"}, Case{1e300, "1e+300"}})
     EXPECT_EQ(decimalText(number), text);
 }
 
