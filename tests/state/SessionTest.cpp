@@ -36,7 +36,6 @@ TEST(InitAnswers, EachEndsAsItShould) {
            Case{{200, "[]"}, "validateInitRequestResponse failed - no response dictionary."},
            Case{{200, R"({"server_ts":"now"})"}, "invalid type in 'server_ts' field."},
            Case{{201, R"({"configs":5})"}, "invalid type in 'configs' field."},
-           Case{{200, R"({"configs":5})"}, "Add SESSION START event"},
        }) {
     SCOPED_TRACE(std::to_string(answer.status) + answer.body);
     Game game;

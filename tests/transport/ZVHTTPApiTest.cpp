@@ -52,6 +52,13 @@ class HTTPApi : public testing::Test {
   LogCapture log;
 };
 
+TEST_F(HTTPApi, TakesOfAnInitAnswerWhatBelongsToItsStatus) {
+  server.answer(LoopbackServer::kInit, {200, R"({"server_ts":1,"configs":5,"other":true})"});
+  server.answer(LoopbackServer::kInit, {201, R"({"server_ts":1,"configs":[],"other":true})"});
+  EXPECT_EQ(requestInit("").content, ZVValue(ZVMap{{"server_ts", 1}}));
+  EXPECT_EQ(requestInit("").content, ZVValue(ZVMap{{"server_ts", 1}, {"configs", ZVValue::Array{}}}));
+}
+
 TEST_F(HTTPApi, RefusesAnInitAnswerThatIsTooLargeOrBecomesSo) {
   const auto hash = [](const std::string& text) { return R"({"configs_hash":")" + text + "\"}"; };
   const std::string slashes(131'062, '/');  // as it is written, with the rest, one byte less than the limit
