@@ -139,9 +139,7 @@ TEST(SpoiltStorage, NeverSpoilsTheRecordsOfThisRun) {
        {Case{"\xED\xB0\x80", "{}"}, Case{std::string(900'000, 'u'), "{}"}, Case{"u", pair + R"("\udc00"}]})"},
         Case{"u", pair + "2e308}]}"}, Case{"u", pair + "\"" + std::string(1'100'000, 'x') + "\"}]}"},
         Case{"u", pair + std::string(509, '[') + std::string(509, ']') + "}]}"}}) {
-    Game game(TestPlatform::Change([](ZVPlatform& platform) {
-      platform.device = [] { return ZVDeviceFacts{.systemVersion = "17.2", .hardwareName = "x"}; };
-    }));
+    Game game;
     game.onQueue([&] {
       ZVStore::persistStateRandomUserId(userId);
       ZVStore::setDbStateWithKey("sdk_config_cached", config);
