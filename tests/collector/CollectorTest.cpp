@@ -70,21 +70,28 @@ struct Body {
   std::string sent;
   httplib::Headers headers;
 };
-
-Body signedWith(const std::string& signature, const std::string& text) {
-  return {text, {{"Authorization", signature}}};
-}
-Body plain(const std::string& text) { return signedWith(signatureOf(text, kSecret), text); }
-Body encoded(Body body, const std::string& encoding = "gzip") {
-  body.headers.emplace("Content-Encoding", encoding);
+Body signedWith(const std::string& signature, const std::string& sent, const std::string& encoding = "") {
+  Body body{sent, {{"Authorization", signature}}};
+  if (!encoding.empty()) body.headers.emplace("Content-Encoding", encoding);
   return body;
 }
-Body compressed(const std::string& text) { return encoded(plain(gzip(text))); }
-
-httplib::Result post(httplib::Client& client, const std::string& target, const Body& body,
-                     const std::string& type = "application/json") {
-  return client.Post(target, body.headers, body.sent, type);
+Body plain(const std::string& text, const std::string& encoding = "") {
+  return signedWith(signatureOf(text, kSecret), text, encoding);
 }
+Body compressed(const std::string& text) { return plain(gzip(text), "gzip"); }
+
+struct Answer {
+  int status;  // 0: none came, for the reason that the body says
+  std::string body;
+};
+Answer answerOf(const httplib::Result& result) {
+  return result ? Answer{result->status, result->body} : Answer{0, httplib::to_string(result.error())};
+}
+Answer post(httplib::Client& client, const std::string& target, const Body& body,
+            const std::string& type = "application/json") {
+  return answerOf(client.Post(target, body.headers, body.sent, type));
+}
+Answer get(httplib::Client& client, const std::string& target) { return answerOf(client.Get(target)); }
 
 // A socket that a well-behaved client would never open.
 class RawClient {
@@ -137,12 +144,11 @@ class CollectorTest : public testing::Test {
     client_ = std::make_unique<httplib::Client>(fmt::format("{}://127.0.0.1:{}", tls ? "https" : "http", port_));
   }
 
-  std::string get(const std::string& target) {
-    const auto answer = client_->Get(target);
-    return answer ? answer->body : httplib::to_string(answer.error());
+  Answer post(const Body& body, const std::string& type = "application/json") {
+    return collector::post(*client_, kEvents, body, type);
   }
   std::int64_t counted(const std::string& name) {
-    const auto text = get("/summary");
+    const auto text = get(*client_, "/summary").body;
     const auto summary = parseJson(text);
     return summary.document.IsObject() ? findMember(summary.document, name)->GetInt64() : -1;
   }
@@ -161,16 +167,13 @@ TEST_F(CollectorTest, KeepsRecordsAsTheyCameAndCountsThoseThatComeAgain) {
   const auto full =
       record("design", R"("event_id":"a\u00a0b.(!)?","jailbroken":true,"custom_01":"d","configurations":{"k":"v"},)"
                        R"("custom_fields":{"a":1,"b":"x","c":false},"of_its_own":[])");
-  const auto answer = post(*client_, kEvents, compressed('[' + kDesign + " , " + full + ']'));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->body, "[]");
-  EXPECT_EQ(answer->status, 200);
-  EXPECT_EQ(
-      post(*client_, kEvents, plain('[' + kTrouble + R"(,"reason":")" + std::string(256, 'r') + "\"}]"), "")->status,
-      200);
+  const auto answer = post(compressed('[' + kDesign + " , " + full + ']'));
+  EXPECT_EQ(answer.body, "[]");
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_EQ(post(plain('[' + kTrouble + R"(,"reason":")" + std::string(256, 'r') + "\"}]"), "").status, 200);
   EXPECT_EQ(counted("events"), 3);
   EXPECT_EQ(counted("duplicates"), 2);
-  EXPECT_NE(get("/events?after=1&limit=1").find(full), std::string::npos) << "kept as received";
+  EXPECT_NE(get(*client_, "/events?after=1&limit=1").body.find(full), std::string::npos) << "kept as received";
 }
 
 TEST_F(CollectorTest, ReportsEveryBrokenPromiseAndKeepsTheRest) {
@@ -200,11 +203,10 @@ TEST_F(CollectorTest, ReportsEveryBrokenPromiseAndKeepsTheRest) {
   };
   std::string batch = "[" + kDesign;
   for (const auto& each : cases) batch += ',' + each.record;
-  const auto answer = post(*client_, kEvents, compressed(batch + ']'));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->status, 400);
-  const auto rejected = parseJson(answer->body);
-  ASSERT_EQ(rejected.elements.size(), cases.size()) << answer->body;
+  const auto answer = post(compressed(batch + ']'));
+  EXPECT_EQ(answer.status, 400);
+  const auto rejected = parseJson(answer.body);
+  ASSERT_EQ(rejected.elements.size(), cases.size()) << answer.body;
   for (rapidjson::SizeType at = 0; at < cases.size(); ++at) {
     EXPECT_EQ(findMember(rejected.document[at], "index")->GetUint(), at + 1);
     EXPECT_NE(rejected.elements[at].find(cases[at].reason), std::string_view::npos)
@@ -220,24 +222,21 @@ TEST_F(CollectorTest, AnswersAnInitCallByTheHashOfTheConfigurations) {
   const auto target = [](const std::string& key, const std::string& hash) {
     return fmt::format("/remote_configs/v1/init?game_key={}&interval_seconds=0&configs_hash={}", key, hash);
   };
-  const auto news = post(*client_, target(kConfigured, ""), compressed(kInit));
-  ASSERT_TRUE(news);
-  EXPECT_EQ(news->status, 201);
-  EXPECT_NE(news->body.find(kConfigs.substr(1)), std::string::npos) << news->body;
+  const auto news = collector::post(*client_, target(kConfigured, ""), compressed(kInit));
+  EXPECT_EQ(news.status, 201);
+  EXPECT_NE(news.body.find(kConfigs.substr(1)), std::string::npos) << news.body;
   struct Case {
-    std::string target;
+    std::string key, hash;
     Body body;
     int status;
   };
-  for (const auto& each :
-       {Case{target(kConfigured, "h+1/="), compressed(kInit), 200},
-        Case{target(kConfigured, "h"), compressed(kInit), 201}, Case{target(kKey, "h"), compressed(kInit), 200},
-        Case{target(std::string(32, 'x'), ""), compressed(kInit), 401}, Case{target(kKey, ""), plain(kInit), 400},
-        Case{target(kKey, ""), compressed(R"({"user_id":1})"), 400}}) {
-    const auto answer = post(*client_, each.target, each.body);
-    ASSERT_TRUE(answer) << each.target;
-    EXPECT_EQ(answer->status, each.status) << each.target << ' ' << answer->body;
-    EXPECT_EQ(answer->body.find("server_ts") != std::string::npos, each.status < 300) << answer->body;
+  for (const auto& [key, hash, body, status] :
+       {Case{kConfigured, "h+1/=", compressed(kInit), 200}, Case{kConfigured, "h", compressed(kInit), 201},
+        Case{kKey, "h", compressed(kInit), 200}, Case{std::string(32, 'x'), "", compressed(kInit), 401},
+        Case{kKey, "", plain(kInit), 400}, Case{kKey, "", compressed(R"({"user_id":1})"), 400}}) {
+    const auto answer = collector::post(*client_, target(key, hash), body);
+    EXPECT_EQ(answer.status, status) << key << ' ' << hash << ' ' << answer.body;
+    EXPECT_EQ(answer.body.find("server_ts") != std::string::npos, status < 300) << answer.body;
   }
   EXPECT_EQ(counted("inits"), 4);
 }
@@ -256,10 +255,10 @@ TEST_F(CollectorTest, RefusesWhatIsHostileOrDamagedAndKeepsNothingOfIt) {
       {"no signature", kEvents, {"[]", {}}, 401},
       {"signature of another body", kEvents, signedWith(signatureOf("[ ]", kSecret), "[]"), 401},
       {"signature with another secret", kEvents, signedWith(signatureOf("[]", kSecret + "s"), "[]"), 401},
-      {"signature of the inflated body", kEvents, encoded(signedWith(signatureOf("[]", kSecret), member)), 401},
+      {"signature of the inflated body", kEvents, signedWith(signatureOf("[]", kSecret), member, "gzip"), 401},
       {"unknown game", "/v2/" + std::string(32, 'u') + "/events", plain("[]"), 401},
-      {"gzip cut short", kEvents, encoded(plain(member.substr(0, member.size() - 1))), 400},
-      {"garbage behind gzip", kEvents, encoded(plain(member + "x")), 400},
+      {"gzip cut short", kEvents, plain(member.substr(0, member.size() - 1), "gzip"), 400},
+      {"garbage behind gzip", kEvents, plain(member + "x", "gzip"), 400},
       {"64 MiB once inflated", kEvents, compressed("[" + zeros.substr(2) + "]"), 200},
       {"over 64 MiB once inflated", kEvents, compressed("[" + zeros.substr(1) + "]"), 413},
       {"8 MiB as sent", kEvents, plain("[" + zeros.substr(0, 8 * kMebibyte - 2) + "]"), 200},
@@ -271,50 +270,41 @@ TEST_F(CollectorTest, RefusesWhatIsHostileOrDamagedAndKeepsNothingOfIt) {
        400},
       {"a number beyond all numbers", kEvents, plain("[1e999]"), 400},
       {"nested to the stack's end", kEvents, plain(std::string(4 * kMebibyte, '[')), 400},
-      {"unknown encoding", kEvents, encoded(plain("[]"), "br"), 400},
+      {"unknown encoding", kEvents, plain("[]", "br"), 400},
   };
-  for (const auto& each : cases) {
-    const auto answer = post(*client_, each.target, each.body);
-    ASSERT_TRUE(answer) << each.name << ": " << httplib::to_string(answer.error());
-    EXPECT_EQ(answer->status, each.status) << each.name << ' ' << answer->body;
+  for (const auto& [name, target, body, status] : cases) {
+    const auto answer = collector::post(*client_, target, body);
+    EXPECT_EQ(answer.status, status) << name << ' ' << answer.body;
   }
-  EXPECT_EQ(post(*client_, kEvents, plain("[]"), "multipart/form-data; boundary=x")->status, 200);
+  EXPECT_EQ(post(plain("[]"), "multipart/form-data; boundary=x").status, 200);
   const auto inOneChunk = [&](std::size_t, httplib::DataSink& sink) {
     sink.write(zeros.data(), 9 * kMebibyte);
     sink.done();
     return true;
   };
-  EXPECT_EQ(client_->Post(kEvents, plain("").headers, inOneChunk, "application/json")->status, 413);
+  EXPECT_EQ(answerOf(client_->Post(kEvents, plain("").headers, inOneChunk, "application/json")).status, 413);
   EXPECT_EQ(counted("events"), 0);
   EXPECT_EQ(counted("rejected"), 0);
   EXPECT_EQ(counted("requests"), static_cast<std::int64_t>(cases.size()) + 2);
 }
 
-// The library writes records of up to 1 MiB and batches of up to 4 MiB, 512 levels deep.
+// The library writes records of up to 1 MiB and batches of up to 4 MiB; of its deepest, see LibraryTest.cpp.
 TEST_F(CollectorTest, TakesTheLargestThatTheLibraryWrites) {
   start();
   client_->set_read_timeout(60s);
   const auto impression = [](const std::string& data) {
-    return record("impression",
-                  R"("ad_network_name":"admob","ad_network_version":"1","impression_data":{"d":)" + data + '}');
-  };
-  const auto repeated = [](const std::string& text, std::size_t times) {
-    std::string whole;
-    for (std::size_t time = 0; time < times; ++time) whole += text;
-    return whole;
+    return record("impression", R"("ad_network_name":"admob","ad_network_version":"1","impression_data":)" + data);
   };
   std::mt19937 random(1);
-  std::string noise(kMebibyte - 1024, ' ');
+  std::string noise(kMebibyte - 1024, ' '), lists;
   for (char& letter : noise) letter = static_cast<char>('#' + random() % 57);  // without a quote or a backslash
-  const auto large = impression('"' + noise + '"');
-  for (const auto& body : {'[' + repeated(large + ',', 3) + large + ']',
-                           '[' + impression("[" + repeated("[],", 4 * kMebibyte / 3) + "0]") + ']',
-                           '[' + impression(repeated(R"({"k":)", 509) + "0" + std::string(509, '}')) + ']'})
+  while (lists.size() < 4 * kMebibyte) lists += "[],";
+  const auto large = impression(R"({"d":")" + noise + "\"}");
+  for (const auto& body :
+       {fmt::format("[{0},{0},{0},{0}]", large), '[' + impression(R"({"d":[)" + lists + "0]}") + ']'})
     for (const auto& sent : {compressed(body), plain(body)}) {
-      const auto answer = post(*client_, kEvents, sent);
-      ASSERT_TRUE(answer) << body.size() << ": " << httplib::to_string(answer.error());
-      EXPECT_EQ(answer->body.substr(0, 500), "[]") << body.size();
-      EXPECT_EQ(answer->status, 200) << body.size();
+      const auto answer = post(sent);
+      EXPECT_EQ(answer.status, 200) << body.size() << ": " << answer.body.substr(0, 500);
     }
 }
 
@@ -328,9 +318,8 @@ TEST_F(CollectorTest, ServesGoodClientsWhileOthersHangHalfOpen) {
     for (const auto& beginning : {std::string(), std::string("POST"), head, head + "\r\n[{"})
       hanging.push_back(std::make_unique<RawClient>(port_, beginning));
   client_->set_read_timeout(10s);
-  const auto answer = post(*client_, kEvents, plain('[' + kDesign + ']'));
-  ASSERT_TRUE(answer) << httplib::to_string(answer.error());
-  EXPECT_EQ(answer->status, 200);
+  const auto answer = post(plain('[' + kDesign + ']'));
+  EXPECT_EQ(answer.status, 200) << answer.body;
   server_->stop();  // nor do they hold up the end
   for (auto& each : hanging) EXPECT_TRUE(each->readsToTheEnd());
 }
@@ -357,8 +346,8 @@ TEST_F(CollectorTest, EndsAClientThatDripsOrWritesWithoutEnd) {
 TEST_F(CollectorTest, AnswersFailureWhenItCannotKeepARecord) {
   start();
   execute(folder_.file("archive.sqlite"), "DROP TABLE events");
-  EXPECT_EQ(post(*client_, kEvents, plain('[' + kDesign + ']'))->status, 500);
-  EXPECT_EQ(client_->Get("/summary")->status, 500);
+  EXPECT_EQ(post(plain('[' + kDesign + ']')).status, 500);
+  EXPECT_EQ(get(*client_, "/summary").status, 500);
 }
 
 TEST_F(CollectorTest, SpeaksTls) {
@@ -369,9 +358,8 @@ TEST_F(CollectorTest, SpeaksTls) {
   EXPECT_NE(problem.find("missing.pem"), std::string::npos);
   start({}, makeTlsContext(pem, pem, problem));
   client_->set_ca_cert_path(pem);
-  const auto large = post(*client_, kEvents, plain('[' + kDesign + std::string(7 * kMebibyte, ' ') + ']'));
-  ASSERT_TRUE(large) << httplib::to_string(large.error());
-  EXPECT_EQ(large->status, 200);
+  const auto large = post(plain('[' + kDesign + std::string(7 * kMebibyte, ' ') + ']'));
+  EXPECT_EQ(large.status, 200) << large.body;
   EXPECT_EQ(counted("events"), 1);
 }
 
@@ -382,10 +370,10 @@ TEST(CollectorProgram, HasAllItAnsweredAfterItWasKilled) {
                                          folder.file("archive.sqlite")});
     const auto line = program.firstLine();
     httplib::Client client(line.substr(line.rfind(' ') + 1));
-    const auto before = client.Get("/events");
-    ASSERT_TRUE(before) << program.errors();
-    EXPECT_EQ(parseJson(before->body).elements.size(), kept);
-    EXPECT_EQ(post(client, kEvents, plain('[' + kDesign + ']'))->status, 200);
+    const auto before = get(client, "/events");
+    ASSERT_EQ(before.status, 200) << program.errors();
+    EXPECT_EQ(parseJson(before.body).elements.size(), kept);
+    EXPECT_EQ(post(client, kEvents, plain('[' + kDesign + ']')).status, 200);
     program.kill(kept == 0 ? SIGKILL : SIGTERM);
     EXPECT_EQ(program.wait()->status, kept == 0 ? std::nullopt : std::optional(0));
   }

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -16,6 +15,7 @@
 #include "events/ZVEvents.h"
 #include "state/ZVState.h"
 #include "support/Game.h"
+#include "values/Text.h"
 
 using namespace zorvane;
 
@@ -79,7 +79,6 @@ TEST(WhatTheLibrarySends, IsTakenAtTheEdgesOfEveryRule) {
   game.start();
   Zorvane::setCustomDimension01("\n");
 
-  std::map<std::string, int> reported;
   const auto nul = std::string("nul \0 and \u2028", 13);
   for (const auto& end : kTerminators) {
     Zorvane::addDesignEventWithEventId(std::string(64, 'a') + end, ZVMap{{std::string(64, 'K') + end, nul}});
@@ -88,7 +87,6 @@ TEST(WhatTheLibrarySends, IsTakenAtTheEdgesOfEveryRule) {
     for (const auto& version : {end, "00000.1..22222" + end, "." + end})
       Zorvane::addImpressionEventWithAdNetworkName("ironsource" + end, version, nested(2));
     Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::sink, "gems" + end, 1.4e-45, std::string(32, 't'), end);
-    reported["design"] += 2, reported["business"] += 1, reported["impression"] += 3, reported["resource"] += 1;
   }
   for (const auto& part : kFullParts) {
     Zorvane::addBusinessEventWithCurrency("USD", 0, part, part, nullptr, nullptr);
@@ -97,39 +95,33 @@ TEST(WhatTheLibrarySends, IsTakenAtTheEdgesOfEveryRule) {
     for (const auto status : {ZVProgressionStatus::start, ZVProgressionStatus::fail, ZVProgressionStatus::complete})
       for (const std::int64_t score : {Wholes::min(), Wholes::max()})
         Zorvane::addProgressionEventWithProgressionStatus(status, part, part, part, score);
-    reported["business"] += 1, reported["resource"] += 1, reported["progression"] += 6;
   }
   for (const double value : {Doubles::max(), Doubles::lowest(), Doubles::min(), Doubles::denorm_min(), -0.0, 0.1, 1e21,
                              1e22, 9007199254740993.0, 18446744073709551615.0, 5e-324}) {
     Zorvane::addDesignEventWithEventId(" ", value, ZVMap{{"d", value}, {"b", true}, {"i", Wholes::min()}}, true);
     Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{nul, value}});
-    reported["design"] += 1, reported["impression"] += 1;
   }
   for (const double amount : {1.0, 3.4028235e38, 7.1e-46}) {
     Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::sink, currencies.back(), amount, std::string(32, 't'),
                                           "i");
-    reported["resource"] += 1;
   }
   for (int action = 1; action <= 6; ++action)
     for (int type = 1; type <= 6; ++type)
-      for (const std::int64_t duration : {Wholes::min(), std::int64_t{-1}, Wholes::max()}) {
+      for (const std::int64_t duration : {Wholes::min(), Wholes::max()}) {
         Zorvane::addAdEventWithAction(ZVAdAction(action), ZVAdType(type), repeated("\u20AC", 32),
                                       repeated("\U0001F600", 32), duration);
         Zorvane::addAdEventWithAction(ZVAdAction(action), ZVAdType(type), "\n", nul, ZVAdError(duration % 9));
-        reported["ads"] += 2;
       }
   for (int severity = 1; severity <= 5; ++severity)
-    for (const ZVText message : {ZVText(), ZVText(""), ZVText(nul)}) {
+    for (const ZVText message : {ZVText(), ZVText(""), ZVText(nul)})
       Zorvane::addErrorEventWithSeverity(ZVErrorSeverity(severity), message);
-      reported["error"] += 1;
-    }
   Zorvane::addErrorEventWithSeverity(ZVErrorSeverity::info, repeated("\U0001F600", 4096));
   Zorvane::addDesignEventWithEventId("full", ZVMap{{"k", repeated("\U0001F600", 128)}});
   Zorvane::addImpressionEventWithAdNetworkName("mopub", "1.2.3.4", nested(510));  // a list of its record: 512
-  reported["error"] += 1, reported["design"] += 1, reported["impression"] += 1;
 
-  const ZVMap taken = sentBy(game);
-  for (const auto& [category, count] : reported) EXPECT_EQ(shown(taken, category), std::to_string(count)) << category;
+  EXPECT_EQ(describe(sentBy(game)),
+            "{ads = 144; business = 13; design = 28; error = 16; impression = 36; progression = 30; resource = 16; "
+            "user = 1}");
 }
 
 TEST(WhatTheLibrarySends, IsTakenWhateverTheHostAndItsFilesSay) {

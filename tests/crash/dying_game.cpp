@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <functional>
 #include <future>
 #include <iostream>
 #include <map>
@@ -60,17 +59,25 @@ constexpr std::size_t kBlock = 60'000;
 
 namespace {
 
-using Causes = std::map<std::string, std::function<void(const std::string& detail)>>;
+using Detail = const std::string&;
+using Scenes = std::map<std::string, void (*)(Detail)>;
 
 // Runs `task` when the library writes a line with `text` in it. What it throws is nobody's to catch.
-void whenLogged(const std::string& text, void (*task)()) {
+void whenLogged(Detail text, void (*task)()) {
   ZVNotificationCenter::addObserver(
       k_ZV_LoggerMessageNotification, [text, task](const ZVNotification& notification) noexcept {
         if (notification.userInfo.find("message")->ifString()->find(text) != std::string::npos) task();
       });
 }
 
-// A transaction that is open as long as `task` runs, on the work queue: the library tells in its middle that a
+void settle() { ZVThreading::sharedInstance().queue.drain(std::chrono::minutes(1)); }
+
+void runOnQueue(void (*task)()) {
+  ZVThreading::performTaskOnZVThreadWithBlock(task);
+  settle();
+}
+
+// A transaction that is open as long as `task` runs, on the work queue: the library reports in its middle that a
 // statement makes no sense.
 void inTransaction(void (*task)()) {
   Zorvane::setEnableDebugLog(true);
@@ -82,82 +89,90 @@ void inTransaction(void (*task)()) {
   for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
-// Kills the process with the COMMIT-th commit after the library has logged `line`.
+// Kills the process at a line, "LINE", or with the N-th commit that follows it, "N LINE".
 int commitsToGo = 0;
 std::atomic<bool> commitsCount{false};
-void killAfterCommits(const std::string& line, int commits) {
-  commitsToGo = commits;
-  whenLogged(line, [] { commitsCount = true; });
+void killAt(Detail moment) {
+  commitsToGo = std::atoi(moment.c_str());
+  if (commitsToGo == 0) return whenLogged(moment, [] { raise(SIGKILL); });
+  whenLogged(moment.substr(2), [] { commitsCount = true; });
   ZVThreading::performTaskOnZVThreadWithBlock([] {
-    sqlite3_wal_hook(
-        ZVStore::getDatabase(),
-        [](void*, sqlite3*, const char*, int) {
-          if (commitsCount && --commitsToGo == 0) raise(SIGKILL);
-          return SQLITE_OK;
-        },
-        nullptr);
+    const auto count = [](void*, sqlite3*, const char*, int) {
+      if (commitsCount && --commitsToGo == 0) raise(SIGKILL);
+      return SQLITE_OK;
+    };
+    sqlite3_wal_hook(ZVStore::getDatabase(), count, nullptr);
   });
 }
-// "LINE": at that line. "N LINE": after the N-th commit that follows it.
-void killAt(const std::string& moment) {
-  if (const int commits = std::atoi(moment.c_str()); commits > 0) killAfterCommits(moment.substr(2), commits);
-  else whenLogged(moment, [] { raise(SIGKILL); });
-}
 
-void sayAndReturn() {
+void say() {
   constexpr std::string_view kText = "the game's own handler\n";
   [[maybe_unused]] const auto written = write(STDOUT_FILENO, kText.data(), kText.size());
 }
-void sayAndLeave(int) {
-  sayAndReturn();
+[[noreturn]] void sayAndAbort() {
+  say();
+  std::abort();
+}
+void sayAndLeave(int, siginfo_t*, void*) {
+  say();
   _exit(7);
 }
 struct sigaction replaced {};
 void sayAndChain(int number, siginfo_t* information, void* context) {
-  sayAndReturn();
+  say();
   replaced.sa_sigaction(number, information, context);
 }
+void handle(int number, void (*handler)(int, siginfo_t*, void*)) {
+  struct sigaction action {};
+  action.sa_flags = SA_SIGINFO;
+  action.sa_sigaction = handler;
+  sigaction(number, &action, &replaced);
+}
 
-void settle() { ZVThreading::sharedInstance().queue.drain(std::chrono::seconds(20)); }
+void expectHandlers(ZVCrashHandlers expected) {
+  if (ZVWaitForCrashHandlers(60) != expected) _exit(2);
+}
 
 // What must be so before the session begins.
-const Causes kPreparations{
-    {"switched off before", [](const std::string&) { Zorvane::setEnabledErrorReporting(false); }},
-    {"with a handler that returns", [](const std::string&) { std::set_terminate(sayAndReturn); }},
-    {"with a handler that aborts",
-     [](const std::string&) {
-       std::set_terminate([] {
-         sayAndReturn();
-         std::abort();
-       });
-     }},
-    {"too often", [](const std::string&) { std::set_terminate(sayAndReturn); }},
+const Scenes kPreparations{
+    {"switched off before", [](Detail) { Zorvane::setEnabledErrorReporting(false); }},
+    {"with a handler that returns", [](Detail) { std::set_terminate(say); }},
+    {"with a handler that aborts", [](Detail) { std::set_terminate(sayAndAbort); }},
+    {"too often", [](Detail) { std::set_terminate(say); }},
     {"killed at the next start", killAt},
-    {"a broken pipe that is ignored", [](const std::string&) { std::signal(SIGPIPE, SIG_IGN); }},
+    {"a broken pipe that is ignored", [](Detail) { std::signal(SIGPIPE, SIG_IGN); }},
     {"with signal handlers",
-     [](const std::string&) {
-       std::signal(SIGSEGV, sayAndLeave);
-       std::signal(SIGBUS, sayAndLeave);
+     [](Detail) {
+       for (const int number : {SIGSEGV, SIGBUS}) handle(number, sayAndLeave);
      }},
 };
 
-const Causes kDeaths{
-    {"not at all", [](const std::string&) {}},
-    {"wait", [](const std::string&) { sleepOn(); }},
-    {"raise", [](const std::string& number) { std::raise(std::stoi(number)); }},
-    {"fault", [](const std::string&) { levels::fallOut(); }},
-    {"fault on the queue",
-     [](const std::string&) {
-       ZVThreading::performTaskOnZVThreadWithBlock(levels::fallOut);
-       settle();
+// What a game of any other cause dies of: an exception of that reason, or a fault without one.
+void die(Detail reason) {
+  if (reason.empty()) levels::fallOut();
+  else levels::throwOut(reason);
+}
+
+const Scenes kDeaths{
+    {"not at all", [](Detail) {}},
+    {"killed at the next start", [](Detail) {}},
+    {"wait",
+     [](Detail events) {
+       for (int event = 0; event < std::atoi(events.c_str()); ++event) Zorvane::addDesignEventWithEventId("a:b");
+       std::cout << "reported" << std::endl;
+       sleepOn();
      }},
+    {"raise", [](Detail number) { std::raise(std::stoi(number)); }},
+    {"fault on the queue", [](Detail) { runOnQueue(levels::fallOut); }},
+    {"overrun on the queue", [](Detail) { runOnQueue(levels::overrun); }},
+    {"overrun on a thread", [](Detail) { std::thread(levels::overrun).join(); }},
     {"fault in a transaction",
-     [](const std::string&) {
+     [](Detail) {
        inTransaction(levels::fallOut);
        settle();
      }},
     {"fault beside a transaction",
-     [](const std::string&) {
+     [](Detail) {
        static std::promise<void> open, reported;
        whenLogged("Add ERROR event", [] { reported.set_value(); });
        inTransaction([] {
@@ -167,77 +182,8 @@ const Causes kDeaths{
        open.get_future().wait();
        levels::fallOut();
      }},
-    {"throw", [](const std::string& reason) { levels::throwOut(reason); }},
-    {"throw on a thread",
-     [](const std::string& reason) { std::thread([reason] { levels::throwOut(reason); }).join(); }},
-    {"throw on the queue",
-     [](const std::string&) {
-       whenLogged("Add DESIGN event", [] { levels::throwOut("on the queue"); });
-       Zorvane::addDesignEventWithEventId("a:b");
-       settle();
-     }},
-    {"throw a number", [](const std::string&) { throw 42; }},
-    {"terminate", [](const std::string&) { std::terminate(); }},
-    {"twice",
-     [](const std::string& line) {
-       whenLogged(line, levels::fallOut);
-       levels::fallOut();
-     }},
-    {"twice, on two threads",
-     [](const std::string&) {
-       whenLogged("Add ERROR event", [] { std::thread(levels::fallOut).detach(); });
-       levels::fallOut();
-     }},
-    {"without keys", [](const std::string&) { levels::fallOut(); }},
-    {"switched off before", [](const std::string&) { std::raise(SIGTRAP); }},
-    {"switched off after",
-     [](const std::string& reason) {
-       Zorvane::setEnabledErrorReporting(false);
-       settle();
-       std::raise(SIGALRM);  // ignored
-       if (reason.empty()) levels::fallOut();
-       else levels::throwOut(reason);
-     }},
-    {"with a handler that returns", [](const std::string& reason) { levels::throwOut(reason); }},
-    {"with a handler that aborts", [](const std::string& reason) { levels::throwOut(reason); }},
-    {"installed twice",
-     [](const std::string& reason) {
-       setZVUncaughtExceptionHandlers();
-       levels::throwOut(reason);
-     }},
-    {"too often",
-     [](const std::string& times) {
-       for (int time = 0; time < std::stoi(times); ++time) {
-         try {
-           levels::throwOut(std::to_string(time));
-         } catch (...) {
-           ZVUncaughtExceptionHandlerCallback();
-         }
-       }
-       _exit(0);
-     }},
-    {"in a forked child",
-     [](const std::string&) {
-       const pid_t child = fork();
-       if (child == 0) levels::fallOut();
-       int status = 0;
-       waitpid(child, &status, 0);
-       _exit(WIFSIGNALED(status) ? WTERMSIG(status) : 0);
-     }},
-    {"behind a request",
-     [](const std::string& count) {
-       for (int event = 0; event < std::stoi(count); ++event) Zorvane::addDesignEventWithEventId("a:b");
-       std::cout << "reported" << std::endl;
-       sleepOn();
-     }},
-    {"overrun on the queue",
-     [](const std::string&) {
-       ZVThreading::performTaskOnZVThreadWithBlock(levels::overrun);
-       sleepOn();
-     }},
-    {"overrun on a thread", [](const std::string&) { std::thread(levels::overrun).join(); }},
     {"beside a disk write",
-     [](const std::string&) {
+     [](Detail) {
        static std::promise<void> writing;
        ZVThreading::performTaskOnZVThreadWithBlock([] {
          const auto write = [](void*) -> int {
@@ -250,44 +196,82 @@ const Causes kDeaths{
        writing.get_future().wait();
        levels::fallOut();
      }},
+    {"throw on a thread", [](Detail reason) { std::thread([reason] { levels::throwOut(reason); }).join(); }},
+    {"throw on the queue",
+     [](Detail) {
+       whenLogged("Add DESIGN event", [] { levels::throwOut("on the queue"); });
+       Zorvane::addDesignEventWithEventId("a:b");
+       settle();
+     }},
+    {"throw a number", [](Detail) { throw 42; }},
+    {"terminate", [](Detail) { std::terminate(); }},
+    {"twice",
+     [](Detail line) {
+       whenLogged(line, levels::fallOut);
+       levels::fallOut();
+     }},
+    {"twice, on two threads",
+     [](Detail) {
+       whenLogged("Add ERROR event", [] { std::thread(levels::fallOut).detach(); });
+       levels::fallOut();
+     }},
+    {"switched off after",
+     [](Detail reason) {
+       Zorvane::setEnabledErrorReporting(false);
+       settle();
+       std::raise(SIGALRM);  // ignored
+       die(reason);
+     }},
+    {"installed twice",
+     [](Detail reason) {
+       setZVUncaughtExceptionHandlers();
+       die(reason);
+     }},
+    {"too often",
+     [](Detail times) {
+       for (int time = 0; time < std::stoi(times); ++time) {
+         try {
+           levels::throwOut(std::to_string(time));
+         } catch (...) {
+           ZVUncaughtExceptionHandlerCallback();
+         }
+       }
+       _exit(0);
+     }},
+    {"in a forked child",
+     [](Detail) {
+       const pid_t child = fork();
+       if (child == 0) levels::fallOut();
+       int status = 0;
+       waitpid(child, &status, 0);
+       _exit(WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+     }},
     {"killed",
-     [](const std::string& moment) {
+     [](Detail moment) {
        killAt(moment);
        settle();
        levels::fallOut();
      }},
-    {"killed at the next start", [](const std::string&) {}},
     {"a broken pipe that is ignored",
-     [](const std::string&) {
+     [](Detail) {
        int ends[2];
-       if (pipe2(ends, O_CLOEXEC) != 0) _exit(1);
-       close(ends[0]);
-       const bool isBroken = write(ends[1], "x", 1) < 0 && errno == EPIPE;
-       _exit(isBroken ? 0 : 1);
+       if (pipe2(ends, O_CLOEXEC) == 0) close(ends[0]);
+       _exit(write(ends[1], "x", 1) < 0 && errno == EPIPE ? 0 : 1);
      }},
-    {"with signal handlers", [](const std::string&) { levels::fallOut(); }},
-    {"with signal handlers set after",
-     [](const std::string& how) {
-       if (ZVWaitForCrashHandlers(20) != ZVCrashHandlers::installed) _exit(1);
-       struct sigaction action {};
-       if (how == "chain") {
-         action.sa_flags = SA_SIGINFO;
-         action.sa_sigaction = sayAndChain;
-       } else {
-         action.sa_handler = sayAndLeave;
-       }
-       sigaction(SIGSEGV, &action, &replaced);
+    {"with a signal handler set after",
+     [](Detail how) {
+       expectHandlers(ZVCrashHandlers::installed);
+       handle(SIGSEGV, how == "chain" ? sayAndChain : sayAndLeave);
        levels::fallOut();
      }},
     {"without handlers",
-     [](const std::string& reason) {
-       if (ZVWaitForCrashHandlers(20) != ZVCrashHandlers::keptAway) _exit(1);
+     [](Detail reason) {
+       expectHandlers(ZVCrashHandlers::keptAway);
        setZVUncaughtExceptionHandlers();
-       if (reason.empty()) levels::fallOut();
-       else levels::throwOut(reason);
+       die(reason);
      }},
     {"a broken connection",
-     [](const std::string& bytes) {
+     [](Detail bytes) {
        ZVHTTPApi& api = ZVHTTPApi::sharedInstance();
        const std::string payload(std::stoul(bytes), 'x');
        for (int time = 0; time < 5; ++time)
@@ -317,8 +301,9 @@ int main(int argc, char** argv) {
   if (const auto found = kPreparations.find(cause); found != kPreparations.end()) found->second(detail);
   if (cause == "without keys") Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
   else Zorvane::initializeWithGameKey("0123456789abcdef0123456789ABCDEF", "0123456789abcdef0123456789ABCDEF01234567");
-  if (cause != "wait" && cause != "behind a request") settle();
+  if (cause != "wait") settle();
   std::cout << "ready" << std::endl;
-  kDeaths.at(cause)(detail);
+  const auto death = kDeaths.find(cause);
+  (death != kDeaths.end() ? death->second : die)(detail);
   return 0;
 }
