@@ -24,8 +24,8 @@
 #include "collector/Json.h"
 #include "collector/Server.h"
 #include "collector/Signature.h"
-#include "support/Certificate.h"
 #include "support/ChildProcess.h"
+#include "support/LoopbackServer.h"
 #include "support/Sqlite.h"
 #include "support/TemporaryFolder.h"
 

@@ -129,7 +129,7 @@ TEST(Crash, ALockedDatabaseIsWaitedFor) {
   game.start();
   game.waitFor("Add SESSION START event");
   ASSERT_TRUE(game.server.waitForRequests(2));  // the session has begun
-  auto lock = std::make_unique<HeldLock>(game.database());
+  auto lock = lockDatabase(game.database());
   game.process->kill(SIGSEGV);
   game.waitFor("ZVSignalHandler entered");
   lock.reset();

@@ -26,6 +26,9 @@ struct Request;
 struct Response;
 }  // namespace httplib
 
+// Writes a self-signed certificate and its key to one PEM file, or throws. `names`: "IP:127.0.0.1,DNS:localhost".
+void writeCertificate(const std::string& path, const std::string& names);
+
 class LoopbackServer {
  public:
   static constexpr const char* kInit = "/remote_configs";  // beginnings of the collector's paths

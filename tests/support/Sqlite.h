@@ -7,20 +7,9 @@
 #include <memory>
 #include <string>
 
-struct sqlite3;
-
 // The whole number that the first row begins with.
 std::size_t countRows(const std::string& file, const std::string& sql);
 void execute(const std::string& file, const std::string& sql);
 
-// Holds the database's write lock from construction to destruction.
-class HeldLock {
- public:
-  explicit HeldLock(const std::string& file);
-  ~HeldLock();
-  HeldLock(const HeldLock&) = delete;
-  HeldLock& operator=(const HeldLock&) = delete;
-
- private:
-  sqlite3* database_ = nullptr;
-};
+// Holds the database's write lock until what it returns is gone.
+[[nodiscard]] std::shared_ptr<void> lockDatabase(const std::string& file);

@@ -105,38 +105,29 @@ TestPlatform TestPlatform::make(const LoopbackServer* server, const Change& chan
   return made;
 }
 
-struct LogCapture::Lines {
-  std::mutex mutex;
-  std::vector<std::string> all;  // guarded by mutex
-};
-
-LogCapture::LogCapture(Levels levels) : lines_(std::make_shared<Lines>()) {
+LogCapture::LogCapture(Levels levels) {
   if (levels == Levels::all) {
     ZVLogger& logger = ZVLogger::sharedInstance();
     logger.analyticsLogEnabled = logger.verboseLogEnabled = logger.debugEnabled = logger.warningLogEnabled = true;
   }
-  observer_ = ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification,
-                                                [lines = lines_](const ZVNotification& notification) {
-                                                  const ZVValue* const message = notification.userInfo.find("message");
-                                                  const std::scoped_lock lock(lines->mutex);
-                                                  lines->all.push_back(*message->ifString());
-                                                });
+  const auto keep = [lines = lines_](const ZVNotification& notification) {
+    const std::string line = *notification.userInfo.find("message")->ifString();
+    lines->with([&](auto& all) { all.push_back(line); });
+  };
+  observer_ = ZVNotificationCenter::addObserver(k_ZV_LoggerMessageNotification, keep);
 }
 
 LogCapture::~LogCapture() { ZVNotificationCenter::removeObserver(observer_); }
 
 std::vector<std::string> LogCapture::lines() const {
-  const std::scoped_lock lock(lines_->mutex);
-  return lines_->all;
+  return lines_->with([](const auto& all) { return all; });
 }
 
 std::size_t LogCapture::count(std::string_view text) const {
-  const std::scoped_lock lock(lines_->mutex);
-  return static_cast<std::size_t>(std::ranges::count_if(
-      lines_->all, [text](const std::string& line) { return line.find(text) != std::string::npos; }));
+  const auto has = [text](const std::string& line) { return line.find(text) != line.npos; };
+  return static_cast<std::size_t>(std::ranges::count_if(lines(), has));
 }
 
 void LogCapture::clear() {
-  const std::scoped_lock lock(lines_->mutex);
-  lines_->all.clear();
+  lines_->with([](auto& all) { all.clear(); });
 }

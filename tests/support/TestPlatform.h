@@ -21,6 +21,7 @@
 #include <zorvane/ZVNotificationCenter.h>
 #include <zorvane/ZVPlatform.h>
 
+#include "runtime/Guarded.h"
 #include "support/TemporaryFolder.h"
 
 class LoopbackServer;
@@ -39,23 +40,21 @@ class FakeClock final : public ZVClock {
 class FakeDevice {
  public:
   void change(const std::function<void(ZVDeviceFacts&, ZVApplicationFacts&)>& change) {
-    const std::scoped_lock lock(mutex_);
-    change(device_, application_);
+    facts_.with([&](Facts& facts) { change(facts.device, facts.application); });
   }
   ZVDeviceFacts device() {
-    const std::scoped_lock lock(mutex_);
-    return device_;
+    return facts_.with([](Facts& facts) { return facts.device; });
   }
   ZVApplicationFacts application() {
-    const std::scoped_lock lock(mutex_);
-    return application_;
+    return facts_.with([](Facts& facts) { return facts.application; });
   }
 
  private:
-  std::mutex mutex_;
-  ZVDeviceFacts device_{.systemVersion = "17.2", .hardwareName = "Phone12,1"};  // guarded by mutex_
-  ZVApplicationFacts application_{
-      .bundleIdentifier = "com.example.game", .version = "1.4.2", .build = "1421"};  // guarded by mutex_
+  struct Facts {
+    ZVDeviceFacts device{.systemVersion = "17.2", .hardwareName = "Phone12,1"};
+    ZVApplicationFacts application{.bundleIdentifier = "com.example.game", .version = "1.4.2", .build = "1421"};
+  };
+  zorvane::Guarded<Facts> facts_;
 };
 
 // The main loop of a test: its thread is the one that made it, and its time passes by advance().
@@ -95,46 +94,45 @@ class FakeReachability final : public ZVReachabilitySource {
  public:
   bool accepts(const ZVReachabilityTarget&) const override { return !refuses_; }
   std::optional<std::uint32_t> flags(const ZVReachabilityTarget& target) const override {
-    const std::scoped_lock lock(mutex_);
-    targets_.push_back(target);
-    return flags_;
+    return state_.with([&](State& state) {
+      state.targets.push_back(target);
+      return state.flags;
+    });
   }
   WatchId watch(std::function<void()> changed) override {
-    const std::scoped_lock lock(mutex_);
-    if (!refuses_) watchers_.emplace(++lastWatch_, std::move(changed));
-    return refuses_ ? 0 : lastWatch_;
+    if (refuses_) return 0;
+    return state_.with([&](State& state) {
+      state.watchers.emplace(++state.lastWatch, std::move(changed));
+      return state.lastWatch;
+    });
   }
   void unwatch(WatchId watch) override {
-    const std::scoped_lock lock(mutex_);
-    watchers_.erase(watch);
+    state_.with([&](State& state) { state.watchers.erase(watch); });
   }
 
   // Reports to nobody.
   void set(std::optional<std::uint32_t> flags) {
-    const std::scoped_lock lock(mutex_);
-    flags_ = flags;
+    state_.with([&](State& state) { state.flags = flags; });
   }
   // Calls the watchers, on the calling thread.
   void tell() {
-    std::unique_lock lock(mutex_);
-    const auto watchers = watchers_;
-    lock.unlock();
-    for (const auto& [id, changed] : watchers) changed();
+    for (const auto& [id, changed] : state_.with([](State& state) { return state.watchers; })) changed();
   }
   void refuse(bool refuses) { refuses_ = refuses; }
   // What flags were asked for.
   std::vector<ZVReachabilityTarget> targets() const {
-    const std::scoped_lock lock(mutex_);
-    return targets_;
+    return state_.with([](State& state) { return state.targets; });
   }
 
  private:
+  struct State {
+    std::vector<ZVReachabilityTarget> targets;
+    std::optional<std::uint32_t> flags{kReachable};
+    std::map<WatchId, std::function<void()>> watchers;
+    WatchId lastWatch = 0;
+  };
   std::atomic<bool> refuses_{false};
-  mutable std::mutex mutex_;
-  mutable std::vector<ZVReachabilityTarget> targets_;  // guarded by mutex_
-  std::optional<std::uint32_t> flags_{kReachable};     // guarded by mutex_
-  std::map<WatchId, std::function<void()>> watchers_;  // guarded by mutex_
-  WatchId lastWatch_ = 0;                              // guarded by mutex_
+  mutable zorvane::Guarded<State> state_;
 };
 
 struct TestPlatform {
@@ -171,7 +169,7 @@ class LogCapture {
 
  private:
   // Shared with the observer: a line may be on its way while this goes.
-  struct Lines;
-  std::shared_ptr<Lines> lines_;
+  using Lines = zorvane::Guarded<std::vector<std::string>>;
+  const std::shared_ptr<Lines> lines_ = std::make_shared<Lines>();
   ZVNotificationCenter::Token observer_ = 0;
 };

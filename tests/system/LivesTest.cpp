@@ -141,7 +141,7 @@ TEST_F(Lives, OnAFullDiskLoseEventsButNotTheDatabase) {
 
 TEST_F(Lives, WithALockedFileWaitForItThenReport) {
   errorsOf("");
-  auto lock = std::make_unique<HeldLock>(player.database());
+  auto lock = lockDatabase(player.database());
   EXPECT_THAT(errorsOf(designs(0, 1) + kDrain, kDebug), HasSubstr("database is locked"));
   lock.reset();
   errorsOf(designs(1, 1) + kSubmit);
