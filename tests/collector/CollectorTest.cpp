@@ -14,7 +14,6 @@
 #include <fstream>
 #include <memory>
 #include <optional>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -161,7 +160,7 @@ class CollectorTest : public testing::Test {
   int port_ = 0;
 };
 
-// That it takes every kind of record, see LibraryTest.cpp.
+// That it takes every kind of record and the largest, see LibraryTest.cpp.
 TEST_F(CollectorTest, KeepsRecordsAsTheyCameAndCountsThoseThatComeAgain) {
   start();
   const auto full =
@@ -286,26 +285,6 @@ TEST_F(CollectorTest, RefusesWhatIsHostileOrDamagedAndKeepsNothingOfIt) {
   EXPECT_EQ(counted("events"), 0);
   EXPECT_EQ(counted("rejected"), 0);
   EXPECT_EQ(counted("requests"), static_cast<std::int64_t>(cases.size()) + 2);
-}
-
-// The library writes records of up to 1 MiB and batches of up to 4 MiB; of its deepest, see LibraryTest.cpp.
-TEST_F(CollectorTest, TakesTheLargestThatTheLibraryWrites) {
-  start();
-  client_->set_read_timeout(60s);
-  const auto impression = [](const std::string& data) {
-    return record("impression", R"("ad_network_name":"admob","ad_network_version":"1","impression_data":)" + data);
-  };
-  std::mt19937 random(1);
-  std::string noise(kMebibyte - 1024, ' '), lists;
-  for (char& letter : noise) letter = static_cast<char>('#' + random() % 57);  // without a quote or a backslash
-  while (lists.size() < 4 * kMebibyte) lists += "[],";
-  const auto large = impression(R"({"d":")" + noise + "\"}");
-  for (const auto& body :
-       {fmt::format("[{0},{0},{0},{0}]", large), '[' + impression(R"({"d":[)" + lists + "0]}") + ']'})
-    for (const auto& sent : {compressed(body), plain(body)}) {
-      const auto answer = post(sent);
-      EXPECT_EQ(answer.status, 200) << body.size() << ": " << answer.body.substr(0, 500);
-    }
 }
 
 TEST_F(CollectorTest, ServesGoodClientsWhileOthersHangHalfOpen) {

@@ -5,25 +5,16 @@
 #include <stdexcept>
 
 #include "codecs/ZVHelpers.h"
+#include "support/Game.h"
 
 using namespace zorvane;
 
-namespace {
-constexpr const char* kKey = "0123456789abcdef0123456789ABCDEF";
-constexpr const char* kSecret = "0123456789abcdef0123456789ABCDEF01234567";
-}  // namespace
-
 RunningCollector::RunningCollector(const TemporaryFolder& folder, const std::vector<std::string>& more) {
-  std::vector<std::string> command{ZORVANE_COLLECTOR,
-                                   "--port",
-                                   "0",
-                                   "--quiet",
-                                   "--game",
-                                   std::string(kKey) + ":" + kSecret,
-                                   "--database",
-                                   folder.file("collector.sqlite")};
+  const std::string game = std::string(Game::kKey) + ":" + Game::kSecret;
+  std::vector<std::string> command{
+      ZORVANE_COLLECTOR, "--port", "0", "--quiet", "--database", folder.file("collector.sqlite"), "--game", game};
   command.insert(command.end(), more.begin(), more.end());
-  process_ = std::make_unique<ChildProcess>(folder.path(), command);
+  process_.emplace(folder.path(), command);
   const std::string line = process_->firstLine();
   const auto start = line.find("http");
   if (start == std::string::npos) throw std::runtime_error("the collector does not listen: " + process_->errors());
@@ -53,24 +44,3 @@ std::vector<ZVMap> RunningCollector::records(std::string_view category) const {
 }
 
 ZVMap RunningCollector::summary() const { return *get("/summary").ifMap(); }
-
-std::string Player::database() const { return folder.file(data) + "/zorvane.sqlite"; }
-
-std::unique_ptr<ChildProcess> Player::start(const std::string& recording, ChildProcess::Limits limits) const {
-  return std::make_unique<ChildProcess>(
-      folder.path(),
-      std::vector<std::string>{ZORVANE_PLAY, "--collector", collectorUrl, "--data-dir", folder.file(data),
-                               "--queue-seconds", "3600"},
-      recording, limits);
-}
-
-std::string initialising() {
-  return std::string("[\"initializeWithGameKey:gameSecret:\",\"") + kKey + "\",\"" + kSecret + "\"]\n[\"@drain\"]\n";
-}
-
-std::string designs(int first, int count) {
-  std::string lines;
-  for (int i = first; i < first + count; ++i)
-    lines += "[\"addDesignEventWithEventId:value:\",\"n:" + std::to_string(i) + "\"," + std::to_string(i) + "]\n";
-  return lines;
-}

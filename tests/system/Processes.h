@@ -1,9 +1,9 @@
-// The collector and the player as processes of their own.
+// The collector as a process of its own.
 //
 // Thread: the test's.
 #pragma once
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,21 +26,6 @@ class RunningCollector {
  private:
   [[nodiscard]] ZVValue get(const std::string& path) const;
 
-  std::unique_ptr<ChildProcess> process_;
+  std::optional<ChildProcess> process_;
   std::string url_;
 };
-
-// A player of `recording`, whose data lie in `data`.
-struct Player {
-  const TemporaryFolder& folder;
-  std::string collectorUrl;
-  std::string data = "data";
-
-  [[nodiscard]] std::string database() const;
-  [[nodiscard]] std::unique_ptr<ChildProcess> start(const std::string& recording,
-                                                    ChildProcess::Limits limits = {}) const;
-};
-
-// The lines that bring a session up, and those of `count` design events "n:FIRST", "n:FIRST+1", …
-std::string initialising();
-std::string designs(int first, int count);

@@ -60,6 +60,6 @@ int main() {
     }
   }).detach();
   detachedRuns.wait(false);
-  Zorvane::addDesignEventWithEventId("from:main");
+  for (int i = 0; i < 1000; ++i) Zorvane::addDesignEventWithEventId("from:main");
   return childDoesNothing() ? 0 : 1;
 }
