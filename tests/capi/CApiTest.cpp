@@ -1,7 +1,6 @@
 // The C functions, called as a C host calls them: at the edges that C has and C++ has not, with what a host puts in the
 // library's place, and up to the point from which none of that is called any more.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>

@@ -2,7 +2,6 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -58,6 +57,7 @@ void expectReportedLater(const std::string& cause, const std::string& detail, in
   const ZVMap start = startOf(game, cause);
   for (const char* field : {"session_id", "session_num", "user_id", "build", "os_version"})
     EXPECT_EQ(shown(event, field), shown(start, field)) << field;
+  EXPECT_EQ(shown(event, "custom_01"), "ninja") << "set since the last event";
   EXPECT_NE(shown(event, "event_uuid"), shown(start, "event_uuid"));
   const auto time = [](const ZVMap& map) { return integerReading(*map.find("client_ts")); };
   EXPECT_GE(time(event), time(start));
@@ -66,7 +66,6 @@ void expectReportedLater(const std::string& cause, const std::string& detail, in
 
 TEST(LeftBehind, ADeathThatCouldStoreNothingIsReportedByTheNextStart) {
   expectReportedLater("beside a disk write", "", 1, "levels::fallOut()+0x");
-  expectReportedLater("killed", "Add ERROR event", -SIGKILL, "levels::fallOut()+0x");
 }
 
 // Sanitizers find these themselves, so there they are not built.
@@ -126,99 +125,90 @@ TEST(LeftBehind, OneOfSeveralStartsReportsAndTheLivingAreLeftAlone) {
   EXPECT_EQ(game.sent().size() + game.stored("error"), 2U);
 }
 
-const std::string kId = "6f9619ff-8b86-4d01-b42d-00cf4fc964ff";
-const std::string kBegin = "zorvane crash 1\nid " + kId + "\napplication [\"Gliodra version 1 build 2\\n\"]\n";
-const std::string kFields =
-    R"(fields {"client_ts":1699999000,"session_id":"s","session_num":7,"custom_01":"ninja","category":"user"})"
-    "\nafter 12\n";
+std::string idOf(std::size_t number) { return std::to_string(number) + "f9619ff-8b86-4d01-b42d-00cf4fc964ff"; }
 
-void leave(const Game& game, int number, const std::string& text) {
+// What was left behind of the crash with that number, as far as every report has it.
+std::string reportOf(std::size_t number) {
+  return "zorvane crash 1\nid " + idOf(number) + "\napplication [\"Gliodra version 1 build 2\\n\"]\n" +
+         R"(fields {"client_ts":1699999000,"session_id":"s","session_num":7,"custom_01":"ninja","category":"user"})" +
+         "\nafter 12\n";
+}
+
+void leave(const Game& game, std::size_t number, const std::string& text) {
   std::ofstream(game.platform.folder.file("crash_" + std::to_string(number))) << text;
 }
 
-TEST(LeftBehind, AFileIsReadAsFarAsItGoes) {
-  const std::string first = "Gliodra version 1 build 2\n";
-  using Case = std::pair<std::string, std::string>;
-  for (const auto& [text, message] : {
-           Case{"", first + "Stack trace:n\n"},
-           Case{"text 5\nwhole\n", "whole"},
-           Case{"frame 0 1a\ntext 50\ncut", first + "Stack trace:n\n   0 - [0x1a]\n"},
-           Case{"frame 0 1a\nframe 1 2b 10 0 /gone/lib a.so\nframe 2 3",
-                first + "Stack trace:n\n   0 - [0x1a]\n   1 - /gone/lib a.so(+0x10) [0x2b]\n"},
-           Case{"exception St13runtime_error\n", first + "Uncaught Exception\nException Name: std::runtime_error\n"
-                                                         "Exception Reason: (null)\nStack trace:\n"},
-           Case{"exception -\nframe 7 1a\nframe 9999999999 1\n",
-                first + "Uncaught Exception\nException Name: std::terminate\n"
-                        "Exception Reason: (null)\nStack trace:\n"},
-       }) {
-    Game game;
-    leave(game, 3, kBegin + kFields + text);
-    game.start();
-    ASSERT_THAT(game.sent("error"), SizeIs(1)) << text;
-    const ZVMap event = game.sent("error").front();
-    EXPECT_EQ(shown(event, "message"), message) << text;
-    const ZVMap expected{{"event_uuid", kId},
-                         {"client_ts", 1699999012},
-                         {"session_id", "s"},
-                         {"custom_01", "ninja"},
-                         {"severity", "critical"}};
-    for (const auto& [field, value] : expected) EXPECT_EQ(shown(event, field), describe(value)) << field;
-    EXPECT_FALSE(std::filesystem::exists(game.platform.folder.file("crash_3"))) << text;
-    EXPECT_THAT(game.query("SELECT * FROM zv_session WHERE session_id = 's'"), IsEmpty()) << text;
-  }
-}
-
-// The second byte of a function of another module of this process, as it is now and as it was written before.
-TEST(LeftBehind, OnlyFramesOfTheVerySameModuleAreNamed) {
+TEST(LeftBehind, UpToEightFilesAreReadAsFarAsTheyGo) {
+  // The second byte of a function of another module of this process, as it is now and as it was written before.
   void* const function = dlsym(RTLD_DEFAULT, "getppid");
   Dl_info module{};
   ASSERT_NE(dladdr(function, &module), 0);
   const auto offset = static_cast<char*>(function) - static_cast<char*>(module.dli_fbase) + 1;
   const std::string path = std::filesystem::canonical(module.dli_fname);
-  for (const bool isSame : {true, false}) {
-    Game game;
-    const auto written = moduleWrittenAt(path.c_str()) + (isSame ? 0 : 1);
-    leave(game, 3, fmt::format("{}{}frame 0 1a {:x} {} {}\n", kBegin, kFields, offset, written, path));
-    game.start();
-    ASSERT_THAT(game.sent("error"), SizeIs(1));
-    EXPECT_THAT(shown(game.sent("error").front(), "message"),
-                HasSubstr(isSame ? "(getppid+0x1) [0x1a]\n" : path + "(+0x"));
+  const auto frame = [&](std::int64_t later) {
+    return fmt::format("frame 0 1a {:x} {} {}\n", offset, moduleWrittenAt(path.c_str()) + later, path);
+  };
+  const std::string first = "Gliodra version 1 build 2\n";
+  const std::string trace = first + "Stack trace:n\n";
+  const std::string uncaught = first + "Uncaught Exception\nException Name: ";
+  const std::string unknown = "\nException Reason: (null)\nStack trace:\n";
+  using Case = std::pair<std::string, std::string>;
+  const std::vector<Case> cases{
+      {"", trace},
+      {"text 5\nwhole\n", "whole"},
+      {"frame 0 1a\ntext 50\ncut", trace + "   0 - [0x1a]\n"},
+      {"frame 0 1a\nframe 1 2b 10 0 /gone/lib a.so\nframe 2 3",
+       trace + "   0 - [0x1a]\n   1 - /gone/lib a.so(+0x10) [0x2b]\n"},
+      {"exception St13runtime_error\n", uncaught + "std::runtime_error" + unknown},
+      {"exception -\nframe 7 1a\nframe 9999999999 1\n", uncaught + "std::terminate" + unknown},
+      {frame(0), trace + "   0 - " + module.dli_fname + "(getppid+0x1) [0x1a]\n"},
+      {frame(1), trace + fmt::format("   0 - {}(+0x{:x}) [0x1a]\n", path, offset)},
+  };
+  Game game;
+  for (std::size_t number = 0; number < cases.size(); ++number)
+    leave(game, number, reportOf(number) + cases[number].first);
+  leave(game, cases.size(), reportOf(cases.size()));
+  game.start();
+  const auto events = game.sent("error");
+  ASSERT_THAT(events, SizeIs(8));
+  for (std::size_t number = 0; number < events.size(); ++number) {
+    EXPECT_EQ(shown(events[number], "message"), cases[number].second);
+    std::string fields;
+    for (const char* field : {"event_uuid", "client_ts", "session_id", "custom_01", "severity"})
+      fields += shown(events[number], field) + ' ';
+    EXPECT_EQ(fields, idOf(number) + " 1699999012 s ninja critical ");
   }
+  EXPECT_THAT(game.query("SELECT * FROM zv_session WHERE session_id = 's'"), IsEmpty());
+  EXPECT_THAT(crashFilesIn(game.platform.folder.path()), ElementsAre("crash_8")) << "none of the library's names";
 }
 
-TEST(LeftBehind, TheFirstFormHasTheLatestFieldsAndGivesUpThoseThatAreTooLarge) {
+TEST(LeftBehind, TheFirstFormGivesUpFieldsThatAreTooLarge) {
   Game game;
-  Zorvane::configureAvailableCustomDimensions01({"ninja"});
   game.start();
-  const auto fields = [&] {
-    game.onQueue(beginFirstForm);
-    std::ostringstream text;
+  for (const std::size_t length : {60'000, 70'000}) {
+    game.onQueue([length] {
+      const ZVMap all{{"user_id", "u"}, {"configurations", ZVMap{{"k", std::string(length, 'x')}}}};
+      rememberForCrash(*ZVHelpers::jsonStringWithObject(all));
+      beginFirstForm();
+    });
+    std::stringstream text;
     text << std::ifstream(game.platform.folder.file("crash_0")).rdbuf();
+    EXPECT_THAT(text.str(), HasSubstr("fields {\"user_id\":\"u\"" + std::string(length < 65'536 ? "," : "}")))
+        << length;
     game.onQueue([] {
       withdrawFirstForm();
       prepareNextFirstForm();
     });
     EXPECT_EQ(std::filesystem::file_size(game.platform.folder.file("crash_0")), 0U);
-    return text.str();
-  };
-  EXPECT_THAT(fields(), AllOf(HasSubstr(R"("session_num":1)"), Not(HasSubstr("custom_01"))));
-  Zorvane::setCustomDimension01("ninja");
-  game.settle();
-  EXPECT_THAT(fields(), HasSubstr(R"("custom_01":"ninja")"));
-  for (const std::size_t length : {60'000, 70'000}) {
-    game.onQueue([length] {
-      const ZVMap all{{"user_id", "u"}, {"configurations", ZVMap{{"k", std::string(length, 'x')}}}};
-      rememberForCrash(*ZVHelpers::jsonStringWithObject(all));
-    });
-    EXPECT_THAT(fields(), HasSubstr("fields {\"user_id\":\"u\"" + std::string(length < 65'536 ? "," : "}"))) << length;
   }
 }
 
 TEST(LeftBehind, WhatIsNoReportIsRemovedAndWhatIsNoFileIsLeftAlone) {
   Game game;
   int number = 0;
-  for (const std::string& text : {std::string(), std::string("\0\n\xFF", 3), std::string(1'000'000, 'x'), kBegin,
-                                  "zorvane crash 2" + (kBegin + kFields).substr(15)})
+  for (const std::string& text :
+       {std::string(), std::string("\0\n\xFF", 3), std::string(1'000'000, 'x'),
+        reportOf(0).substr(0, reportOf(0).find("fields")), "zorvane crash 2" + reportOf(0).substr(15)})
     leave(game, number++, text);
   ASSERT_EQ(mkfifo(game.platform.folder.file("crash_6").c_str(), 0600), 0);
   std::filesystem::create_symlink(game.platform.folder.file("user_defaults"), game.platform.folder.file("crash_7"));
@@ -231,7 +221,7 @@ TEST(LeftBehind, WhatIsNoReportIsRemovedAndWhatIsNoFileIsLeftAlone) {
 
 TEST(LeftBehind, AFileStaysWhileReportingIsOffAndIsNotReportedAgain) {
   Game game;
-  leave(game, 3, kBegin + kFields);
+  leave(game, 3, reportOf(3));
   for (void (*const turn)(ZVFlag) noexcept : {Zorvane::setEnabledEventSubmission, Zorvane::setEnabledErrorReporting}) {
     turn(false);
     game.start();
@@ -243,21 +233,9 @@ TEST(LeftBehind, AFileStaysWhileReportingIsOffAndIsNotReportedAgain) {
   game.start();
   EXPECT_THAT(game.sent("error"), SizeIs(1));
   game.restart();
-  leave(game, 3, kBegin + kFields);  // as where it could not be removed
+  leave(game, 3, reportOf(3));  // as where it could not be removed
   game.start();
   EXPECT_THAT(game.sent("error"), SizeIs(1));
-}
-
-TEST(LeftBehind, NoMoreThanEightFilesPileUpAndAllAreReported) {
-  Game game;
-  for (int number = 0; number < 9; ++number) {
-    std::string text = kBegin + kFields;
-    text[text.find(kId)] = static_cast<char>('0' + number);
-    leave(game, number, text);
-  }
-  game.start();
-  EXPECT_THAT(game.sent("error"), SizeIs(8));
-  EXPECT_THAT(crashFilesIn(game.platform.folder.path()), ElementsAre("crash_8")) << "none of the library's names";
 }
 
 }  // namespace

@@ -72,11 +72,6 @@ void whenLogged(Detail text, void (*task)()) {
 
 void settle() { ZVThreading::sharedInstance().queue.drain(std::chrono::minutes(1)); }
 
-void runOnQueue(void (*task)()) {
-  ZVThreading::performTaskOnZVThreadWithBlock(task);
-  settle();
-}
-
 // A transaction that is open as long as `task` runs, on the work queue: the library reports in its middle that a
 // statement makes no sense.
 void inTransaction(void (*task)()) {
@@ -163,8 +158,11 @@ const Scenes kDeaths{
        sleepOn();
      }},
     {"raise", [](Detail number) { std::raise(std::stoi(number)); }},
-    {"fault on the queue", [](Detail) { runOnQueue(levels::fallOut); }},
-    {"overrun on the queue", [](Detail) { runOnQueue(levels::overrun); }},
+    {"overrun on the queue",
+     [](Detail) {
+       ZVThreading::performTaskOnZVThreadWithBlock(levels::overrun);
+       settle();
+     }},
     {"overrun on a thread", [](Detail) { std::thread(levels::overrun).join(); }},
     {"fault in a transaction",
      [](Detail) {
@@ -298,9 +296,11 @@ int main(int argc, char** argv) {
   Zorvane::setEnabledInfoLog(true);
   Zorvane::configureBuild(cause);
   Zorvane::configureUserId(cause);
+  Zorvane::configureAvailableCustomDimensions01({"ninja"});
   if (const auto found = kPreparations.find(cause); found != kPreparations.end()) found->second(detail);
   if (cause == "without keys") Zorvane::initializeWithConfiguredGameKeyAndGameSecret();
   else Zorvane::initializeWithGameKey("0123456789abcdef0123456789ABCDEF", "0123456789abcdef0123456789ABCDEF01234567");
+  Zorvane::setCustomDimension01("ninja");
   if (cause != "wait") settle();
   std::cout << "ready" << std::endl;
   const auto death = kDeaths.find(cause);

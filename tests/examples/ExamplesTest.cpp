@@ -1,6 +1,5 @@
 // The examples, run as a reader runs them: what they say, and what a collector gets.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>

@@ -1,7 +1,6 @@
 #include "runtime/ZVLogger.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <zorvane/ZVNotificationCenter.h>
 

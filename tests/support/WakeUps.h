@@ -6,19 +6,19 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
-#include <string_view>
 
 // Of all threads of that name, of which there is at least one.
-inline long wakeUpsOf(std::string_view threadName) {
+inline long wakeUpsOf(const std::string& threadName) {
   long count = 0;
+  const std::string begin = "Name:\t" + threadName + '\n';
+  const std::string counter = "\nvoluntary_ctxt_switches:";
   for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::ifstream status(thread.path() / "status");
-    std::string line;
-    std::getline(status, line);  // "Name:", a tab, the name
-    if (line.substr(line.find('\t') + 1) != threadName) continue;
-    for (std::string word; status >> word;)
-      if (long switches = 0; word == "voluntary_ctxt_switches:" && status >> switches) count += switches;
+    std::ostringstream status;
+    status << std::ifstream(thread.path() / "status").rdbuf();
+    if (const std::string text = status.str(); text.starts_with(begin))
+      count += std::stol(text.substr(text.find(counter) + counter.size()));
   }
   return count;
 }

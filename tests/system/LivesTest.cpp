@@ -1,7 +1,6 @@
 // What games live through, and what reaches the collector in the end: killed, leaving in a hurry, without storage.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <filesystem>
