@@ -55,10 +55,8 @@ struct DyingGame {
 
   // The critical error events that the collector was sent.
   std::vector<ZVMap> sentEvents() const {
-    std::vector<ZVMap> events;
-    for (const auto& request : server.requests(LoopbackServer::kEvents))
-      for (const ZVMap& event : Game::eventsOf(request))
-        if (shown(event, "category") == "error" && shown(event, "severity") == "critical") events.push_back(event);
+    std::vector<ZVMap> events = Game::sentTo(server, "error");
+    std::erase_if(events, [](const ZVMap& event) { return shown(event, "severity") != "critical"; });
     return events;
   }
   std::vector<std::string> sent() const {

@@ -36,9 +36,8 @@ std::vector<std::string> crashFilesIn(const std::string& folder) {
 }
 
 ZVMap startOf(const DyingGame& game, const std::string& user) {
-  for (const auto& request : game.server.requests(LoopbackServer::kEvents))
-    for (const ZVMap& event : Game::eventsOf(request))
-      if (shown(event, "category") == "user" && shown(event, "user_id") == user) return event;
+  for (const ZVMap& event : Game::sentTo(game.server, "user"))
+    if (shown(event, "user_id") == user) return event;
   return {};
 }
 

@@ -77,15 +77,13 @@ std::vector<ZVMap> Game::eventsOf(const LoopbackServer::Request& request) {
   return events;
 }
 
-std::vector<ZVMap> Game::sent(std::string_view category) {
+std::vector<ZVMap> Game::sentTo(const LoopbackServer& collector, std::string_view category) {
   std::vector<ZVMap> found;
   for (const auto& request : collector.requests(LoopbackServer::kEvents))
     for (ZVMap& event : eventsOf(request))
       if (shown(event, "category") == category) found.push_back(std::move(event));
   return found;
 }
-
-std::vector<ZVMap> Game::sdkErrors() { return sent("sdk_error"); }
 
 std::string shown(const ZVMap& map, std::string_view key) {
   const ZVValue* value = map.find(key);

@@ -35,10 +35,11 @@ class Game {
   zorvane::ZVStore::Rows query(const std::string& sql);
   // The stored events of a category, oldest first.
   std::vector<ZVMap> stored(std::string_view category);
-  // The events of one events request, or of all of them.
+  // The events of one events request, or those of a category in all of them.
   static std::vector<ZVMap> eventsOf(const LoopbackServer::Request& request);
-  std::vector<ZVMap> sent(std::string_view category);
-  std::vector<ZVMap> sdkErrors();  // those that the collector was sent
+  static std::vector<ZVMap> sentTo(const LoopbackServer& collector, std::string_view category);
+  std::vector<ZVMap> sent(std::string_view category) { return sentTo(collector, category); }
+  std::vector<ZVMap> sdkErrors() { return sent("sdk_error"); }  // those that the collector was sent
 
   LoopbackServer collector;
   TestPlatform platform;
