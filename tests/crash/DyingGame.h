@@ -22,7 +22,7 @@ struct DyingGame {
                      LoopbackServer::Security security = LoopbackServer::Security::plain)
       : server(security), cause_(std::move(cause)), detail_(std::move(detail)) {}
 
-  // The command of another one on the same data.
+  // The command of a game on these data.
   std::vector<std::string> command(const std::string& cause, const std::string& detail = {}) const {
     return {ZORVANE_DYING_GAME,
             server.protocol(),
@@ -32,21 +32,14 @@ struct DyingGame {
             cause,
             detail};
   }
-  // The status with which it ends, or the negative number of the signal that ends it.
-  static int endOf(ChildProcess& process) {
-    const auto ending = process.wait(std::chrono::seconds(60));
-    if (!ending) return -1000;
-    return ending->status ? *ending->status : -ending->signal;
-  }
   int endOfAnother(const std::string& cause, const std::string& detail = {}) const {
-    ChildProcess another(folder.path(), command(cause, detail));
-    return endOf(another);
+    return ChildProcess(folder.path(), command(cause, detail)).wait();
   }
 
   void start() { process.emplace(folder.path(), command(cause_, detail_)); }
   int end() {
     if (!process) start();
-    return endOf(*process);
+    return process->wait();
   }
   void waitFor(const std::string& line) const {
     while (process->errors().find(line) == std::string::npos && process->output().find(line) == std::string::npos)

@@ -114,7 +114,7 @@ TEST(LeftBehind, OneOfSeveralStartsReportsAndTheLivingAreLeftAlone) {
     std::vector<std::unique_ptr<ChildProcess>> starters;
     for (int starter = 0; starter < 3; ++starter)
       starters.push_back(std::make_unique<ChildProcess>(game.folder.path(), game.command("not at all")));
-    for (const auto& starter : starters) EXPECT_EQ(DyingGame::endOf(*starter), 0) << starter->errors();
+    for (const auto& starter : starters) EXPECT_EQ(starter->wait(), 0) << starter->errors();
   }
   EXPECT_EQ(game.sent().size() + game.stored("error"), 1U);
   EXPECT_THAT(crashFilesIn(game.folder.file("data")), ElementsAre("crash_0")) << "that of the one that lives";

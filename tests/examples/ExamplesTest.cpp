@@ -13,8 +13,7 @@ using namespace zorvane;
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace testing;
 
 const std::string kKeys = "8abd34525196ff0ad667d9f522f1bb1a:bd698b827264cb9517fbc9ce731177608fe254ea";
 
@@ -39,7 +38,7 @@ TEST(ExampleGame, ReportsItsPlayFromTheTitleToTheEnd) {
   ChildProcess game(folder.path(),
                     {"/usr/bin/env", "SDL_VIDEODRIVER=dummy", ZORVANE_GAME, "--collector", collector.url(),
                      "--data-dir", folder.file("data"), "--script", ZORVANE_GAME_FOLDER "/play-through.script"});
-  ASSERT_EQ(game.wait(std::chrono::seconds(100))->status, 0) << game.errors();
+  ASSERT_EQ(game.wait(std::chrono::seconds(100)), 0) << game.errors();
 
   EXPECT_THAT(told(collector, "progression", {"event_id", "attempt_num"}),
               ElementsAre("Start:cave1", "Fail:cave1", "Start:cave1", "Complete:cave1 2", "Start:cave2", "Fail:cave2"));
@@ -63,8 +62,6 @@ TEST(ExampleGame, ReportsItsPlayFromTheTitleToTheEnd) {
   EXPECT_EQ(describe(*collector.summary().find("rejected")), "0");
 }
 
-using testing::AllOf;
-
 // Runs the command with its arguments about the collector and its data; its output.
 std::string played(std::vector<std::string> command, const RunningCollector& collector, const TemporaryFolder& folder) {
   const std::string url = collector.url();
@@ -74,8 +71,7 @@ std::string played(std::vector<std::string> command, const RunningCollector& col
        {url.substr(0, scheme), url.substr(scheme + 3, port - scheme - 3), url.substr(port + 1), folder.file("data")})
     command.push_back(word);
   ChildProcess program(folder.path(), command);
-  const auto ending = program.wait();
-  EXPECT_TRUE(ending && ending->status == 0) << program.errors();
+  EXPECT_EQ(program.wait(), 0) << program.errors();
   EXPECT_EQ(describe(*collector.summary().find("rejected")), "0");
   return program.output();
 }
@@ -99,7 +95,7 @@ TEST(Examples, TheOneInPythonReportsThroughTheSharedLibrary) {
   const TemporaryFolder folder;
   const RunningCollector collector(folder);
   EXPECT_THAT(played({ZORVANE_PYTHON, ZORVANE_PYTHON_EXAMPLE, ZORVANE_LOADABLE}, collector, folder),
-              AllOf(HasSubstr("lives: 3\n"), testing::Not(HasSubstr("log: 0 lines"))));
+              AllOf(HasSubstr("lives: 3\n"), Not(HasSubstr("log: 0 lines"))));
   EXPECT_EQ(categories(collector), "{design = 1; error = 1; session_end = 1; user = 1}");
   EXPECT_EQ(describe(*collector.records("design").at(0).find("custom_fields")), "{weapon = Bögen; arrows = 12}");
 }

@@ -60,22 +60,17 @@ ChildProcess::ChildProcess(const std::filesystem::path& folder, std::vector<std:
 }
 
 ChildProcess::~ChildProcess() {
-  if (ending_) return;
+  if (ending_ != kRuns) return;
   kill(SIGKILL);
   wait();
 }
 
-std::optional<ChildProcess::Ending> ChildProcess::wait(std::chrono::milliseconds limit) {
+int ChildProcess::wait(std::chrono::milliseconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!ending_) {
-    int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) == pid_) {
-      ending_ = WIFEXITED(status) ? Ending{WEXITSTATUS(status), 0} : Ending{std::nullopt, WTERMSIG(status)};
-    } else if (std::chrono::steady_clock::now() > deadline) {
-      return std::nullopt;
-    } else {
-      std::this_thread::sleep_for(kPoll);
-    }
+  while (ending_ == kRuns && std::chrono::steady_clock::now() < deadline) {
+    if (int status = 0; waitpid(pid_, &status, WNOHANG) == pid_)
+      ending_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    else std::this_thread::sleep_for(kPoll);
   }
   return ending_;
 }

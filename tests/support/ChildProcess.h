@@ -26,12 +26,9 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  struct Ending {
-    std::optional<int> status;  // of a normal exit
-    int signal = 0;             // that ended it
-  };
-  // Absent: it still runs when `limit` has passed.
-  std::optional<Ending> wait(std::chrono::milliseconds limit = std::chrono::seconds(30));
+  static constexpr int kRuns = -1000;
+  // The status of a normal exit, the negative number of the signal that ended it, or kRuns when `limit` has passed.
+  int wait(std::chrono::milliseconds limit = std::chrono::minutes(1));
   void kill(int signal) const;
 
   [[nodiscard]] std::string output() const;
@@ -43,5 +40,5 @@ class ChildProcess {
   std::filesystem::path output_;
   std::filesystem::path errors_;
   pid_t pid_ = -1;
-  std::optional<Ending> ending_;
+  int ending_ = kRuns;
 };
