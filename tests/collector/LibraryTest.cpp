@@ -122,9 +122,9 @@ TEST(WhatTheLibrarySends, IsTakenAtTheEdgesOfEveryRule) {
   Zorvane::addImpressionEventWithAdNetworkName("mopub", "1.2.3.4", nested(510));  // a list of its record: 512
 
   // Records of nearly 1 MiB, more of them than a batch takes.
-  Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{"d", ZVValue::Array(512'000, 1)}});
   for (int each = 0; each < 3; ++each)
-    Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{"d", std::string(1'040'000, 'x')}});
+    Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{"d", ZVValue::Array(512'000, 1)}});
+  Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{"d", std::string(1'040'000, 'x')}});
 
   EXPECT_EQ(describe(sentBy(game)),
             "{ads = 144; business = 13; design = 28; error = 16; impression = 40; progression = 30; resource = 16; "

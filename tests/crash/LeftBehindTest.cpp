@@ -56,7 +56,7 @@ void expectReportedLater(const std::string& cause, const std::string& detail, in
   const ZVMap start = startOf(game, cause);
   for (const char* field : {"session_id", "session_num", "user_id", "build", "os_version"})
     EXPECT_EQ(shown(event, field), shown(start, field)) << field;
-  EXPECT_EQ(shown(event, "custom_01"), "ninja") << "set since the last event";
+  EXPECT_EQ(shown(event, "custom_01"), "ninja") << "set after the start, before any other event";
   EXPECT_NE(shown(event, "event_uuid"), shown(start, "event_uuid"));
   const auto time = [](const ZVMap& map) { return integerReading(*map.find("client_ts")); };
   EXPECT_GE(time(event), time(start));
@@ -65,6 +65,7 @@ void expectReportedLater(const std::string& cause, const std::string& detail, in
 
 TEST(LeftBehind, ADeathThatCouldStoreNothingIsReportedByTheNextStart) {
   expectReportedLater("beside a disk write", "", 1, "levels::fallOut()+0x");
+  expectReportedLater("killed", "Add ERROR event", -SIGKILL, "levels::fallOut()+0x");
 }
 
 // Sanitizers find these themselves, so there they are not built.
