@@ -394,7 +394,7 @@ TEST(HostTables, StandForTheMachineUntilTheyAreDetached) {
   zorvane_set_session_started_callback(count, &sessions);
   zorvane_set_reachability_callback(count, &changes);
   zorvane_initialize(Game::kKey, Game::kSecret);
-  ASSERT_TRUE(eventually([&] { return sessions == 1; }));
+  ASSERT_TRUE(eventually([&] { return sessions == 1 && host.requests() == 2; }));  // the init call, the start
   zorvane_add_design_event("short:life", nullptr, false);
   host.network = Host::Network::failing;
   zorvane_flush();
