@@ -205,7 +205,7 @@ TEST(LeftBehind, TheFirstFormGivesUpFieldsThatAreTooLarge) {
 
 TEST(LeftBehind, WhatIsNoReportIsRemovedAndWhatIsNoFileIsLeftAlone) {
   Game game;
-  int number = 0;
+  std::size_t number = 0;
   for (const std::string& text :
        {std::string(), std::string("\0\n\xFF", 3), std::string(1'000'000, 'x'),
         reportOf(0).substr(0, reportOf(0).find("fields")), "zorvane crash 2" + reportOf(0).substr(15)})
