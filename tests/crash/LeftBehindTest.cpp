@@ -185,7 +185,7 @@ TEST(LeftBehind, UpToEightFilesAreReadAsFarAsTheyGo) {
 TEST(LeftBehind, TheFirstFormGivesUpFieldsThatAreTooLarge) {
   Game game;
   game.start();
-  for (const std::size_t length : {60'000, 70'000}) {
+  for (const std::size_t length : {60'000U, 70'000U}) {
     game.onQueue([length] {
       const ZVMap all{{"user_id", "u"}, {"configurations", ZVMap{{"k", std::string(length, 'x')}}}};
       rememberForCrash(*ZVHelpers::jsonStringWithObject(all));
