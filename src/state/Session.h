@@ -15,7 +15,7 @@
 
 namespace zorvane {
 
-// Goes on from run to run. Work queue.
+// Counted across runs. Work queue.
 class CountedNumber {
  public:
   [[nodiscard]] std::int64_t value() const { return value_.value_or(0); }

@@ -25,7 +25,9 @@ using Z = Zorvane;
 constexpr double kSoon = 0.001;
 
 TEST(AdTypes, RaiseOutsideTheirList) {
-  for (const int outside : {0, 7}) EXPECT_THROW(Z::adTypeToString(ZVAdType{outside}), std::runtime_error) << outside;
+  for (const int outside : {0, 7})
+    EXPECT_THAT([&] { Z::adTypeToString(ZVAdType{outside}); },
+                testing::ThrowsMessage<std::runtime_error>("Unexpected FormatType."));
 }
 
 TEST(NamedTimers, SumTheirRunningStretchesOnceResumed) {

@@ -22,7 +22,7 @@ using testing::SizeIs;
 using Z = Zorvane;
 using List = std::vector<std::string>;
 
-// Calls that do nothing but write a line, "": not even that.
+// The one line that each call writes; "": none.
 using Calls = std::vector<std::pair<std::string, void (*)()>>;
 
 void expectLines(Game& game, const std::string& before, const Calls& calls) {

@@ -121,7 +121,7 @@ TEST(WhatTheLibrarySends, IsTakenAtTheEdgesOfEveryRule) {
   Zorvane::addDesignEventWithEventId("full", ZVMap{{"k", repeated("\U0001F600", 128)}});
   Zorvane::addImpressionEventWithAdNetworkName("mopub", "1.2.3.4", nested(510));  // a list of its record: 512
 
-  // Records of nearly 1 MiB, more of them than a batch takes.
+  // Records of nearly 1 MiB.
   for (int each = 0; each < 3; ++each)
     Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{"d", ZVValue::Array(512'000, 1)}});
   Zorvane::addImpressionEventWithAdNetworkName("max", "1", ZVMap{{"d", std::string(1'040'000, 'x')}});

@@ -181,20 +181,20 @@ TEST(Reachability, ReadsTheStatusFromTheFlags) {
 
 TEST(Reachability, TellsOfChangesWhileItsNotifierRuns) {
   const auto test = TestPlatform::make();
-  int told = 0;
+  int notified = 0;
   const auto token =
-      ZVNotificationCenter::addObserver("k_ZV_ReachabilityChangedNotification", [&](const auto&) { ++told; });
+      ZVNotificationCenter::addObserver("k_ZV_ReachabilityChangedNotification", [&](const auto&) { ++notified; });
   const auto monitor = ZVReachability::reachabilityWithHostName("collector.example.com");
-  const auto toldAfterAChange = [&] {
-    told = 0;
+  const auto notifiedOfAChange = [&] {
+    notified = 0;
     test.network->tell();
-    return told;
+    return notified;
   };
-  EXPECT_EQ(toldAfterAChange(), 0);
+  EXPECT_EQ(notifiedOfAChange(), 0);
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(monitor->startNotifier());
-  EXPECT_EQ(toldAfterAChange(), 1) << "started twice, notified once";
+  EXPECT_EQ(notifiedOfAChange(), 1) << "started twice, notified once";
   monitor->stopNotifier();
-  EXPECT_EQ(toldAfterAChange(), 0);
+  EXPECT_EQ(notifiedOfAChange(), 0);
   ZVNotificationCenter::removeObserver(token);
 }
 

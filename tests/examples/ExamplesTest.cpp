@@ -18,8 +18,8 @@ using namespace testing;
 const std::string kKeys = "8abd34525196ff0ad667d9f522f1bb1a:bd698b827264cb9517fbc9ce731177608fe254ea";
 
 // The records of a category, each as the values of some of its keys: "Complete:cave1 2".
-std::vector<std::string> told(const RunningCollector& collector, std::string_view category,
-                              const std::vector<std::string>& keys) {
+std::vector<std::string> reported(const RunningCollector& collector, std::string_view category,
+                                  const std::vector<std::string>& keys) {
   std::vector<std::string> lines;
   for (const ZVMap& record : collector.records(category)) {
     std::string line;
@@ -40,25 +40,26 @@ TEST(ExampleGame, ReportsItsPlayFromTheTitleToTheEnd) {
                      "--data-dir", folder.file("data"), "--script", ZORVANE_GAME_FOLDER "/play-through.script"});
   ASSERT_EQ(game.wait(std::chrono::seconds(100)), 0) << game.errors();
 
-  EXPECT_THAT(told(collector, "progression", {"event_id", "attempt_num"}),
+  EXPECT_THAT(reported(collector, "progression", {"event_id", "attempt_num"}),
               ElementsAre("Start:cave1", "Fail:cave1", "Start:cave1", "Complete:cave1 2", "Start:cave2", "Fail:cave2"));
-  EXPECT_THAT(told(collector, "design", {"event_id", "custom_01"}), ElementsAre("death:cave1:spike easy"));
+  EXPECT_THAT(reported(collector, "design", {"event_id", "custom_01"}), ElementsAre("death:cave1:spike easy"));
   // Seven coins of the value that the configuration gives them.
-  EXPECT_THAT(told(collector, "resource", {"event_id", "amount"}),
+  EXPECT_THAT(reported(collector, "resource", {"event_id", "amount"}),
               ElementsAre("Source:coins:cave:cave1 14", "Source:coins:ad:between_caves 5",
                           "Source:coins:shop:coin_pack 50", "Sink:coins:shop:shield -10"));
-  EXPECT_THAT(told(collector, "business", {"event_id", "currency", "amount", "transaction_num"}),
+  EXPECT_THAT(reported(collector, "business", {"event_id", "currency", "amount", "transaction_num"}),
               ElementsAre("coin_pack:coins_50 USD 199 1"));
-  EXPECT_THAT(told(collector, "ads", {"ad_action"}), ElementsAre("request", "loaded", "show", "reward_received"));
-  EXPECT_THAT(told(collector, "impression", {"ad_network_name"}), ElementsAre("max"));
-  EXPECT_THAT(told(collector, "error", {"severity"}), ElementsAre("warning"));
-  EXPECT_THAT(told(collector, "user", {"session_num"}), ElementsAre("1", "2"));  // it was minimised once
-  EXPECT_THAT(told(collector, "session_end", {"session_num"}), ElementsAre("1", "2"));
+  EXPECT_THAT(reported(collector, "ads", {"ad_action"}), ElementsAre("request", "loaded", "show", "reward_received"));
+  EXPECT_THAT(reported(collector, "impression", {"ad_network_name"}), ElementsAre("max"));
+  EXPECT_THAT(reported(collector, "error", {"severity"}), ElementsAre("warning"));
+  EXPECT_THAT(reported(collector, "user", {"session_num"}), ElementsAre("1", "2"));  // it was minimised once
+  EXPECT_THAT(reported(collector, "session_end", {"session_num"}), ElementsAre("1", "2"));
 
   EXPECT_EQ(*collector.records("design")[0].find("custom_fields"),
             ZVMap({{"coins_left", 7}, {"hazard_speed", 1.5}, {"coin_value", 2}}));
   EXPECT_GT(*collector.records("ads")[2].find("ad_duration")->ifInteger(), 0);
-  EXPECT_THAT(told(collector, "business", {"receipt_info"}), ElementsAre(HasSubstr("c3RvcmUg")));  // "store ", encoded
+  EXPECT_THAT(reported(collector, "business", {"receipt_info"}),
+              ElementsAre(HasSubstr("c3RvcmUg")));  // "store ", encoded
   EXPECT_EQ(describe(*collector.summary().find("rejected")), "0");
 }
 

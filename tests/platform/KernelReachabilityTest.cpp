@@ -40,20 +40,20 @@ TEST(KernelReachability, AcceptsAddressesAndPossibleHostNames) {
 }
 
 // A namespace of the test's own starts with nothing but a loopback interface that is down.
-TEST(KernelReachability, TellsOfChangesOnTheMainLoopUntilToldToStop) {
+TEST(KernelReachability, NotifiesOfChangesOnTheMainLoopUntilStopped) {
   if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) GTEST_SKIP() << "no network namespaces here";
   const auto loop = std::make_shared<FakeMainLoop>();
   const auto watched = makeKernelReachability(loop);
-  int told = 0;
-  int toldAnother = 0;
-  const auto first = watched->watch([&] { ++told; });
-  const auto second = watched->watch([&] { ++toldAnother; });
+  int notified = 0;
+  int notifiedAnother = 0;
+  const auto first = watched->watch([&] { ++notified; });
+  const auto second = watched->watch([&] { ++notifiedAnother; });
   ASSERT_TRUE(first != 0 && second != 0 && first != second);
   EXPECT_EQ(watched->flags({.hostName = "localhost"}), 0u);
   EXPECT_EQ(watched->flags({}), 0u);
 
   ASSERT_TRUE(bringLoopback(true));
-  EXPECT_TRUE(loop->runUntil([&] { return told > 0 && toldAnother > 0; }));
+  EXPECT_TRUE(loop->runUntil([&] { return notified > 0 && notifiedAnother > 0; }));
   for (const char* name : {"LocalHost", "127.9.9.9", "::1"})
     EXPECT_EQ(watched->flags({.hostName = name}), kDirectly) << name;
   for (const char* name : {"", "localhost.example.com", "2001:db8::1"})
@@ -61,8 +61,8 @@ TEST(KernelReachability, TellsOfChangesOnTheMainLoopUntilToldToStop) {
   EXPECT_EQ(watched->flags({.hostName = {}, .address = {169, 254, 0, 0}}), 0u);
 
   watched->unwatch(first);
-  told = toldAnother = 0;
+  notified = notifiedAnother = 0;
   ASSERT_TRUE(bringLoopback(false));
-  EXPECT_TRUE(loop->runUntil([&] { return toldAnother > 0; }));
-  EXPECT_EQ(told, 0);
+  EXPECT_TRUE(loop->runUntil([&] { return notifiedAnother > 0; }));
+  EXPECT_EQ(notified, 0);
 }

@@ -1,6 +1,7 @@
 // The queue of the library's thread.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -9,6 +10,8 @@
 #include <vector>
 
 #include "runtime/TaskQueue.h"
+#include "runtime/ZVThreading.h"
+#include "support/TestPlatform.h"
 #include "support/WakeUps.h"
 
 using namespace zorvane;
@@ -78,6 +81,22 @@ TEST(TaskQueue, RunsWhatIsPostedAtAnyPaceAndRestsBetweenTasksThatAreRare) {
     ASSERT_TRUE(postAndWait());
   }
   EXPECT_LE(wakeUpsOf("zorvane") - before, 3 * kRareTasks);
+}
+
+TEST(MainThreadHandOver, RunsInlineThereAndIsWaitedForElsewhere) {
+  const TestPlatform platform = TestPlatform::make();
+  bool ran = false;
+  ZVThreading::performTaskOnMainThreadWithBlock([&] { ran = true; });
+  EXPECT_TRUE(ran);
+
+  std::atomic<bool> done{false};
+  std::thread::id ranOn;
+  ZVThreading::performTaskOnZVThreadWithBlock([&] {
+    ZVThreading::performTaskOnMainThreadWithBlock([&] { ranOn = std::this_thread::get_id(); });
+    done = true;
+  });
+  ASSERT_TRUE(platform.loop->runUntil([&] { return done.load(); }));
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
 }  // namespace

@@ -56,7 +56,7 @@ TEST(Queries, AnswerWithRowsOrWithNothing) {
   EXPECT_EQ(failure, "no such table: nowhere");
 }
 
-TEST(Opening, MakesAnewEachTableThatCanNotBeReadAndKeepsTheOthers) {
+TEST(Opening, ReplacesEachTableThatCanNotBeReadAndKeepsTheOthers) {
   using Case = std::pair<std::string, std::string>;
   for (const auto& [table, named] : {Case{"zv_events", "zv_events"}, Case{"zv_session", "zv_session"},
                                      Case{"zv_state", "zv_state"}, Case{"zv_progression", "zv_state"}}) {

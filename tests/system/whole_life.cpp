@@ -21,6 +21,8 @@ struct ReportsAllItsLife {
   ReportsAllItsLife() {
     ZVPlatform platform;
     platform.collector = {"http", "127.0.0.1", ""};
+    platform.exitSeconds = 20;          // however loaded the machine is
+    platform.eventQueueSeconds = 3600;  // nothing is sent, and so deleted, on the way
     std::cin >> platform.dataDirectory >> platform.collector.port;
     ZVPlatform::install(std::move(platform));
     Zorvane::initializeWithGameKey("0123456789abcdef0123456789ABCDEF", "0123456789abcdef0123456789ABCDEF01234567");

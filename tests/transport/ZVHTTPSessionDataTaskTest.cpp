@@ -41,15 +41,15 @@ struct HeldRequest final : ZVURLSession, ZVURLDataTask, std::enable_shared_from_
 
 class SessionDataTask : public testing::Test {
  protected:
-  // Starts `task`; what its callbacks are told is added to `told`, in words.
-  static void perform(ZVHTTPSessionDataTask& task, std::vector<std::string>& told) {
+  // Starts `task`; what its callbacks hear is added to `heard`, in words.
+  static void perform(ZVHTTPSessionDataTask& task, std::vector<std::string>& heard) {
     task.performRequestWithSuccess(
         [&](const std::string& body, const ZVURLResponse& response) {
-          told.push_back(fmt::format("success {} {}", response.statusCode, body));
+          heard.push_back(fmt::format("success {} {}", response.statusCode, body));
         },
         [&](const auto& error, const auto& response) {
-          told.push_back(fmt::format("failure {} {}", error ? std::to_string(error->code) : "-",
-                                     response ? std::to_string(response->statusCode) : "-"));
+          heard.push_back(fmt::format("failure {} {}", error ? std::to_string(error->code) : "-",
+                                      response ? std::to_string(response->statusCode) : "-"));
         },
         {});
   }
@@ -59,7 +59,7 @@ class SessionDataTask : public testing::Test {
   TestPlatform platform =
       TestPlatform::make([this](ZVPlatform& changed) { changed.makeURLSession = [this] { return network; }; });
   LogCapture log;
-  std::vector<std::string> told;
+  std::vector<std::string> heard;
 };
 
 TEST_F(SessionDataTask, SortsWhateverASessionReports) {
@@ -82,10 +82,10 @@ TEST_F(SessionDataTask, SortsWhateverASessionReports) {
              {"failure - -", "failure -1 -"},
              {kNotHttp, kDebug + "ZVHTTPSessionDataTask had no data and no error/response."}}}) {
     log.clear();
-    told.clear();
-    perform(*makeTask(), told);
+    heard.clear();
+    perform(*makeTask(), heard);
     network->end(answer);
-    EXPECT_EQ(told, outcomes);
+    EXPECT_EQ(heard, outcomes);
     EXPECT_EQ(log.lines(), lines);
     makeTask()->performRequestWithSuccess({}, {}, {});
     network->end(answer);  // nobody listens
@@ -96,18 +96,18 @@ TEST_F(SessionDataTask, SendsOnceTellsTheLastCallbacksAndCancelsWithTwoEnds) {
   const auto task = makeTask();
   std::vector<std::string> replaced;
   perform(*task, replaced);
-  perform(*task, told);
+  perform(*task, heard);
   EXPECT_EQ(network->resumed, 1);
   network->end({"[]", ZVURLResponse{200, true}, std::nullopt});
-  EXPECT_THAT(told, ElementsAre("success 200 []"));
+  EXPECT_THAT(heard, ElementsAre("success 200 []"));
   EXPECT_THAT(replaced, IsEmpty());
   EXPECT_THAT(log.lines(), ElementsAre(kDebug + "Cannot call performRequestWithSuccess twice on same instance."));
   log.clear();
-  told.clear();
+  heard.clear();
   const auto cancelled = makeTask();
-  perform(*cancelled, told);
+  perform(*cancelled, heard);
   cancelled->cancelSessionAndTask();
-  EXPECT_THAT(told, ElementsAre("failure - -", "failure -999 -", "failure - -"));
+  EXPECT_THAT(heard, ElementsAre("failure - -", "failure -999 -", "failure - -"));
   EXPECT_EQ(log.lines().front(), kDebug + "Cancelling HTTP Async request");
   EXPECT_EQ(log.lines().back(), kDebug + "Timeout HTTP Async request");
 }
