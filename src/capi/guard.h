@@ -1,4 +1,5 @@
-// What every C function rests on. All else of the C interface is a client of the public C++ headers only.
+// What every C function rests on. All else of the C interface is a client of the public C++ headers, and of
+// values/Lasting.h.
 //
 // Thread: any.
 #pragma once

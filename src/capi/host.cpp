@@ -5,6 +5,8 @@
 #include <mutex>
 #include <set>
 
+#include "values/Lasting.h"
+
 namespace zorvane {
 
 namespace {
@@ -19,10 +21,7 @@ struct HostFunctions::Registry {
   std::set<HostFunctions*> all;  // guarded by mutex
 };
 
-HostFunctions::Registry& HostFunctions::registry() {
-  static auto* const instance = new Registry;  // never destroyed: the library's threads outlive static destruction
-  return *instance;
-}
+HostFunctions::Registry& HostFunctions::registry() noexcept { return lasting<Registry>(); }
 
 HostFunctions::HostFunctions() {
   const std::scoped_lock lock(registry().mutex);

@@ -39,7 +39,7 @@ class HostFunctions {
     const bool allowed;
   };
   struct Registry;
-  static Registry& registry();
+  static Registry& registry() noexcept;
   bool enter() noexcept;
   void leave() noexcept;
 

@@ -2,13 +2,10 @@
 #include <zorvane/ZVCrashReporting.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <condition_variable>
-#include <cstddef>
 #include <exception>
 #include <mutex>
-#include <new>
 
 #include "crash/first_form.h"
 #include "crash/handlers.h"
@@ -23,6 +20,7 @@
 #include "runtime/TaskQueue.h"
 #include "runtime/ZVLogger.h"
 #include "state/ZVState.h"
+#include "values/Lasting.h"
 #include "values/Text.h"
 
 using namespace zorvane;
@@ -36,12 +34,7 @@ struct Decision {
   std::condition_variable changed;
   ZVCrashHandlers handlers = ZVCrashHandlers::undecided;  // guarded by mutex
 };
-Decision& decision() {
-  // Never destroyed: a host may wait on a thread that outlives the statics. Without the heap: nothing here may throw.
-  alignas(Decision) static std::array<std::byte, sizeof(Decision)> room;
-  static auto* const instance = new (room.data()) Decision;
-  return *instance;
-}
+Decision& decision() noexcept { return lasting<Decision>(); }
 
 void decide(ZVCrashHandlers handlers) {
   const std::scoped_lock lock(decision().mutex);

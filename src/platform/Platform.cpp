@@ -13,6 +13,7 @@
 #include "platform/Defaults.h"
 #include "platform/Files.h"
 #include "platform/Process.h"
+#include "values/Lasting.h"
 
 ZVClock::~ZVClock() = default;
 ZVUserDefaults::~ZVUserDefaults() = default;
@@ -41,10 +42,7 @@ struct Slot {
   }
 };
 
-Slot& slot() {
-  static auto* const instance = new Slot;  // never destroyed: the library's threads outlive static destruction
-  return *instance;
-}
+Slot& slot() noexcept { return lasting<Slot>(); }
 
 // What a host's function throws must not come up in the middle of the library: it counts as having nothing to say.
 template <class Facts>

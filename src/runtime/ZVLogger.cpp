@@ -86,10 +86,10 @@ void ZVLogger::sendNotificationMessage(std::string_view line, int messageType) n
   observersAreNotified = false;
 }
 
-void ZVLogger::setAnalyticsLog(bool enabled) noexcept { sharedInstance().analyticsLogEnabled = enabled; }
-void ZVLogger::setOrbitLog(bool enabled) noexcept { sharedInstance().orbitLogEnabled = enabled; }
-void ZVLogger::setVerboseLog(bool enabled) noexcept { sharedInstance().verboseLogEnabled = enabled; }
-void ZVLogger::setWarningLog(bool enabled) noexcept { sharedInstance().warningLogEnabled = enabled; }
+void ZVLogger::setAnalyticsLog(bool enabled) { sharedInstance().analyticsLogEnabled = enabled; }
+void ZVLogger::setOrbitLog(bool enabled) { sharedInstance().orbitLogEnabled = enabled; }
+void ZVLogger::setVerboseLog(bool enabled) { sharedInstance().verboseLogEnabled = enabled; }
+void ZVLogger::setWarningLog(bool enabled) { sharedInstance().warningLogEnabled = enabled; }
 
 void ZVLogger::log(Level level, int domain, fmt::string_view format, fmt::format_args args) noexcept {
   if (!isEnabled(level, domain)) return;

@@ -52,10 +52,10 @@ class ZVLogger {
   static std::string_view getMessageTagForDomain(int domain) noexcept;
   static void sendNotificationMessage(std::string_view line, int messageType) noexcept;
 
-  static void setAnalyticsLog(bool enabled) noexcept;
-  static void setOrbitLog(bool enabled) noexcept;
-  static void setVerboseLog(bool enabled) noexcept;
-  static void setWarningLog(bool enabled) noexcept;
+  static void setAnalyticsLog(bool enabled);
+  static void setOrbitLog(bool enabled);
+  static void setVerboseLog(bool enabled);
+  static void setWarningLog(bool enabled);
 
   // A stale value only decides whether one line is shown, so the switches are read without further order.
   std::atomic<bool> verboseLogEnabled{false};

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "values/Lasting.h"
+
 namespace {
 
 struct Registration {
@@ -31,10 +33,7 @@ struct Registry {
   }
 };
 
-Registry& registry() {
-  static auto* const instance = new Registry;  // never destroyed: a game may log while it is leaving
-  return *instance;
-}
+Registry& registry() noexcept { return zorvane::lasting<Registry>(); }
 
 }  // namespace
 

@@ -52,8 +52,8 @@ class ZVState {
   static bool isEnabled();
   static bool isInitialized();
   static bool isManualSessionHandling();
-  static bool isErrorReportingEnabled() noexcept;
-  static bool isEventSubmissionEnabled() noexcept;
+  static bool isErrorReportingEnabled();
+  static bool isEventSubmissionEnabled();
   static bool isSDKPaused();
   static bool isAutoDetectAppVersionEnabled();
   static bool hasConnection();

@@ -62,8 +62,8 @@ std::string ZVState::getSdkVersion() {
 bool ZVState::isEnabled() { return session().isEnabled(); }
 bool ZVState::isInitialized() { return session().isInitialized(); }
 bool ZVState::isManualSessionHandling() { return configuration().switches.manualSessionHandling; }
-bool ZVState::isErrorReportingEnabled() noexcept { return configuration().switches.errorReporting; }
-bool ZVState::isEventSubmissionEnabled() noexcept { return configuration().switches.eventSubmission; }
+bool ZVState::isErrorReportingEnabled() { return configuration().switches.errorReporting; }
+bool ZVState::isEventSubmissionEnabled() { return configuration().switches.eventSubmission; }
 bool ZVState::isSDKPaused() { return session().isPaused(); }
 bool ZVState::isAutoDetectAppVersionEnabled() { return configuration().versions.autoDetectBuild; }
 

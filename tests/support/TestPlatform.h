@@ -69,7 +69,7 @@ class FakeMainLoop final : public ZVMainLoop {
   void advance(double seconds);  // pumps, then fires what becomes due, in order
   // Pumps until `done` says so. The work queue hands tasks over to this loop and waits, so a test that waits for the
   // queue must pump meanwhile. False when `limit` ran out.
-  bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
+  bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::minutes(1));
   std::size_t timers() const;  // those that have not fired
 
  private:
