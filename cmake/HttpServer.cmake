@@ -1,5 +1,5 @@
-# The HTTP server of the collector and of the tests: the target zorvane_cpp_httplib, with TLS. The library itself never
-# links it.
+# The HTTP server and client of the tests and benches: the target zorvane_cpp_httplib, with TLS. The library and the
+# collector never link it.
 include_guard(GLOBAL)
 
 zorvane_find_module(HTTPLIB cpp-httplib)

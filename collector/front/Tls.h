@@ -8,11 +8,11 @@
 #include <memory>
 #include <string>
 
-namespace collector {
+namespace collector::front {
 
 using TlsContext = std::shared_ptr<SSL_CTX>;
 
 // Null when a file can't be used; `problem` then says why.
 TlsContext makeTlsContext(const std::string& certificateFile, const std::string& keyFile, std::string& problem);
 
-}  // namespace collector
+}  // namespace collector::front
