@@ -1,0 +1,29 @@
+// Questions asked of the archive. Daily ones look at the small tables, the others at one index of the events.
+//
+// Thread:   any; each question has a connection of its own.
+// Lifetime: shorter than the archive's.
+#pragma once
+
+#include "collector/archive/Readers.h"
+#include "collector/questions/Engine.h"
+
+namespace collector {
+
+class ArchiveEngine final : public Engine {
+ public:
+  explicit ArchiveEngine(Readers& archive) : archive_(archive) {}
+
+  Table events(const Filter& filter, const Query& query) override;
+  Table days(const Filter& filter) override;
+  Table whole(const Filter& filter) override;
+  Table retention(const Filter& filter) override;
+  Table lengths(const Filter& filter, bool byDay) override;
+  Table life(const Filter& filter, const std::string& userId, std::size_t limit) override;
+  Table refused(const Filter& filter, bool byDay) override;
+
+ private:
+  class Question;
+  Readers& archive_;
+};
+
+}  // namespace collector

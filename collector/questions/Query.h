@@ -1,0 +1,42 @@
+// What is asked of the events of one category or of all: an engine turns it into its SQL.
+//
+// Thread: any; values.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "collector/records/Row.h"
+
+namespace collector {
+
+// Which events. Days are UTC days since 1970, both ends included; events without a time of their own are on day 0.
+struct Filter {
+  std::string game;  // its key
+  std::int64_t from = 0;
+  std::int64_t to = 0;
+  std::map<Column, std::string> segment;  // platform, build, dimensions, A/B ids: as they must be
+};
+
+enum class Sum {
+  events,   // how many
+  players,  // how many different ones
+  total,    // of the measure: see archive/Measure.h
+  least,
+  most,
+};
+
+struct Query {
+  std::string category = {};    // empty: all
+  std::vector<Column> by = {};  // texts
+  bool byDay = false;           // first
+  std::vector<Sum> sums;
+  std::map<Column, std::string> where = {};  // texts that must be so
+  std::size_t limit = 10'000;                // rows, those with most events first; by day: in the order of days
+};
+
+}  // namespace collector

@@ -1,0 +1,464 @@
+#include "collector/questions/Questions.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "collector/archive/Schema.h"
+#include "collector/base/Text.h"
+
+namespace collector {
+
+namespace {
+
+constexpr std::size_t kMaxQuoted = 40;
+
+std::int64_t wholeOf(const Value& value) {
+  const auto* whole = std::get_if<std::int64_t>(&value);
+  return whole != nullptr ? *whole : 0;
+}
+
+double numberOf(const Value& value) {
+  const auto* number = std::get_if<double>(&value);
+  return number != nullptr ? *number : static_cast<double>(wholeOf(value));
+}
+
+const std::string& textOf(const Value& value) { return std::get<std::string>(value); }
+
+Value ratio(double of, double to) { return to != 0 ? Value(of / to) : Value(std::monostate()); }
+
+// Days as dates.
+Table dated(Table table) {
+  for (std::size_t column = 0; column < table.columns.size(); ++column) {
+    if (table.columns[column] != "day" && table.columns[column] != "first_day") continue;
+    for (Line& row : table.rows) row[column] = dateOf(wholeOf(row[column]));
+  }
+  return table;
+}
+
+// No answer has more rows than this.
+constexpr std::size_t kMostRows = 10'000;
+constexpr std::size_t kMostGroups = 50;        // each costs questions of its own
+constexpr std::size_t kMostOfLines = 100'000;  // of days or lengths: numbers alone
+
+Table cut(Table table, std::size_t most) {
+  table.isCut = table.isCut || table.rows.size() > most;
+  if (table.isCut) table.rows.resize(std::min(table.rows.size(), most));
+  return table;
+}
+
+// One more than an answer may have shows whether there are more.
+Table count(Engine& engine, const Filter& filter, Query query, std::size_t most = kMostRows) {
+  query.limit = most + 1;
+  return cut(engine.events(filter, query), most);
+}
+
+bool isSet(const Own& own, std::string_view name) {
+  const auto found = own.find(name);
+  if (found == own.end() || found->second == "no") return false;
+  if (found->second == "yes") return true;
+  throw BadQuestion(fmt::format("{}: it is yes or no", name));
+}
+
+Table overview(Engine& engine, const Filter& filter, const Own& own) {
+  return isSet(own, "whole") ? engine.whole(filter) : engine.days(filter);
+}
+
+constexpr auto kPercents = std::to_array({10, 25, 50, 75, 90, 99});
+
+// How many, their mean, and percentiles by the nearest rank: the least length that this share of the sessions doesn't
+// exceed. Of rows that end in seconds and sessions.
+Line spreadOf(std::span<const Line> lengths) {
+  std::int64_t sessions = 0;
+  double seconds = 0;
+  for (const Line& row : lengths) {
+    sessions += wholeOf(row.back());
+    seconds += numberOf(row.end()[-2]) * static_cast<double>(wholeOf(row.back()));
+  }
+  Line spread{sessions, ratio(seconds, static_cast<double>(sessions))};
+  for (const int percent : kPercents) {
+    const std::int64_t rank = (sessions * percent + 99) / 100;
+    std::int64_t seen = 0;
+    Value at;
+    for (const Line& row : lengths) {
+      if (seen >= rank) break;
+      seen += wholeOf(row.back());
+      at = row.end()[-2];
+    }
+    spread.push_back(at);
+  }
+  return spread;
+}
+
+Table sessionLengths(Engine& engine, const Filter& filter, const Own& own) {
+  const bool byDay = isSet(own, "daily");
+  // All of them: a rank is one of the whole.
+  const Table lengths = engine.lengths(filter, byDay);
+  Table table{{"sessions", "mean"}, {}};
+  for (const int percent : kPercents) table.columns.push_back(fmt::format("percent{}", percent));
+  if (!byDay) {
+    table.rows.push_back(spreadOf(lengths.rows));
+    return table;
+  }
+  table.columns.insert(table.columns.begin(), "day");
+  for (auto from = lengths.rows.begin(); from != lengths.rows.end();) {
+    const auto to = std::find_if(from, lengths.rows.end(), [&](const Line& row) { return row[0] != from->at(0); });
+    Line& row = table.rows.emplace_back(spreadOf({from, to}));
+    row.insert(row.begin(), from->at(0));
+    from = to;
+  }
+  return table;
+}
+
+// A share of those who were there on the first day itself; with a segment there may be none.
+Table retention(Engine& engine, const Filter& filter, const Own&) {
+  Table table = engine.retention(filter);
+  table.columns.emplace_back("share");
+  std::int64_t day = -1;
+  double cohort = 0;
+  for (Line& row : table.rows) {
+    if (wholeOf(row[0]) != day) cohort = wholeOf(row[1]) == 0 ? numberOf(row[2]) : 0;
+    day = wholeOf(row[0]);
+    row.push_back(ratio(numberOf(row[2]), cohort));
+  }
+  return table;
+}
+
+std::string namesOf(const std::vector<Column>& columns) {
+  std::string names;
+  for (const Column column : columns) names += fmt::format("{}{}", names.empty() ? "" : ", ", nameOf(column));
+  return names;
+}
+
+std::vector<Column> columnsOf(const Own& own, std::string_view name, std::vector<Column> fallback,
+                              const std::vector<Column>& allowed) {
+  const auto found = own.find(name);
+  if (found == own.end()) return fallback;
+  std::vector<Column> columns;
+  std::string_view rest = found->second;
+  while (!rest.empty()) {
+    const auto comma = std::min(rest.find(','), rest.size());
+    const std::string_view word = rest.substr(0, comma);
+    const auto column = std::ranges::find(allowed, word, nameOf);
+    if (column == allowed.end())
+      throw BadQuestion(fmt::format("{}: \"{}\" is none of {}", name, prefixOf(word, kMaxQuoted), namesOf(allowed)));
+    if (std::ranges::find(columns, *column) != columns.end())
+      throw BadQuestion(fmt::format("{}: \"{}\" is there twice", name, word));
+    columns.push_back(*column);
+    rest.remove_prefix(std::min(comma + 1, rest.size()));
+  }
+  return columns;
+}
+
+const std::vector<Column> kOfSegments(kSegmentColumns.begin(), kSegmentColumns.end());
+
+std::vector<Column> with(std::vector<Column> columns) {
+  columns.insert(columns.end(), kOfSegments.begin(), kOfSegments.end());
+  return columns;
+}
+
+Table eventsOfAll(Engine& engine, const Filter& filter, const Own& own) {
+  const auto by = columnsOf(own, "by", {Column::category}, with({Column::category}));
+  return count(engine, filter, {.by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players}});
+}
+
+Table revenue(Engine& engine, const Filter& filter, const Own& own) {
+  const auto by = columnsOf(own, "by", {Column::currency},
+                            with({Column::currency, Column::itemType, Column::itemId, Column::cartType}));
+  return count(engine, filter,
+               {.category = "business",
+                .by = by,
+                .byDay = isSet(own, "daily"),
+                .sums = {Sum::events, Sum::players, Sum::total}});
+}
+
+// A row a level: what was begun, failed and completed there, and by how many.
+Table levels(Engine& engine, const Filter& filter, const Own& own) {
+  const Query query{.category = "progression",
+                    .by = {Column::progression01, Column::progression02, Column::progression03, Column::status},
+                    .byDay = isSet(own, "daily"),
+                    .sums = {Sum::events, Sum::players, Sum::total}};
+  const Table found = count(engine, filter, query);
+  const std::size_t names = query.by.size() - 1 + (query.byDay ? 1 : 0);
+  struct Level {
+    std::array<std::int64_t, 3> events{}, players{};  // Start, Fail, Complete
+    Value score;                                      // of all completions
+  };
+  std::map<Line, Level> byName;
+  constexpr std::array<std::string_view, 3> kStatuses = {"Start", "Fail", "Complete"};
+  for (const Line& row : found.rows) {
+    Level& level = byName[Line(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(names))];
+    const auto status = std::ranges::find(kStatuses, textOf(row[names])) - kStatuses.begin();
+    if (status == static_cast<std::ptrdiff_t>(kStatuses.size())) continue;
+    level.events[static_cast<std::size_t>(status)] = wholeOf(row[names + 1]);
+    level.players[static_cast<std::size_t>(status)] = wholeOf(row[names + 2]);
+    if (status == 2) level.score = row[names + 3];
+  }
+  Table table{{found.columns.begin(), found.columns.begin() + static_cast<std::ptrdiff_t>(names)}, {}, found.isCut};
+  for (const char* column : {"starts", "fails", "completes", "players_started", "players_failed", "players_completed",
+                             "completed_share", "mean_score"})
+    table.columns.emplace_back(column);
+  for (const auto& [name, level] : byName) {
+    const auto& [starts, fails, completes] = level.events;
+    const auto& [started, failed, completed] = level.players;
+    const bool isScored = std::holds_alternative<double>(level.score);
+    Line& row = table.rows.emplace_back(name);
+    row.insert(row.end(), {starts, fails, completes, started, failed, completed,
+                           ratio(static_cast<double>(completed), static_cast<double>(started)),
+                           isScored ? ratio(numberOf(level.score), static_cast<double>(completes)) : Value()});
+  }
+  return table;
+}
+
+// A row for each currency, or what it is split by: both flows side by side.
+Table economy(Engine& engine, const Filter& filter, const Own& own) {
+  const auto by = columnsOf(own, "by", {Column::currency}, with({Column::currency, Column::itemType, Column::itemId}));
+  Query query{
+      .category = "resource", .by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players, Sum::total}};
+  query.by.push_back(Column::flow);
+  const Table found = count(engine, filter, query);
+  const std::size_t names = query.by.size() - 1 + (query.byDay ? 1 : 0);
+  struct Flows {
+    std::array<std::int64_t, 2> events{}, players{};  // sources, sinks
+    std::array<double, 2> totals{};
+  };
+  std::map<Line, Flows> byName;
+  for (const Line& row : found.rows) {
+    Flows& flows = byName[Line(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(names))];
+    const std::size_t flow = textOf(row[names]) == "Source" ? 0 : 1;
+    flows.events[flow] = wholeOf(row[names + 1]);
+    flows.players[flow] = wholeOf(row[names + 2]);
+    flows.totals[flow] = numberOf(row[names + 3]);
+  }
+  Table table{{found.columns.begin(), found.columns.begin() + static_cast<std::ptrdiff_t>(names)}, {}, found.isCut};
+  for (const char* column : {"sources", "players_earning", "earned", "sinks", "players_spending", "spent", "balance"})
+    table.columns.emplace_back(column);
+  for (const auto& [name, flows] : byName) {
+    Line& row = table.rows.emplace_back(name);
+    const auto& [earned, spent] = flows.totals;
+    row.insert(row.end(), {flows.events[0], flows.players[0], earned, flows.events[1], flows.players[1],
+                           spent == 0 ? 0.0 : -spent, earned + spent});
+  }
+  return table;
+}
+
+// One branch of the tree of event ids: what stands below `under`, part by part.
+Table designs(Engine& engine, const Filter& filter, const Own& own) {
+  constexpr std::array<Column, 5> kParts = {Column::part1, Column::part2, Column::part3, Column::part4, Column::part5};
+  Query query{.category = "design",
+              .byDay = isSet(own, "daily"),
+              .sums = {Sum::events, Sum::players, Sum::total, Sum::least, Sum::most}};
+  std::string_view rest;
+  if (const auto under = own.find("under"); under != own.end()) rest = under->second;
+  std::size_t depth = 0;
+  for (; !rest.empty(); ++depth) {
+    if (depth == kParts.size()) throw BadQuestion("under: an event id has at most five parts");
+    const auto colon = std::min(rest.find(':'), rest.size());
+    query.where[kParts[depth]] = rest.substr(0, colon);
+    rest.remove_prefix(std::min(colon + 1, rest.size()));
+  }
+  query.by = {depth < kParts.size() ? kParts[depth] : Column::eventId};
+  for (const Column column : columnsOf(own, "by", {}, kOfSegments)) query.by.push_back(column);
+  return count(engine, filter, query);
+}
+
+Table errors(Engine& engine, const Filter& filter, const Own& own) {
+  const auto by = columnsOf(own, "by", {Column::severity, Column::message}, with({Column::severity, Column::message}));
+  return count(engine, filter,
+               {.category = "error", .by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players}});
+}
+
+Table ads(Engine& engine, const Filter& filter, const Own& own) {
+  const std::vector<Column> all = {Column::adNetwork, Column::adPlacement, Column::adType, Column::adAction};
+  auto allowed = all;
+  allowed.push_back(Column::adFailReason);
+  return count(engine, filter,
+               {.category = "ads",
+                .by = columnsOf(own, "by", all, with(allowed)),
+                .byDay = isSet(own, "daily"),
+                .sums = {Sum::events, Sum::players}});
+}
+
+Table impressions(Engine& engine, const Filter& filter, const Own& own) {
+  const std::vector<Column> all = {Column::adNetwork, Column::currency};
+  return count(engine, filter,
+               {.category = "impression",
+                .by = columnsOf(own, "by", all, with(all)),
+                .byDay = isSet(own, "daily"),
+                .sums = {Sum::events, Sum::players, Sum::total}});
+}
+
+// The players who came back on the day after their first: of those whose next day is over.
+std::pair<std::int64_t, std::int64_t> backNextDay(const Table& retention, std::int64_t lastDay) {
+  std::int64_t players = 0, back = 0;
+  for (const auto& row : retention.rows) {
+    if (wholeOf(row[0]) >= lastDay) continue;
+    if (wholeOf(row[1]) == 0) players += wholeOf(row[2]);
+    if (wholeOf(row[1]) == 1) back += wholeOf(row[2]);
+  }
+  return {players, back};
+}
+
+Table groups(Engine& engine, const Filter& filter, const Own&) {
+  const Query query{.category = "user", .by = {Column::abId, Column::abVariantId}, .sums = {Sum::events}};
+  Table table{{"ab_id", "ab_variant_id", "players", "new_players", "sessions", "ended", "seconds", "new_with_next_day",
+               "back_next_day", "currency", "purchases", "payers", "amount"},
+              {}};
+  const Table all = count(engine, filter, query, kMostGroups);
+  table.isCut = all.isCut;
+  for (const Line& found : all.rows) {
+    Filter group = filter;
+    group.segment[Column::abId] = textOf(found[0]);
+    group.segment[Column::abVariantId] = textOf(found[1]);
+    Line row = {found[0], found[1]};
+    const Table whole = engine.whole(group);
+    row.insert(row.end(), whole.rows.at(0).begin(), whole.rows.at(0).end());
+    const auto [players, back] = backNextDay(engine.retention(group), filter.to);
+    row.insert(row.end(), {players, back});
+    Table money = revenue(engine, group, {});
+    if (money.rows.empty()) money.rows.push_back({std::string(), std::int64_t{0}, std::int64_t{0}, Value()});
+    for (const Line& each : money.rows) {
+      table.rows.push_back(row);
+      table.rows.back().insert(table.rows.back().end(), each.begin(), each.end());
+    }
+  }
+  return table;
+}
+
+std::size_t limitOf(const Own& own, std::size_t fallback) {
+  const auto found = own.find("limit");
+  if (found == own.end()) return fallback;
+  const std::string& text = found->second;
+  std::size_t limit = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), limit);
+  if (failure != std::errc() || end != text.data() + text.size() || limit < 1 || limit > kMostRows)
+    throw BadQuestion(fmt::format("limit: it must be a whole number from 1 to {}", kMostRows));
+  return limit;
+}
+
+Table refused(Engine& engine, const Filter& filter, const Own& own) {
+  if (!filter.segment.empty())
+    throw BadQuestion("refused: takes no filter but the days, for what such a record says is in doubt");
+  return engine.refused(filter, isSet(own, "daily"));
+}
+
+Table player(Engine& engine, const Filter& filter, const Own& own) {
+  const auto user = own.find("user_id");
+  if (user == own.end() || user->second.empty()) throw BadQuestion("user_id: it is missing");
+  const std::size_t limit = limitOf(own, 1'000);
+  return cut(engine.life(filter, user->second, limit + 1), limit);
+}
+
+const Parameter kDaily = {"daily", "yes: a row for each day"};
+const Parameter kBy = {"by", "what to split by, with commas between: columns of the question, or of the filter"};
+
+}  // namespace
+
+std::span<const Parameter> commonParameters() {
+  static constexpr auto kAll = std::to_array<Parameter>({{"game", "its key"},
+                                                         {"from", "the first UTC day, such as 2026-11-22"},
+                                                         {"to", "the last one"},
+                                                         {"platform", "in these records alone"},
+                                                         {"build", "the same"},
+                                                         {"ab_id", "the same"},
+                                                         {"ab_variant_id", "the same"},
+                                                         {"custom_01", "the same"},
+                                                         {"custom_02", "the same"},
+                                                         {"custom_03", "the same"}});
+  return kAll;
+}
+
+std::span<const Question> questions() {
+  static const std::vector<Question> all = {
+      {"overview",
+       "players, new players, sessions, ended ones and their seconds, day by day",
+       {{"whole", "yes: one row for all days together"}},
+       overview},
+      {"events",
+       "events by category; those without a time of their own count for 1970-01-01",
+       {kBy, kDaily},
+       eventsOfAll},
+      {"sessions", "how long sessions were", {kDaily}, sessionLengths},
+      {"retention", "of the players first seen on a day, how many were there so many days later", {}, retention},
+      {"revenue", "purchases and payers; the total in the currency's smallest unit", {kBy, kDaily}, revenue},
+      {"levels", "starts, fails and completions, level by level", {kDaily}, levels},
+      {"economy", "what flows in and out of each currency, and the balance of both", {kBy, kDaily}, economy},
+      {"designs",
+       "the tree of event ids: counts and values below a branch",
+       {{"under", "the branch, such as level:boss"}, kBy, kDaily},
+       designs},
+      {"errors", "errors by severity and message", {kBy, kDaily}, errors},
+      {"ads", "ads by network, placement, type and action", {kBy, kDaily}, ads},
+      {"impressions", "impressions and their revenue by network and currency", {kBy, kDaily}, impressions},
+      {"refused", "why records were refused; days are those of their arrival", {kDaily}, refused},
+      {"player",
+       "the life of one player, event by event",
+       {{"user_id", "who"}, {"limit", "how many events, the earliest first; 1000 unless it is given"}},
+       player},
+      {"groups", "the groups of experiments side by side; those of the most sessions", {}, groups},
+  };
+  return all;
+}
+
+const Question* findQuestion(std::string_view name) {
+  const auto all = questions();
+  const auto found = std::ranges::find(all, name, &Question::name);
+  return found != all.end() ? &*found : nullptr;
+}
+
+Table ask(Engine& engine, const Question& question, const std::map<std::string, std::string>& parameters) {
+  Filter filter;
+  Own own;
+  bool hasFrom = false, hasTo = false;
+  for (const auto& [name, value] : parameters) {
+    const auto column = std::ranges::find(kSegmentColumns, name, nameOf);
+    if (name == "game") {
+      filter.game = value;
+    } else if (name == "from") {
+      hasFrom = true;
+      filter.from = dayOf(name, value);
+    } else if (name == "to") {
+      hasTo = true;
+      filter.to = dayOf(name, value);
+    } else if (column != kSegmentColumns.end()) {
+      filter.segment[*column] = value;
+    } else if (std::ranges::find(question.takes, name, &Parameter::name) != question.takes.end()) {
+      own[name] = value;
+    } else {
+      throw BadQuestion(fmt::format("{}: {} takes no such parameter", prefixOf(name, kMaxQuoted), question.name));
+    }
+  }
+  if (filter.game.empty()) throw BadQuestion("game: it is missing");
+  if (!hasFrom || !hasTo) throw BadQuestion(fmt::format("{}: it is missing", hasFrom ? "to" : "from"));
+  if (filter.from > filter.to) throw BadQuestion("from: it is later than to");
+  return dated(cut(question.answer(engine, filter, own), kMostOfLines));
+}
+
+std::int64_t dayOf(const std::string& name, const std::string& date) {
+  int year = 0;
+  unsigned month = 0, day = 0;
+  const char* const end = date.data() + date.size();
+  const auto number = [&](const char* from, auto& into, char after) {
+    const auto [rest, error] = std::from_chars(from, end, into);
+    const bool good = error == std::errc() && (after == '\0' ? rest == end : rest != end && *rest == after);
+    return good ? rest + (after == '\0' ? 0 : 1) : nullptr;
+  };
+  const char* at = number(date.data(), year, '-');
+  if (at != nullptr) at = number(at, month, '-');
+  if (at != nullptr) at = number(at, day, '\0');
+  const std::chrono::year_month_day found{std::chrono::year(year), std::chrono::month(month), std::chrono::day(day)};
+  const bool isDay = at != nullptr && found.ok() && year >= 1970 && year <= 9999;
+  const std::int64_t days = isDay ? std::chrono::sys_days(found).time_since_epoch().count() : 0;
+  if (!isDay || dateOf(days) != date)
+    throw BadQuestion(fmt::format("{}: it must be a day from 1970-01-01 to 9999-12-31, such as 2026-11-22", name));
+  return days;
+}
+
+}  // namespace collector

@@ -1,0 +1,27 @@
+// The answer to a question: columns and rows, the same from either engine.
+//
+// Thread: any; values.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace collector {
+
+using Value = std::variant<std::monostate, std::int64_t, double, std::string>;
+
+using Line = std::vector<Value>;
+
+struct Table {
+  std::vector<std::string> columns;
+  std::vector<Line> rows;
+  bool isCut = false;  // there were more than an answer may have
+};
+
+std::string dateOf(std::int64_t day);  // since 1970: 2026-11-22
+std::string asCsv(const Table& table);
+std::string asJson(const Table& table);  // {"columns": [...], "rows": [[...], ...], "complete": true}
+
+}  // namespace collector
