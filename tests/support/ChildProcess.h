@@ -34,7 +34,7 @@ class ChildProcess {
   [[nodiscard]] std::string output() const;
   [[nodiscard]] std::string errors() const;
   // The first line of its output; "" when none has come by then.
-  [[nodiscard]] std::string firstLine(std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+  [[nodiscard]] std::string firstLine(std::chrono::milliseconds limit = std::chrono::minutes(1)) const;
 
  private:
   std::filesystem::path output_;

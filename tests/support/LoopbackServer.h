@@ -76,7 +76,7 @@ class LoopbackServer {
   [[nodiscard]] std::vector<Request> requests(std::string_view pathBeginning = {}) const;
   // False when fewer than `count` had come within `limit`.
   [[nodiscard]] bool waitForRequests(std::size_t count,
-                                     std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+                                     std::chrono::milliseconds limit = std::chrono::minutes(1)) const;
 
  private:
   enum class Mode { answering, hanging, tearing, slamming };

@@ -36,6 +36,18 @@ std::size_t countRows(const std::string& file, const std::string& sql) {
   return static_cast<std::size_t>(count);
 }
 
+std::vector<std::string> textsOf(const std::string& file, const std::string& sql) {
+  const Database database = open(file);
+  std::vector<std::string> texts;
+  const auto take = [](void* into, int, char** values, char**) {
+    static_cast<std::vector<std::string>*>(into)->emplace_back(values[0] != nullptr ? values[0] : "");
+    return 0;
+  };
+  if (sqlite3_exec(database.get(), sql.c_str(), take, &texts, nullptr) != SQLITE_OK)
+    throw std::runtime_error(sql + ": " + sqlite3_errmsg(database.get()));
+  return texts;
+}
+
 void execute(const std::string& file, const std::string& sql) { run(file, sql); }
 
 std::shared_ptr<void> lockDatabase(const std::string& file) { return run(file, "BEGIN EXCLUSIVE"); }

@@ -1,0 +1,357 @@
+// What the questions answer, on a small archive that can be counted by hand, and which ones are refused.
+#include "collector/questions/Questions.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "collector/ArchiveOf.h"
+#include "collector/Records.h"
+#include "collector/questions/ArchiveEngine.h"
+
+namespace collector {
+namespace {
+
+using namespace testing;
+
+constexpr std::int64_t kDay = 20'463;  // 2026-01-10
+
+// Records of one player's, each with an uuid of its own.
+class Life {
+ public:
+  Life(std::string userId, std::string platform, std::string more)
+      : userId_(std::move(userId)), more_(std::move(more)) {
+    platform_ = std::move(platform);
+  }
+  Life& on(std::int64_t day, std::string_view category, std::string_view own = "") {
+    std::string text = replaced(record(category, own), "\"user_id\":\"u\"", fmt::format("\"user_id\":\"{}\"", userId_));
+    text = replaced(text, "\"client_ts\":1700000000", fmt::format("\"client_ts\":{}", day * 86'400 + 5));
+    text = replaced(text, "\"platform\":\"linux\"", fmt::format("\"platform\":\"{}\"", platform_));
+    text = replaced(text, "00000000000f", fmt::format("{:012x}", ++count()));
+    text = replaced(text, "\"build\":\"\"", "\"build\":\"1\"" + more_);
+    records_ += (records_.empty() ? "" : ",") + text;
+    return *this;
+  }
+  Life& onNoDay(std::string_view category, std::string_view own) {
+    on(0, category, own);
+    records_ = replaced(records_, "\"client_ts\":5,", "");
+    return *this;
+  }
+  [[nodiscard]] const std::string& records() const { return records_; }
+
+ private:
+  static int& count() {
+    static int records = 0;
+    return records;
+  }
+  std::string userId_, platform_, more_, records_;
+};
+
+constexpr auto kImpression = R"("ad_network_name":"admob","ad_network_version":"1","impression_data":)"
+                             R"({"revenue":0.125,"currency":"USD"})";
+constexpr auto kInstall = R"("install":true)";
+
+std::string month() {
+  Life anna("anna", "ios", R"(,"ab_id":"test","ab_variant_id":"a","custom_01":"knight")");
+  anna.on(kDay, "user", kInstall)
+      .on(kDay, "progression", R"("event_id":"Start:w:1")")
+      .on(kDay, "progression", R"("event_id":"Fail:w:1","score":3)")
+      .on(kDay, "progression", R"("event_id":"Start:w:1")")
+      .on(kDay, "progression", R"("event_id":"Complete:w:1","score":10,"attempt_num":2)")
+      .on(kDay, "design", R"("event_id":"a:b","value":1.5)")
+      .on(kDay, "design", R"("event_id":"a:c:d","value":-0.25)")
+      .on(kDay, "business", R"("event_id":"pack:gold","currency":"USD","amount":199,"transaction_num":1)")
+      .on(kDay, "resource", R"("event_id":"Source:gems:quest:daily","amount":10)")
+      .on(kDay, "resource", R"("event_id":"Sink:gems:shop:hat","amount":-4.5)")
+      .on(kDay, "error", R"("severity":"critical","message":"boom, \"said\" it")")
+      .on(kDay, "ads", R"("ad_sdk_name":"max","ad_placement":"menu","ad_type":"video","ad_action":"show")")
+      .on(kDay, "impression", kImpression)
+      .on(kDay, "session_end", R"("length":60)")
+      .on(kDay + 1, "user")
+      .on(kDay + 1, "session_end", R"("length":30)");
+  Life ben("ben", "linux", R"(,"ab_id":"test","ab_variant_id":"b")");
+  ben.on(kDay, "user", kInstall)
+      .on(kDay, "progression", R"("event_id":"Start:w:1")")
+      .on(kDay + 1, "resource", R"("event_id":"Source:gems:quest:daily","amount":2)")
+      .on(kDay + 3, "business", R"("event_id":"pack:gold","currency":"EUR","amount":100,"transaction_num":1)");
+  Life cleo("cleo", "linux", "");
+  cleo.on(kDay + 1, "user", kInstall).on(kDay + 1, "session_end", R"("length":9000)");
+  Life later("cleo", "linux", R"(,"custom_01":"knight")");
+  later.on(kDay + 2, "user").onNoDay("design", R"("event_id":"a")");
+  Life dora("dora", "linux", "");
+  dora.onNoDay("design", R"("event_id":"a")").on(kDay + 40, "user", kInstall);
+  return '[' + anna.records() + ',' + ben.records() + ',' + cleo.records() + ',' + later.records() + ',' +
+         dora.records() + ']';
+}
+
+std::string answer(Engine& engine, const std::string& name, std::map<std::string, std::string> parameters) {
+  for (const auto& [key, value] : {std::pair("game", ArchiveOf::kGame), {"from", "2026-01-01"}, {"to", "2026-01-31"}})
+    parameters.emplace(key, value);
+  try {
+    std::string csv = asCsv(ask(engine, *findQuestion(name), parameters));
+    std::erase(csv, '\r');
+    return csv;
+  } catch (const BadQuestion& bad) {
+    return bad.what();
+  }
+}
+
+using Parameters = std::map<std::string, std::string>;
+struct Case {
+  std::string question;
+  Parameters parameters;
+  std::string answer;
+};
+
+TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  const auto records = month();
+  archive.take(records);
+  archive.take(records);  // a game that had no answer sends again
+  for (const auto& [question, parameters, expected] : std::vector<Case>{
+           {"overview",
+            {},
+            "day,players,new_players,sessions,ended,seconds\n"
+            "2026-01-10,2,2,2,1,60\n"
+            "2026-01-11,3,1,2,2,9030\n"
+            "2026-01-12,1,0,1,0,0\n"
+            "2026-01-13,1,0,0,0,0\n"},
+           {"overview",
+            {{"whole", "yes"}},
+            "players,new_players,sessions,ended,seconds\n"
+            "3,3,5,3,9090\n"},
+           {"overview",
+            {{"platform", "linux"}},
+            "day,players,new_players,sessions,ended,seconds\n"
+            "2026-01-10,1,1,1,0,0\n"
+            "2026-01-11,2,1,1,1,9000\n"
+            "2026-01-12,1,0,1,0,0\n"
+            "2026-01-13,1,0,0,0,0\n"},
+           {"overview",
+            {{"custom_01", "knight"}, {"whole", "yes"}},
+            "players,new_players,sessions,ended,seconds\n"
+            "2,1,3,2,90\n"},
+           {"overview",
+            {{"from", "1970-01-01"}, {"to", "1970-01-01"}},
+            "day,players,new_players,sessions,ended,seconds\n"
+            "1970-01-01,2,0,0,0,0\n"},
+           {"events",
+            {},
+            "category,events,players\n"
+            "progression,5,2\n"
+            "user,5,3\n"
+            "resource,3,2\n"
+            "session_end,3,2\n"
+            "business,2,2\n"
+            "design,2,1\n"
+            "ads,1,1\n"
+            "error,1,1\n"
+            "impression,1,1\n"},
+           {"sessions",
+            {},
+            "sessions,mean,percent10,percent25,percent50,percent75,percent90,percent99\n"
+            "3,3030,30,30,60,9000,9000,9000\n"},
+           {"sessions",
+            {{"ab_variant_id", "a"}},
+            "sessions,mean,percent10,percent25,percent50,percent75,percent90,percent99\n"
+            "2,45,30,30,30,60,60,60\n"},
+           {"retention",
+            {},
+            "first_day,days_later,players,share\n"
+            "2026-01-10,0,2,1\n"
+            "2026-01-10,1,2,1\n"
+            "2026-01-10,3,1,0.5\n"
+            "2026-01-11,0,1,1\n"
+            "2026-01-11,1,1,1\n"},
+           {"retention",
+            {{"custom_01", "knight"}},
+            "first_day,days_later,players,share\n"
+            "2026-01-10,0,1,1\n"
+            "2026-01-10,1,1,1\n"
+            "2026-01-11,1,1,\n"},
+           {"revenue",
+            {},
+            "currency,events,players,total\n"
+            "EUR,1,1,100\n"
+            "USD,1,1,199\n"},
+           {"revenue",
+            {{"by", "platform,item_id"}, {"daily", "yes"}},
+            "day,platform,item_id,events,players,total\n"
+            "2026-01-10,ios,gold,1,1,199\n"
+            "2026-01-13,linux,gold,1,1,100\n"},
+           {"revenue",
+            {{"by", ""}},
+            "events,players,total\n"
+            "2,2,299\n"},
+           {"levels",
+            {},
+            "progression01,progression02,progression03,starts,fails,completes,players_started,players_failed,players_"
+            "completed,completed_share,mean_score\n"
+            "w,1,,3,1,1,2,1,1,0.5,10\n"},
+           {"levels",
+            {{"daily", "yes"}, {"platform", "linux"}},
+            "day,progression01,progression02,progression03,starts,fails,completes,players_started,players_failed,"
+            "players_completed,completed_share,mean_score\n"
+            "2026-01-10,w,1,,1,0,0,1,0,0,0,\n"},
+           {"sessions",
+            {{"daily", "yes"}},
+            "day,sessions,mean,percent10,percent25,percent50,percent75,percent90,percent99\n"
+            "2026-01-10,1,60,60,60,60,60,60,60\n"
+            "2026-01-11,2,4515,30,30,30,9000,9000,9000\n"},
+           {"economy",
+            {},
+            "currency,sources,players_earning,earned,sinks,players_spending,spent,balance\n"
+            "gems,2,2,12,1,1,4.5,7.5\n"},
+           {"economy",
+            {{"by", "item_type"}, {"daily", "yes"}},
+            "day,item_type,sources,players_earning,earned,sinks,players_spending,spent,balance\n"
+            "2026-01-10,quest,1,1,10,0,0,0,10\n"
+            "2026-01-10,shop,0,0,0,1,1,4.5,-4.5\n"
+            "2026-01-11,quest,1,1,2,0,0,0,2\n"},
+           {"designs",
+            {},
+            "part1,events,players,total,least,most\n"
+            "a,2,1,1.25,-0.25,1.5\n"},
+           {"designs",
+            {{"under", "a"}},
+            "part2,events,players,total,least,most\n"
+            "b,1,1,1.5,1.5,1.5\n"
+            "c,1,1,-0.25,-0.25,-0.25\n"},
+           {"designs",
+            {{"from", "1970-01-01"}},
+            "part1,events,players,total,least,most\n"
+            "a,4,3,1.25,-0.25,1.5\n"},
+           {"errors",
+            {},
+            "severity,message,events,players\n"
+            "critical,\"boom, \"\"said\"\" it\",1,1\n"},
+           {"ads",
+            {},
+            "ad_network,ad_placement,ad_type,ad_action,events,players\n"
+            "max,menu,video,show,1,1\n"},
+           {"ads", {{"by", "ad_network"}, {"build", "2"}}, "ad_network,events,players\n"},
+           {"impressions",
+            {},
+            "ad_network,currency,events,players,total\n"
+            "admob,USD,1,1,0.125\n"},
+           {"groups",
+            {},
+            "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,currency,"
+            "purchases,payers,amount\n"
+            ",,1,1,2,1,9000,1,1,,0,0,\n"
+            "test,a,1,1,2,2,90,1,1,USD,1,1,199\n"
+            "test,b,1,1,1,0,0,1,1,EUR,1,1,100\n"},
+           {"groups",
+            {{"ab_variant_id", "b"}},
+            "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,currency,"
+            "purchases,payers,amount\n"
+            "test,b,1,1,1,0,0,1,1,EUR,1,1,100\n"},
+       })
+    EXPECT_EQ(answer(engine, question, parameters), expected) << question << ' ' << PrintToString(parameters);
+}
+
+// A game's secret is in every copy of it: who sends nonsense must not put an end to the sums.
+TEST(AQuestion, IsAnsweredWhateverARecordSays) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  Life eve("eve", "linux", "");
+  for (int times = 0; times < 3; ++times) eve.on(kDay, "session_end", R"("length":9223372036854775807)");
+  eve.on(kDay + 1, "session_end", R"("length":123456789012)");
+  eve.onNoDay("session_end", R"("length":7)");
+  archive.take('[' + eve.records() + ']');
+  for (const auto& [question, parameters, expected] : std::vector<Case>{
+           {"overview", {{"whole", "yes"}}, "players,new_players,sessions,ended,seconds\n1,1,0,4,399999999996\n"},
+           {"overview",
+            {{"to", "2026-01-10"}},
+            "day,players,new_players,sessions,ended,seconds\n2026-01-10,1,1,0,3,299999999997\n"},
+           {"sessions",
+            {{"from", "1970-01-01"}},
+            "sessions,mean,percent10,percent25,percent50,percent75,percent90,percent99\n"
+            "5,80000000000.6,7,99999999999,99999999999,99999999999,99999999999,99999999999\n"},
+           {"retention",
+            {{"from", "1970-01-01"}},
+            "first_day,days_later,players,share\n2026-01-10,0,1,1\n2026-01-10,1,1,1\n"},
+           {"retention", {{"from", "1970-01-01"}, {"to", "1970-01-01"}}, "first_day,days_later,players,share\n"},
+       })
+    EXPECT_EQ(answer(engine, question, parameters), expected) << question << ' ' << PrintToString(parameters);
+}
+
+TEST(AQuestion, HasAnAnswerWithoutAnyData) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  for (const Question& question : questions()) {
+    const auto said = answer(engine, std::string(question.name),
+                             question.name == "player" ? Parameters{{"user_id", "x"}} : Parameters());
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), question.name == "sessions" ? 2 : 1) << said;
+  }
+  EXPECT_EQ(answer(engine, "overview", {{"whole", "yes"}}), "players,new_players,sessions,ended,seconds\n0,0,0,0,0\n");
+  EXPECT_EQ(
+      asJson(ask(engine, *findQuestion("sessions"), {{"game", "none"}, {"from", "1970-01-01"}, {"to", "9999-12-31"}})),
+      R"({"columns":["sessions","mean","percent10","percent25","percent50","percent75","percent90","percent99"],)"
+      R"("rows":[[0,null,null,null,null,null,null,null]],"complete":true})");
+}
+
+TEST(AQuestion, IsRefusedWithWhatItTakes) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  const std::string kDate = ": it must be a day from 1970-01-01 to 9999-12-31, such as 2026-11-22";
+  for (const auto& [question, parameters, expected] : std::vector<Case>{
+           {"overview", {{"from", "2026-02-01"}}, "from: it is later than to"},
+           {"overview", {{"game", ""}}, "game: it is missing"},
+           {"overview", {{"from", "2026-02-30"}}, "from" + kDate},
+           {"overview", {{"from", "1969-12-31"}}, "from" + kDate},
+           {"overview", {{"from", "-999-12-31"}}, "from" + kDate},
+           {"overview", {{"to", "10000-01-01"}}, "to" + kDate},
+           {"overview", {{"to", "2026-1-111"}}, "to" + kDate},
+           {"overview", {{"to", "2026-1-022"}}, "to" + kDate},
+           {"overview", {{"to", ""}}, "to" + kDate},
+           {"overview", {{"whole", "1"}}, "whole: it is yes or no"},
+           {"overview", {{"by", "build"}}, "by: overview takes no such parameter"},
+           {"economy",
+            {{"by", "flow"}},
+            "by: \"flow\" is none of currency, item_type, item_id, platform, build, "
+            "custom_01, custom_02, custom_03, ab_id, ab_variant_id"},
+           {"errors", {{"by", "severity,severity"}}, "by: \"severity\" is there twice"},
+           {"designs", {{"under", "a:b:c:d:e:f"}}, "under: an event id has at most five parts"},
+           {"player", {}, "user_id: it is missing"},
+           {"player", {{"user_id", "u"}, {"limit", "0"}}, "limit: it must be a whole number from 1 to 10000"},
+       })
+    EXPECT_EQ(answer(engine, question, parameters), expected) << question << ' ' << PrintToString(parameters);
+  EXPECT_THROW(ask(engine, *findQuestion("overview"), {{"game", "g"}, {"to", "2026-01-01"}}), BadQuestion);
+}
+
+TEST(AnAnswer, SaysWhenThereIsMore) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  archive.take(month());
+  const auto complete = [&](const char* limit) {
+    const auto table = ask(engine, *findQuestion("player"),
+                           {{"game", ArchiveOf::kGame},
+                            {"from", "2026-01-01"},
+                            {"to", "2026-12-31"},
+                            {"user_id", "ben"},
+                            {"limit", limit}});
+    return fmt::format("{} {}", table.rows.size(), asJson(table).ends_with("\"complete\":true}"));
+  };
+  EXPECT_EQ(complete("4"), "4 true");
+  EXPECT_EQ(complete("3"), "3 false");
+  std::string many;
+  for (int group = 0; group < 50; ++group)
+    many += Life("eve", "linux", fmt::format(R"(,"ab_id":"test","ab_variant_id":"more{}")", group))
+                .on(kDay, "user")
+                .records() +
+            ',';
+  many.back() = ']';
+  archive.take('[' + many);
+  const auto groups =
+      ask(engine, *findQuestion("groups"), {{"game", ArchiveOf::kGame}, {"from", "2026-01-01"}, {"to", "2026-01-31"}});
+  EXPECT_TRUE(groups.isCut);
+  EXPECT_EQ(groups.rows.size(), 50U);
+}
+
+}  // namespace
+}  // namespace collector
