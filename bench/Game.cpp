@@ -7,15 +7,14 @@
 
 #include <array>
 #include <chrono>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <future>
 #include <limits>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
 
+#include "bench/Directory.h"
 #include "events/ZVEvents.h"
 #include "runtime/ZVThreading.h"
 #include "state/ZVState.h"
@@ -29,24 +28,6 @@ namespace {
 constexpr const char* kGameKey = "0123456789abcdef0123456789abcdef";
 constexpr const char* kSecret = "0123456789abcdef0123456789abcdef01234567";
 constexpr auto kLongest = std::chrono::minutes(10);
-
-class Directory {
- public:
-  // Not in the system's temporary directory: that is memory on some machines, where nothing is written to disk.
-  Directory() : path_((std::filesystem::current_path() / "bench.XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no data directory at " + path_);
-  }
-  ~Directory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  Directory(const Directory&) = delete;
-  Directory& operator=(const Directory&) = delete;
-  [[nodiscard]] const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 // A process of its own, so that what it costs is not counted as the game's. It ends with the game.
 class AcceptingCollector {
