@@ -1,4 +1,4 @@
-"""The campaign against the library: runs its parts one after another and says what they found. See scripts/torture."""
+"""The campaign against the library and the collector: runs its parts one after another and says what they found. See scripts/torture."""
 
 import argparse
 import importlib
@@ -9,7 +9,7 @@ import time
 
 from support import Part, fail_early
 
-PARTS = ['kills', 'faults', 'disk', 'allocations', 'processes', 'hostile', 'clock', 'soak', 'fuzz']
+PARTS = ['kills', 'faults', 'disk', 'allocations', 'processes', 'hostile', 'clock', 'soak', 'collector', 'fuzz']
 NOTHING_RUN = 77  # the exit when nothing could be run here
 MINUTES, LONG_MINUTES = 2, 60  # of each part
 

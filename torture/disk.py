@@ -1,28 +1,20 @@
 """The disk is full, of the game's own events or of something else's, until the collector answers: sending goes on and
 makes room. Needs the right to mount a small file system; it is mounted in a name space of its own."""
 
-import ctypes
 import itertools
-import os
-import subprocess
 import time
 
 from support import (PATIENCE, QUIET, Collector, Known, Player, Proxy, check_events, check_file, check_sessions, life,
-                     number_of)
+                     number_of, small_disk, small_disks)
 
 # A disk takes more than the MiB that the library reserves for sending.
 STEPS = ['start', 'stored', 'forever', 'post 15', 'buy 5', 'stored', 'wait 0.02']
 RECEIPTS = [1, 1, 1000, 6000, 40_000]
-CLONE_NEWNS = 0x20000
 TIMEOUT = 2
 
 
 def run(part):
-    library = ctypes.CDLL(None, use_errno=True)
-    if library.unshare(CLONE_NEWNS) != 0:
-        part.remark = f'not run: no name space of its own ({os.strerror(ctypes.get_errno())})'
-        return
-    if subprocess.run(['mount', '--make-rprivate', '/'], check=False).returncode != 0:
+    if not small_disks():
         part.remark = 'not run: no right to mount a small file system'
         return
     part.play(lambda folder, name: fill(part, folder, name), range(1) if part.short else itertools.count())
@@ -31,12 +23,8 @@ def run(part):
 def fill(part, folder, name):
     rng = part.random(name)
     (folder / 'data').mkdir()
-    mount = ['mount', '-t', 'tmpfs', '-o', f'size={rng.choice([2000, 3000, 6000])}k', 'torture', str(folder / 'data')]
-    subprocess.run(mount, check=True)
-    try:
+    with small_disk(folder / 'data', rng.choice(['2000k', '3000k', '6000k'])):
         fill_mounted(part, folder, name, rng)
-    finally:
-        subprocess.run(['umount', '--lazy', str(folder / 'data')], check=True)
 
 
 def fill_mounted(part, folder, name, rng):

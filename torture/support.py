@@ -2,11 +2,14 @@
 
 import collections
 import contextlib
+import ctypes
+import functools
 import gzip
 import json
 import os
 import pathlib
 import random
+import re
 import shlex
 import shutil
 import signal
@@ -18,9 +21,11 @@ import tempfile
 import threading
 import time
 import traceback
+import urllib.request
 import zlib
 
 KEY = '0123456789abcdef0123456789ABCDEF:0123456789abcdef0123456789ABCDEF01234567'
+CLONE_NEWNS = 0x20000
 PATIENCE = 60  # seconds after which a process hangs, on however busy a machine
 QUIET = ['start', 'stored'] + ['run'] * 12 + ['stored', 'background']  # sends all that waits and ends the session
 
@@ -36,6 +41,7 @@ class Part:
         self.name, self.build, self.seed, self.only = name, build, seed, only
         self.short, self.long = extent == 'short', extent == 'long'
         self.ends = time.monotonic() + seconds
+        self.instrumented = '-fsanitize=' in (build / 'CMakeCache.txt').read_text()
         self.rounds = 0
         self.findings = []
         self.figures = collections.Counter()
@@ -107,6 +113,28 @@ def scratch_folder():
             if path.is_dir() and not path.is_symlink():
                 path.chmod(0o700)
         shutil.rmtree(folder, ignore_errors=True)
+
+
+def free_port():
+    with socket.create_server(('127.0.0.1', 0)) as server:
+        return server.getsockname()[1]
+
+
+@functools.cache
+def small_disks():
+    """Whether small file systems can be mounted; they are, in a name space of this process's own."""
+    library = ctypes.CDLL(None, use_errno=True)
+    return (library.unshare(CLONE_NEWNS) == 0 and
+            subprocess.run(['mount', '--make-rprivate', '/'], check=False, stderr=subprocess.DEVNULL).returncode == 0)
+
+
+@contextlib.contextmanager
+def small_disk(folder, size):
+    subprocess.run(['mount', '-t', 'tmpfs', '-o', f'size={size}', 'torture', str(folder)], check=True)
+    try:
+        yield
+    finally:
+        subprocess.run(['umount', '--lazy', str(folder)], check=True)
 
 
 class Known:
@@ -197,7 +225,7 @@ class Collector:
     """The real collector, which keeps what it takes in a file."""
 
     def __init__(self, part, folder):
-        self.archive = folder / 'collector.sqlite'
+        self.part, self.archive = part, folder / 'collector.sqlite'
         guarded = ['setpriv', '--pdeathsig', 'KILL'] if shutil.which('setpriv') else []
         self.process = subprocess.Popen(
             guarded + [part.program('collector/zorvane-collector'), '--port', '0', '--quiet', '--game', KEY,
@@ -209,6 +237,8 @@ class Collector:
         return self
 
     def __exit__(self, *_):
+        with contextlib.suppress(OSError):
+            self.part.count(repeats=self.repeats())
         self.process.terminate()
         self.process.wait()
         self.process.stdout.close()
@@ -218,7 +248,13 @@ class Collector:
             return database.execute(sql).fetchall()
 
     def records(self):
-        return [json.loads(text) for (text,) in self.rows('SELECT record FROM events ORDER BY id')]
+        return [json.loads(text) for (text,) in self.rows('SELECT record FROM event ORDER BY id')]
+
+    def repeats(self):
+        """How many events came again."""
+        with urllib.request.urlopen(self.url + '/metrics') as answer:
+            taken = int(re.search(rb'\nzorvane_events_total (\d+)', answer.read())[1])
+        return taken - self.rows('SELECT count(*) FROM events')[0][0]
 
     def refused(self):
         return self.rows('SELECT reasons, record FROM rejected')
@@ -384,12 +420,10 @@ def number_of(record, tag='t'):
 def check_events(part, name, collector, known, tag='t'):
     """Every event known stored arrived, as one event."""
     uuids = collections.defaultdict(set)
-    times = collections.Counter()
     for record in collector.records():
         number = number_of(record, tag)
         if number is not None:
             uuids[number].add(record['event_uuid'])
-            times[number] += 1
     refused = collector.refused()
     for reasons, count in collections.Counter(reasons for reasons, _ in refused).items():
         part.finding(name, f'the collector refused {count} records: {reasons}')
@@ -401,7 +435,7 @@ def check_events(part, name, collector, known, tag='t'):
     doubled = sorted(number for number, all_of in uuids.items() if len(all_of) > 1)
     if doubled:
         part.finding(name, f'{len(doubled)} events were made into several: {doubled[:10]}')
-    part.count(events=len(known.numbers), repeats=sum(times.values()) - len(times))
+    part.count(events=len(known.numbers))
 
 
 def check_sessions(part, name, collector, known, starts_known=True, longest=24 * 3600):

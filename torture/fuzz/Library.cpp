@@ -9,9 +9,9 @@
 #include <mutex>
 #include <utility>
 
-#include "collector/Inflate.h"
-#include "collector/Json.h"
-#include "collector/RecordRules.h"
+#include "collector/base/Inflate.h"
+#include "collector/base/Json.h"
+#include "collector/records/Rules.h"
 #include "device/ZVDevice.h"
 #include "events/ZVEvents.h"
 #include "platform/Platform.h"
@@ -43,13 +43,12 @@ void quiet() {
 
 // The collector reads the list and has nothing against any of its records.
 void requireTaken(std::string_view list) {
-  const auto parsed = collector::parseJson(list);
-  require(parsed.failure.empty(), "the collector can't read it: " + parsed.failure, list);
-  require(parsed.document.IsArray(), "it is no list", list);
-  for (rapidjson::SizeType at = 0; at < parsed.document.Size(); ++at) {
-    const auto faults = collector::faultsOfRecord(parsed.document[at]);
-    require(faults.empty(), faults.empty() ? "" : "the collector refuses it: " + faults.front(), parsed.elements[at]);
-  }
+  const auto failure = collector::forEachElement(list, [](const collector::JsonValue& record, std::string_view text) {
+    collector::Findings findings;
+    collector::readRecord(record, text.size(), findings);
+    require(findings.good, findings.good ? "" : "the collector refuses it: " + findings.reasons.front(), text);
+  });
+  require(failure.empty(), "the collector can't read it: " + failure, list);
 }
 
 struct Clock final : ZVClock {
@@ -294,7 +293,9 @@ void Library::requireThatAllIsTaken() {
       continue;
     }
     const auto parsed = collector::parseJson(body);
-    require(parsed.failure.empty() && collector::faultsOfInitBody(parsed.document).empty(), "the init body", body);
+    collector::Findings findings;
+    if (parsed.failure.empty()) collector::readInitBody(parsed.document, findings);
+    require(parsed.failure.empty() && findings.good, "the init body", body);
   }
 }
 

@@ -1,4 +1,5 @@
-// Whatever is sent to the collector's port: it goes on serving.
+// Whatever is sent to the collector's port, with an archive behind it: it goes on serving, and no answer says that it
+// failed.
 #include <arpa/inet.h>
 #include <fmt/format.h>
 #include <netinet/in.h>
@@ -8,12 +9,13 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <memory>
+#include <filesystem>
 #include <string>
 
 #include "Fuzz.h"
-#include "collector/Server.h"
-#include "collector/Signature.h"
+#include "collector/Service.h"
+#include "collector/base/Signature.h"
+#include "collector/front/Server.h"
 
 namespace {
 
@@ -22,18 +24,31 @@ using namespace std::chrono_literals;
 const std::string kKey(32, 'k');
 const std::string kSecret(40, 's');
 
-struct Service {
-  std::string problem;
-  std::unique_ptr<collector::Archive> archive = collector::Archive::open(":memory:", problem);
-  collector::Collector collector{{{kKey, kSecret}}, {}, *archive};
-  collector::Server server{collector, nullptr, [](const std::string&) {}, limits()};
-  int port = server.listen("127.0.0.1", 0).value_or(0);
+struct Folder {
+  Folder() { fuzz::require(::mkdtemp(path.data()) != nullptr, "no temporary folder"); }
+  ~Folder() { std::filesystem::remove_all(path); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  std::string path = (std::filesystem::temp_directory_path() / "zorvane-fuzz-XXXXXX").string();
+};
 
-  static collector::Limits limits() {
-    collector::Limits limits;
-    limits.head = limits.body = limits.answer = 5s;
-    limits.linger = 1s;
-    limits.connections = 8;
+struct Serving {
+  collector::Log log{fuzz::console};
+  collector::Service service{options(), log};
+  collector::front::Server server{service.handler(), {limits()}};
+  int port = server.listen("127.0.0.1", 0);
+
+  Serving() { service.watch(server.tally()); }
+  static collector::Options options() {
+    static const Folder folder;
+    collector::Options options;
+    options.games = {{kKey, kSecret, "game"}};
+    options.databaseFile = folder.path + "/archive.sqlite";
+    return options;
+  }
+  static collector::front::Limits limits() {
+    collector::front::Limits limits;
+    limits.head = limits.body = limits.answer = limits.idle = 5s;
     return limits;
   }
 };
@@ -89,12 +104,12 @@ class Client {
 
 // A request of which any part may be wrong.
 std::string requestOf(fuzz::Input& input) {
-  std::string target =
-      input.oneOf({"/v2/", "/remote_configs/v1/init?interval_seconds=0&game_key=", "/events?after=", "/summary", "/"});
+  std::string target = input.oneOf({"/v2/", "/remote_configs/v1/init?interval_seconds=0&game_key=", "/metrics?",
+                                    "/api/refused?game=", "/api/configurations?game=", "/api/player?game=", "/"});
   if (target == "/v2/") target += (input.byte() % 8 == 0 ? input.text() : kKey) + "/events";
   else if (input.flag())
     target += (input.flag() ? kKey : "") + "&configs_hash=" + input.text() + "&limit=" + input.text();
-  std::string head = fmt::format("{} {} HTTP/{}\r\n", input.oneOf({"POST", "GET", "POST", "PUT", "OPTIONS", "HEAD"}),
+  std::string head = fmt::format("{} {} HTTP/{}\r\n", input.oneOf({"POST", "GET", "POST", "PUT", "DELETE", "HEAD"}),
                                  target, input.oneOf({"1.1", "1.1", "1.0", "2", "9.9"}));
   std::string body = input.flag() ? "[]" : input.text();
   bool framed = false;
@@ -117,11 +132,12 @@ std::string requestOf(fuzz::Input& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  static auto* const service = new Service;
-  fuzz::require(service->port != 0, "the collector doesn't listen");
+  static auto* const serving = new Serving;
+  fuzz::require(serving->port != 0, "the collector doesn't listen");
   fuzz::Input input(bytes, size);
   const bool raw = input.flag();
-  const auto answer = Client(service->port).exchange(raw ? std::string(input.rest()) : requestOf(input));
-  fuzz::require(answer.empty() || answer.starts_with("HTTP/1."), "an answer that is none", answer);
+  const auto answer = Client(serving->port).exchange(raw ? std::string(input.rest()) : requestOf(input));
+  fuzz::require(answer.empty() || (answer.starts_with("HTTP/1.1 ") && !answer.starts_with("HTTP/1.1 5")),
+                "an answer that is none, or says that the collector failed", answer);
   return 0;
 }

@@ -7,7 +7,7 @@
 
 #include "Fuzz.h"
 #include "codecs/ZVHelpers.h"
-#include "collector/Inflate.h"
+#include "collector/base/Inflate.h"
 
 using namespace zorvane;
 

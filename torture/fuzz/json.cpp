@@ -11,7 +11,7 @@
 #include "Fuzz.h"
 #include "codecs/json.h"
 #include "codecs/json_written.h"
-#include "collector/Json.h"
+#include "collector/base/Json.h"
 #include "values/Text.h"
 
 using namespace zorvane;

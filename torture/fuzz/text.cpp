@@ -9,9 +9,9 @@
 
 #include "Fuzz.h"
 #include "codecs/ZVHelpers.h"
-#include "collector/Json.h"
-#include "collector/RecordRules.h"
-#include "collector/Text.h"
+#include "collector/base/Json.h"
+#include "collector/base/Text.h"
+#include "collector/records/Rules.h"
 #include "events/ZVEvents.h"
 #include "state/ZVState.h"
 #include "validation/ZVValidator.h"
@@ -81,11 +81,11 @@ bool isTakenByTheCollector(const ZVMap& own) {
                {"event_uuid", "0a1b2c3d-0000-4000-8000-00000000000f"},
                {"ios_idfa", ""},
                {"ios_idfv", ""},
-               {"sdk_version", ""},
-               {"os_version", ""},
-               {"manufacturer", ""},
-               {"device", ""},
-               {"platform", ""},
+               {"sdk_version", "ios 4.6.7"},
+               {"os_version", "ios 17"},
+               {"manufacturer", "apple"},
+               {"device", "x"},
+               {"platform", "ios"},
                {"session_id", ""},
                {"session_num", 1},
                {"connection_type", ""},
@@ -95,7 +95,9 @@ bool isTakenByTheCollector(const ZVMap& own) {
   if (!json) return false;
   const auto parsed = collector::parseJson(*json);
   fuzz::require(parsed.failure.empty(), "the collector can't read it", *json);
-  return collector::faultsOfRecord(parsed.document).empty();
+  collector::Findings findings;
+  collector::readRecord(parsed.document, json->size(), findings);
+  return findings.good;
 }
 
 ZVMap with(const char* category, const ZVMap& fields) {
