@@ -30,7 +30,21 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/zorvane.pc.in zorvane.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zorvane.pc DESTINATION ${pkgconfig_folder} COMPONENT Development)
 
 if(ZORVANE_TOOLS)
-  install(TARGETS zorvane-play zorvane-collector RUNTIME COMPONENT Tools)
+  install(TARGETS zorvane-play zorvane-crowd RUNTIME COMPONENT Tools)
+  install(TARGETS zorvane-collector zorvane-report RUNTIME COMPONENT Collector)
+
+  # What makes a service of the collector is in its package only: it belongs to a machine, not into a folder.
+  set(collector_package ${PROJECT_SOURCE_DIR}/packaging/collector)
+  set(collector_documents share/doc/zorvane-collector)
+  configure_file(${collector_package}/zorvane-collector.service.in zorvane-collector.service @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zorvane-collector.service
+    DESTINATION lib/systemd/system COMPONENT Collector EXCLUDE_FROM_ALL)
+  install(FILES ${collector_package}/default
+    DESTINATION ../etc/default RENAME zorvane-collector COMPONENT Collector EXCLUDE_FROM_ALL)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/operating.md
+    DESTINATION ${collector_documents} COMPONENT Collector EXCLUDE_FROM_ALL)
+  install(FILES ${collector_package}/nginx.conf
+    DESTINATION ${collector_documents}/examples COMPONENT Collector EXCLUDE_FROM_ALL)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)
@@ -60,6 +74,16 @@ if(PROJECT_IS_TOP_LEVEL)
 
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zorvane-tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
-  set(CPACK_COMPONENT_TOOLS_DESCRIPTION "A collector to develop against, and a player of recorded game sessions.")
+  set(CPACK_COMPONENT_TOOLS_DESCRIPTION "A player of recorded game sessions, and a crowd of players.")
+
+  set(CPACK_DEBIAN_COLLECTOR_PACKAGE_NAME zorvane-collector)
+  set(CPACK_DEBIAN_COLLECTOR_PACKAGE_SECTION net)
+  set(CPACK_DEBIAN_COLLECTOR_PACKAGE_DEPENDS adduser)
+  set(CPACK_DEBIAN_COLLECTOR_PACKAGE_SUGGESTS "nginx | nginx-light")
+  set(CPACK_DEBIAN_COLLECTOR_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+  foreach(control postinst prerm postrm conffiles)
+    list(APPEND CPACK_DEBIAN_COLLECTOR_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/collector/${control})
+  endforeach()
+  set(CPACK_COMPONENT_COLLECTOR_DESCRIPTION "The service that takes what games report, and the program that asks what it holds.")
   include(CPack)
 endif()
