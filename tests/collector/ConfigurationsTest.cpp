@@ -303,9 +303,9 @@ TEST(AFollower, ServesWhatItKnowsWhileTheHomeIsAwayAndSaysSoOnce) {
   {
     ConfigurationStore configurations(all.elsewhere.store);
     EXPECT_EQ(configurations.revision(), all.home.revision());
+    const auto known = all.server.requests().size();
     Follower follower = all.follow(configurations, all.elsewhere.store);
     EXPECT_GE(follower.confirmedAt().value_or(0), confirmed - 60);
-    const auto known = all.server.requests().size();
     ASSERT_TRUE(all.server.waitForRequests(known + 1, 60s));
   }  // an answer that doesn't come keeps nobody from stopping
 }
