@@ -125,6 +125,7 @@ TEST(Crash, ACollectorThatHangsCostsTheSendingButNeitherTheEventNorThoseBeforeIt
 TEST(Crash, ALockedDatabaseIsWaitedFor) {
   DyingGame game("wait");
   game.start();
+  game.waitFor("reported");  // by the thread that the signal will meet: it only sleeps from here on
   game.waitFor("Add SESSION START event");
   ASSERT_TRUE(game.server.waitForRequests(2));  // the session has begun
   auto lock = lockDatabase(game.database());
