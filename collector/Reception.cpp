@@ -61,11 +61,6 @@ Call callOf(std::string_view kind, std::string game, front::Request request) {
           std::move(request.body)};
 }
 
-std::string_view textOf(const Row& row, Column column) {
-  const auto* const text = std::get_if<std::string_view>(&row[column]);
-  return text != nullptr ? *text : std::string_view();
-}
-
 front::Response readiness(const std::string& trouble) {
   if (trouble.empty()) return {200, kJson, R"({"ready":true})"};
   front::Response response{kFailed, kJson, fmt::format(R"({{"ready":false,"why":{}}})", quotedJson(trouble))};

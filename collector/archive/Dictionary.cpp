@@ -12,11 +12,6 @@ namespace {
 // What is looked up often stays known; a stream of ever new ones is forgotten at once instead of growing.
 constexpr std::size_t kMostKnown = 100'000;
 
-std::string_view textOf(const Row& row, Column column) {
-  const auto* text = std::get_if<std::string_view>(&row[column]);
-  return text != nullptr ? *text : std::string_view();
-}
-
 std::string finding(const Combinations& combinations) {
   std::string sql = fmt::format("SELECT id FROM {} WHERE game = ?1", combinations.table);
   int parameter = 1;

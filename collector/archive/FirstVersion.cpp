@@ -15,7 +15,7 @@ namespace collector {
 
 namespace {
 
-constexpr std::int64_t kRowsAStep = 1'000;
+constexpr std::int64_t kRowsATransaction = 1'000;
 constexpr std::size_t kShownRecord = std::size_t{4} << 10U;  // of a refused one
 constexpr auto kSetAside = R"(
   ALTER TABLE requests RENAME TO first_requests;
@@ -77,7 +77,7 @@ bool moveEvents(sqlite3* database) {
       "SELECT e.id, ifnull(r.game_key, ''), ifnull(r.received_at, 0), e.record FROM first_events e LEFT JOIN "
       "first_requests r ON r.id = e.request_id ORDER BY e.id LIMIT ?");
   std::int64_t last = 0;
-  for (rows.with(kRowsAStep); rows.step(); last = rows.integer(0)) {
+  for (rows.with(kRowsATransaction); rows.step(); last = rows.integer(0)) {
     Moved moved(rows.text(3));
     moved.game = rows.text(1);
     moved.receivedAt = rows.integer(2);
@@ -99,7 +99,7 @@ bool moveRefused(sqlite3* database) {
       "ifnull(e.record, '') FROM first_rejected e LEFT JOIN first_requests r ON r.id = e.request_id ORDER BY "
       "e.id LIMIT ?");
   std::int64_t last = 0;
-  for (rows.with(kRowsAStep); rows.step(); last = rows.integer(0)) {
+  for (rows.with(kRowsATransaction); rows.step(); last = rows.integer(0)) {
     Taken taken;
     taken.game = rows.text(1);
     taken.receivedAt = rows.integer(2);

@@ -31,11 +31,6 @@ std::string insertEventSql() {
   return fmt::format("INSERT INTO events({}) VALUES({}) ON CONFLICT DO NOTHING", columns, marks);
 }
 
-std::string_view textOf(const Row& row, Column column) {
-  const auto* text = std::get_if<std::string_view>(&row[column]);
-  return text != nullptr ? *text : std::string_view();
-}
-
 std::uint32_t shortened(std::int64_t number) {
   if (number > std::numeric_limits<std::uint32_t>::max()) throw SqlFailure("there are too many combinations");
   return static_cast<std::uint32_t>(number);

@@ -180,7 +180,7 @@ bool comesBefore(const Group* one, const Group* other) {
 
 }  // namespace
 
-const char* nameOf(Sum sum) {
+const char* titleOf(Sum sum) {
   switch (sum) {
     case Sum::events: return "events";
     case Sum::players: return "players";
@@ -206,7 +206,7 @@ Table countEvents(sqlite3* database, const Filter& filter, const Query& query) {
   Table table;
   if (query.byDay) table.columns.emplace_back("day");
   for (const Column column : query.by) table.columns.emplace_back(nameOf(column));
-  for (const Sum sum : query.sums) table.columns.emplace_back(nameOf(sum));
+  for (const Sum sum : query.sums) table.columns.emplace_back(titleOf(sum));
   auto sorted = groups.all();
   std::ranges::sort(sorted, comesBefore);
   if (sorted.size() > query.limit) sorted.resize(query.limit);

@@ -29,7 +29,7 @@ struct MeasureOfDay {
 std::map<MeasureOfDay, std::int64_t> countMeasures(sqlite3* database, const Filter& filter, const std::string& category,
                                                    bool byDay);
 
-const char* nameOf(Sum sum);  // of its column
+const char* titleOf(Sum sum);  // of its column
 
 // What a sum of measures is in their own unit. Every engine divides the same whole number.
 __extension__ using Wide = __int128;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "collector/questions/Table.h"
 #include "collector/records/Row.h"
 
 namespace collector {
@@ -36,7 +37,7 @@ struct Query {
   bool byDay = false;           // first
   std::vector<Sum> sums;
   std::map<Column, std::string> where = {};  // texts that must be so
-  std::size_t limit = 10'000;                // rows, those with most events first; by day: in the order of days
+  std::size_t limit = kMostRows;                // rows, those with most events first; by day: in the order of days
 };
 
 }  // namespace collector

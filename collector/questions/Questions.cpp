@@ -43,8 +43,6 @@ Table dated(Table table) {
   return table;
 }
 
-// No answer has more rows than this.
-constexpr std::size_t kMostRows = 10'000;
 constexpr std::size_t kMostGroups = 50;        // each costs questions of its own
 constexpr std::size_t kMostOfLines = 100'000;  // of days or lengths: numbers alone
 

@@ -17,8 +17,6 @@ namespace collector {
 
 namespace {
 
-constexpr std::size_t kMostRows = 10'000;
-
 // What stands in quotation marks is the record's.
 std::string withoutTexts(std::string_view reason) {
   const auto first = reason.find('"'), last = reason.rfind('"');

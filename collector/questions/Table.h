@@ -3,6 +3,7 @@
 // Thread: any; values.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <variant>
@@ -13,6 +14,8 @@ namespace collector {
 using Value = std::variant<std::monostate, std::int64_t, double, std::string>;
 
 using Line = std::vector<Value>;
+
+constexpr std::size_t kMostRows = 10'000;  // of an answer
 
 struct Table {
   std::vector<std::string> columns;

@@ -21,7 +21,7 @@ namespace collector {
 
 namespace {
 
-std::int64_t wholeOf(std::string_view text) {
+std::int64_t wholeIn(std::string_view text) {
   std::int64_t number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
@@ -105,10 +105,10 @@ std::string askedFor(Sum sum) {
 }
 
 Value read(Sum sum, const std::string*& field, std::int64_t parts) {
-  const std::int64_t first = wholeOf(*field++);
+  const std::int64_t first = wholeIn(*field++);
   if (sum == Sum::events || sum == Sum::players) return first;
-  const std::int64_t second = wholeOf(*field++);
-  const Wide measures = sum == Sum::total ? Wide{second} * kPart + wholeOf(*field++) : Wide{second};
+  const std::int64_t second = wholeIn(*field++);
+  const Wide measures = sum == Sum::total ? Wide{second} * kPart + wholeIn(*field++) : Wide{second};
   return first != 0 ? unitsOf(measures, parts) : Value();
 }
 
@@ -143,11 +143,11 @@ Table WarehouseEngine::events(const Filter& filter, const Query& query) {
   Table table;
   if (query.byDay) table.columns.emplace_back("day");
   for (const Column column : query.by) table.columns.emplace_back(nameOf(column));
-  for (const Sum sum : query.sums) table.columns.emplace_back(nameOf(sum));
+  for (const Sum sum : query.sums) table.columns.emplace_back(titleOf(sum));
   for (const auto& fields : rowsOf(warehouse_.run(sqlFor(filter, query)))) {
     const std::string* field = fields.data();
     auto& row = table.rows.emplace_back();
-    if (query.byDay) row.emplace_back(wholeOf(*field++));
+    if (query.byDay) row.emplace_back(wholeIn(*field++));
     for (std::size_t text = 0; text < query.by.size(); ++text) row.emplace_back(*field++);
     ++field;  // by which they are ordered
     for (const Sum sum : query.sums) row.push_back(read(sum, field, partsOf(query.category)));
@@ -159,9 +159,9 @@ Table WarehouseEngine::days(const Filter& filter) {
   std::map<std::int64_t, std::vector<std::int64_t>> days;  // players, new ones, sessions, ended, seconds
   const auto fill = [&](std::size_t at, const std::string& sql) {
     for (const auto& fields : rowsOf(warehouse_.run(sql + " GROUP BY day FORMAT TabSeparated"))) {
-      auto& day = days[wholeOf(fields[0])];
+      auto& day = days[wholeIn(fields[0])];
       day.resize(5);
-      for (std::size_t field = 1; field < fields.size(); ++field) day[at + field - 1] = wholeOf(fields[field]);
+      for (std::size_t field = 1; field < fields.size(); ++field) day[at + field - 1] = wholeIn(fields[field]);
     }
   };
   fill(0, "SELECT day, uniqExact(player) FROM player_days " + presenceOf(filter));
@@ -185,7 +185,7 @@ Table WarehouseEngine::whole(const Filter& filter) {
     const auto rows = rowsOf(warehouse_.run(sql + " FORMAT TabSeparated"));
     if (rows.empty()) table.rows[0].emplace_back(std::int64_t{0});
     else
-      for (const std::string& field : rows[0]) table.rows[0].emplace_back(wholeOf(field));
+      for (const std::string& field : rows[0]) table.rows[0].emplace_back(wholeIn(field));
   }
   table.rows[0].resize(5, std::int64_t{0});
   return table;
@@ -198,7 +198,7 @@ Table WarehouseEngine::retention(const Filter& filter) {
       "first_day, later ORDER BY first_day, later FORMAT TabSeparated",
       firstSeen(filter));
   for (const auto& fields : rowsOf(warehouse_.run(sql)))
-    table.rows.push_back({wholeOf(fields[0]), wholeOf(fields[1]), wholeOf(fields[2])});
+    table.rows.push_back({wholeIn(fields[0]), wholeIn(fields[1]), wholeIn(fields[2])});
   return table;
 }
 
@@ -212,9 +212,9 @@ Table WarehouseEngine::lengths(const Filter& filter, bool byDay) {
   for (const auto& fields : rowsOf(warehouse_.run(sql))) {
     const std::string* field = fields.data();
     auto& row = table.rows.emplace_back();
-    if (byDay) row.emplace_back(wholeOf(*field++));
-    row.emplace_back(unitsOf(wholeOf(*field++), partsOf("session_end")));
-    row.emplace_back(wholeOf(*field));
+    if (byDay) row.emplace_back(wholeIn(*field++));
+    row.emplace_back(unitsOf(wholeIn(*field++), partsOf("session_end")));
+    row.emplace_back(wholeIn(*field));
   }
   return table;
 }
@@ -229,7 +229,7 @@ Table WarehouseEngine::life(const Filter& filter, const std::string& userId, std
       literal(userId), literal(filter.game), within(filter), limit);
   for (auto& fields : rowsOf(warehouse_.run(sql)))
     table.rows.push_back(
-        {wholeOf(fields[0]), wholeOf(fields[1]), std::move(fields[2]), std::move(fields[3]), std::move(fields[4])});
+        {wholeIn(fields[0]), wholeIn(fields[1]), std::move(fields[2]), std::move(fields[3]), std::move(fields[4])});
   return table;
 }
 

@@ -142,4 +142,10 @@ struct Row {
   Cell& operator[](Column column) { return cells[static_cast<std::size_t>(column)]; }
 };
 
+// "" where the column holds none.
+inline std::string_view textOf(const Row& row, Column column) {
+  const auto* const text = std::get_if<std::string_view>(&row[column]);
+  return text != nullptr ? *text : std::string_view();
+}
+
 }  // namespace collector

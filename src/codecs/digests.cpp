@@ -6,14 +6,12 @@
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
+#include "codecs/bytes.h"
 #include "codecs/hex.h"
 
 namespace zorvane {
 
 namespace {
-
-const unsigned char* bytesOf(std::string_view text) { return reinterpret_cast<const unsigned char*>(text.data()); }
-unsigned char* bytesOf(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
 
 std::string digest(const EVP_MD* kind, std::string_view data) {
   std::string result(EVP_MAX_MD_SIZE, '\0');

@@ -6,6 +6,7 @@
 
 #include <openssl/evp.h>
 
+#include "codecs/bytes.h"
 #include "codecs/digests.h"
 #include "runtime/ZVLogger.h"
 #include "values/Text.h"
@@ -22,9 +23,6 @@ struct CipherFree {
   void operator()(EVP_CIPHER_CTX* context) const noexcept { EVP_CIPHER_CTX_free(context); }
 };
 using Cipher = std::unique_ptr<EVP_CIPHER_CTX, CipherFree>;
-
-const unsigned char* bytesOf(std::string_view text) { return reinterpret_cast<const unsigned char*>(text.data()); }
-unsigned char* bytesOf(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
 
 std::optional<std::string> encrypted(std::string_view plainText, const std::string& key, const std::string& vector) {
   if (plainText.size() > std::numeric_limits<int>::max() - kCipherBlockBytes) return std::nullopt;

@@ -52,7 +52,7 @@ class Remembered {
 };
 
 constinit Remembered remembered;
-constinit std::array<char, 36> id{};
+constinit std::array<char, 36> formId{};
 constinit std::array<char, 4096> application{};  // as JSON
 constinit std::size_t applicationLength = 0;
 constinit std::atomic<bool> hasFile{false};
@@ -68,7 +68,7 @@ Fields& latest() {
   return *fields;
 }
 
-void chooseId() { randomUuid().copy(id.data(), id.size()); }
+void chooseId() { randomUuid().copy(formId.data(), formId.size()); }
 
 ZVMap mapOf(const std::string& json) {
   const auto parsed = readJson(json);
@@ -176,7 +176,7 @@ void beginFirstForm() noexcept {
   remembered.freeze();
   hasBegun = beginCrashFile();
   Output output;
-  output << kFirstFormHeader << "\nid " << std::string_view(id.data(), id.size());
+  output << kFirstFormHeader << "\nid " << std::string_view(formId.data(), formId.size());
   output << "\napplication " << std::string_view(application.data(), applicationLength);
   output << "\nfields " << remembered.json() << "\nafter ";
   output.number(secondsSinceBoot() - remembered.takenAt()) << "\n";
@@ -210,7 +210,7 @@ void withdrawFirstForm() noexcept {
   if (hasBegun.exchange(false)) emptyCrashFile();
 }
 
-std::string crashId() { return {id.data(), id.size()}; }
+std::string crashId() { return {formId.data(), formId.size()}; }
 
 void prepareNextFirstForm() {
   hasBegun = false;

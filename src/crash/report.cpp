@@ -33,19 +33,19 @@ std::string exceptionName(const char* type) {
   return type != nullptr && std::string_view(type) != "-" ? demangled(type) : "std::terminate";
 }
 
-std::string reportText(const CrashText& crash) {
+std::string reportText(const CrashText& parts) {
   std::string text;
   text.reserve(kUsualLength);
-  text += crash.firstLine;
-  if (crash.exceptionName) {
+  text += parts.firstLine;
+  if (parts.exceptionName) {
     text += "Uncaught Exception\n";
-    text += "Exception Name: " + *crash.exceptionName + '\n';
-    text += "Exception Reason: " + crash.exceptionReason.value_or("(null)") + '\n';
+    text += "Exception Name: " + *parts.exceptionName + '\n';
+    text += "Exception Reason: " + parts.exceptionReason.value_or("(null)") + '\n';
     text += "Stack trace:\n";
   } else {
     text += "Stack trace:n\n";
   }
-  for (std::size_t index = 0; const std::string& frame : crash.frames)
+  for (std::size_t index = 0; const std::string& frame : parts.frames)
     text += fmt::format("{:4} - {}\n", index++, frame);
   // What is not UTF-8, in a reason or a path, would cost the whole report.
   return std::string(prefixOfUtf16Length(withReplacementCharacters(text), kMostReportUnits));

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kQueueLabel = "zorvaneQueue";
 
-constinit SharedInstance<ZVThreading> shared;
+constinit SharedInstance<ZVThreading> sharedThreading;
 
 // Ends a background task however the work that it stood for went.
 struct BackgroundTaskEnd {
@@ -29,10 +29,10 @@ struct BackgroundTaskEnd {
 
 ZVThreading::ZVThreading() : queue(std::string(kQueueLabel)) {}
 
-ZVThreading& ZVThreading::sharedInstance() { return shared.get(); }
+ZVThreading& ZVThreading::sharedInstance() { return sharedThreading.get(); }
 
 std::unique_ptr<ZVThreading> ZVThreading::setSharedInstance(std::unique_ptr<ZVThreading> instance) {
-  return shared.exchange(std::move(instance));
+  return sharedThreading.exchange(std::move(instance));
 }
 
 void ZVThreading::performTaskOnZVThreadInBackgroundWithBlock(std::function<void()> task) {

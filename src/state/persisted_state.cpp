@@ -12,12 +12,12 @@ namespace zorvane {
 
 namespace {
 
-struct Dimension {
+struct StoredDimension {
   std::string_view key;
   std::string_view shownName;
   void (*persist)(ZVText);
 };
-constexpr auto kDimensions = std::to_array<Dimension>({
+constexpr auto kStoredDimensions = std::to_array<StoredDimension>({
     {"dimension01", "Dimension01", ZVStore::persistStateDimension01WithValue},
     {"dimension02", "Dimension02", ZVStore::persistStateDimension02WithValue},
     {"dimension03", "Dimension03", ZVStore::persistStateDimension03WithValue},
@@ -65,7 +65,7 @@ std::optional<Persisted> readDatabase() {
   if (!stored || !tries) return std::nullopt;
   const KeyValues& values = *stored;
   Persisted persisted;
-  for (std::size_t i = 0; i < kDimensions.size(); ++i) persisted.dimensions[i] = valueOf(values, kDimensions[i].key);
+  for (std::size_t i = 0; i < kStoredDimensions.size(); ++i) persisted.dimensions[i] = valueOf(values, kStoredDimensions[i].key);
   // The first run of an installation is the one that finds no such key and can write it.
   const auto newInstall = valueOf(values, "new_install");
   persisted.newInstall = newInstall ? booleanReading(*newInstall) : ZVStore::setDbStateWithKey("new_install", "NO");
@@ -82,8 +82,8 @@ std::optional<Persisted> readUserDefaults() {
   ZVLogger::d(0, "Platform is TVos - retrieving persisted states from local NSUserDefaults");
   const ZVUserDefaults& defaults = *platform().userDefaults;
   Persisted persisted;
-  for (std::size_t i = 0; i < kDimensions.size(); ++i)
-    persisted.dimensions[i] = defaults.stringForKey(kDimensions[i].key);
+  for (std::size_t i = 0; i < kStoredDimensions.size(); ++i)
+    persisted.dimensions[i] = defaults.stringForKey(kStoredDimensions[i].key);
   persisted.sessionNum = integerOfText(defaults.stringForKey("session_num").value_or(""));
   persisted.transactionNum = integerOfText(defaults.stringForKey("transaction_num").value_or(""));
   return persisted;
@@ -101,10 +101,10 @@ void adoptDimensions(const Persisted& persisted) {
   auto& current = state().configuration.dimensions;
   for (std::size_t i = 0; i < current.size(); ++i) {
     if (current[i]) {
-      kDimensions[i].persist(current[i]);
+      kStoredDimensions[i].persist(current[i]);
     } else if (persisted.dimensions[i]) {
       current[i] = persisted.dimensions[i];
-      ZVLogger::d(0, "{} found in persisted cache: {}", kDimensions[i].shownName, *current[i]);
+      ZVLogger::d(0, "{} found in persisted cache: {}", kStoredDimensions[i].shownName, *current[i]);
     }
   }
 }

@@ -24,8 +24,8 @@ struct Closer {
   void operator()(sqlite3* handle) const noexcept { sqlite3_close_v2(handle); }
   void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
 };
-using Database = std::unique_ptr<sqlite3, Closer>;
-using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
+using RawDatabase = std::unique_ptr<sqlite3, Closer>;
+using RawStatement = std::unique_ptr<sqlite3_stmt, Closer>;
 
 // Behind a damaged page reading goes on at a higher row number, in steps that grow to this; after so many steps
 // without a row there are no more.
@@ -36,20 +36,20 @@ constexpr int kMostSteps = 4096;
 constexpr int kOperationsAPiece = 10'000;
 constexpr int kMostPieces = 5'000;
 
-Database open(const std::string& path, int flags) {
+RawDatabase open(const std::string& path, int flags) {
   sqlite3* handle = nullptr;
   const int result = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr);
-  Database database(handle);  // a failed open still yields a handle
+  RawDatabase database(handle);  // a failed open still yields a handle
   return result == SQLITE_OK ? std::move(database) : nullptr;
 }
 
-Statement prepare(const Database& database, const std::string& sql) {
+RawStatement prepare(const RawDatabase& database, const std::string& sql) {
   sqlite3_stmt* handle = nullptr;
   sqlite3_prepare_v2(database.get(), sql.c_str(), -1, &handle, nullptr);
-  return Statement(handle);
+  return RawStatement(handle);
 }
 
-bool execute(const Database& database, const char* sql) {
+bool execute(const RawDatabase& database, const char* sql) {
   return sqlite3_exec(database.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
@@ -61,7 +61,7 @@ std::string_view textAt(sqlite3_stmt* row, int column) {
 // Copies the rows of one table.
 class Copy {
  public:
-  Copy(const Database& from, const Database& to, const Table& table)
+  Copy(const RawDatabase& from, const RawDatabase& to, const Table& table)
       : table_(table),
         columns_(static_cast<int>(std::ranges::count(table.marks, '?'))),
         source_(prepare(from, fmt::format("SELECT rowid, {} FROM {} NOT INDEXED WHERE rowid >= ? ORDER BY rowid",
@@ -128,15 +128,15 @@ class Copy {
 
   const Table& table_;
   const int columns_;
-  const Statement source_;
-  const Statement target_;
+  const RawStatement source_;
+  const RawStatement target_;
   std::int64_t next_ = 1;
   std::size_t copied_ = 0;
 };
 
 std::optional<std::size_t> makeFresh(const std::string& damaged, const std::string& fresh) {
-  const Database from = open(damaged, SQLITE_OPEN_READWRITE);
-  const Database to = open(fresh, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  const RawDatabase from = open(damaged, SQLITE_OPEN_READWRITE);
+  const RawDatabase to = open(fresh, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   if (!to || !execute(to, kPageSize) || !execute(to, "BEGIN")) return std::nullopt;
   int pieces = 0;
   if (from)

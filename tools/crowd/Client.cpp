@@ -25,7 +25,7 @@ namespace {
 constexpr auto kConnectTime = std::chrono::seconds(15);
 constexpr auto kAnswerTime = std::chrono::seconds(60);
 constexpr auto kStoppedTime = std::chrono::seconds(5);  // for what is on its way when the run is stopped
-constexpr auto kLook = std::chrono::milliseconds(100);
+constexpr auto kTurn = std::chrono::milliseconds(100);
 constexpr std::size_t kLargestAnswer = std::size_t{16} << 20U;
 
 asio::ssl::context makeTls(const Endpoint& endpoint) {
@@ -123,7 +123,7 @@ class Client::Connection {
     std::optional<std::chrono::steady_clock::time_point> stopped;
     loop_.restart();
     while (!outcome) {
-      loop_.run_one_for(kLook);
+      loop_.run_one_for(kTurn);
       if (outcome || !run_.stopping()) continue;
       const auto now = std::chrono::steady_clock::now();
       if (!stopped) stopped = now;

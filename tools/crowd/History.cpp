@@ -9,7 +9,7 @@ namespace crowd {
 
 namespace {
 constexpr std::int64_t kArrives = -1;
-constexpr auto kLook = std::chrono::milliseconds(100);  // a signal that stops the run wakes nobody
+constexpr auto kWait = std::chrono::milliseconds(100);  // a signal that stops the run wakes nobody
 }  // namespace
 
 History::History(const Settings& settings, Run& run) : settings_(settings), run_(run) {
@@ -37,7 +37,7 @@ void History::work(Truth& truth) {
 
 std::optional<std::pair<History::Turn, std::unique_ptr<Player>>> History::take() {
   std::unique_lock lock(guard_);
-  while (turns_.empty() && playing_ > 0 && !run_.stopping()) changed_.wait_for(lock, kLook);
+  while (turns_.empty() && playing_ > 0 && !run_.stopping()) changed_.wait_for(lock, kWait);
   if (run_.stopping() || turns_.empty()) return std::nullopt;
   const Turn turn = turns_.top();
   turns_.pop();

@@ -19,7 +19,7 @@ constexpr std::int64_t kEvery = 8;  // seconds between a session's batches
 constexpr double kFirstEvents = 2;  // of a session, at once
 constexpr double kNewPlayers = 0.3;
 constexpr std::size_t kMostResting = 200'000;
-constexpr auto kLook = std::chrono::milliseconds(20);
+constexpr auto kNap = std::chrono::milliseconds(20);
 
 std::int64_t now() { return std::time(nullptr); }
 
@@ -64,7 +64,7 @@ void Live::work(Truth& truth) {
   while (!ending()) {
     auto session = take();
     if (!session) {
-      std::this_thread::sleep_for(kLook);
+      std::this_thread::sleep_for(kNap);
       continue;
     }
     const bool fresh = session->start == 0;

@@ -15,7 +15,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kLook = std::chrono::milliseconds(50);
+constexpr auto kRedraw = std::chrono::milliseconds(50);
 
 std::string reached(const Run& run, const Period& period) {
   if (run.reached == 0) return {};
@@ -45,7 +45,7 @@ void Progress::speak() {
   const auto began = Clock::now();
   auto next = began + every;
   std::int64_t before = 0;
-  for (; !ending_; std::this_thread::sleep_for(kLook)) {
+  for (; !ending_; std::this_thread::sleep_for(kRedraw)) {
     if (Clock::now() < next) continue;
     next += every;
     const auto events = run_.counters.events.load();

@@ -19,7 +19,7 @@ constexpr const char* kDescription =
     "  [\"addDesignEventWithEventId:value:\", \"level:boss\", 3.5]\n"
     "Answers of queries go to standard output, log lines to standard error.";
 
-constexpr const char* kDirectives =
+constexpr const char* kDirectivesHelp =
     "Directives: [\"@platform\", {...}] before the first call, [\"@background\"], [\"@foreground\"],\n"
     "[\"@wait\", SECONDS], [\"@drain\"], [\"@submit\"], [\"@kill\"].";
 
@@ -61,10 +61,10 @@ std::variant<Options, int> readOptions(int count, const char* const* arguments) 
   Options options;
   std::string url;
   CLI::App app(kDescription, "zorvane-play");
-  app.footer(kDirectives);
+  app.footer(kDirectivesHelp);
   app.set_version_flag("--version", std::string("zorvane-play ") + ZorvaneVersionString);
-  app.failure_message([](const CLI::App* of, const CLI::Error& error) {
-    return of->get_name() + ": " + error.what() + " (see --help)\n";
+  app.failure_message([](const CLI::App* of, const CLI::Error& wrong) {
+    return of->get_name() + ": " + wrong.what() + " (see --help)\n";
   });
   app.add_option("FILE", options.file, "the recording; standard input without it, or with \"-\"")->type_name("");
   app.add_option("--collector", url, "where init and events go: http[s]://HOST[:PORT]")
