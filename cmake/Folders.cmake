@@ -4,6 +4,9 @@ option(ZORVANE_COMPILE_BY_FOLDER "Compile the sources of one folder as one" OFF)
 
 function(zorvane_compile_by_folder target)
   set_target_properties(${target} PROPERTIES UNITY_BUILD ${ZORVANE_COMPILE_BY_FOLDER} UNITY_BUILD_MODE GROUP)
+  if(ZORVANE_COMPILE_BY_FOLDER AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)  # it takes an included source for a header
+  endif()
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
     get_filename_component(folder ${source} DIRECTORY)

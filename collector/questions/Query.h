@@ -37,7 +37,7 @@ struct Query {
   bool byDay = false;           // first
   std::vector<Sum> sums;
   std::map<Column, std::string> where = {};  // texts that must be so
-  std::size_t limit = kMostRows;                // rows, those with most events first; by day: in the order of days
+  std::size_t limit = kMostRows;             // rows, those with most events first; by day: in the order of days
 };
 
 }  // namespace collector

@@ -65,7 +65,8 @@ std::optional<Persisted> readDatabase() {
   if (!stored || !tries) return std::nullopt;
   const KeyValues& values = *stored;
   Persisted persisted;
-  for (std::size_t i = 0; i < kStoredDimensions.size(); ++i) persisted.dimensions[i] = valueOf(values, kStoredDimensions[i].key);
+  for (std::size_t i = 0; i < kStoredDimensions.size(); ++i)
+    persisted.dimensions[i] = valueOf(values, kStoredDimensions[i].key);
   // The first run of an installation is the one that finds no such key and can write it.
   const auto newInstall = valueOf(values, "new_install");
   persisted.newInstall = newInstall ? booleanReading(*newInstall) : ZVStore::setDbStateWithKey("new_install", "NO");
