@@ -1,0 +1,94 @@
+// The frame of all pages: who is signed in, which games there are, the bar, the navigation, and the page itself.
+import {useEffect} from "preact/hooks";
+import {addressElsewhere, addressOf, changed, correct, useAddress, useView, ViewContext, type View} from "./address";
+import {get, onSignedOut} from "./api";
+import {useAsked} from "./asked";
+import {daysLater, isDay, today} from "./days";
+import {PAGES, pageOf} from "./pages";
+import {Empty, Loading, Trouble} from "./parts/states";
+import {SignIn} from "./parts/sign-in";
+import {TopBar, USUAL_DAYS} from "./parts/top-bar";
+import {session, signOut, type Session} from "./session";
+
+// The view that an address means: what it leaves out is said in it, so that it means the same tomorrow.
+function completed(view: View, games: readonly {key: string}[]): View {
+  const {game, from, to} = view.values;
+  const last = isDay(to) ? to : today();
+  const first = isDay(from) && from <= last ? from : daysLater(last, 1 - USUAL_DAYS);
+  return {
+    page: pageOf(view.page).name,
+    values: changed(view.values, {game: game ?? games[0]?.key, from: first, to: last}),
+  };
+}
+
+function Navigation() {
+  const view = useView();
+  return (
+    <nav aria-label="Pages">
+      <ul>
+        {PAGES.filter((page) => !page.isHidden).map((page) => (
+          <li key={page.name}>
+            <a href={addressElsewhere(view, page.name)} aria-current={page.name === view.page ? "page" : undefined}>{page.title}</a>
+          </li>
+        ))}
+      </ul>
+    </nav>
+  );
+}
+
+function Page() {
+  const view = useView();
+  const page = pageOf(view.page);
+  useEffect(() => {
+    document.title = `${page.title} · Zorvane`;
+    scrollTo(0, 0);
+  }, [page]);
+  return (
+    <main id="page" tabIndex={-1}>
+      <h1>{page.title}</h1>
+      <p class="question">{page.question}</p>
+      {/* another game or page begins from nothing */}
+      <page.Page key={`${page.name} ${view.values.game}`} />
+    </main>
+  );
+}
+
+function Console({who, again}: {who: Session; again: () => void}) {
+  const address = useAddress();
+  const games = useAsked("games", (signal) => get("/api/games", {}, signal));
+  const view = completed(address, games.value ?? []);
+  const isWhole = addressOf(view) === addressOf(address);
+  useEffect(() => {
+    if (games.value && !isWhole) correct(view);
+  }, [games.value, isWhole]);
+  if (games.failure !== undefined && !games.isAsking) return <main><Trouble what="the games" why={games.failure} again={games.again} /></main>;
+  if (!games.value) return <Loading what="the games" />;
+  if (games.value.length === 0) return <main><Empty what="games" call="$ zorvane-collector game add NAME" /></main>;
+  const leave = () => signOut().then(again, again);
+  return (
+    <ViewContext.Provider value={view}>
+      <a class="skip" href="#page" onClick={(event) => {
+        event.preventDefault(); // the address holds the view
+        document.getElementById("page")?.focus();
+      }}>To the page</a>
+      <header>
+        <p class="name">Zorvane</p>
+        <TopBar games={games.value} />
+        {who.needed && <button type="button" class="leave" onClick={leave}>Sign out</button>}
+      </header>
+      <div class="body">
+        <Navigation />
+        <Page />
+      </div>
+    </ViewContext.Provider>
+  );
+}
+
+export function App() {
+  const who = useAsked("session", session);
+  useEffect(() => onSignedOut(who.again), [who.again]);
+  if (who.failure !== undefined && !who.isAsking) return <main><Trouble what="who is signed in" why={who.failure} again={who.again} /></main>;
+  if (!who.value) return <Loading what="who is signed in" />;
+  if (who.value.needed && who.value.level === "none") return <SignIn onSignedIn={who.again} />;
+  return <Console who={who.value} again={who.again} />;
+}

@@ -1,0 +1,80 @@
+// Numbers and times in the reader's way.
+
+const whole_ = new Intl.NumberFormat(undefined, {maximumFractionDigits: 0});
+const number_ = new Intl.NumberFormat(undefined, {maximumFractionDigits: 2});
+const fine_ = new Intl.NumberFormat(undefined, {maximumSignificantDigits: 3});
+const short_ = new Intl.NumberFormat(undefined, {notation: "compact", maximumFractionDigits: 1});
+const share_ = new Intl.NumberFormat(undefined, {style: "percent", maximumFractionDigits: 1});
+const day_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", dateStyle: "medium"});
+const shortDay_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", day: "numeric", month: "short"});
+const moment_ = new Intl.DateTimeFormat(undefined, {dateStyle: "medium", timeStyle: "medium"});
+const clock_ = new Intl.DateTimeFormat(undefined, {timeStyle: "medium"});
+const hour_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", hour: "2-digit"});
+
+const NONE = "–";
+const or = (format: (value: number) => string) => (value: number | null | undefined): string =>
+  value === null || value === undefined || Number.isNaN(value) ? NONE : format(value);
+
+export const whole = or((value) => whole_.format(value));
+// Two digits behind the point, of small numbers as many as it takes.
+export const number = or((value) => (value !== 0 && Math.abs(value) < 1 ? fine_ : number_).format(value));
+export const short = or((value) => (Math.abs(value) < 1000 ? number_ : short_).format(value));
+export const share = or((value) => share_.format(value));
+export const change = (value: number): string => `${value > 0 ? "+" : ""}${share_.format(value)}`;
+
+export const day = (text: string): string => day_.format(new Date(`${text}T00:00:00Z`));
+export const shortDay = (seconds: number): string => shortDay_.format(new Date(seconds * 1000));
+export const moment = or((seconds) => moment_.format(new Date(seconds * 1000)));
+export const clock = or((seconds) => clock_.format(new Date(seconds * 1000)));
+export const hour = (value: number): string => hour_.format(new Date(value * 3_600_000));
+
+const unit = (name: string) => new Intl.NumberFormat(undefined, {style: "unit", unit: name, maximumFractionDigits: 0});
+const UNITS = [["day", 86400], ["hour", 3600], ["minute", 60], ["second", 1]] as const;
+const units = new Map(UNITS.map(([name]) => [name, unit(name)]));
+
+// The two largest units of a length: "5 min 12 sec".
+export const duration = or((seconds) => {
+  let rest = Math.round(seconds);
+  const parts: string[] = [];
+  for (const [name, size] of UNITS) {
+    const count = Math.floor(rest / size);
+    rest -= count * size;
+    if (count > 0 || (size === 1 && parts.length === 0)) parts.push(units.get(name)!.format(count));
+    if (parts.length === 2) break;
+  }
+  return parts.join(" ");
+});
+
+const BYTES = ["byte", "kilobyte", "megabyte", "gigabyte", "terabyte"];
+export const bytes = or((value) => {
+  const step = Math.min(BYTES.length - 1, Math.max(0, Math.floor(Math.log(Math.max(1, value)) / Math.log(1000))));
+  const style = {style: "unit", unit: BYTES[step], maximumFractionDigits: 1} as const;
+  return new Intl.NumberFormat(undefined, style).format(value / 1000 ** step);
+});
+
+const currencies = new Map<string, Intl.NumberFormat | null>();
+function currencyFormat(currency: string): Intl.NumberFormat | null {
+  if (!currencies.has(currency)) {
+    try {
+      currencies.set(currency, new Intl.NumberFormat(undefined, {style: "currency", currency}));
+    } catch {
+      currencies.set(currency, null); // games may write what no country has
+    }
+  }
+  return currencies.get(currency) ?? null;
+}
+
+// How many of its smallest unit a currency's unit has: 100 cents are a dollar, a yen is its own.
+export function unitsOf(currency: string): number {
+  return 10 ** (currencyFormat(currency)?.resolvedOptions().maximumFractionDigits ?? 2);
+}
+
+// An amount of whole units, such as dollars.
+export function moneyWhole(amount: number | null | undefined, currency: string): string {
+  return or((value) => currencyFormat(currency)?.format(value) ?? `${number_.format(value)} ${currency}`)(amount);
+}
+
+// An amount of the smallest units, as games report purchases.
+export function money(amount: number | null | undefined, currency: string): string {
+  return moneyWhole(amount === null || amount === undefined ? null : amount / unitsOf(currency), currency);
+}

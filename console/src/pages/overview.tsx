@@ -1,0 +1,164 @@
+// How the game is doing: the numbers of the time against those of the time before, and how they went by day and by hour.
+import {go, useView} from "../address";
+import {together, useQuestion, type Answer} from "../asked";
+import {dayStart, eachDay, periodBefore, today} from "../days";
+import {duration, hour, money, share, unitsOf, whole} from "../format";
+import {Chart, type Mark} from "../parts/chart";
+import {Section} from "../parts/section";
+import {Answered, Empty} from "../parts/states";
+import {Tile, Tiles} from "../parts/tile";
+import {byDay, currenciesOf, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
+
+interface Numbers {
+  players: number;
+  newPlayers: number;
+  sessions: number;
+  length: number | null;
+  revenue: ReadonlyMap<string, number>; // smallest units by currency
+  crashFree: number | null;
+}
+
+function numbersOf([overview, revenue, errors]: readonly [Answer, Answer, Answer]): Numbers {
+  const all = overview.rows[0] ?? {};
+  const players = numberOf(all.players);
+  const crashed = numberOf(errors.rows.find((row) => row.severity === "critical")?.players);
+  return {
+    players,
+    newPlayers: numberOf(all.new_players),
+    sessions: numberOf(all.sessions),
+    length: ratio(numberOf(all.seconds), numberOf(all.ended)),
+    revenue: new Map(revenue.rows.map((row) => [textOf(row.currency), numberOf(row.total)])), // most purchases first
+    crashFree: players === 0 ? null : 1 - crashed / players,
+  };
+}
+
+function useNumbers(period?: {from: string; to: string}) {
+  const whole = useQuestion("overview", {...period, whole: "yes"});
+  const revenue = useQuestion("revenue", {...period});
+  const errors = useQuestion("errors", {...period, by: "severity"});
+  return together(whole, revenue, errors);
+}
+
+function Now() {
+  const {from = "", to = ""} = useView().values;
+  const before = useNumbers(periodBefore(from, to));
+  const now = useNumbers();
+  return (
+    <Answered of={together(now, before)} what="the numbers of this time and of the one before">
+      {([answers, answersBefore]) => {
+        const numbers = numbersOf(answers);
+        const earlier = numbersOf(answersBefore);
+        const wasEmpty = earlier.players === 0;
+        const old = (value: number | null) => (wasEmpty ? null : value);
+        if (numbers.players === 0)
+          return <Empty what="players" call={'Zorvane::initializeWithGameKey("GAME KEY", "GAME SECRET");'} />;
+        const currencies = [...numbers.revenue];
+        return (
+          <Tiles>
+            <Tile label="Players" value={numbers.players} before={old(earlier.players)} format={whole} good="more" />
+            <Tile label="New players" value={numbers.newPlayers} before={old(earlier.newPlayers)} format={whole} good="more" />
+            <Tile label="Sessions" value={numbers.sessions} before={old(earlier.sessions)} format={whole} good="more" />
+            <Tile label="Length of a session" value={numbers.length} before={old(earlier.length)} format={duration} good="more" />
+            <Tile label="Crash-free players" value={numbers.crashFree} before={old(earlier.crashFree)} format={share} good="more" />
+            {currencies.slice(0, 3).map(([currency, total]) => (
+              <Tile key={currency} label={`Revenue in ${currency}`} value={total} before={old(earlier.revenue.get(currency) ?? 0)}
+                format={(value) => money(value, currency)} good="more" />
+            ))}
+            {currencies.length === 0 && <Tile label="Revenue" value={0} format={whole} note="no purchases" />}
+          </Tiles>
+        );
+      }}
+    </Answered>
+  );
+}
+
+// Where each build first came.
+function releasesOf(builds: Answer | undefined, from: string): Mark[] {
+  return (builds?.rows ?? []).flatMap((row) =>
+    textOf(row.first_day) >= from ? [{at: dayStart(textOf(row.first_day)), label: textOf(row.build)}] : []);
+}
+
+function Days() {
+  const view = useView();
+  const {from = "", to = "", currency} = view.values;
+  const builds = useQuestion("builds", {build: undefined});
+  const days = eachDay(from, to < today() ? to : today());
+  const x = days.map(dayStart);
+  const marks = releasesOf(builds.value, from);
+  const of = (rows: readonly Row[], column: string) => byDay(rows, days, (row) => numberOf(row[column]));
+  return (
+    <Answered of={together(useQuestion("overview"), useQuestion("revenue", {daily: "yes"}))} what="the days">
+      {([{rows}, revenue]) => {
+        const currencies = currenciesOf(revenue.rows);
+        const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0];
+        const purchases = revenue.rows.filter((row) => row.currency === chosen);
+        const lengths = byDay(rows, days, (row) => ratio(numberOf(row.seconds), numberOf(row.ended)));
+        return (
+          <>
+            <Chart title="Players by day" file="players-by-day" x={x} xTitle="Day" format={whole} marks={marks}
+              series={[{label: "Players", values: of(rows, "players")}, {label: "New players", values: of(rows, "new_players")}]} />
+            <div class="beside">
+              <Chart title="Sessions by day" file="sessions-by-day" x={x} xTitle="Day" format={whole} marks={marks}
+                series={[{label: "Sessions", values: of(rows, "sessions")}]} />
+              <Chart title="Length of a session by day" file="lengths-by-day" x={x} xTitle="Day" format={duration} formatAxis={duration} marks={marks}
+                series={[{label: "Mean length", values: lengths}]} />
+            </div>
+            {chosen !== undefined && (
+              <>
+                <Chart title={`Revenue in ${chosen} by day`} file={`revenue-${chosen}-by-day`} x={x} xTitle="Day" marks={marks}
+                  format={(value) => money(value === null ? null : value * unitsOf(chosen), chosen)}
+                  series={[{label: `Revenue in ${chosen}`, values: of(purchases, "total").map((value) => (value ?? 0) / unitsOf(chosen))}]} />
+                {currencies.length > 1 && (
+                  <label class="choice">
+                    Currency
+                    <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
+                      {currencies.map((each) => <option key={each}>{each}</option>)}
+                    </select>
+                  </label>
+                )}
+              </>
+            )}
+          </>
+        );
+      }}
+    </Answered>
+  );
+}
+
+const HOURS = Array.from({length: 24}, (_, index) => index);
+const MOST_DAYS = 31;
+
+function Hours() {
+  const {from = "", to = ""} = useView().values;
+  const last = to < today() ? to : today();
+  const days = eachDay(from, last).slice(-MOST_DAYS);
+  const asked = useQuestion("hours", {from: days[0] ?? last, to: last});
+  return (
+    <Answered of={asked} what="the hours">
+      {({rows}) => {
+        const mean = (column: string) =>
+          HOURS.map((at) => sumOf(rows.filter((row) => row.hour === at), column) / Math.max(1, days.length));
+        return (
+          <Chart title="A day, hour by hour (UTC)" file="hours" x={HOURS} xTitle="Hour" bars formatX={hour}
+            series={[{label: "Sessions in an hour", values: mean("sessions")}]} />
+        );
+      }}
+    </Answered>
+  );
+}
+
+export function Overview() {
+  return (
+    <>
+      <Section title="This time" rows={{}} how="Players are different ids with a record of any kind; new ones have none of an earlier day. A session's length is the mean of those that ended. Crash-free are the players without a critical error. The time before is the one of the same length that ended the day before. Amounts of different currencies are never added up.">
+        <Now />
+      </Section>
+      <Section title="Day by day" rows={{}} how="Days are UTC days of the record's own time. A player of two days counts on both. Dashed lines are the days on which a build first came. The numbers of the last two or three days still grow, as games send what they couldn't send earlier.">
+        <Days />
+      </Section>
+      <Section title="Hour by hour" rows={{category: "user"}} how="Sessions that began in this hour of a UTC day, the mean of the latest 31 days of this time.">
+        <Hours />
+      </Section>
+    </>
+  );
+}

@@ -1,0 +1,34 @@
+// Who may look: the token of the studio is asked for once, and kept where no script can read it.
+import {useState} from "preact/hooks";
+import {wordsOf} from "../asked";
+import {signIn} from "../session";
+
+export function SignIn({onSignedIn}: {onSignedIn: () => void}) {
+  const [token, setToken] = useState("");
+  const [state, setState] = useState<{busy?: boolean; failure?: string}>({});
+  const submit = async (event: Event) => {
+    event.preventDefault();
+    setState({busy: true});
+    try {
+      await signIn(token);
+      onSignedIn();
+    } catch (failure) {
+      setState({failure: wordsOf(failure)});
+    }
+  };
+  return (
+    <main class="sign-in">
+      <h1>Zorvane</h1>
+      <form onSubmit={submit}>
+        <label>
+          Token for reading or for editing
+          <input type="password" name="token" autocomplete="current-password" required value={token}
+            onInput={({currentTarget}) => setToken(currentTarget.value)} />
+        </label>
+        <button type="submit" disabled={state.busy}>{state.busy ? "Signing in" : "Sign in"}</button>
+        {state.failure !== undefined && <p class="trouble" role="alert">{state.failure}.</p>}
+      </form>
+      <p class="how">Who runs the collector has the tokens: the files of its options --read-token and --edit-token.</p>
+    </main>
+  );
+}

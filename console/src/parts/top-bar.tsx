@@ -1,0 +1,88 @@
+// The bar on top: whose numbers, of which days, of which players.
+import {FILTERS, go, useView, type FilterName} from "../address";
+import type {Json, QuestionName} from "../api";
+import {useQuestion} from "../asked";
+import {dayNumber, daysIn, daysLater, isDay, today} from "../days";
+import {numberOf, textOf} from "../rows";
+
+type Games = Json<"/api/games">;
+
+const TITLES: Record<FilterName, string> = {
+  build: "Build",
+  platform: "Platform",
+  custom_01: "Dimension 1",
+  custom_02: "Dimension 2",
+  custom_03: "Dimension 3",
+  ab_id: "Experiment",
+  ab_variant_id: "Group",
+};
+
+const PRESETS = [[1, "Today"], [7, "7 days"], [14, "14 days"], [30, "30 days"], [90, "90 days"], [365, "A year"]] as const;
+export const USUAL_DAYS = 30;
+
+// What a filter can be set to is what the records of these days say, the most frequent first.
+function Filter({name}: {name: FilterName}) {
+  const view = useView();
+  const current = view.values[name];
+  const asked = useQuestion("events" satisfies QuestionName, {by: name, [name]: undefined});
+  const found = (asked.value?.rows ?? []).map((row) => ({value: textOf(row[name]), players: numberOf(row.players)}));
+  const choices = found.some(({value}) => value === current) || current === undefined ? found : [{value: current, players: 0}, ...found];
+  const isNeeded = choices.some(({value}) => value !== "") || current !== undefined;
+  if (!isNeeded && name !== "build" && name !== "platform") return null; // the game doesn't use it
+  return (
+    <label>
+      {TITLES[name]}
+      <select value={current === undefined ? "" : `=${current}`} aria-busy={asked.isAsking}
+        onChange={({currentTarget: {value}}) => go(view, {[name]: value === "" ? undefined : value.slice(1)})}>
+        <option value="">all</option>
+        {choices.map(({value}) => <option key={value} value={`=${value}`}>{value === "" ? "none" : value}</option>)}
+      </select>
+    </label>
+  );
+}
+
+function Period() {
+  const view = useView();
+  const {from = today(), to = today()} = view.values;
+  const preset = to === today() ? PRESETS.find(([days]) => days === daysIn(from, to))?.[0] : undefined;
+  const set = (name: "from" | "to", value: string) => {
+    if (!isDay(value)) return;
+    const other = name === "from" ? {to: dayNumber(value) > dayNumber(to) ? value : to}
+      : {from: dayNumber(value) < dayNumber(from) ? value : from};
+    go(view, {...other, [name]: value});
+  };
+  return (
+    <>
+      <label>
+        Time
+        <select value={preset ?? ""} onChange={({currentTarget: {value}}) => value !== "" && go(view, {from: daysLater(today(), 1 - Number(value)), to: today()})}>
+          <option value="">chosen days</option>
+          {PRESETS.map(([days, title]) => <option key={days} value={days}>{title}</option>)}
+        </select>
+      </label>
+      <label>From<input type="date" value={from} min="1970-01-01" onChange={({currentTarget: {value}}) => set("from", value)} /></label>
+      <label>To<input type="date" value={to} min="1970-01-01" onChange={({currentTarget: {value}}) => set("to", value)} /></label>
+    </>
+  );
+}
+
+export function TopBar({games}: {games: Games}) {
+  const view = useView();
+  const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
+  return (
+    <form class="bar" aria-label="Game, time and filters" onSubmit={(event) => event.preventDefault()}>
+      <label>
+        Game
+        <select value={view.values.game} onChange={({currentTarget: {value}}) =>
+          go(view, {game: value, ...Object.fromEntries(FILTERS.map((name) => [name, undefined]))})}>
+          {games.map(({key, name}) => <option key={key} value={key}>{name === "" ? key : name}</option>)}
+        </select>
+      </label>
+      <Period />
+      {FILTERS.map((name) => <Filter key={name} name={name} />)}
+      {isFiltered && (
+        <button type="button" onClick={() => go(view, Object.fromEntries(FILTERS.map((name) => [name, undefined])))}>No filters</button>
+      )}
+    </form>
+  );
+}

@@ -1,0 +1,39 @@
+// Answers row by row, by the names of their columns.
+import type {Cell, Table} from "./api";
+
+export type Row = Readonly<Record<string, Cell>>;
+
+export function rowsOf(table: Table): Row[] {
+  return table.rows.map((row) => Object.fromEntries(table.columns.map((name, index) => [name, row[index] ?? null])));
+}
+
+export const numberOf = (cell: Cell | undefined): number => (typeof cell === "number" ? cell : 0);
+export const numberOrNull = (cell: Cell | undefined): number | null => (typeof cell === "number" ? cell : null);
+export const textOf = (cell: Cell | undefined): string => (cell === null || cell === undefined ? "" : String(cell));
+export const ratio = (of: number, to: number): number | null => (to === 0 ? null : of / to);
+
+export function sumOf(rows: readonly Row[], column: string): number {
+  return rows.reduce((sum, row) => sum + numberOf(row[column]), 0);
+}
+
+export function groupedBy<Item>(items: readonly Item[], key: (item: Item) => string): Map<string, Item[]> {
+  const groups = new Map<string, Item[]>();
+  for (const item of items) {
+    const group = groups.get(key(item));
+    if (group) group.push(item);
+    else groups.set(key(item), [item]);
+  }
+  return groups;
+}
+
+// The column's values for each of the days; 0 where nothing was counted.
+export function byDay(rows: readonly Row[], days: readonly string[], value: (row: Row) => number | null): (number | null)[] {
+  const found = new Map(rows.map((row) => [textOf(row.day), value(row)]));
+  return days.map((day) => (found.has(day) ? found.get(day)! : 0));
+}
+
+// The currencies of purchases, that of the most first.
+export function currenciesOf(rows: readonly Row[]): string[] {
+  const groups = groupedBy(rows, (row) => textOf(row.currency));
+  return [...groups].sort((one, other) => sumOf(other[1], "events") - sumOf(one[1], "events")).map(([name]) => name);
+}
