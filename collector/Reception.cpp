@@ -14,6 +14,7 @@
 #include "collector/api/Problem.h"
 #include "collector/base/Json.h"
 #include "collector/base/Text.h"
+#include "collector/console/Console.h"
 #include "collector/intake/Answers.h"
 #include "collector/visits/Account.h"
 
@@ -199,11 +200,11 @@ front::Answer Reception::others(const front::Request& request) const {
     case Purpose::health: return front::Response{200, kText, "ok\n"};
     case Purpose::ready: return readiness(parts_.trouble());
     case Purpose::metrics: return front::Response{200, "text/plain; version=0.0.4", parts_.metrics()};
-    case Purpose::welcome:
+    case Purpose::console: return consoleAnswer(request.head);
     case Purpose::init:
     case Purpose::events: break;
   }
-  return front::Response{200, kText, "zorvane-collector\n"};
+  return std::nullopt;  // reports have ways of their own
 }
 
 }  // namespace collector

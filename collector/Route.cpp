@@ -2,6 +2,7 @@
 
 #include "collector/api/Api.h"
 #include "collector/base/Text.h"
+#include "collector/console/Console.h"
 
 namespace collector {
 
@@ -32,7 +33,7 @@ std::optional<Route> routeOf(std::string_view method, std::string_view target) {
   if (path == "/health") return Route{Purpose::health};
   if (path == "/ready") return Route{Purpose::ready};
   if (path == "/metrics") return Route{Purpose::metrics};
-  if (path == "/") return Route{Purpose::welcome};
+  if (isOfConsole(path)) return Route{Purpose::console};
   return std::nullopt;
 }
 

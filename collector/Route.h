@@ -11,7 +11,7 @@
 
 namespace collector {
 
-enum class Purpose { init, events, api, health, ready, metrics, welcome };
+enum class Purpose { init, events, api, health, ready, metrics, console };
 
 struct Route {
   Purpose purpose;
