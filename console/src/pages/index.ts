@@ -1,6 +1,16 @@
 // The pages in the order of the navigation. A new one is a row.
 import type {ComponentType} from "preact";
+import {Ads} from "./ads";
+import {Designs} from "./designs";
+import {Economy} from "./economy";
+import {Errors} from "./errors";
+import {Levels} from "./levels";
+import {Live} from "./live";
+import {Money} from "./money";
 import {Overview} from "./overview";
+import {Players} from "./players";
+import {Retention} from "./retention";
+import {Rows} from "./rows";
 
 export interface PageOfConsole {
   readonly name: string; // in the address
@@ -12,6 +22,16 @@ export interface PageOfConsole {
 
 export const PAGES: readonly PageOfConsole[] = [
   {name: "overview", title: "Overview", question: "How is the game doing?", Page: Overview},
+  {name: "live", title: "Live", question: "What arrives, and what is wrong with it?", Page: Live},
+  {name: "retention", title: "Retention", question: "Do players come back?", Page: Retention},
+  {name: "levels", title: "Levels", question: "Where do players give up?", Page: Levels},
+  {name: "money", title: "Money", question: "What do players pay for?", Page: Money},
+  {name: "errors", title: "Errors", question: "What goes wrong, since when, and for how many?", Page: Errors},
+  {name: "economy", title: "Economy", question: "Does a currency inflate?", Page: Economy},
+  {name: "players", title: "Players", question: "What happened to this player?", Page: Players},
+  {name: "designs", title: "Designs", question: "What else do players do?", Page: Designs},
+  {name: "ads", title: "Ads", question: "How do ads do?", Page: Ads},
+  {name: "rows", title: "Rows", question: "Which events are behind this number?", Page: Rows, isHidden: true},
 ];
 
 export const pageOf = (name: string): PageOfConsole => PAGES.find((page) => page.name === name) ?? PAGES[0]!;

@@ -1,6 +1,7 @@
 // How the game is doing: the numbers of the time against those of the time before, and how they went by day and by hour.
 import {go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
+import {CALLS} from "../calls";
 import {dayStart, eachDay, periodBefore, today} from "../days";
 import {duration, hour, money, share, unitsOf, whole} from "../format";
 import {Chart, type Mark} from "../parts/chart";
@@ -51,7 +52,7 @@ function Now() {
         const wasEmpty = earlier.players === 0;
         const old = (value: number | null) => (wasEmpty ? null : value);
         if (numbers.players === 0)
-          return <Empty what="players" call={'Zorvane::initializeWithGameKey("GAME KEY", "GAME SECRET");'} />;
+          return <Empty what="players" call={CALLS.start} />;
         const currencies = [...numbers.revenue];
         return (
           <Tiles>

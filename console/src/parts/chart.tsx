@@ -25,6 +25,7 @@ interface Props {
   format?: (value: number | null) => string; // of the values
   formatAxis?: (value: number) => string; // of the values along the axis
   formatX?: (value: number) => string; // else x are days, in seconds
+  formatXAxis?: (value: number) => string; // along the axis, where there is less room
   marks?: readonly Mark[];
   bars?: boolean;
 }
@@ -64,7 +65,7 @@ function drawMarks(plot: UPlot, marks: readonly Mark[]): void {
 function optionsOf(props: Props, width: number, hidden: ReadonlySet<string>, onCursor: (index: number | null) => void): UPlot.Options {
   const {series, format = number, formatAxis = short, formatX, marks = [], bars} = props;
   const axis = {stroke: styled("--quiet"), grid: {stroke: styled("--grid"), width: 1}, ticks: {stroke: styled("--grid"), width: 1}};
-  const ofX = formatX ?? shortDay;
+  const ofX = props.formatXAxis ?? formatX ?? shortDay;
   const step = formatX ? undefined : [1, 2, 7, 14, 28, 91, 182, 364].map((days) => days * 86_400);
   const paths = bars ? UPlot.paths.bars!({size: [0.8, 60]}) : undefined;
   const shift = series.length > 1 ? undefined : `${styled("--series-1")}22`;

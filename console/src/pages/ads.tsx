@@ -1,0 +1,92 @@
+// How ads do: shows, clicks and failures by network and by placement.
+import {useView} from "../address";
+import {useQuestion} from "../asked";
+import {CALLS} from "../calls";
+import {dayStart, eachDay, today} from "../days";
+import {share, whole} from "../format";
+import {Chart} from "../parts/chart";
+import {DataTable} from "../parts/data-table";
+import {Section} from "../parts/section";
+import {Answered, Empty} from "../parts/states";
+import {byDay, groupedBy, numberOf, ratio, textOf, type Row} from "../rows";
+
+const ACTIONS = ["request", "loaded", "show", "clicked", "reward_received", "failed_show"] as const;
+const TITLES: Record<(typeof ACTIONS)[number], string> = {
+  request: "Requests", loaded: "Loaded", show: "Shows", clicked: "Clicks", reward_received: "Rewards", failed_show: "Failures",
+};
+
+// Rows by some columns and the action, as one row with a column for each action.
+function actionsOf(rows: readonly Row[], names: readonly string[]): Row[] {
+  return [...groupedBy(rows, (row) => names.map((name) => textOf(row[name])).join("\n")).values()].map((group) => {
+    const count = (action: string) => numberOf(group.find((row) => row.ad_action === action)?.events);
+    return {
+      ...Object.fromEntries(names.map((name) => [name, group[0]![name] ?? null])),
+      ...Object.fromEntries(ACTIONS.map((action) => [action, count(action)])),
+      clicked_share: ratio(count("clicked"), count("show")),
+      failed_share: ratio(count("failed_show"), count("show") + count("failed_show")),
+    };
+  });
+}
+
+const COLUMNS = [
+  ...ACTIONS.map((name) => ({name, title: TITLES[name]})),
+  {name: "clicked_share", title: "Clicks of shows", show: (value: unknown) => share(value as number | null)},
+  {name: "failed_share", title: "Part that fails", show: (value: unknown) => share(value as number | null)},
+];
+
+function By({names, titles, caption, file}: {names: readonly string[]; titles: readonly string[]; caption: string; file: string}) {
+  return (
+    <Answered of={useQuestion("ads", {by: [...names, "ad_action"].join(",")})} what="the ads">
+      {({rows, complete}) => rows.length === 0 ? <Empty what="ads" call={CALLS.ad} /> : (
+        <DataTable caption={caption} file={file} sort="show" rows={actionsOf(rows, names)} complete={complete}
+          columns={[...names.map((name, index) => ({name, title: titles[index]!})), ...COLUMNS]} />
+      )}
+    </Answered>
+  );
+}
+
+function Days() {
+  const {from = "", to = ""} = useView().values;
+  const days = eachDay(from, to < today() ? to : today());
+  return (
+    <Answered of={useQuestion("ads", {by: "ad_action", daily: "yes"})} what="the days">
+      {({rows}) => {
+        const byAction = groupedBy(rows, (row) => textOf(row.ad_action));
+        const series = ACTIONS.filter((action) => byAction.has(action)).map((action) =>
+          ({label: TITLES[action], values: byDay(byAction.get(action)!, days, (row) => numberOf(row.events))}));
+        if (series.length === 0) return <Empty what="ads" call={CALLS.ad} />;
+        return <Chart title="Ads by day" file="ads-by-day" x={days.map(dayStart)} xTitle="Day" format={whole} series={series} />;
+      }}
+    </Answered>
+  );
+}
+
+function Failures() {
+  return (
+    <Answered of={useQuestion("ads", {by: "ad_network,ad_action,ad_fail_reason"})} what="the failures">
+      {({rows}) => {
+        const failed = rows.filter((row) => row.ad_action === "failed_show");
+        if (failed.length === 0) return <p class="note">No show of an ad failed in this time.</p>;
+        return (
+          <DataTable caption="Failed shows by network and reason" file="ad-failures" sort="events" rows={failed}
+            columns={[{name: "ad_network", title: "Network"}, {name: "ad_fail_reason", title: "Reason"}, {name: "events", title: "Failures"}, {name: "players", title: "Players"}]} />
+        );
+      }}
+    </Answered>
+  );
+}
+
+export function Ads() {
+  return (
+    <>
+      <Section title="Day by day" rows={{category: "ads"}}><Days /></Section>
+      <Section title="By network" rows={{category: "ads"}} how="Each number counts reports of that action. The part that fails is of shows and failures together.">
+        <By names={["ad_network"]} titles={["Network"]} caption="Ads by network" file="ads-by-network" />
+      </Section>
+      <Section title="By placement" rows={{category: "ads"}}>
+        <By names={["ad_placement", "ad_type"]} titles={["Placement", "Type"]} caption="Ads by placement" file="ads-by-placement" />
+      </Section>
+      <Section title="Why they fail" rows={{category: "ads", ad_action: "failed_show"}}><Failures /></Section>
+    </>
+  );
+}

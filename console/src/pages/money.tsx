@@ -1,0 +1,157 @@
+// What players pay: purchases by item and currency, payers, and the revenue of ads.
+import {go, useView} from "../address";
+import {together, useQuestion} from "../asked";
+import {CALLS} from "../calls";
+import {dayStart, eachDay, today} from "../days";
+import {money, moneyWhole, number, share, unitsOf, whole} from "../format";
+import {Chart} from "../parts/chart";
+import {DataTable} from "../parts/data-table";
+import {Section} from "../parts/section";
+import {Answered, Empty} from "../parts/states";
+import {Tile, Tiles} from "../parts/tile";
+import {byDay, currenciesOf, numberOf, numberOrNull, ratio, sumOf, textOf} from "../rows";
+
+function Purchases() {
+  const overview = useQuestion("overview", {whole: "yes"});
+  const all = useQuestion("revenue", {by: ""});
+  const byCurrency = useQuestion("revenue");
+  return (
+    <Answered of={together(overview, all, byCurrency)} what="the purchases">
+      {([whole_, together_, {rows}]) => {
+        const players = numberOf(whole_.rows[0]?.players);
+        const payers = numberOf(together_.rows[0]?.players);
+        if (rows.length === 0) return <Empty what="purchases" call={CALLS.purchase} />;
+        return (
+          <>
+            <Tiles>
+              <Tile label="Purchases" value={sumOf(rows, "events")} format={whole} />
+              <Tile label="Payers" value={payers} format={whole} />
+              <Tile label="Part of the players who pay" value={ratio(payers, players)} format={share} />
+            </Tiles>
+            <DataTable caption="Revenue by currency" file="revenue-by-currency" sort="events"
+              rows={rows.map((row) => ({...row, per_player: ratio(numberOf(row.total), players), per_payer: ratio(numberOf(row.total), numberOf(row.players)), mean: ratio(numberOf(row.total), numberOf(row.events))}))}
+              columns={[
+                {name: "currency", title: "Currency"},
+                {name: "events", title: "Purchases"},
+                {name: "players", title: "Payers"},
+                ...([["total", "Revenue"], ["mean", "A purchase"], ["per_payer", "Per paying player"], ["per_player", "Per player"]] as const).map(([name, title]) =>
+                  ({name, title, show: (value: unknown, row: {readonly currency?: unknown}) => money(value as number | null, String(row.currency))})),
+              ]} />
+          </>
+        );
+      }}
+    </Answered>
+  );
+}
+
+function Days() {
+  const view = useView();
+  const {from = "", to = "", currency} = view.values;
+  const days = eachDay(from, to < today() ? to : today());
+  return (
+    <Answered of={useQuestion("revenue", {daily: "yes"})} what="the days">
+      {({rows}) => {
+        const currencies = currenciesOf(rows);
+        const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0];
+        if (chosen === undefined) return <Empty what="purchases" call={CALLS.purchase} />;
+        const purchases = rows.filter((row) => row.currency === chosen);
+        const x = days.map(dayStart);
+        return (
+          <>
+            <label class="choice">
+              Currency
+              <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
+                {currencies.map((each) => <option key={each}>{each}</option>)}
+              </select>
+            </label>
+            <div class="beside">
+              <Chart title={`Revenue in ${chosen} by day`} file={`revenue-${chosen}`} x={x} xTitle="Day"
+                format={(value) => moneyWhole(value, chosen)}
+                series={[{label: `Revenue in ${chosen}`, values: byDay(purchases, days, (row) => numberOf(row.total) / unitsOf(chosen))}]} />
+              <Chart title={`Purchases in ${chosen} by day`} file={`purchases-${chosen}`} x={x} xTitle="Day" format={whole}
+                series={[{label: "Purchases", values: byDay(purchases, days, (row) => numberOf(row.events))},
+                  {label: "Payers", values: byDay(purchases, days, (row) => numberOf(row.players))}]} />
+            </div>
+          </>
+        );
+      }}
+    </Answered>
+  );
+}
+
+function Items() {
+  return (
+    <Answered of={useQuestion("revenue", {by: "item_type,item_id,currency"})} what="the items">
+      {({rows, complete}) => rows.length === 0 ? <Empty what="purchases" call={CALLS.purchase} /> : (
+        <DataTable caption="Purchases by item and currency" file="items" sort="events" rows={rows} complete={complete} columns={[
+          {name: "item_type", title: "Item type"},
+          {name: "item_id", title: "Item"},
+          {name: "currency", title: "Currency"},
+          {name: "events", title: "Purchases"},
+          {name: "players", title: "Payers"},
+          {name: "total", title: "Revenue", show: (value, row) => money(numberOrNull(value), textOf(row.currency))},
+        ]} />
+      )}
+    </Answered>
+  );
+}
+
+function FirstPurchases() {
+  return (
+    <Answered of={useQuestion("first_purchases")} what="the first purchases">
+      {({rows}) => {
+        if (rows.length === 0) return <Empty what="first purchases" call={CALLS.purchase} />;
+        const most = Math.max(...rows.map((row) => numberOf(row.days_later)));
+        const x = Array.from({length: most + 1}, (_, index) => index);
+        const found = new Map(rows.map((row) => [row.days_later, numberOf(row.players)]));
+        return (
+          <Chart title="Players by when they first paid" file="first-purchases" x={x} xTitle="Days after the first day" bars format={whole}
+            formatX={(value) => `day ${value}`} series={[{label: "Players", values: x.map((each) => found.get(each) ?? 0)}]} />
+        );
+      }}
+    </Answered>
+  );
+}
+
+function Impressions() {
+  return (
+    <Answered of={together(useQuestion("overview", {whole: "yes"}), useQuestion("impressions"))} what="the impressions">
+      {([overview, {rows}]) => {
+        const players = numberOf(overview.rows[0]?.players);
+        if (rows.length === 0) return <Empty what="impressions" call={CALLS.impression} />;
+        const measured = rows.map((row) => ({...row, thousand: ratio(numberOf(row.total) * 1000, numberOf(row.events)), per_player: ratio(numberOf(row.total), players)}));
+        return (
+          <DataTable caption="Revenue of ads by network and currency" file="ad-revenue" sort="total" rows={measured} columns={[
+            {name: "ad_network", title: "Network"},
+            {name: "currency", title: "Currency"},
+            {name: "events", title: "Impressions"},
+            {name: "players", title: "Players"},
+            ...([["total", "Revenue"], ["thousand", "Per thousand"]] as const).map(([name, title]) =>
+              ({name, title, show: (value: unknown, row: {readonly currency?: unknown}) => moneyWhole(value as number | null, String(row.currency))})),
+            {name: "per_player", title: "Per player", show: (value, row) => `${number(numberOrNull(value))} ${textOf(row.currency)}`},
+          ]} />
+        );
+      }}
+    </Answered>
+  );
+}
+
+export function Money() {
+  return (
+    <>
+      <Section title="Purchases" rows={{category: "business"}} how="Purchases as the game reported them; refunds aren't reported, receipts aren't checked. Per player divides by all players of this time, per paying player by those who paid in this currency.">
+        <Purchases />
+      </Section>
+      <Section title="Day by day" rows={{category: "business"}} how="Of one currency; nothing is converted.">
+        <Days />
+      </Section>
+      <Section title="By item" rows={{category: "business"}}><Items /></Section>
+      <Section title="How long until the first purchase" rows={{category: "business"}} how="Players whose first purchase ever lies in this time, by the days from their first day to it.">
+        <FirstPurchases />
+      </Section>
+      <Section title="Ads beside it" rows={{category: "impression"}} how="The revenue that networks stated for impressions, in whole units of their currency; it is an estimate of theirs.">
+        <Impressions />
+      </Section>
+    </>
+  );
+}

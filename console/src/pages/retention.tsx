@@ -1,0 +1,142 @@
+// Whether players come back: cohorts by their first day, and what part of them was there so many days later.
+import {go, useView} from "../address";
+import {useQuestion, useQuestions, type Answer} from "../asked";
+import {CALLS} from "../calls";
+import {dayNumber, dayText, today} from "../days";
+import {day, share, whole} from "../format";
+import {Chart, type Series} from "../parts/chart";
+import {HeatMap} from "../parts/heat-map";
+import {Section} from "../parts/section";
+import {Answered, Empty} from "../parts/states";
+import {Tile, Tiles} from "../parts/tile";
+import {numberOf, ratio, textOf} from "../rows";
+
+interface Cohort {
+  firstDay: string;
+  size: number;
+  players: ReadonlyMap<number, number>; // by days later
+}
+
+function cohortsOf({rows}: Answer): Cohort[] {
+  const cohorts = new Map<string, Map<number, number>>();
+  for (const row of rows) {
+    const firstDay = textOf(row.first_day);
+    if (!cohorts.has(firstDay)) cohorts.set(firstDay, new Map());
+    cohorts.get(firstDay)!.set(numberOf(row.days_later), numberOf(row.players));
+  }
+  return [...cohorts].map(([firstDay, players]) => ({firstDay, size: players.get(0) ?? 0, players}));
+}
+
+// A day counts once it is over, and only when it lies in the time.
+const isOver = (cohort: Cohort, later: number, to: string): boolean => {
+  const at = dayNumber(cohort.firstDay) + later;
+  return at <= dayNumber(to) && at < dayNumber(today());
+};
+
+// The share of all cohorts together that have had the day.
+function shareAfter(cohorts: readonly Cohort[], later: number, to: string): number | null {
+  const had = cohorts.filter((cohort) => cohort.size > 0 && isOver(cohort, later, to));
+  const of = (value: (cohort: Cohort) => number) => had.reduce((sum, cohort) => sum + value(cohort), 0);
+  return ratio(of((cohort) => cohort.players.get(later) ?? 0), of((cohort) => cohort.size));
+}
+
+const MOST_DAYS = 30;
+const daysLater = (from: string, to: string): number[] =>
+  Array.from({length: Math.min(MOST_DAYS, Math.max(0, dayNumber(to) - dayNumber(from))) + 1}, (_, index) => index);
+
+const SPLITS = [["", "nothing"], ["build", "build"], ["platform", "platform"], ["ab_variant_id", "A/B group"]] as const;
+const MOST_CURVES = 8;
+
+function Curves({to, later}: {to: string; later: readonly number[]}) {
+  const view = useView();
+  const by = view.values.by ?? "";
+  return (
+    <>
+      <label class="choice">
+        Split by
+        <select value={by} onChange={({currentTarget: {value}}) => go(view, {by: value === "" ? undefined : value})}>
+          {SPLITS.map(([name, title]) => <option key={name} value={name}>{title}</option>)}
+        </select>
+      </label>
+      {by === "" ? <CurveOfAll to={to} later={later} /> : <CurvesBy key={by} by={by} to={to} later={later} />}
+    </>
+  );
+}
+
+function Picture({series, later}: {series: readonly Series[]; later: readonly number[]}) {
+  return (
+    <Chart title="Players who are there so many days after their first" file="retention" x={later.slice(1)} xTitle="Days later"
+      formatX={(value) => `day ${value}`} format={share} formatAxis={share} series={series} />
+  );
+}
+
+const curveOf = (answer: Answer, label: string, to: string, later: readonly number[]): Series =>
+  ({label, values: later.slice(1).map((each) => shareAfter(cohortsOf(answer), each, to))});
+
+function CurveOfAll({to, later}: {to: string; later: readonly number[]}) {
+  return (
+    <Answered of={useQuestion("retention")} what="the cohorts">
+      {(answer) => <Picture later={later} series={[curveOf(answer, "All players", to, later)]} />}
+    </Answered>
+  );
+}
+
+function CurvesBy({by, to, later}: {by: string; to: string; later: readonly number[]}) {
+  return (
+    <Answered of={useQuestion("events", {by})} what="what to split by">
+      {({rows}) => {
+        const values = rows.map((row) => textOf(row[by])).slice(0, MOST_CURVES);
+        return <CurvesOf key={values.join("\n")} by={by} values={values} to={to} later={later} />;
+      }}
+    </Answered>
+  );
+}
+
+function CurvesOf({by, values, to, later}: {by: string; values: readonly string[]; to: string; later: readonly number[]}) {
+  return (
+    <Answered of={useQuestions("retention", values.map((value) => ({[by]: value})))} what="the cohorts">
+      {(answers) => <Picture later={later} series={answers.map((answer, index) => curveOf(answer, values[index]!, to, later))} />}
+    </Answered>
+  );
+}
+
+export function Retention() {
+  const {from = "", to = ""} = useView().values;
+  const later = daysLater(from, to);
+  return (
+    <>
+      <Section title="Day 1, 7 and 30" rows={{category: "user"}} how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. With a filter, players count where they were in it on that day.">
+        <Answered of={useQuestion("retention")} what="the cohorts">
+          {(answer) => {
+            const cohorts = cohortsOf(answer);
+            if (cohorts.length === 0) return <Empty what="new players" call={CALLS.start} />;
+            return (
+              <Tiles>
+                {[1, 7, 30].map((each) => (
+                  <Tile key={each} label={`Day ${each}`} value={shareAfter(cohorts, each, to)} format={share}
+                    note={shareAfter(cohorts, each, to) === null ? "no cohort has had it: choose more days" : undefined} />
+                ))}
+              </Tiles>
+            );
+          }}
+        </Answered>
+      </Section>
+      <Section title="Curves" how="The same for every day. A split compares the players who were in each part on their first day with those who were in it so many days later, so a player who updated is one of both builds.">
+        <Curves to={to} later={later} />
+      </Section>
+      <Section title="Cohorts" how="A row for the players of each first day. A day that isn't over yet stays empty.">
+        <Answered of={useQuestion("retention")} what="the cohorts">
+          {(answer) => (
+            <HeatMap caption="The part of a day's new players who are there so many days later" file="cohorts" corner="First day" sizeTitle="Players"
+              columns={later.map((each) => `day ${each}`)}
+              rows={cohortsOf(answer).map((cohort) => ({
+                title: day(dayText(dayNumber(cohort.firstDay))),
+                size: whole(cohort.size),
+                shares: later.map((each) => (isOver(cohort, each, to) ? ratio(cohort.players.get(each) ?? 0, cohort.size) : null)),
+              }))} />
+          )}
+        </Answered>
+      </Section>
+    </>
+  );
+}

@@ -1,0 +1,44 @@
+// The rows behind a number: the events themselves, the newest first, as the question of that number filters them.
+import {addressElsewhere, addressOf, changed, sharedOf, useView} from "../address";
+import {filtersOf, useQuestion} from "../asked";
+import {questionUrl} from "../api";
+import {moment} from "../format";
+import {DataTable} from "../parts/data-table";
+import {Record} from "../parts/record";
+import {Section} from "../parts/section";
+import {Answered} from "../parts/states";
+import {numberOrNull, textOf} from "../rows";
+
+const MOST = 200;
+
+export function Rows() {
+  const view = useView();
+  const shared = sharedOf(view.values);
+  const own = Object.fromEntries(Object.entries(view.values).filter(([name]) => !(name in shared) && name !== "row"));
+  const asked = useQuestion("rows", {...own, limit: MOST});
+  const what = Object.entries(own).map(([name, value]) => `${name} is ${value === "" ? "empty" : value}`).join(", ");
+  const chosen = view.values.row === undefined ? undefined : asked.value?.rows[Number(view.values.row)];
+  const csv = questionUrl("rows", {...filtersOf(view.values), ...own, limit: 1000, form: "csv"});
+  return (
+    <>
+      <Section title={what === "" ? "All events" : `Events whose ${what}`} how={`The latest ${MOST} that the bar on top and this page's own filter leave, by the time of the device.`}>
+        <p><a href={csv} download="rows.csv">Keep the latest 1,000 as CSV</a></p>
+        <Answered of={asked} what="the rows">
+          {({rows}) => (
+            <DataTable caption="Events" file="rows" rows={rows.map((row, index) => ({...row, index}))} columns={[
+              {name: "client_ts", title: "Time", show: (value, row) => (
+                <a href={addressOf({page: view.page, values: changed(view.values, {row: textOf(row.index)})})}>{value === null ? "without a time" : moment(numberOrNull(value))}</a>
+              )},
+              {name: "category", title: "Kind"},
+              {name: "user_id", title: "Player", show: (value) => <a href={addressElsewhere(view, "players", {player: textOf(value)})}>{value}</a>},
+              {name: "platform", title: "Platform"},
+              {name: "build", title: "Build"},
+              {name: "record", title: "Record", show: (value) => <code>{textOf(value).slice(0, 160)}</code>},
+            ]} />
+          )}
+        </Answered>
+      </Section>
+      {chosen && <Section title="The record"><Record record={chosen.record} /></Section>}
+    </>
+  );
+}

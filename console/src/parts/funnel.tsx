@@ -1,0 +1,40 @@
+// Steps as bars: how many came to each, how many of them got through, and how many were lost there.
+import {share, whole} from "../format";
+import {ratio} from "../rows";
+
+export interface Step {
+  readonly title: string;
+  readonly whole: number;
+  readonly part: number;
+  readonly lost: number | null; // null: that isn't known
+}
+
+const widthOf = (value: number, most: number): string => `${most === 0 ? 0 : (value / most) * 100}%`;
+
+export function Funnel({caption, steps}: {caption: string; steps: readonly Step[]}) {
+  const most = Math.max(0, ...steps.map((step) => step.whole));
+  return (
+    <div class="wide" tabIndex={0} role="region" aria-label={caption}>
+      <table class="funnel">
+        <caption>{caption}</caption>
+        <thead>
+          <tr><th scope="col">Level</th><th scope="col">Players</th><th scope="col" class="of-numbers">Started</th><th scope="col" class="of-numbers">Completed</th><th scope="col" class="of-numbers">Stopped here</th></tr>
+        </thead>
+        <tbody>
+          {steps.map((step) => (
+            <tr key={step.title}>
+              <th scope="row"><bdi>{step.title}</bdi></th>
+              <td class="bars" aria-hidden="true">
+                <span class="bar-of-whole" style={{width: widthOf(step.whole, most)}} />
+                <span class="bar-of-part" style={{width: widthOf(step.part, most)}} />
+              </td>
+              <td class="of-numbers">{whole(step.whole)}</td>
+              <td class="of-numbers">{whole(step.part)} ({share(ratio(step.part, step.whole))})</td>
+              <td class="of-numbers">{whole(step.lost)}{step.lost !== null && ` (${share(ratio(step.lost, step.whole))})`}</td>
+            </tr>
+          ))}
+        </tbody>
+      </table>
+    </div>
+  );
+}
