@@ -39,5 +39,5 @@ export function titleOf(message: string): string {
   const valueOf = (name: string) => report.facts.find((fact) => fact.includes(name))?.split(": ").slice(1).join(": ");
   const what = valueOf("Exception Name") ?? valueOf("Signal") ?? report.facts[1] ?? report.facts[0] ?? "crash";
   const top = report.frames[0];
-  return top ? `${what} in ${top.where}` : what;
+  return top ? `${what} in ${top.where.replace(/\+0x[0-9a-f]+$/, "")}` : what;
 }

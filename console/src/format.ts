@@ -5,6 +5,7 @@ const number_ = new Intl.NumberFormat(undefined, {maximumFractionDigits: 2});
 const fine_ = new Intl.NumberFormat(undefined, {maximumSignificantDigits: 3});
 const short_ = new Intl.NumberFormat(undefined, {notation: "compact", maximumFractionDigits: 1});
 const share_ = new Intl.NumberFormat(undefined, {style: "percent", maximumFractionDigits: 1});
+const wholeShare_ = new Intl.NumberFormat(undefined, {style: "percent", maximumFractionDigits: 0});
 const day_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", dateStyle: "medium"});
 const shortDay_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", day: "numeric", month: "short"});
 const moment_ = new Intl.DateTimeFormat(undefined, {dateStyle: "medium", timeStyle: "medium"});
@@ -19,6 +20,7 @@ export const whole = or((value) => whole_.format(value));
 // Two digits behind the point, of small numbers as many as it takes.
 export const number = or((value) => (value !== 0 && Math.abs(value) < 1 ? fine_ : number_).format(value));
 export const short = or((value) => (Math.abs(value) < 1000 ? number_ : short_).format(value));
+export const wholeShare = or((value) => wholeShare_.format(value));
 export const share = or((value) => share_.format(value));
 export const change = (value: number): string => `${value > 0 ? "+" : ""}${share_.format(value)}`;
 

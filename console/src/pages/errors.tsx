@@ -12,7 +12,7 @@ import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
 import {byDay, groupedBy, sumOf, textOf, type Row} from "../rows";
 
-const SEVERITIES = ["critical", "error", "warning", "info", "debug"];
+const SEVERITIES = [["critical", 5], ["error", 2], ["warning", 7], ["info", 1], ["debug", 8]] as const; // and their colours
 const compare = new Intl.Collator(undefined, {numeric: true}).compare;
 
 function useDays(): string[] {
@@ -26,8 +26,8 @@ function Trend() {
     <Answered of={useQuestion("errors", {by: "severity", daily: "yes"})} what="the days">
       {({rows}) => {
         const bySeverity = groupedBy(rows, (row) => textOf(row.severity));
-        const series = SEVERITIES.filter((each) => bySeverity.has(each)).map((label) =>
-          ({label, values: byDay(bySeverity.get(label)!, days, (row) => row.events as number)}));
+        const series = SEVERITIES.filter(([each]) => bySeverity.has(each)).map(([label, color]) =>
+          ({label, color, values: byDay(bySeverity.get(label)!, days, (row) => row.events as number)}));
         if (series.length === 0) return <Empty what="errors" call={CALLS.error} />;
         return <Chart title="Errors by day and severity" file="errors-by-day" x={days.map(dayStart)} xTitle="Day" format={whole} series={series} />;
       }}

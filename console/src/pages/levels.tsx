@@ -13,6 +13,9 @@ import {numberOf, ratio, textOf, type Row} from "../rows";
 const PARTS = ["progression01", "progression02", "progression03"] as const;
 const nameOf = (row: Row): string => PARTS.map((part) => textOf(row[part])).filter((part) => part !== "").join(" · ");
 const compare = new Intl.Collator(undefined, {numeric: true}).compare;
+// Those that more players start come before: that is how a game is played through.
+const inOrder = (one: Row, other: Row): number =>
+  numberOf(other.players_started) - numberOf(one.players_started) || compare(textOf(one.level), textOf(other.level));
 
 const measured = (row: Row): Row => ({
   ...row,
@@ -33,7 +36,7 @@ export function Levels() {
       {({rows, complete}) => {
         if (rows.length === 0)
           return <Empty what="levels" call={CALLS.level} />;
-        const levels = rows.map(measured).sort((one, other) => compare(textOf(one.level), textOf(other.level)));
+        const levels = rows.map(measured).sort(inOrder);
         const stopper = worst(levels, "players_stopped");
         const hardest = worst(levels, "failed_share");
         return (
@@ -47,7 +50,7 @@ export function Levels() {
                 <Tile label="Levels" value={levels.length} format={whole} />
               </Tiles>
             </Section>
-            <Section title="From start to completion" rows={{category: "progression"}} how="Different players with at least one start, and with at least one completion, level by level in the order of their names.">
+            <Section title="From start to completion" rows={{category: "progression"}} how="Different players with at least one start, and with at least one completion, level by level. Those that more players start come before.">
               <Funnel caption="Players who started and completed each level"
                 steps={levels.map((row) => ({title: textOf(row.level), whole: numberOf(row.players_started), part: numberOf(row.players_completed), lost: row.players_stopped === undefined ? null : numberOf(row.players_stopped)}))} />
             </Section>

@@ -127,8 +127,8 @@ export function Retention() {
       <Section title="Cohorts" how="A row for the players of each first day. A day that isn't over yet stays empty.">
         <Answered of={useQuestion("retention")} what="the cohorts">
           {(answer) => (
-            <HeatMap caption="The part of a day's new players who are there so many days later" file="cohorts" corner="First day" sizeTitle="Players"
-              columns={later.map((each) => `day ${each}`)}
+            <HeatMap caption="The part of a day's new players who are there so many days later (0 is the first day itself)" file="cohorts" corner="First day" sizeTitle="Players"
+              columns={later.map(String)}
               rows={cohortsOf(answer).map((cohort) => ({
                 title: day(dayText(dayNumber(cohort.firstDay))),
                 size: whole(cohort.size),

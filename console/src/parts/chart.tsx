@@ -9,6 +9,7 @@ import {DataTable} from "./data-table";
 export interface Series {
   readonly label: string;
   readonly values: readonly (number | null)[];
+  readonly color?: number; // one of eight; else the next one
 }
 
 export interface Mark {
@@ -33,7 +34,7 @@ interface Props {
 const HEIGHT = 240;
 const COLORS = 8;
 
-const colorOf = (index: number): string => `var(--series-${(index % COLORS) + 1})`;
+const colorOf = (series: Series, index: number): string => `--series-${series.color ?? (index % COLORS) + 1}`;
 
 // The canvas takes no variables of the style sheet.
 function styled(name: string): string {
@@ -68,7 +69,7 @@ function optionsOf(props: Props, width: number, hidden: ReadonlySet<string>, onC
   const ofX = props.formatXAxis ?? formatX ?? shortDay;
   const step = formatX ? undefined : [1, 2, 7, 14, 28, 91, 182, 364].map((days) => days * 86_400);
   const paths = bars ? UPlot.paths.bars!({size: [0.8, 60]}) : undefined;
-  const shift = series.length > 1 ? undefined : `${styled("--series-1")}22`;
+  const ground = series.length > 1 ? undefined : `${styled("--series-1")}22`;
   return {
     width,
     height: HEIGHT,
@@ -82,11 +83,11 @@ function optionsOf(props: Props, width: number, hidden: ReadonlySet<string>, onC
       {...axis, incrs: step ?? undefined, values: (_, splits) => splits.map((at) => (Number.isInteger(at) ? ofX(at) : ""))},
       {...axis, size: 64, values: (_, splits) => splits.map(formatAxis)},
     ],
-    series: [{}, ...series.map(({label}, index) => ({
-      label,
-      show: !hidden.has(label),
-      stroke: styled(`--series-${(index % COLORS) + 1}`),
-      fill: bars ? styled(`--series-${(index % COLORS) + 1}`) : shift,
+    series: [{}, ...series.map((each, index) => ({
+      label: each.label,
+      show: !hidden.has(each.label),
+      stroke: styled(colorOf(each, index)),
+      fill: bars ? styled(colorOf(each, index)) : ground,
       width: bars ? 0 : 2,
       paths,
       points: {show: !bars && props.x.length < 3},
@@ -163,7 +164,7 @@ export function Chart(props: Props) {
         {series.map((each, index) => (
           <li key={each.label}>
             <button type="button" aria-pressed={!hidden.has(each.label)} onClick={() => turn(each.label)}>
-              <span class="swatch" style={{background: colorOf(index)}} />
+              <span class="swatch" style={{background: `var(${colorOf(each, index)})`}} />
               <bdi>{each.label === "" ? "none" : each.label}</bdi>
               {cursor !== null && <strong> {format(each.values[cursor] ?? null)}</strong>}
             </button>

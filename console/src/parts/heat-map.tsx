@@ -1,6 +1,6 @@
 // A table of shares, each cell the darker the larger its share is.
 import {csvOf, keepFile} from "../csv";
-import {share} from "../format";
+import {wholeShare} from "../format";
 
 export interface HeatRow {
   readonly title: string;
@@ -40,7 +40,7 @@ export function HeatMap({caption, file, corner, sizeTitle, columns, rows}: Props
                 <td class="of-numbers">{row.size}</td>
                 {row.shares.map((value, index) =>
                   value === null ? <td key={index} />
-                    : <td key={index} class="of-numbers" style={{"--heat-of": `${Math.round(Math.min(1, value) * 100)}%`}}>{share(value)}</td>)}
+                    : <td key={index} class="of-numbers" style={{"--heat-of": `${Math.round(Math.min(1, value) * 100)}%`}}>{wholeShare(value)}</td>)}
               </tr>
             ))}
           </tbody>
