@@ -13,7 +13,12 @@
 #include "collector/archive/Schema.h"
 #include "collector/archive/Uuid.h"
 #include "collector/questions/EventCount.h"
+#include "collector/questions/EventSearch.h"
+#include "collector/questions/HourCount.h"
+#include "collector/questions/MeasureCount.h"
+#include "collector/questions/PlayerCount.h"
 #include "collector/questions/Refusals.h"
+#include "collector/questions/Sums.h"
 
 namespace collector {
 
@@ -90,10 +95,15 @@ class ArchiveEngine::Question {
   Table table_;
 };
 
+template <class Count>
+auto ArchiveEngine::read(Count count) {
+  decltype(count(nullptr)) answer;
+  archive_.read([&](sqlite3* database) { answer = count(database); });
+  return answer;
+}
+
 Table ArchiveEngine::events(const Filter& filter, const Query& query) {
-  Table table;
-  archive_.read([&](sqlite3* database) { table = countEvents(database, filter, query); });
-  return table;
+  return read([&](sqlite3* database) { return countEvents(database, filter, query); });
 }
 
 namespace {
@@ -177,6 +187,64 @@ Table ArchiveEngine::life(const Filter& filter, const std::string& userId, std::
                   "e.uuid LIMIT {}",
                   question.game(), question.mark(userId), question.between("e.client_ts / 86400"),
                   question.ofSegments("e.segment"), limit));
+}
+
+Table ArchiveEngine::rows(const Filter& filter, const Search& search) {
+  return read([&](sqlite3* database) { return findRows(database, filter, search); });
+}
+
+Table ArchiveEngine::builds(const Filter& filter) {
+  Question question(filter);
+  question.reads("build", Reading::text);
+  for (const char* column : {"first_day", "last_day", "players"}) question.reads(column, Reading::whole);
+  return question.ask(
+      archive_,
+      fmt::format(
+          "SELECT (SELECT text FROM names WHERE id = s.build) AS build, min(d.day) AS first_day, max(d.day), "
+          "count(DISTINCT d.player) FROM player_days d JOIN segments s ON s.id = d.segment WHERE d.game = {} AND "
+          "{}{} GROUP BY s.build ORDER BY first_day, build",
+          question.game(), question.between("d.day"), question.ofSegments("d.segment")));
+}
+
+Table ArchiveEngine::players(const Filter& filter, const std::string& starts, std::size_t limit) {
+  Question question(filter);
+  question.reads("user_id", Reading::text);
+  for (const char* column : {"first_day", "last_day"}) question.reads(column, Reading::whole);
+  std::string begins;
+  if (!starts.empty()) {
+    std::string behind = starts;  // all that begin so
+    ++behind.back();
+    begins = fmt::format(" AND p.user_id >= {} AND p.user_id < {}", question.mark(starts), question.mark(behind));
+  }
+  return question.ask(
+      archive_,
+      fmt::format("SELECT p.user_id, min(d.day), max(d.day) FROM player_days d CROSS JOIN players p ON p.id = d.player "
+                  "WHERE d.game = {} AND {}{} AND d.sessions > 0{} GROUP BY p.id ORDER BY p.user_id LIMIT {}",
+                  question.game(), question.between("d.day"), question.ofSegments("d.segment"), begins, limit));
+}
+
+Table ArchiveEngine::firstPurchases(const Filter& filter) {
+  return read([&](sqlite3* database) { return countFirstPurchases(database, filter); });
+}
+
+Table ArchiveEngine::hours(const Filter& filter) {
+  return read([&](sqlite3* database) { return countHours(database, filter); });
+}
+
+Table ArchiveEngine::totals(const Filter& filter, const Query& query) {
+  return read([&](sqlite3* database) { return countTotals(database, filter, query); });
+}
+
+Table ArchiveEngine::stopped(const Filter& filter, bool byDay) {
+  return read([&](sqlite3* database) { return countStopped(database, filter, byDay); });
+}
+
+Table ArchiveEngine::spread(const Filter& filter, const Query& query) {
+  return read([&](sqlite3* database) { return countSpread(database, filter, query); });
+}
+
+std::vector<FieldsOfEvent> ArchiveEngine::fields(const Filter& filter, const Query& query) {
+  return read([&](sqlite3* database) { return findFields(database, filter, query); });
 }
 
 Table ArchiveEngine::refused(const Filter& filter, bool byDay) { return refusals(archive_, filter, byDay); }

@@ -1,4 +1,4 @@
-// Questions asked of the archive. Daily ones look at the small tables, the others at one index of the events.
+// Questions asked of the archive. Daily ones look at the small tables, the others at the figures of the events.
 //
 // Thread:   any; each question has a connection of its own.
 // Lifetime: shorter than the archive's.
@@ -19,10 +19,22 @@ class ArchiveEngine final : public Engine {
   Table retention(const Filter& filter) override;
   Table lengths(const Filter& filter, bool byDay) override;
   Table life(const Filter& filter, const std::string& userId, std::size_t limit) override;
+  Table rows(const Filter& filter, const Search& search) override;
+  Table builds(const Filter& filter) override;
+  Table players(const Filter& filter, const std::string& starts, std::size_t limit) override;
+  Table firstPurchases(const Filter& filter) override;
+  Table hours(const Filter& filter) override;
+  Table totals(const Filter& filter, const Query& query) override;
+  Table stopped(const Filter& filter, bool byDay) override;
+  Table spread(const Filter& filter, const Query& query) override;
+  std::vector<FieldsOfEvent> fields(const Filter& filter, const Query& query) override;
   Table refused(const Filter& filter, bool byDay) override;
 
  private:
   class Question;
+  template <class Count>
+  auto read(Count count);  // what it counts in the archive
+
   Readers& archive_;
 };
 

@@ -3,6 +3,10 @@
 // Thread: any.
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 #include "collector/questions/Query.h"
 #include "collector/questions/Table.h"
 
@@ -25,6 +29,25 @@ class Engine {
   virtual Table lengths(const Filter& filter, bool byDay) = 0;
   // One player's events in the order of their times: client_ts, received_at, category, session_id, record (JSON).
   virtual Table life(const Filter& filter, const std::string& userId, std::size_t limit) = 0;
+  // Events, the newest first, of one time in the order of their UUIDs from the last: client_ts, received_at, category,
+  // user_id, session_id, platform, build, record.
+  virtual Table rows(const Filter& filter, const Search& search) = 0;
+  // Builds of players' records with the first and the last day of each, and how many players; in the order of those.
+  virtual Table builds(const Filter& filter) = 0;
+  // Players whose id begins so and who began a session, with the first and the last day of that; in the order of ids.
+  virtual Table players(const Filter& filter, const std::string& starts, std::size_t limit) = 0;
+  // Of the players first seen on a day of the filter, how many days later they first bought: days later, players.
+  virtual Table firstPurchases(const Filter& filter) = 0;
+  // day, hour, players, sessions, events: hours without any are left out.
+  virtual Table hours(const Filter& filter) = 0;
+  // Totals of measures by player: one column for each of `by`, total, players; in this order. See Totals.h.
+  virtual Table totals(const Filter& filter, const Query& query) = 0;
+  // The day if it is asked for, a level of three columns, players whose last step of that time it is. See Progress.h.
+  virtual Table stopped(const Filter& filter, bool byDay) = 0;
+  // The measures of events in bins of equal width. See Histogram.h.
+  virtual Table spread(const Filter& filter, const Query& query) = 0;
+  // Events with the text of the query's one column and their custom fields, at most as many as its limit.
+  virtual std::vector<FieldsOfEvent> fields(const Filter& filter, const Query& query) = 0;
   // Why records were refused: see Refusals.h.
   virtual Table refused(const Filter& filter, bool byDay) = 0;
 };

@@ -40,4 +40,21 @@ struct Query {
   std::size_t limit = kMostRows;             // rows, those with most events first; by day: in the order of days
 };
 
+// Which events themselves, the newest first.
+struct Search {
+  std::map<Column, std::string> where = {};  // the category and other texts that must be so
+  std::optional<std::string> userId = {};
+  std::optional<std::string> sessionId = {};  // a UUID in lower case
+  std::size_t limit = kMostRows;
+};
+
+// What the fields of a game's own are counted from.
+struct FieldsOfEvent {
+  std::int64_t day;
+  std::string text;    // of the column that is asked for
+  std::string fields;  // custom_fields: a JSON object, or empty
+  std::int64_t player;
+  std::optional<std::int64_t> measure;
+};
+
 }  // namespace collector

@@ -12,7 +12,9 @@
 #include <utility>
 
 #include "collector/archive/Schema.h"
+#include "collector/archive/Uuid.h"
 #include "collector/base/Text.h"
+#include "collector/questions/FieldCount.h"
 
 namespace collector {
 
@@ -37,7 +39,8 @@ Value ratio(double of, double to) { return to != 0 ? Value(of / to) : Value(std:
 // Days as dates.
 Table dated(Table table) {
   for (std::size_t column = 0; column < table.columns.size(); ++column) {
-    if (table.columns[column] != "day" && table.columns[column] != "first_day") continue;
+    const std::string& name = table.columns[column];
+    if (name != "day" && name != "first_day" && name != "last_day") continue;
     for (Line& row : table.rows) row[column] = dateOf(wholeOf(row[column]));
   }
   return table;
@@ -188,6 +191,7 @@ Table levels(Engine& engine, const Filter& filter, const Own& own) {
   struct Level {
     std::array<std::int64_t, 3> events{}, players{};  // Start, Fail, Complete
     Value score;                                      // of all completions
+    std::int64_t stopped = 0;
   };
   std::map<Line, Level> byName;
   constexpr std::array<std::string_view, 3> kStatuses = {"Start", "Fail", "Complete"};
@@ -199,18 +203,23 @@ Table levels(Engine& engine, const Filter& filter, const Own& own) {
     level.players[static_cast<std::size_t>(status)] = wholeOf(row[names + 2]);
     if (status == 2) level.score = row[names + 3];
   }
+  for (const Line& row : engine.stopped(filter, query.byDay).rows) {
+    const auto level = byName.find(Line(row.begin(), row.end() - 1));
+    if (level != byName.end()) level->second.stopped = wholeOf(row.back());
+  }
   Table table{{found.columns.begin(), found.columns.begin() + static_cast<std::ptrdiff_t>(names)}, {}, found.isCut};
   for (const char* column : {"starts", "fails", "completes", "players_started", "players_failed", "players_completed",
-                             "completed_share", "mean_score"})
+                             "completed_share", "mean_score", "players_stopped"})
     table.columns.emplace_back(column);
   for (const auto& [name, level] : byName) {
     const auto& [starts, fails, completes] = level.events;
     const auto& [started, failed, completed] = level.players;
     const bool isScored = std::holds_alternative<double>(level.score);
     Line& row = table.rows.emplace_back(name);
-    row.insert(row.end(), {starts, fails, completes, started, failed, completed,
-                           ratio(static_cast<double>(completed), static_cast<double>(started)),
-                           isScored ? ratio(numberOf(level.score), static_cast<double>(completes)) : Value()});
+    row.insert(row.end(),
+               {starts, fails, completes, started, failed, completed,
+                ratio(static_cast<double>(completed), static_cast<double>(started)),
+                isScored ? ratio(numberOf(level.score), static_cast<double>(completes)) : Value(), level.stopped});
   }
   return table;
 }
@@ -247,24 +256,41 @@ Table economy(Engine& engine, const Filter& filter, const Own& own) {
   return table;
 }
 
-// One branch of the tree of event ids: what stands below `under`, part by part.
-Table designs(Engine& engine, const Filter& filter, const Own& own) {
-  constexpr std::array<Column, 5> kParts = {Column::part1, Column::part2, Column::part3, Column::part4, Column::part5};
-  Query query{.category = "design",
-              .byDay = isSet(own, "daily"),
-              .sums = {Sum::events, Sum::players, Sum::total, Sum::least, Sum::most}};
+constexpr std::array<Column, 5> kParts = {Column::part1, Column::part2, Column::part3, Column::part4, Column::part5};
+
+// The parts of the branch that `under` names.
+std::map<Column, std::string> branchOf(const Own& own) {
+  std::map<Column, std::string> parts;
   std::string_view rest;
   if (const auto under = own.find("under"); under != own.end()) rest = under->second;
-  std::size_t depth = 0;
-  for (; !rest.empty(); ++depth) {
+  for (std::size_t depth = 0; !rest.empty(); ++depth) {
     if (depth == kParts.size()) throw BadQuestion("under: an event id has at most five parts");
     const auto colon = std::min(rest.find(':'), rest.size());
-    query.where[kParts[depth]] = rest.substr(0, colon);
+    parts[kParts[depth]] = rest.substr(0, colon);
     rest.remove_prefix(std::min(colon + 1, rest.size()));
   }
-  query.by = {depth < kParts.size() ? kParts[depth] : Column::eventId};
+  return parts;
+}
+
+constexpr std::string_view kField = "field:";
+
+// One branch of the tree of event ids: what stands below `under`, part by part.
+Table designs(Engine& engine, const Filter& filter, const Own& own) {
+  Query query{.category = "design",
+              .byDay = isSet(own, "daily"),
+              .sums = {Sum::events, Sum::players, Sum::total, Sum::least, Sum::most},
+              .where = branchOf(own)};
+  query.by = {query.where.size() < kParts.size() ? kParts[query.where.size()] : Column::eventId};
+  const auto by = own.find("by");
+  if (by != own.end() && by->second == kField) throw BadQuestion("by: field:NAME takes the name of a custom field");
+  if (by != own.end() && by->second.starts_with(kField))
+    return cut(countByField(engine, filter, query, by->second.substr(kField.size())), kMostRows);
   for (const Column column : columnsOf(own, "by", {}, kOfSegments)) query.by.push_back(column);
   return count(engine, filter, query);
+}
+
+Table values(Engine& engine, const Filter& filter, const Own& own) {
+  return engine.spread(filter, {.category = "design", .sums = {}, .where = branchOf(own)});
 }
 
 Table errors(Engine& engine, const Filter& filter, const Own& own) {
@@ -304,13 +330,23 @@ std::pair<std::int64_t, std::int64_t> backNextDay(const Table& retention, std::i
   return {players, back};
 }
 
+// By group and currency: the squares of what each payer paid, added up.
+std::map<Line, double> squaresOf(Engine& engine, const Filter& filter) {
+  std::map<Line, double> squares;
+  const Query query{.category = "business", .by = {Column::abId, Column::abVariantId, Column::currency}, .sums = {}};
+  for (const Line& row : engine.totals(filter, query).rows)
+    squares[Line(row.begin(), row.begin() + 3)] += numberOf(row[3]) * numberOf(row[3]) * numberOf(row[4]);
+  return squares;
+}
+
 Table groups(Engine& engine, const Filter& filter, const Own&) {
   const Query query{.category = "user", .by = {Column::abId, Column::abVariantId}, .sums = {Sum::events}};
   Table table{{"ab_id", "ab_variant_id", "players", "new_players", "sessions", "ended", "seconds", "new_with_next_day",
-               "back_next_day", "currency", "purchases", "payers", "amount"},
+               "back_next_day", "currency", "purchases", "payers", "amount", "amount_squares"},
               {}};
   const Table all = count(engine, filter, query, kMostGroups);
   table.isCut = all.isCut;
+  const auto squares = squaresOf(engine, filter);
   for (const Line& found : all.rows) {
     Filter group = filter;
     group.segment[Column::abId] = textOf(found[0]);
@@ -323,21 +359,23 @@ Table groups(Engine& engine, const Filter& filter, const Own&) {
     Table money = revenue(engine, group, {});
     if (money.rows.empty()) money.rows.push_back({std::string(), std::int64_t{0}, std::int64_t{0}, Value()});
     for (const Line& each : money.rows) {
-      table.rows.push_back(row);
-      table.rows.back().insert(table.rows.back().end(), each.begin(), each.end());
+      Line& line = table.rows.emplace_back(row);
+      line.insert(line.end(), each.begin(), each.end());
+      const auto squared = squares.find({found[0], found[1], each[0]});
+      line.push_back(squared != squares.end() ? Value(squared->second) : Value());
     }
   }
   return table;
 }
 
-std::size_t limitOf(const Own& own, std::size_t fallback) {
+std::size_t limitOf(const Own& own, std::size_t fallback, std::size_t most = kMostRows) {
   const auto found = own.find("limit");
   if (found == own.end()) return fallback;
   const std::string& text = found->second;
   std::size_t limit = 0;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), limit);
-  if (failure != std::errc() || end != text.data() + text.size() || limit < 1 || limit > kMostRows)
-    throw BadQuestion(fmt::format("limit: it must be a whole number from 1 to {}", kMostRows));
+  if (failure != std::errc() || end != text.data() + text.size() || limit < 1 || limit > most)
+    throw BadQuestion(fmt::format("limit: it must be a whole number from 1 to {}", most));
   return limit;
 }
 
@@ -352,6 +390,69 @@ Table player(Engine& engine, const Filter& filter, const Own& own) {
   if (user == own.end() || user->second.empty()) throw BadQuestion("user_id: it is missing");
   const std::size_t limit = limitOf(own, 1'000);
   return cut(engine.life(filter, user->second, limit + 1), limit);
+}
+
+// What rows can be asked for by.
+constexpr auto kOfRows = std::to_array<Parameter>({{"category", "of this category"},
+                                                   {"message", "of errors with this message"},
+                                                   {"severity", "of errors so severe"},
+                                                   {"progression01", "of this level"},
+                                                   {"progression02", "the same"},
+                                                   {"progression03", "the same"},
+                                                   {"status", "Start, Fail or Complete, of a level"},
+                                                   {"item_type", "of these items, bought, earned or spent"},
+                                                   {"item_id", "the same"},
+                                                   {"cart_type", "of purchases there"},
+                                                   {"currency", "of purchases, resources and impressions in it"},
+                                                   {"flow", "Source or Sink, of resources"},
+                                                   {"ad_network", "of its ads and impressions"},
+                                                   {"ad_placement", "the same"},
+                                                   {"ad_type", "the same"},
+                                                   {"ad_action", "of ads"}});
+
+std::string sessionOf(const std::string& text) {
+  const auto uuid = uuidOf(text);
+  if (!uuid || uuidText(*uuid) != text) throw BadQuestion("session_id: it must be a UUID in lower case");
+  return text;
+}
+
+Table rows(Engine& engine, const Filter& filter, const Own& own) {
+  constexpr std::size_t kUsual = 100, kMost = 1'000;
+  const std::size_t limit = limitOf(own, kUsual, kMost);
+  Search search{.where = branchOf(own), .limit = limit + 1};
+  for (const auto& [name, text] : own) {
+    if (name == "user_id") search.userId = text;
+    if (name == "session_id") search.sessionId = sessionOf(text);
+    if (std::ranges::find(kOfRows, name, &Parameter::name) != kOfRows.end())
+      search.where[*std::ranges::find(kTopicColumns, name, nameOf)] = text;
+  }
+  return cut(engine.rows(filter, search), limit);
+}
+
+Table builds(Engine& engine, const Filter& filter, const Own&) { return engine.builds(filter); }
+
+Table players(Engine& engine, const Filter& filter, const Own& own) {
+  constexpr std::size_t kUsual = 100;
+  const std::size_t limit = limitOf(own, kUsual);
+  const auto starts = own.find("starts");
+  return cut(engine.players(filter, starts != own.end() ? starts->second : "", limit + 1), limit);
+}
+
+Table firstPurchases(Engine& engine, const Filter& filter, const Own&) { return engine.firstPurchases(filter); }
+
+Table hours(Engine& engine, const Filter& filter, const Own&) {
+  constexpr std::int64_t kMostDays = 31;
+  if (filter.to - filter.from >= kMostDays) throw BadQuestion(fmt::format("hours: of at most {} days", kMostDays));
+  return engine.hours(filter);
+}
+
+std::vector<Parameter> parametersOfRows() {
+  std::vector<Parameter> all(kOfRows.begin(), kOfRows.end());
+  all.insert(all.end(), {{"under", "of this branch of the tree of event ids, such as level:boss"},
+                         {"user_id", "of this player"},
+                         {"session_id", "of this session"},
+                         {"limit", "how many, at most 1000; 100 unless it is given"}});
+  return all;
 }
 
 const Parameter kDaily = {"daily", "yes: a row for each day"};
@@ -390,8 +491,14 @@ std::span<const Question> questions() {
       {"economy", "what flows in and out of each currency, and the balance of both", {kBy, kDaily}, economy},
       {"designs",
        "the tree of event ids: counts and values below a branch",
-       {{"under", "the branch, such as level:boss"}, kBy, kDaily},
+       {{"under", "the branch, such as level:boss"},
+        {"by", "what to split by, with commas between: columns of the filter; or field:NAME, a custom field"},
+        kDaily},
        designs},
+      {"values",
+       "how values spread: at most 20 bins of equal width, from the least to the greatest",
+       {{"under", "the branch of the tree of event ids, such as level:boss"}},
+       values},
       {"errors", "errors by severity and message", {kBy, kDaily}, errors},
       {"ads", "ads by network, placement, type and action", {kBy, kDaily}, ads},
       {"impressions", "impressions and their revenue by network and currency", {kBy, kDaily}, impressions},
@@ -400,6 +507,17 @@ std::span<const Question> questions() {
        "the life of one player, event by event",
        {{"user_id", "who"}, {"limit", "how many events, the earliest first; 1000 unless it is given"}},
        player},
+      {"players",
+       "players who began a session, and on which days",
+       {{"starts", "the beginning of their ids"}, {"limit", "how many, in the order of ids; 100 unless it is given"}},
+       players},
+      {"first_purchases",
+       "of the players first seen in the time, how many days later they first bought",
+       {},
+       firstPurchases},
+      {"hours", "players, sessions and events, hour by hour; of at most 31 days", {}, hours},
+      {"builds", "the builds there were, each with its first and last day", {}, builds},
+      {"rows", "the events behind a number, the newest first", parametersOfRows(), rows},
       {"groups", "the groups of experiments side by side; those of the most sessions", {}, groups},
   };
   return all;

@@ -6,22 +6,16 @@
 #include <cstdint>
 #include <map>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "collector/questions/BadQuestion.h"
 #include "collector/questions/Engine.h"
 #include "collector/questions/Query.h"
 #include "collector/questions/Table.h"
 
 namespace collector {
-
-// A question that can't be answered as it was put: why.
-class BadQuestion : public std::runtime_error {
- public:
-  explicit BadQuestion(const std::string& what) : std::runtime_error(what) {}
-};
 
 // Parameters of a question's own, by name; those that all take are in the filter.
 using Own = std::map<std::string, std::string, std::less<>>;

@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
-#include <initializer_list>
-#include <map>
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -13,91 +11,23 @@
 
 #include "collector/archive/Measure.h"
 #include "collector/archive/Schema.h"
-#include "collector/questions/EventCount.h"
+#include "collector/questions/Histogram.h"
 #include "collector/questions/Refusals.h"
+#include "collector/questions/Sums.h"
+#include "collector/questions/Totals.h"
+#include "collector/questions/WarehouseSql.h"
 #include "collector/warehouse/Literals.h"
 
 namespace collector {
 
 namespace {
 
-std::int64_t wholeIn(std::string_view text) {
-  std::int64_t number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
-}
-
-// An answer in the format TabSeparated.
-std::vector<std::vector<std::string>> rowsOf(std::string_view answer) {
-  std::vector<std::vector<std::string>> rows;
-  while (!answer.empty()) {
-    const auto end = answer.find('\n');
-    auto line = answer.substr(0, end);
-    answer.remove_prefix(end == std::string_view::npos ? answer.size() : end + 1);
-    auto& row = rows.emplace_back();
-    for (auto tab = line.find('\t'); tab != std::string_view::npos; tab = line.find('\t')) {
-      row.push_back(withoutEscapes(line.substr(0, tab)));
-      line.remove_prefix(tab + 1);
-    }
-    row.push_back(withoutEscapes(line));
-  }
-  return rows;
-}
-
-std::string ofSegment(const Filter& filter) {
-  std::string sql;
-  for (const auto& [column, text] : filter.segment) sql += fmt::format(" AND {} = {}", nameOf(column), literal(text));
-  return sql;
-}
-
-// What the table is ordered by: reading it is reading a number. Without a category, all of them.
-std::string kinds(const Filter& filter, std::initializer_list<std::string_view> categories) {
-  std::string sql;
-  if (categories.begin()->empty()) return fmt::format("game = {}", literal(filter.game));
-  for (const auto category : categories)
-    sql += fmt::format("{}sipHash64({}, {})", sql.empty() ? "" : ", ", literal(filter.game), literal(category));
-  return fmt::format("kind IN ({})", sql);
-}
-
-// The time is a part of the key, the day is not.
-std::string within(const Filter& filter) {
-  return fmt::format("client_ts >= {} AND client_ts < {}{}", filter.from * kSecondsADay, (filter.to + 1) * kSecondsADay,
-                     ofSegment(filter));
-}
-
-std::string eventsOf(const Filter& filter, std::initializer_list<std::string_view> categories) {
-  return fmt::format("FROM events FINAL WHERE {} AND {}", kinds(filter, categories), within(filter));
-}
-
-// Rows that came twice count once: what is asked for are different players.
-std::string presenceOf(const Filter& filter) {
-  return fmt::format("WHERE game = {} AND day >= {} AND day <= {}{}", literal(filter.game), filter.from, filter.to,
-                     ofSegment(filter));
-}
-
-// Presence with the day on which each player was first seen anywhere: day 0 is that of records without a time.
-std::string firstSeen(const Filter& filter) {
-  return fmt::format(
-      "FROM player_days ALL INNER JOIN (SELECT player, minIf(day, day > 0) AS first_day FROM player_days WHERE game "
-      "= {} GROUP BY player) USING player {} AND first_day >= {} AND day >= first_day",
-      literal(filter.game), presenceOf(filter), filter.from);
-}
-
-std::string startsAndEnds() {
-  return fmt::format(
-      "countIf(category = 'user'), countIf(category = 'session_end'), sumIf(intDiv(measure, {}), category = "
-      "'session_end')",
-      partsOf("session_end"));
-}
-
-// How a sum is asked for, in fields of the answer. A total is asked for in two parts, of which neither overflows.
-constexpr std::int64_t kPart = 1'000'000'000;
-
+// How a sum is asked for, in fields of the answer.
 std::string askedFor(Sum sum) {
   switch (sum) {
     case Sum::events: return "count()";
     case Sum::players: return "uniqExactIf(player, has_player = 1)";
-    case Sum::total: return fmt::format("sum(is_measured), sum(intDiv(measure, {0})), sum(measure % {0})", kPart);
+    case Sum::total: return "sum(is_measured), " + askedForTotal();
     case Sum::least: return "sum(is_measured), minIf(measure, is_measured = 1)";
     case Sum::most: return "sum(is_measured), maxIf(measure, is_measured = 1)";
   }
@@ -108,7 +38,7 @@ Value read(Sum sum, const std::string*& field, std::int64_t parts) {
   const std::int64_t first = wholeIn(*field++);
   if (sum == Sum::events || sum == Sum::players) return first;
   const std::int64_t second = wholeIn(*field++);
-  const Wide measures = sum == Sum::total ? Wide{second} * kPart + wholeIn(*field++) : Wide{second};
+  const Wide measures = sum == Sum::total ? totalOf(second, wholeIn(*field++)) : Wide{second};
   return first != 0 ? unitsOf(measures, parts) : Value();
 }
 
@@ -130,12 +60,27 @@ std::string sqlFor(const Filter& filter, const Query& query) {
   if (!texts.empty()) groups += fmt::format("{}sipHash64({})", groups.empty() ? "" : ", ", texts);
   select += "count() AS n";
   for (const Sum sum : query.sums) select += ", " + askedFor(sum);
-  std::string where;
-  for (const auto& [column, text] : query.where) where += fmt::format(" AND {} = {}", nameOf(column), literal(text));
   return fmt::format("SELECT {} {}{}{}{} HAVING n > 0 ORDER BY {} LIMIT {} FORMAT TabSeparated", select,
-                     eventsOf(filter, {query.category}), where, groups.empty() ? "" : " GROUP BY ", groups, order,
-                     query.limit);
+                     eventsOf(filter, {query.category}), conditions(query.where), groups.empty() ? "" : " GROUP BY ",
+                     groups, order, query.limit);
 }
+
+std::string categoryOf(const Search& search) {
+  const auto category = search.where.find(Column::category);
+  return category != search.where.end() ? category->second : "";
+}
+
+// Without FINAL, which would read every column of everything: what came twice is left out of the few that are found.
+std::string sqlFor(const Filter& filter, const Search& search) {
+  std::string sql =
+      fmt::format("{} AND {}{}", kinds(filter, {categoryOf(search)}), within(filter), conditions(search.where));
+  if (search.userId) sql += fmt::format(" AND player = sipHash64({}) AND has_player = 1", literal(*search.userId));
+  if (search.sessionId) sql += fmt::format(" AND session_id = {}", literal(*search.sessionId));
+  return sql;
+}
+
+constexpr std::size_t kSparePerEvent = 2;  // few come more often than twice
+constexpr std::size_t kFurther = 8;
 
 }  // namespace
 
@@ -152,53 +97,6 @@ Table WarehouseEngine::events(const Filter& filter, const Query& query) {
     ++field;  // by which they are ordered
     for (const Sum sum : query.sums) row.push_back(read(sum, field, partsOf(query.category)));
   }
-  return table;
-}
-
-Table WarehouseEngine::days(const Filter& filter) {
-  std::map<std::int64_t, std::vector<std::int64_t>> days;  // players, new ones, sessions, ended, seconds
-  const auto fill = [&](std::size_t at, const std::string& sql) {
-    for (const auto& fields : rowsOf(warehouse_.run(sql + " GROUP BY day FORMAT TabSeparated"))) {
-      auto& day = days[wholeIn(fields[0])];
-      day.resize(5);
-      for (std::size_t field = 1; field < fields.size(); ++field) day[at + field - 1] = wholeIn(fields[field]);
-    }
-  };
-  fill(0, "SELECT day, uniqExact(player) FROM player_days " + presenceOf(filter));
-  fill(1, "SELECT day, uniqExact(player) " + firstSeen(filter) + " AND day = first_day");
-  fill(2, fmt::format("SELECT day, {} {}", startsAndEnds(), eventsOf(filter, {"user", "session_end"})));
-  Table table{{"day", "players", "new_players", "sessions", "ended", "seconds"}, {}};
-  for (const auto& [day, figures] : days) {
-    auto& row = table.rows.emplace_back();
-    row.emplace_back(day);
-    for (const std::int64_t figure : figures) row.emplace_back(figure);
-  }
-  return table;
-}
-
-Table WarehouseEngine::whole(const Filter& filter) {
-  Table table{{"players", "new_players", "sessions", "ended", "seconds"}, {{}}};
-  for (const std::string& sql :
-       {"SELECT uniqExact(player) FROM player_days " + presenceOf(filter),
-        "SELECT uniqExact(player) " + firstSeen(filter) + " AND day = first_day",
-        fmt::format("SELECT {} {}", startsAndEnds(), eventsOf(filter, {"user", "session_end"}))}) {
-    const auto rows = rowsOf(warehouse_.run(sql + " FORMAT TabSeparated"));
-    if (rows.empty()) table.rows[0].emplace_back(std::int64_t{0});
-    else
-      for (const std::string& field : rows[0]) table.rows[0].emplace_back(wholeIn(field));
-  }
-  table.rows[0].resize(5, std::int64_t{0});
-  return table;
-}
-
-Table WarehouseEngine::retention(const Filter& filter) {
-  Table table{{"first_day", "days_later", "players"}, {}};
-  const std::string sql = fmt::format(
-      "SELECT first_day, day - first_day AS later, uniqExact(player) {} GROUP BY "
-      "first_day, later ORDER BY first_day, later FORMAT TabSeparated",
-      firstSeen(filter));
-  for (const auto& fields : rowsOf(warehouse_.run(sql)))
-    table.rows.push_back({wholeIn(fields[0]), wholeIn(fields[1]), wholeIn(fields[2])});
   return table;
 }
 
@@ -231,6 +129,89 @@ Table WarehouseEngine::life(const Filter& filter, const std::string& userId, std
     table.rows.push_back(
         {wholeIn(fields[0]), wholeIn(fields[1]), std::move(fields[2]), std::move(fields[3]), std::move(fields[4])});
   return table;
+}
+
+// The time behind which the newest must be is found first: then few of the large columns are read.
+Table WarehouseEngine::rows(const Filter& filter, const Search& search) {
+  const std::string where = sqlFor(filter, search);
+  Table table{{"client_ts", "received_at", "category", "user_id", "session_id", "platform", "build", "record"}, {}};
+  for (std::size_t reach = kSparePerEvent * search.limit;; reach *= kFurther) {
+    const auto earliest = rowsOf(warehouse_.run(
+        fmt::format("SELECT client_ts FROM events WHERE {} ORDER BY client_ts DESC LIMIT {}, 1 FORMAT TabSeparated",
+                    where, reach - 1)));
+    const std::string sql = fmt::format(
+        "SELECT client_ts, received_at, category, user_id, session_id, platform, build, record FROM events PREWHERE "
+        "{}{} ORDER BY client_ts DESC, toString(event_uuid) DESC LIMIT 1 BY kind, client_ts, event_uuid LIMIT {} "
+        "FORMAT "
+        "TabSeparated",
+        where, earliest.empty() ? "" : " AND client_ts >= " + earliest[0][0], search.limit);
+    auto found = rowsOf(warehouse_.run(sql));
+    if (found.size() < search.limit && !earliest.empty()) continue;
+    for (auto& fields : found) {
+      auto& row = table.rows.emplace_back(Line{wholeIn(fields[0]), wholeIn(fields[1])});
+      for (std::size_t field = 2; field < fields.size(); ++field) row.emplace_back(std::move(fields[field]));
+    }
+    return table;
+  }
+}
+
+Table WarehouseEngine::hours(const Filter& filter) {
+  Table table{{"day", "hour", "players", "sessions", "events"}, {}};
+  const std::string sql = fmt::format(
+      "SELECT day, intDiv(client_ts % {}, 3600) AS hour, uniqExactIf(player, has_player = 1), countIf({}), count() {} "
+      "GROUP BY day, hour ORDER BY day, hour FORMAT TabSeparated",
+      kSecondsADay, kinds(filter, {"user"}), eventsOf(filter, {""}));
+  for (const auto& fields : rowsOf(warehouse_.run(sql))) {
+    auto& row = table.rows.emplace_back();
+    for (const std::string& field : fields) row.emplace_back(wholeIn(field));
+  }
+  return table;
+}
+
+Table WarehouseEngine::totals(const Filter& filter, const Query& query) {
+  std::string by;
+  for (const Column column : query.by) by += fmt::format("{}, ", nameOf(column));
+  const std::string sql = fmt::format(
+      "SELECT {}{} {}{} AND has_player = 1 AND is_measured = 1 GROUP BY {}player FORMAT "
+      "TabSeparated",
+      by, askedForTotal(), eventsOf(filter, {query.category}), conditions(query.where), by);
+  Totals players;
+  for (auto& fields : rowsOf(warehouse_.run(sql))) {
+    const Wide total = totalOf(wholeIn(fields.end()[-2]), wholeIn(fields.back()));
+    fields.resize(query.by.size());
+    ++players[{std::move(fields), total}];
+  }
+  return tableOf(query, players);
+}
+
+// Where they begin and end is no matter of how often each is there.
+Table WarehouseEngine::spread(const Filter& filter, const Query& query) {
+  const std::string where = fmt::format("{} AND {}{} AND is_measured = 1", kinds(filter, {query.category}),
+                                        within(filter), conditions(query.where));
+  const auto ends = rowsOf(warehouse_.run(
+      fmt::format("SELECT count(), min(measure), max(measure) FROM events WHERE {} FORMAT TabSeparated", where)));
+  if (ends.empty() || wholeIn(ends[0][0]) == 0) return Histogram::none();
+  const Histogram histogram(wholeIn(ends[0][1]), wholeIn(ends[0][2]));
+  std::string counts;  // of each bin and those above
+  for (const std::int64_t start : histogram.starts())
+    counts += fmt::format("{}countIf(measure >= {})", counts.empty() ? "" : ", ", start);
+  const auto rows =
+      rowsOf(warehouse_.run(fmt::format("SELECT {} FROM events FINAL WHERE {} FORMAT TabSeparated", counts, where)));
+  std::vector<std::int64_t> events;
+  for (const std::string& field : rows.at(0)) events.push_back(wholeIn(field));
+  for (std::size_t bin = 0; bin + 1 < events.size(); ++bin) events[bin] -= events[bin + 1];
+  return histogram.tableOf(events, partsOf(query.category));
+}
+
+std::vector<FieldsOfEvent> WarehouseEngine::fields(const Filter& filter, const Query& query) {
+  const std::string sql = fmt::format(
+      "SELECT day, {}, custom_fields, toInt64(player), is_measured, measure {}{} LIMIT {} FORMAT TabSeparated",
+      nameOf(query.by.front()), eventsOf(filter, {query.category}), conditions(query.where), query.limit);
+  std::vector<FieldsOfEvent> events;
+  for (auto& fields : rowsOf(warehouse_.run(sql)))
+    events.push_back({wholeIn(fields[0]), std::move(fields[1]), std::move(fields[2]), wholeIn(fields[3]),
+                      fields[4] == "1" ? std::optional(wholeIn(fields[5])) : std::nullopt});
+  return events;
 }
 
 Table WarehouseEngine::refused(const Filter& filter, bool byDay) {

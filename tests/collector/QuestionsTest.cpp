@@ -61,8 +61,8 @@ std::string month() {
       .on(kDay, "progression", R"("event_id":"Fail:w:1","score":3)")
       .on(kDay, "progression", R"("event_id":"Start:w:1")")
       .on(kDay, "progression", R"("event_id":"Complete:w:1","score":10,"attempt_num":2)")
-      .on(kDay, "design", R"("event_id":"a:b","value":1.5)")
-      .on(kDay, "design", R"("event_id":"a:c:d","value":-0.25)")
+      .on(kDay, "design", R"("event_id":"a:b","value":1.5,"custom_fields":{"weapon":"sword","perfect":true})")
+      .on(kDay, "design", R"("event_id":"a:c:d","value":-0.25,"custom_fields":{"weapon":"sword"})")
       .on(kDay, "business", R"("event_id":"pack:gold","currency":"USD","amount":199,"transaction_num":1)")
       .on(kDay, "resource", R"("event_id":"Source:gems:quest:daily","amount":10)")
       .on(kDay, "resource", R"("event_id":"Sink:gems:shop:hat","amount":-4.5)")
@@ -190,13 +190,13 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
            {"levels",
             {},
             "progression01,progression02,progression03,starts,fails,completes,players_started,players_failed,players_"
-            "completed,completed_share,mean_score\n"
-            "w,1,,3,1,1,2,1,1,0.5,10\n"},
+            "completed,completed_share,mean_score,players_stopped\n"
+            "w,1,,3,1,1,2,1,1,0.5,10,1\n"},
            {"levels",
             {{"daily", "yes"}, {"platform", "linux"}},
             "day,progression01,progression02,progression03,starts,fails,completes,players_started,players_failed,"
-            "players_completed,completed_share,mean_score\n"
-            "2026-01-10,w,1,,1,0,0,1,0,0,0,\n"},
+            "players_completed,completed_share,mean_score,players_stopped\n"
+            "2026-01-10,w,1,,1,0,0,1,0,0,0,,1\n"},
            {"sessions",
             {{"daily", "yes"}},
             "day,sessions,mean,percent10,percent25,percent50,percent75,percent90,percent99\n"
@@ -241,17 +241,133 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
            {"groups",
             {},
             "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,currency,"
-            "purchases,payers,amount\n"
-            ",,1,1,2,1,9000,1,1,,0,0,\n"
-            "test,a,1,1,2,2,90,1,1,USD,1,1,199\n"
-            "test,b,1,1,1,0,0,1,1,EUR,1,1,100\n"},
+            "purchases,payers,amount,amount_squares\n"
+            ",,1,1,2,1,9000,1,1,,0,0,,\n"
+            "test,a,1,1,2,2,90,1,1,USD,1,1,199,39601\n"
+            "test,b,1,1,1,0,0,1,1,EUR,1,1,100,10000\n"},
            {"groups",
             {{"ab_variant_id", "b"}},
             "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,currency,"
-            "purchases,payers,amount\n"
-            "test,b,1,1,1,0,0,1,1,EUR,1,1,100\n"},
+            "purchases,payers,amount,amount_squares\n"
+            "test,b,1,1,1,0,0,1,1,EUR,1,1,100,10000\n"},
+           {"values",
+            {},
+            "low,high,events\n"
+            "-0.25,-0.1625,1\n-0.1625,-0.075,0\n-0.075,0.0125,0\n0.0125,0.1,0\n0.1,0.1875,0\n0.1875,0.275,0\n"
+            "0.275,0.3625,0\n0.3625,0.45,0\n0.45,0.5375,0\n0.5375,0.625,0\n0.625,0.7125,0\n0.7125,0.8,0\n"
+            "0.8,0.8875,0\n0.8875,0.975,0\n0.975,1.0625,0\n1.0625,1.15,0\n1.15,1.2375,0\n1.2375,1.325,0\n"
+            "1.325,1.4125,0\n1.4125,1.5,1\n"},
+           {"values", {{"under", "a:b"}}, "low,high,events\n1.5,1.5,1\n"},
+           {"designs",
+            {{"by", "field:weapon"}},
+            "part1,field:weapon,events,players,total,least,most\n"
+            "a,sword,2,1,1.25,-0.25,1.5\n"},
+           {"designs",
+            {{"by", "field:perfect"}, {"daily", "yes"}, {"under", "a"}},
+            "day,part2,field:perfect,events,players,total,least,most\n"
+            "2026-01-10,b,true,1,1,1.5,1.5,1.5\n"
+            "2026-01-10,c,,1,1,-0.25,-0.25,-0.25\n"},
+           {"builds", {}, "build,first_day,last_day,players\n1,2026-01-10,2026-01-13,3\n"},
+           {"builds", {{"custom_01", "knight"}}, "build,first_day,last_day,players\n1,2026-01-10,2026-01-12,2\n"},
+           {"players",
+            {},
+            "user_id,first_day,last_day\n"
+            "anna,2026-01-10,2026-01-11\n"
+            "ben,2026-01-10,2026-01-10\n"
+            "cleo,2026-01-11,2026-01-12\n"},
+           {"players",
+            {{"starts", "c"}, {"to", "2026-01-11"}},
+            "user_id,first_day,last_day\ncleo,2026-01-11,2026-01-11\n"},
+           {"players", {{"starts", "c%"}}, "user_id,first_day,last_day\n"},
+           {"first_purchases", {}, "days_later,players\n0,1\n3,1\n"},
+           {"first_purchases", {{"from", "2026-01-11"}}, "days_later,players\n"},
+           {"first_purchases", {{"platform", "linux"}}, "days_later,players\n3,1\n"},
+           {"hours",
+            {},
+            "day,hour,players,sessions,events\n"
+            "2026-01-10,0,2,2,16\n"
+            "2026-01-11,0,3,2,5\n"
+            "2026-01-12,0,1,1,1\n"
+            "2026-01-13,0,1,0,1\n"},
        })
     EXPECT_EQ(answer(engine, question, parameters), expected) << question << ' ' << PrintToString(parameters);
+}
+
+// Time, category and player of each row, without the records.
+std::string found(Engine& engine, Parameters parameters) {
+  for (const auto& [key, value] : {std::pair("game", ArchiveOf::kGame), {"from", "2026-01-01"}, {"to", "2026-01-31"}})
+    parameters.emplace(key, value);
+  const Table table = ask(engine, *findQuestion("rows"), parameters);
+  std::string all;
+  for (const Line& row : table.rows) {
+    const auto& record = std::get<std::string>(row[7]);
+    EXPECT_THAT(record, HasSubstr(fmt::format(R"("client_ts":{})", std::get<std::int64_t>(row[0]))));
+    EXPECT_THAT(record, HasSubstr(fmt::format(R"("user_id":"{}")", std::get<std::string>(row[3]))));
+    all += fmt::format("{} {} {}, ", std::get<std::int64_t>(row[0]) / 86'400 - kDay, std::get<std::string>(row[2]),
+                       std::get<std::string>(row[3]));
+  }
+  return all + (table.isCut ? "more" : "");
+}
+
+TEST(Rows, AreTheEventsBehindANumber) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  const std::string kSession = "0a1b2c3d-0000-4000-8000-0000000000aa", kOther = "0a1b2c3d-0000-4000-8000-0000000000ab";
+  auto records = month();
+  archive.take(records);
+  auto dead = Life("ben", "linux", "").on(kDay + 20, "error", R"("severity":"error","message":"x")").records();
+  archive.take('[' + replaced(dead, R"("session_id":"")", fmt::format(R"("session_id":"{}")", kSession)) + ']');
+  for (const auto& [parameters, expected] : std::vector<std::pair<Parameters, std::string>>{
+           {{{"category", "business"}}, "3 business ben, 0 business anna, "},
+           {{{"category", "business"}, {"limit", "1"}}, "3 business ben, more"},
+           {{{"currency", "USD"}}, "0 impression anna, 0 business anna, "},
+           {{{"message", "boom, \"said\" it"}}, "0 error anna, "},
+           {{{"severity", "critical"}, {"message", "x"}}, ""},
+           {{{"message", "never said"}}, ""},
+           {{{"progression01", "w"}, {"status", "Start"}, {"progression03", ""}, {"platform", "linux"}},
+            "0 progression ben, "},
+           {{{"under", "a:c"}}, "0 design anna, "},
+           {{{"under", "a"}, {"from", "1970-01-01"}, {"to", "1970-01-01"}, {"user_id", "x"}}, ""},
+           {{{"flow", "Sink"}, {"item_type", "shop"}, {"item_id", "hat"}}, "0 resource anna, "},
+           {{{"ad_network", "max"}, {"ad_action", "show"}}, "0 ads anna, "},
+           {{{"user_id", "ben"}}, "20 error ben, 3 business ben, 1 resource ben, 0 progression ben, 0 user ben, "},
+           {{{"user_id", "ben"}, {"limit", "2"}, {"to", "2026-01-13"}}, "3 business ben, 1 resource ben, more"},
+           {{{"session_id", kSession}}, "20 error ben, "},
+           {{{"session_id", kSession}, {"user_id", "anna"}}, ""},
+           {{{"session_id", kOther}}, ""},
+           {{{"custom_01", "knight"}, {"from", "2026-01-11"}}, "2 user cleo, 1 session_end anna, 1 user anna, "},
+       })
+    EXPECT_EQ(found(engine, parameters), expected) << PrintToString(parameters);
+  std::string crowd;  // in one second, by many players
+  for (int player = 0; player < 30; ++player)
+    crowd +=
+        Life(fmt::format("p{:02}", player), "linux", "").on(kDay + 15, "user").on(kDay + 15, "user").records() + ',';
+  crowd.back() = ']';
+  archive.take('[' + crowd);
+  EXPECT_EQ(found(engine, {{"category", "user"}, {"limit", "3"}}), "15 user p29, 15 user p29, 15 user p28, more");
+}
+
+// The last step counts, not the furthest; of one second, the one behind the others.
+TEST(PlayersStopped, AreThoseWhoseLastStepIsNoCompletion) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  const auto step = [](std::string_view status, const char* level) {
+    return fmt::format(R"("event_id":"{}:{}"{})", status, level, status == "Complete" ? R"(,"attempt_num":1)" : "");
+  };
+  Life through("through", "linux", ""), back("back", "linux", ""), stuck("stuck", "linux", "");
+  through.on(kDay, "progression", step("Complete", "w:2")).on(kDay, "progression", step("Start", "w:2"));
+  back.on(kDay, "progression", step("Complete", "w:2")).on(kDay + 1, "progression", step("Start", "w:1"));
+  stuck.on(kDay, "progression", step("Start", "w:2")).on(kDay, "progression", step("Complete", "w:1"));
+  archive.take('[' + through.records() + ',' + back.records() + ',' + stuck.records() + ']');
+  for (const auto& [to, expected] : {std::pair("2026-01-10", "w1:0 w2:1 "), std::pair("2026-01-11", "w1:1 w2:1 ")}) {
+    const Table table =
+        ask(engine, *findQuestion("levels"), {{"game", ArchiveOf::kGame}, {"from", "2026-01-10"}, {"to", to}});
+    std::string stopped;
+    for (const Line& row : table.rows)
+      stopped += fmt::format("{}{}:{} ", std::get<std::string>(row[0]), std::get<std::string>(row[1]),
+                             std::get<std::int64_t>(row.back()));
+    EXPECT_EQ(stopped, expected);
+  }
 }
 
 // A game's secret is in every copy of it: who sends nonsense must not put an end to the sums.
@@ -262,7 +378,13 @@ TEST(AQuestion, IsAnsweredWhateverARecordSays) {
   for (int times = 0; times < 3; ++times) eve.on(kDay, "session_end", R"("length":9223372036854775807)");
   eve.on(kDay + 1, "session_end", R"("length":123456789012)");
   eve.onNoDay("session_end", R"("length":7)");
+  for (const char* value : {"1e300", "-1e300", "899999999999"})
+    eve.on(kDay, "design", fmt::format(R"("event_id":"d","value":{})", value));
   archive.take('[' + eve.records() + ']');
+  std::string bins = "low,high,events\n";
+  for (std::int64_t bin = -10; bin < 10; ++bin)
+    bins += fmt::format("{},{},{}\n", bin * 900'000'000'000, (bin + 1) * 900'000'000'000,
+                        bin == -10 || bin == 0 || bin == 9 ? 1 : 0);
   for (const auto& [question, parameters, expected] : std::vector<Case>{
            {"overview", {{"whole", "yes"}}, "players,new_players,sessions,ended,seconds\n1,1,0,4,399999999996\n"},
            {"overview",
@@ -276,6 +398,7 @@ TEST(AQuestion, IsAnsweredWhateverARecordSays) {
             {{"from", "1970-01-01"}},
             "first_day,days_later,players,share\n2026-01-10,0,1,1\n2026-01-10,1,1,1\n"},
            {"retention", {{"from", "1970-01-01"}, {"to", "1970-01-01"}}, "first_day,days_later,players,share\n"},
+           {"values", {}, bins},
        })
     EXPECT_EQ(answer(engine, question, parameters), expected) << question << ' ' << PrintToString(parameters);
 }
@@ -319,6 +442,13 @@ TEST(AQuestion, IsRefusedWithWhatItTakes) {
            {"designs", {{"under", "a:b:c:d:e:f"}}, "under: an event id has at most five parts"},
            {"player", {}, "user_id: it is missing"},
            {"player", {{"user_id", "u"}, {"limit", "0"}}, "limit: it must be a whole number from 1 to 10000"},
+           {"rows", {{"limit", "1001"}}, "limit: it must be a whole number from 1 to 1000"},
+           {"rows", {{"session_id", "x"}}, "session_id: it must be a UUID in lower case"},
+           {"rows",
+            {{"session_id", "0A1B2C3D-0000-4000-8000-0000000000AA"}},
+            "session_id: it must be a UUID in lower case"},
+           {"hours", {{"from", "2025-12-31"}}, "hours: of at most 31 days"},
+           {"designs", {{"by", "field:"}}, "by: field:NAME takes the name of a custom field"},
        })
     EXPECT_EQ(answer(engine, question, parameters), expected) << question << ' ' << PrintToString(parameters);
   EXPECT_THROW(ask(engine, *findQuestion("overview"), {{"game", "g"}, {"to", "2026-01-01"}}), BadQuestion);
