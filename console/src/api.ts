@@ -12,8 +12,7 @@ type Method = "get" | "put" | "post" | "delete";
 export type Path = keyof paths;
 export type Query<At extends Path, By extends Method = "get"> = QueryOf<paths[At][By]>;
 export type Json<At extends Path, By extends Method = "get"> = JsonOf<paths[At][By]>;
-export type QuestionName = paths["/api/questions/{question}"]["get"]["parameters"]["path"]["question"] | Coming;
-type Coming = "rows" | "builds" | "players" | "first_purchases" | "hours" | "values";
+export type QuestionName = paths["/api/questions/{question}"]["get"]["parameters"]["path"]["question"];
 
 export type Cell = string | number | null;
 export interface Table {

@@ -8,7 +8,7 @@ import {PAGES, pageOf} from "./pages";
 import {Empty, Loading, Trouble} from "./parts/states";
 import {SignIn} from "./parts/sign-in";
 import {TopBar, USUAL_DAYS} from "./parts/top-bar";
-import {session, signOut, type Session} from "./session";
+import {session, SessionContext, signOut, type Session} from "./session";
 
 // The view that an address means: what it leaves out is said in it, so that it means the same tomorrow.
 function completed(view: View, games: readonly {key: string}[]): View {
@@ -90,5 +90,5 @@ export function App() {
   if (who.failure !== undefined && !who.isAsking) return <main><Trouble what="who is signed in" why={who.failure} again={who.again} /></main>;
   if (!who.value) return <Loading what="who is signed in" />;
   if (who.value.needed && who.value.level === "none") return <SignIn onSignedIn={who.again} />;
-  return <Console who={who.value} again={who.again} />;
+  return <SessionContext.Provider value={who.value}><Console who={who.value} again={who.again} /></SessionContext.Provider>;
 }

@@ -3,7 +3,7 @@
 const whole_ = new Intl.NumberFormat(undefined, {maximumFractionDigits: 0});
 const number_ = new Intl.NumberFormat(undefined, {maximumFractionDigits: 2});
 const fine_ = new Intl.NumberFormat(undefined, {maximumSignificantDigits: 3});
-const short_ = new Intl.NumberFormat(undefined, {notation: "compact", maximumFractionDigits: 1});
+const short_ = new Intl.NumberFormat(undefined, {notation: "compact", maximumFractionDigits: 2});
 const share_ = new Intl.NumberFormat(undefined, {style: "percent", maximumFractionDigits: 1});
 const wholeShare_ = new Intl.NumberFormat(undefined, {style: "percent", maximumFractionDigits: 0});
 const day_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", dateStyle: "medium"});

@@ -1,10 +1,13 @@
 // Who is signed in. The cookie that says so is the browser's; no script can read it.
+import {createContext} from "preact";
 import {Failure, request} from "./api";
 
 export interface Session {
   readonly level: "none" | "reading" | "editing";
   readonly needed: boolean; // the collector has tokens
 }
+
+export const SessionContext = createContext<Session>({level: "none", needed: true});
 
 const PATH = "./api/session";
 

@@ -33,7 +33,8 @@ function Currency({rows, players}: {rows: readonly Row[]; players: number}) {
   const view = useView();
   const {from = "", to = "", currency} = view.values;
   const days = eachDay(from, to < today() ? to : today());
-  const currencies = rows.map((row) => textOf(row.currency));
+  // the one that inflates most comes first
+  const currencies = [...rows].sort((one, other) => numberOf(inflation(other)) - numberOf(inflation(one))).map((row) => textOf(row.currency));
   const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0]!;
   const of = rows.find((row) => row.currency === chosen)!;
   return (

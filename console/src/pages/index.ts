@@ -1,9 +1,11 @@
 // The pages in the order of the navigation. A new one is a row.
 import type {ComponentType} from "preact";
 import {Ads} from "./ads";
+import {Configurations} from "./configurations";
 import {Designs} from "./designs";
 import {Economy} from "./economy";
 import {Errors} from "./errors";
+import {Experiments} from "./experiments";
 import {Levels} from "./levels";
 import {Live} from "./live";
 import {Money} from "./money";
@@ -31,6 +33,8 @@ export const PAGES: readonly PageOfConsole[] = [
   {name: "players", title: "Players", question: "What happened to this player?", Page: Players},
   {name: "designs", title: "Designs", question: "What else do players do?", Page: Designs},
   {name: "ads", title: "Ads", question: "How do ads do?", Page: Ads},
+  {name: "experiments", title: "Experiments", question: "Which group does better, and can that be told?", Page: Experiments},
+  {name: "configurations", title: "Configurations", question: "What do running games get?", Page: Configurations},
   {name: "rows", title: "Rows", question: "Which events are behind this number?", Page: Rows, isHidden: true},
 ];
 

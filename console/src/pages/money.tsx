@@ -146,7 +146,7 @@ export function Money() {
         <Days />
       </Section>
       <Section title="By item" rows={{category: "business"}}><Items /></Section>
-      <Section title="How long until the first purchase" rows={{category: "business"}} how="Players whose first purchase ever lies in this time, by the days from their first day to it.">
+      <Section title="How long until the first purchase" rows={{category: "business"}} how="Of the players whose first day lies in this time, by the days from it to their first purchase. Those who came last had little time yet.">
         <FirstPurchases />
       </Section>
       <Section title="Ads beside it" rows={{category: "impression"}} how="The revenue that networks stated for impressions, in whole units of their currency; it is an estimate of theirs.">

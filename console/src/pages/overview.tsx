@@ -2,7 +2,7 @@
 import {go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
-import {dayStart, eachDay, periodBefore, today} from "../days";
+import {dayNumber, dayStart, dayText, eachDay, periodBefore, today} from "../days";
 import {duration, hour, money, share, unitsOf, whole} from "../format";
 import {Chart, type Mark} from "../parts/chart";
 import {Section} from "../parts/section";
@@ -73,16 +73,17 @@ function Now() {
   );
 }
 
-// Where each build first came.
+// Where each build first came. One that was there before has an earlier day.
+const LOOK_BACK = 400;
 function releasesOf(builds: Answer | undefined, from: string): Mark[] {
   return (builds?.rows ?? []).flatMap((row) =>
-    textOf(row.first_day) >= from ? [{at: dayStart(textOf(row.first_day)), label: textOf(row.build)}] : []);
+    row.build !== "" && textOf(row.first_day) >= from ? [{at: dayStart(textOf(row.first_day)), label: textOf(row.build)}] : []);
 }
 
 function Days() {
   const view = useView();
   const {from = "", to = "", currency} = view.values;
-  const builds = useQuestion("builds", {build: undefined});
+  const builds = useQuestion("builds", {build: undefined, from: dayText(Math.max(0, dayNumber(from) - LOOK_BACK))});
   const days = eachDay(from, to < today() ? to : today());
   const x = days.map(dayStart);
   const marks = releasesOf(builds.value, from);

@@ -15,7 +15,7 @@ export function Section({title, how, rows, children}: Props) {
     <section>
       <h2>{title}</h2>
       {children}
-      {how !== undefined && (
+      {(how !== undefined || rows) && (
         <p class="how">
           {how} {rows && <a href={addressElsewhere(view, "rows", rows)}>See the rows behind it</a>}
         </p>
