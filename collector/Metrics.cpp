@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <ctime>
 #include <string_view>
+#include <utility>
 
 namespace collector {
 
@@ -38,19 +38,8 @@ class Families {
 double seconds(std::chrono::microseconds time) { return static_cast<double>(time.count()) / 1e6; }
 
 void addIntake(Families& families, const Counters& counters) {
-  families.counter("init_calls_total", "Init calls that were signed or not.", counters.inits.load());
-  families.counter("events_total", "Events that passed the rules, those that came again included.",
-                   counters.events.load());
-  families.counter("refused_records_total", "Records that broke a rule.", counters.refusedRecords.load());
-  families.counter("bad_signatures_total", "Requests whose signature was wrong.", counters.badSignatures.load());
-  families.counter("unknown_games_total", "Requests of games that are not known.", counters.unknownGames.load());
-  families.counter("unreadable_bodies_total", "Signed bodies that could not be read.", counters.unreadable.load());
-  families.counter("too_large_total", "Requests that will always be too large.", counters.tooLarge.load());
-  families.counter("not_kept_total",
-                   "Requests without an answer, because the archive could not keep them, or not in time.",
-                   counters.notKept.load());
-  families.counter("received_bytes_total", "Bytes of bodies as sent.", counters.bytesSent.load());
-  families.counter("inflated_bytes_total", "Bytes of bodies once inflated.", counters.bytesInflated.load());
+  for (const auto& each : kCounters)
+    families.counter(fmt::format("{}_total", each.name), each.says, (counters.*each.counter).load());
 }
 
 void addVisits(Families& families, const Visits::Numbers& visits) {
@@ -73,6 +62,10 @@ void addVisits(Families& families, const Visits::Numbers& visits) {
 
 void addFront(Families& families, const front::Tally& tally) {
   families.gauge("connections", "Open connections.", tally.connections.load());
+  families.begin("connections_by_phase", "gauge", "The same, by what they are at.");
+  for (std::size_t at = 0; at < front::kPhaseNames.size(); ++at)
+    families.sample(fmt::format("connections_by_phase{{phase=\"{}\"}}", front::kPhaseNames[at]),
+                    tally.phases[at].load());
   families.gauge("request_memory_bytes", "Memory of requests under way.", tally.memory.load());
   families.counter("connections_total", "Connections that were accepted.", tally.accepted.load());
   families.counter("requests_total", "Requests whose head was read.", tally.requests.load());
@@ -88,13 +81,14 @@ void addArchive(Families& families, const Watched& watched) {
   families.gauge("archive_last_write_seconds", "What the latest write took until it was on the disk.",
                  seconds(watched.archive.lastWrite));
   families.gauge("archive_bytes", "Size of the archive's files.", watched.archiveBytes);
+  if (watched.freeBytes)
+    families.gauge("archive_free_bytes", "Free space of the disk they are on.", *watched.freeBytes);
 }
 
 void addWarehouse(Families& families, const Shipper::Lag& lag) {
   families.counter("handed_on_total", "Events that the warehouse took since the start.", lag.handedOn);
   families.gauge("waiting_events", "Events that wait to be handed on.", lag.waiting);
-  families.gauge("lag_seconds", "Age of the oldest of them.",
-                 lag.waiting == 0 ? 0 : std::int64_t{std::time(nullptr)} - lag.oldest);
+  families.gauge("lag_seconds", "Age of the oldest of them.", ageOf(lag));
   families.gauge("warehouse_failing", "1 while the warehouse takes no events.", lag.trouble.empty() ? 0 : 1);
   families.gauge("pending_erasures", "Players that the warehouse has still to remove.", lag.erasures);
 }
@@ -108,6 +102,9 @@ std::string metricsText(const Watched& watched) {
   if (watched.tally != nullptr) addFront(families, *watched.tally);
   addArchive(families, watched);
   if (watched.lag != nullptr) addWarehouse(families, *watched.lag);
+  if (watched.configurationsAge)
+    families.gauge("configurations_age_seconds", "Since the home of the configurations last confirmed those here.",
+                   *watched.configurationsAge);
   families.counter("lost_log_lines_total", "Lines of the log that nobody took.", watched.lostLines);
   return std::move(families).text();
 }

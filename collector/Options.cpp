@@ -163,6 +163,8 @@ void addCommands(CLI::App& app, AddGame& addGame, BackUp& backUp, Erase& erase) 
 
 }  // namespace
 
+std::string_view versionText() { return COLLECTOR_VERSION; }
+
 bool Options::isExposed() const {
   return !(host == "localhost" || host == "::1" || host.starts_with("127.")) || !proxies.empty();
 }

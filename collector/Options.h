@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -54,6 +55,8 @@ struct Erase {
 };
 
 inline constexpr int kBadUsage = 2;
+
+std::string_view versionText();  // of the collector: "0.9.0"
 
 // What to do; or the status to end with, once the help, the version or what is wrong is printed.
 using Command = std::variant<Options, AddGame, BackUp, Erase, int>;

@@ -161,10 +161,13 @@ void Reception::keep(Intake::Outcome outcome, front::Response response, Taking t
                                               !outcome.content->problem.empty() || !outcome.content->notes.empty());
   if (!hasContent) return done(std::move(response));
   if (!taking->resize(sizeOf(*outcome.content))) return done(notKept(parts_.counters, kNoRoom));
-  parts_.archive.keep(
-      std::shared_ptr<const Taken>(std::move(outcome.content)),
-      [&counters = parts_.counters, done, taking = std::move(taking), response = std::move(response)](
-          bool kept) mutable { done(kept ? std::move(response) : notKept(counters, "it can't be kept")); });
+  const std::shared_ptr<const Taken> content = std::move(outcome.content);
+  auto kept = [&counters = parts_.counters, &hub = parts_.hub, done, content, taking = std::move(taking),
+               response = std::move(response)](bool isKept) mutable {
+    done(isKept ? std::move(response) : notKept(counters, "it can't be kept"));
+    if (isKept) hub.add(*content);
+  };
+  parts_.archive.keep(content, std::move(kept));
 }
 
 void Reception::count(const Intake::Outcome& outcome) {

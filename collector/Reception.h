@@ -19,6 +19,7 @@
 #include "collector/games/Games.h"
 #include "collector/intake/Intake.h"
 #include "collector/intake/Room.h"
+#include "collector/live/Hub.h"
 
 namespace collector {
 
@@ -30,6 +31,7 @@ class Reception final : public front::Handler {
     const Games& games;
     const Api& api;
     const Access& access;
+    Hub& hub;
     Counters& counters;
     Log& log;
     std::function<std::string()> metrics;  // Prometheus text

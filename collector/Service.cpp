@@ -14,6 +14,7 @@
 #include "collector/Readiness.h"
 #include "collector/Reception.h"
 #include "collector/Route.h"
+#include "collector/Status.h"
 #include "collector/archive/Retention.h"
 #include "collector/base/Files.h"
 #include "collector/base/Json.h"
@@ -74,13 +75,10 @@ Follower::Home homeOf(const Options& options) {
   return {options.configurationsHome, tokenFrom(options.configurationsTokenFile), options.configurationsCaFile};
 }
 
-std::string ageText(Follower& follower) {
-  const auto confirmed = follower.confirmedAt();
-  if (!confirmed) return "";
-  return fmt::format(
-      "# HELP zorvane_configurations_age_seconds Since the home of the configurations last confirmed those here.\n"
-      "# TYPE zorvane_configurations_age_seconds gauge\nzorvane_configurations_age_seconds {}\n",
-      std::time(nullptr) - *confirmed);
+std::optional<std::uint64_t> freeBytesBy(const std::string& path) {
+  std::error_code failed;
+  const auto space = std::filesystem::space(std::filesystem::absolute(path).parent_path(), failed);
+  return failed ? std::nullopt : std::optional<std::uint64_t>(space.available);
 }
 
 std::string said(const std::string& failure) {
@@ -113,10 +111,11 @@ struct Service::Parts {
         readiness(archive),
         configurations(archive),
         archiveEngine(archive.readers()),
-        api({archive, engine(options, log), configurations, games, access, visits.refused(),
-             options.configurationsHome}),
-        reception({archive, configurations, games, api, access, counters, log, [this] { return metrics(); },
-                   [this] { return readiness.trouble(); }}),
+        session(access),
+        api({archive, engine(options, log), configurations, games, access, session, hub, visits.refused(),
+             [this] { return watched(statusJson); }, options.configurationsHome}),
+        reception({archive, configurations, games, api, access, hub, counters, log,
+                   [this] { return watched(metricsText); }, [this] { return readiness.trouble(); }}),
         journal(log) {
     if (!options.configsFile.empty()) importConfigurations(options.configsFile, configurations);
     if (!options.configurationsHome.empty())
@@ -134,11 +133,13 @@ struct Service::Parts {
     return beyond->engine;
   }
 
-  std::string metrics() {
+  // In the form that `view` makes of it.
+  std::string watched(std::string (*view)(const Watched& watched)) {
     const auto lag = beyond ? std::optional(beyond->shipper.lag()) : std::nullopt;
-    return metricsText({counters, visits.numbers(), archive.health(), sizeOfArchive(databaseFile), journal.lost(),
-                        tally.load(), lag ? &*lag : nullptr}) +
-           (follower ? ageText(*follower) : "");
+    const auto confirmed = follower ? follower->confirmedAt() : std::nullopt;
+    return view({counters, visits.numbers(), archive.health(), sizeOfArchive(databaseFile), freeBytesBy(databaseFile),
+                 journal.lost(), tally.load(), lag ? &*lag : nullptr,
+                 confirmed ? std::optional(std::time(nullptr) - *confirmed) : std::nullopt, since});
   }
 
   [[nodiscard]] std::string gameOf(const front::Visit& visit) const {
@@ -146,11 +147,14 @@ struct Service::Parts {
     return route && games.secretOf(route->game) ? std::move(route->game) : std::string();
   }
 
+  const std::int64_t since = std::time(nullptr);
   Games games;
   Access access;
   Visits visits;
   const std::string databaseFile;
-  Counters counters;  // before the archive, which may still have to say that it couldn't keep something
+  // Both before the archive, which may still have something to say to them.
+  Counters counters;
+  Hub hub;
   Store archive;
   Readiness readiness;
   ConfigurationStore configurations;
@@ -158,6 +162,7 @@ struct Service::Parts {
   ArchiveEngine archiveEngine;
   std::optional<Beyond> beyond;
   std::atomic<const front::Tally*> tally{nullptr};
+  Session session;
   Api api;
   Reception reception;
   Log& journal;

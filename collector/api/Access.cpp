@@ -4,7 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <string_view>
+#include <vector>
+
+#include "collector/api/Pass.h"
+#include "collector/base/Text.h"
 
 namespace collector {
 
@@ -39,23 +44,76 @@ std::string_view tokenOf(const front::Head& head) {
                                                                      : std::string_view();
 }
 
+// "name=value; name=value": of those with the name of passes, of which another collector on this host may have set one.
+std::vector<std::string_view> passesIn(const front::Head& head) {
+  std::vector<std::string_view> passes;
+  for (const auto& field : head.fields) {
+    if (!front::isSameName(field.name, "Cookie")) continue;
+    for (auto pair : splitAt(field.value, ';')) {
+      pair.remove_prefix(std::min(pair.find_first_not_of(' '), pair.size()));
+      const auto equals = pair.find('=');
+      if (pair.substr(0, equals) == Access::kCookie && equals != std::string_view::npos)
+        passes.push_back(pair.substr(equals + 1));
+    }
+  }
+  return passes;
+}
+
 }  // namespace
 
+std::optional<Access::Refusal> Access::refusalWithoutTokens(const front::Head& head) const {
+  const bool isHere = !isExposed_ && !head.forwarded && isLoopbackName(head.field("Host"));
+  if (!isHere)
+    return Refusal{403, "the collector has no tokens, so it answers this machine alone, by the name of localhost"};
+  if (isAnotherPages(head)) return Refusal{403, "the collector has no tokens, so it answers no other's pages"};
+  return std::nullopt;
+}
+
+// A browser sends the cookie whichever page of the same site has it ask, so a change has to come from the collector's
+// own. Who brings a token is no browser.
 std::optional<Access::Refusal> Access::refusal(const front::Head& head, Level level) const {
-  const bool hasTokens = !tokens_.reading.empty() || !tokens_.editing.empty();
-  if (!hasTokens) {
-    const bool isHere = !isExposed_ && !head.forwarded && isLoopbackName(head.field("Host"));
-    if (!isHere)
-      return Refusal{403, "the collector has no tokens, so it answers this machine alone, by the name of localhost"};
-    if (isAnotherPages(head)) return Refusal{403, "the collector has no tokens, so it answers no other's pages"};
-    return std::nullopt;
+  const bool isReading = head.method == "GET" || head.method == "HEAD";
+  if (level == Level::none) {
+    if (isReading || !isAnotherPages(head)) return std::nullopt;
+    return Refusal{403, "signing in is for the collector's own page"};
   }
-  const auto token = tokenOf(head);
+  if (!hasTokens()) return refusalWithoutTokens(head);
+  const auto brought = tokenOf(head);
+  const bool isByCookie = brought.empty();
+  const auto has = isByCookie ? levelOfCookies(head) : levelOfToken(brought);
+  if (has == Level::none) return Refusal{401, "it takes a token (Authorization: Bearer TOKEN), or signing in"};
+  if (has < level) return Refusal{403, "this token is for reading alone"};
+  if (isByCookie && !isReading && (head.field("Origin").empty() || isAnotherPages(head)))
+    return Refusal{403, "with the cookie, changes are for the collector's own page"};
+  return std::nullopt;
+}
+
+Level Access::levelOf(const front::Head& head) const {
+  if (!hasTokens()) return refusalWithoutTokens(head) ? Level::none : Level::editing;
+  const auto brought = tokenOf(head);
+  return brought.empty() ? levelOfCookies(head) : levelOfToken(brought);
+}
+
+Level Access::levelOfToken(std::string_view token) const {
   const auto fits = [&](const std::string& good) { return !good.empty() && isSame(token, good); };
-  if (fits(tokens_.editing)) return std::nullopt;
-  if (!fits(tokens_.reading)) return Refusal{401, "it takes a token: Authorization: Bearer TOKEN"};
-  if (level == Level::reading) return std::nullopt;
-  return Refusal{403, "this token is for reading alone"};
+  if (fits(tokens_.editing)) return Level::editing;
+  return fits(tokens_.reading) ? Level::reading : Level::none;
+}
+
+Level Access::levelOfCookies(const front::Head& head) const {
+  const auto now = std::time(nullptr);
+  auto most = Level::none;
+  for (const auto pass : passesIn(head)) {
+    const auto level = claimedBy(pass).value_or(Level::none);
+    if (level > most && isPassOf(level == Level::editing ? tokens_.editing : tokens_.reading, pass, now)) most = level;
+  }
+  return most;
+}
+
+std::optional<std::string> Access::passFor(std::string_view token, std::int64_t now) const {
+  const auto level = levelOfToken(token);
+  if (level == Level::none) return std::nullopt;
+  return makePass(level, level == Level::editing ? tokens_.editing : tokens_.reading, now);
 }
 
 }  // namespace collector

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <chrono>
 #include <ctime>
 #include <stdexcept>
@@ -50,6 +51,14 @@ std::string methodsOf(std::string_view path) {
 
 front::Response json(std::string body, int status = 200) { return {status, kJson, std::move(body)}; }
 
+// Absent where a listener hasn't heard anything yet, or says what no event of ours has.
+std::optional<std::uint64_t> eventNumber(std::string_view text) {
+  std::uint64_t number = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, failure] = std::from_chars(text.data(), last, number);
+  return failure == std::errc() && end == last ? std::optional(number) : std::nullopt;
+}
+
 std::string versionMembers(const ConfigurationVersion& each) {
   return fmt::format(R"("version":{},"at":{},"author":{},"note":{})", each.version, each.at, quotedJson(each.author),
                      quotedJson(each.note));
@@ -63,6 +72,11 @@ std::string versionJson(const ConfigurationVersion& each) {
 
 std::span<const Api::Route> Api::routes() {
   static constexpr auto kRoutes = std::to_array<Route>({
+      {"GET", "/api/session", Level::none, &Api::showSession},
+      {"POST", "/api/session", Level::none, &Api::signIn},
+      {"DELETE", "/api/session", Level::none, &Api::signOut},
+      {"GET", "/api/status", Level::reading, &Api::showStatus},
+      {"GET", "/api/live", Level::reading, &Api::listen},
       {"GET", "/api/games", Level::reading, &Api::listGames},
       {"GET", "/api/questions", Level::reading, &Api::listQuestions},
       {"GET", kQuestion, Level::reading, &Api::answerQuestion},
@@ -112,6 +126,38 @@ std::string Api::knownGame(Parameters& parameters) const {
   std::string game = parameters.takeNeeded("game");
   if (!parts_.games.secretOf(game)) throw Refused(404, "game: there is none with this key");
   return game;
+}
+
+front::Response Api::showSession(const front::Request& request, Parameters& parameters) const {
+  parameters.expectNoOthers();
+  return parts_.session.show(request.head);
+}
+
+front::Response Api::signIn(const front::Request& request, Parameters& parameters) const {
+  parameters.expectNoOthers();
+  return parts_.session.signIn(request);
+}
+
+front::Response Api::signOut(const front::Request& request, Parameters& parameters) const {
+  parameters.expectNoOthers();
+  return parts_.session.signOut(request.head);
+}
+
+front::Response Api::showStatus(const front::Request&, Parameters& parameters) const {
+  parameters.expectNoOthers();
+  return json(parts_.status());
+}
+
+front::Response Api::listen(const front::Request& request, Parameters& parameters) const {
+  Hub::Wish wish{knownGame(parameters)};
+  std::string userId = parameters.take("user_id"), sessionId = parameters.take("session_id");
+  parameters.expectNoOthers();
+  wish.interest = Interest(std::move(userId), std::move(sessionId));
+  wish.behind = eventNumber(request.head.field("Last-Event-ID"));
+  front::Response response{200, "text/event-stream", ""};
+  response.fields = {{"Cache-Control", "no-store"}, {"X-Accel-Buffering", "no"}};  // the latter for nginx
+  response.stream = parts_.hub.listen(std::move(wish));
+  return response;
 }
 
 front::Response Api::listGames(const front::Request&, Parameters& parameters) const {

@@ -1,9 +1,11 @@
-// The API beneath /api/: questions, players, refusals, configurations, games. docs/api.yaml describes it.
+// The API beneath /api/: questions, players, refusals, configurations, games, what arrives, signing in. docs/api.yaml
+// describes it.
 //
 // Thread:   any, several at once; an answer may take as long as its question.
 // Lifetime: shorter than what it is made of.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -11,10 +13,12 @@
 
 #include "collector/api/Access.h"
 #include "collector/api/Parameters.h"
+#include "collector/api/Session.h"
 #include "collector/archive/Store.h"
 #include "collector/configs/ConfigurationStore.h"
 #include "collector/front/Http.h"
 #include "collector/games/Games.h"
+#include "collector/live/Hub.h"
 #include "collector/questions/Engine.h"
 #include "collector/visits/RefusedVisits.h"
 
@@ -28,7 +32,10 @@ class Api {
     ConfigurationStore& configurations;
     const Games& games;
     const Access& access;
+    Session& session;
+    Hub& hub;
     const RefusedVisits& refusedVisits;
+    std::function<std::string()> status;  // JSON
     // Where configurations are edited, when it is another collector; "": here.
     std::string configurationsHome;
   };
@@ -48,6 +55,11 @@ class Api {
   static std::span<const Route> routes();
 
  private:
+  [[nodiscard]] front::Response showSession(const front::Request& request, Parameters& parameters) const;
+  [[nodiscard]] front::Response signIn(const front::Request& request, Parameters& parameters) const;
+  [[nodiscard]] front::Response signOut(const front::Request& request, Parameters& parameters) const;
+  [[nodiscard]] front::Response showStatus(const front::Request& request, Parameters& parameters) const;
+  [[nodiscard]] front::Response listen(const front::Request& request, Parameters& parameters) const;
   [[nodiscard]] front::Response listGames(const front::Request& request, Parameters& parameters) const;
   [[nodiscard]] front::Response listQuestions(const front::Request& request, Parameters& parameters) const;
   [[nodiscard]] front::Response answerQuestion(const front::Request& request, Parameters& parameters) const;

@@ -18,6 +18,7 @@ constexpr auto kTitles = std::to_array<std::pair<int, std::string_view>>({{400, 
                                                                           {404, "Not Found"},
                                                                           {405, "Method Not Allowed"},
                                                                           {409, "Conflict"},
+                                                                          {429, "Too Many Requests"},
                                                                           {503, "Service Unavailable"}});
 
 }  // namespace

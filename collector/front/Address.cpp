@@ -106,4 +106,8 @@ std::string Proxies::clientOf(const std::string& peer, const Head& head) const {
   return client;
 }
 
+bool Proxies::isSecured(const std::string& peer, const Head& head) const {
+  return contains(peer) && isSameName(head.field("X-Forwarded-Proto"), "https");
+}
+
 }  // namespace collector::front

@@ -33,6 +33,8 @@ class Proxies {
   // The address that `peer` forwards for: of those in X-Forwarded-For the rightmost that is no proxy of these. What
   // stands left of it the client may have written itself.
   [[nodiscard]] std::string clientOf(const std::string& peer, const Head& head) const;
+  // Whether `peer` is one of these and says that its client came by TLS.
+  [[nodiscard]] bool isSecured(const std::string& peer, const Head& head) const;
 
  private:
   std::set<std::string> addresses_;

@@ -17,6 +17,18 @@ constexpr std::size_t kHandshakeBytes = std::size_t{48} << 10U;  // what OpenSSL
 
 const Response kTooLarge{413, "application/json", R"({"reasons":["the body is too large"]})"};
 
+// A client that is slow has this much waiting for it in the system, besides what waits in its stream.
+const boost::asio::socket_base::send_buffer_size kStreamBuffer(64 << 10);
+
+// Streams are for people, who are told why there is none.
+Response tooManyStreams() {
+  Response response{503, "application/problem+json",
+                    R"({"type":"about:blank","title":"Service Unavailable","status":503,)"
+                    R"("detail":"too many are listening already"})"};
+  response.mayFail = true;
+  return response;
+}
+
 std::string addressOf(const tcp::socket& socket) {
   error_code gone;
   const auto address = socket.remote_endpoint(gone).address().to_string();
@@ -49,7 +61,8 @@ void Connection::drop(Ending why) {
 
 void Connection::close(std::string_view why) {
   const auto self = shared_from_this();
-  if (pending_) note(0, why);
+  if (pending_) note(stream_ ? pending_->status : 0, why);
+  stream_.reset();
   state_ = State::closed;
   shared_.connections.leave(*this);
   error_code failed;
@@ -62,8 +75,10 @@ void Connection::proceed() {
       case State::shakingHands: going = shakeHands(); break;
       case State::reading: going = read(); break;
       case State::writing: going = write(); break;
+      case State::streaming: going = stream(); break;
       case State::leaving: going = leave(); break;
       case State::handling:
+      case State::resting:
       case State::closed: going = false; break;
     }
 }
@@ -126,6 +141,7 @@ void Connection::headCame() {
   auto& head = reader_->head();
   head.address = shared_.proxies.clientOf(peer_, head);
   head.forwarded = isForwarded(head);
+  head.isSecure = shared_.tls != nullptr || shared_.proxies.isSecured(peer_, head);
   ++shared_.tally.requests;
   pending_ = {head.address, head.method, head.target, reader_->keepsAlive(), Clock::now(), reader_->held(), 0};
   sent_ = 0;
@@ -175,7 +191,8 @@ void Connection::answered(Answer answered) {
   shared_.connections.hold(*this, ahead_.size());  // the handler has done with the request
   if (!answered) return drop(Ending::unanswered);
   pending_->account = std::move(answered->account);
-  answer(*answered, true);
+  if (answered->stream) beginStream(std::move(*answered));
+  else answer(*answered, true);
   proceed();
 }
 
@@ -185,6 +202,53 @@ void Connection::answer(const Response& response, bool keepAlive) {
   keepAlive = keepAlive && pending_->keepsAlive && !shared_.stopping;
   pending_->status = response.status;
   send(textOf(response, keepAlive, pending_->method == "HEAD"), keepAlive ? State::reading : State::leaving);
+}
+
+void Connection::beginStream(Response response) {
+  if (shared_.stopping) return drop(Ending::stopping);
+  if (shared_.tally.in(Phase::streaming) >= shared_.limits.streams) return answer(tooManyStreams(), true);
+  const bool isBodyless = pending_->method == "HEAD";
+  ahead_ = {};  // it is the last answer
+  pending_->status = response.status;
+  shared_.connections.enter(*this, Phase::streaming, Clock::now() + shared_.limits.stalled);
+  send(headOfStream(response), isBodyless ? State::leaving : State::streaming);
+  if (isBodyless) return;
+  error_code failed;
+  socket_.set_option(kStreamBuffer, failed);
+  stream_ = std::move(response.stream);
+  stream_->awaken([shared = shared_.shared_from_this(), self = weak_from_this()] {
+    boost::asio::post(shared->context, [self] {
+      const auto connection = self.lock();
+      if (!connection || connection->state_ != State::resting) return;
+      connection->state_ = State::streaming;
+      connection->proceed();
+    });
+  });
+  watchClient();
+}
+
+// Nothing has to be written to learn that it has left. What it still says nobody asked for.
+void Connection::watchClient() {
+  socket_.async_wait(tcp::socket::wait_read, [self = shared_from_this()](const error_code& failed) {
+    if (failed || !self->stream_) return;
+    auto& buffer = self->shared_.buffer;
+    if (self->channel_.read(buffer.data(), buffer.size()).outcome == Channel::Outcome::ended) self->close("left");
+    else self->watchClient();
+  });
+}
+
+bool Connection::stream() {
+  const auto taken = stream_->take();
+  if (taken.bytes.empty() && !taken.isLast) {
+    shared_.connections.hold(*this, 0);
+    shared_.connections.enter(*this, Phase::streaming, Clock::time_point::max());
+    state_ = State::resting;
+    return false;
+  }
+  shared_.connections.enter(*this, Phase::streaming, Clock::now() + shared_.limits.stalled);
+  shared_.connections.hold(*this, Stream::kRoom);  // more may come while the client takes this
+  send(chunkOf(taken.bytes, taken.isLast), taken.isLast ? State::leaving : State::streaming);
+  return true;
 }
 
 void Connection::send(std::string text, State afterwards) {
@@ -198,8 +262,10 @@ bool Connection::write() {
   const auto step = channel_.write(std::string_view(unsent_).substr(sent_));
   if (!went(step)) return false;
   sent_ += step.bytes;
+  if (stream_) shared_.connections.enter(*this, Phase::streaming, Clock::now() + shared_.limits.stalled);
   if (sent_ < unsent_.size()) return wait(tcp::socket::wait_write);
   allSent();
+  if (state_ == State::streaming) return wait(tcp::socket::wait_write);
   return !ahead_.empty() || waitForBytes();
 }
 
@@ -207,7 +273,10 @@ void Connection::allSent() {
   unsent_ = {};
   state_ = afterwards_;
   if (pending_->status == 0) return;  // the body comes now
+  if (stream_) pending_->sent += std::exchange(sent_, 0);
+  if (state_ == State::streaming) return;
   note(pending_->status, {});
+  stream_.reset();
   reader_.reset();
   if (state_ == State::leaving) ahead_ = {};
   shared_.connections.hold(*this, ahead_.size());
@@ -231,7 +300,7 @@ bool Connection::leave() {
 
 void Connection::note(int status, std::string_view ending) {
   const auto& request = *pending_;
-  shared_.log({request.address, request.method, request.target, status, ending, request.received, sent_,
+  shared_.log({request.address, request.method, request.target, status, ending, request.received, request.sent + sent_,
                std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - request.since), request.account});
   pending_.reset();
 }

@@ -21,6 +21,7 @@
 #include "collector/front/Connections.h"
 #include "collector/front/Handler.h"
 #include "collector/front/Settings.h"
+#include "collector/front/Stream.h"
 #include "collector/front/Wire.h"
 
 namespace collector::front {
@@ -55,12 +56,13 @@ class Connection final : public Connections::Entry, public std::enable_shared_fr
 
  private:
   using Clock = Connections::Clock;
-  enum class State { shakingHands, reading, handling, writing, leaving, closed };
+  enum class State { shakingHands, reading, handling, writing, streaming, resting, leaving, closed };
 
   // Each of these does what the state asks for. False: something has to be waited for, or nothing is left to do.
   bool shakeHands();
   bool read();
   bool write();
+  bool stream();
   bool leave();
   void proceed();
   bool went(Channel::Step step);
@@ -73,6 +75,8 @@ class Connection final : public Connections::Entry, public std::enable_shared_fr
   void requestCame(std::size_t ahead);
   void answered(Answer answer);
   void answer(const Response& response, bool keepAlive);
+  void beginStream(Response response);
+  void watchClient();
   void send(std::string text, State afterwards);
   void allSent();
   void awaitHead();
@@ -85,7 +89,8 @@ class Connection final : public Connections::Entry, public std::enable_shared_fr
     bool keepsAlive;
     Clock::time_point since;
     std::size_t received;
-    int status;  // 0 until there is an answer
+    int status;            // 0 until there is an answer
+    std::size_t sent = 0;  // of a stream, before what is being sent now
     std::any account = {};
   };
 
@@ -101,7 +106,8 @@ class Connection final : public Connections::Entry, public std::enable_shared_fr
   std::string unsent_;
   std::size_t sent_ = 0;
   std::optional<Pending> pending_;
-  std::uint64_t handled_ = 0;  // requests
+  std::shared_ptr<Stream> stream_;  // the answer to it, when it is one
+  std::uint64_t handled_ = 0;       // requests
 };
 
 }  // namespace collector::front

@@ -18,6 +18,7 @@ bool Connections::join(const std::shared_ptr<Entry>& entry) {
   auto& entries = in(entry->phase_);
   entry->place_ = entries.insert(entries.end(), entry);
   tally_.connections = ++count_;
+  ++tally_.in(entry->phase_);
   return true;
 }
 
@@ -40,6 +41,8 @@ bool Connections::attribute(Entry& entry, const std::string& address) {
 void Connections::enter(Entry& entry, Phase phase, Clock::time_point deadline) {
   auto& entries = in(phase);
   entries.splice(entries.end(), in(entry.phase_), entry.place_);
+  --tally_.in(entry.phase_);
+  ++tally_.in(phase);
   entry.phase_ = phase;
   entry.deadline_ = deadline;
 }
@@ -63,6 +66,7 @@ void Connections::leave(Entry& entry) {
   held_ -= entry.held_;
   tally_.memory = held_;
   tally_.connections = --count_;
+  --tally_.in(entry.phase_);
   in(entry.phase_).erase(entry.place_);  // the last: this may be all that kept it
 }
 
@@ -75,7 +79,8 @@ void Connections::dropOverdue(Clock::time_point now) {
 }
 
 void Connections::dropAll(Ending why) {
-  for (const auto phase : {Phase::leaving, Phase::waiting, Phase::receiving, Phase::serving}) drop(phase, why);
+  for (const auto phase : {Phase::leaving, Phase::waiting, Phase::receiving, Phase::serving, Phase::streaming})
+    drop(phase, why);
 }
 
 void Connections::drop(Phase phase, Ending why) {

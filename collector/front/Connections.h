@@ -20,15 +20,6 @@
 
 namespace collector::front {
 
-// In the order in which they go when there is no room, in each the one that has been there longest. A request that is
-// whole doesn't go.
-enum class Phase : std::uint8_t {
-  leaving,    // has its last answer, and is to close
-  waiting,    // for a whole head
-  receiving,  // a body
-  serving,    // a whole request
-};
-
 class Connections {
  public:
   using Clock = std::chrono::steady_clock;
@@ -75,7 +66,7 @@ class Connections {
 
   const Limits& limits_;
   Tally& tally_;
-  std::array<Entries, 4> phases_;
+  std::array<Entries, kPhaseNames.size()> phases_;
   std::unordered_map<std::string, std::size_t> ofNetwork_;
   std::size_t count_ = 0;
   std::size_t held_ = 0;

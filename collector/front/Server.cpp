@@ -68,7 +68,8 @@ class Server::Core final : public Shared {
     error_code failed;
     acceptor_.close(failed);
     pause_.cancel();
-    for (const auto phase : {Phase::waiting, Phase::receiving}) connections.drop(phase, Ending::stopping);
+    for (const auto phase : {Phase::waiting, Phase::receiving, Phase::streaming})
+      connections.drop(phase, Ending::stopping);
     tick();
   }
 

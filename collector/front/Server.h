@@ -28,8 +28,8 @@ class Server {
   int listen(const std::string& host, int port);
   // For connections to come; those that are open keep theirs.
   void renewTls(TlsContext tls);
-  // Takes no connection any more, has the requests answered that were read whole and closes all others unanswered.
-  // Returns within `Limits::stop`.
+  // Takes no connection any more, has the requests answered that were read whole and closes all others, streams
+  // included. Returns within `Limits::stop`.
   void stop();
 
   [[nodiscard]] const Tally& tally() const;

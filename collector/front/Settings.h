@@ -18,8 +18,8 @@ namespace collector::front {
 // A request that is over.
 struct Visit {
   std::string_view address, method, target;
-  int status;  // 0: it got no answer, for the reason in `ending`
-  std::string_view ending;
+  int status;                      // 0: it got no answer, for the reason in `ending`
+  std::string_view ending;         // also of a stream, where it didn't end by itself
   std::size_t received, sent;      // bytes: of head and body, of the answer
   std::chrono::microseconds took;  // from its whole head
   const std::any& account;         // the handler's

@@ -29,6 +29,16 @@ bool isFolded(std::string_view lines) {
   return lines.find("\r\n ") != std::string_view::npos || lines.find("\r\n\t") != std::string_view::npos;
 }
 
+std::string headOf(const Response& response, const std::string& length, bool keepAlive) {
+  auto text = fmt::format("HTTP/1.1 {} {}\r\n", response.status,
+                          std::string_view(http::obsolete_reason(static_cast<http::status>(response.status))));
+  if (!response.type.empty()) text += fmt::format("Content-Type: {}\r\n", response.type);
+  text += length;
+  if (!keepAlive) text += "Connection: close\r\n";
+  for (const auto& field : response.fields) text += fmt::format("{}: {}\r\n", field.name, field.value);
+  return text + "\r\n";
+}
+
 }  // namespace
 
 class RequestReader::Parser final : public http::basic_parser<true> {
@@ -147,14 +157,16 @@ std::size_t RequestReader::held() const { return parser_->held(); }
 std::string& RequestReader::body() { return parser_->body; }
 
 std::string textOf(const Response& response, bool keepAlive, bool bodyless) {
-  auto text = fmt::format("HTTP/1.1 {} {}\r\n", response.status,
-                          std::string_view(http::obsolete_reason(static_cast<http::status>(response.status))));
-  if (!response.type.empty()) text += fmt::format("Content-Type: {}\r\n", response.type);
-  text += fmt::format("Content-Length: {}\r\n", response.body.size());
-  if (!keepAlive) text += "Connection: close\r\n";
-  for (const auto& field : response.fields) text += fmt::format("{}: {}\r\n", field.name, field.value);
-  text += "\r\n";
+  auto text = headOf(response, fmt::format("Content-Length: {}\r\n", response.body.size()), keepAlive);
   if (!bodyless) text += response.body;
+  return text;
+}
+
+std::string headOfStream(const Response& response) { return headOf(response, "Transfer-Encoding: chunked\r\n", false); }
+
+std::string chunkOf(const std::string& bytes, bool isLast) {
+  auto text = bytes.empty() ? std::string() : fmt::format("{:x}\r\n{}\r\n", bytes.size(), bytes);
+  if (isLast) text += "0\r\n\r\n";
   return text;
 }
 

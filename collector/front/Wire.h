@@ -56,5 +56,8 @@ inline constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
 // `bodyless`: the answer to HEAD, which has all fields and no body.
 std::string textOf(const Response& response, bool keepAlive, bool bodyless);
+// An answer without a known end: the head, then chunks. The connection is closed behind the last one.
+std::string headOfStream(const Response& response);
+std::string chunkOf(const std::string& bytes, bool isLast);
 
 }  // namespace collector::front

@@ -20,7 +20,7 @@ std::string textLine(const Entry& entry) {
                           utcText(entry.at), entry.address, shown(entry.method), shown(entry.path), entry.status,
                           entry.game.empty() ? "-" : entry.game, entry.received, account.inflated, account.taken,
                           account.refusedRecords, entry.sent, milliseconds(entry.took));
-  if (entry.status == 0) line += fmt::format(" unanswered={}", entry.ending);
+  if (!entry.ending.empty()) line += fmt::format(" {}={}", entry.status == 0 ? "unanswered" : "ended", entry.ending);
   if (!account.refusal.empty()) line += fmt::format(" why=\"{}\"", printable(account.refusal));
   return line;
 }
@@ -33,7 +33,8 @@ std::string jsonLine(const Entry& entry) {
       utcText(entry.at), entry.address, quotedJson(shown(entry.method)), quotedJson(shown(entry.path)), entry.status,
       entry.received, account.inflated, account.taken, account.refusedRecords, entry.sent, milliseconds(entry.took));
   if (!entry.game.empty()) line += fmt::format(R"(,"game":{})", quotedJson(entry.game));
-  if (entry.status == 0) line += fmt::format(R"(,"unanswered":"{}")", entry.ending);
+  if (!entry.ending.empty())
+    line += fmt::format(R"(,"{}":"{}")", entry.status == 0 ? "unanswered" : "ended", entry.ending);
   if (!account.refusal.empty()) line += fmt::format(R"(,"why":{})", quotedJson(printable(account.refusal)));
   return line + '}';
 }

@@ -17,10 +17,10 @@ struct Entry {
   std::chrono::system_clock::time_point at;
   std::string address;  // as it may be written
   std::string_view method;
-  std::string_view path;  // no query: its values may say who plays, or be secret
-  std::string_view game;  // a known one, or ""
-  int status = 0;         // 0: it got no answer, for the reason in `ending`
-  std::string_view ending;
+  std::string_view path;    // no query: its values may say who plays, or be secret
+  std::string_view game;    // a known one, or ""
+  int status = 0;           // 0: it got no answer, for the reason in `ending`
+  std::string_view ending;  // also of a stream that something ended
   std::size_t received = 0, sent = 0;
   std::chrono::microseconds took{0};
   Account account = {};

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <yaml-cpp/yaml.h>
 
+#include <chrono>
+#include <ctime>
 #include <set>
 #include <string>
 #include <vector>
@@ -12,6 +14,7 @@
 #include "collector/ArchiveOf.h"
 #include "collector/Records.h"
 #include "collector/api/Access.h"
+#include "collector/api/Pass.h"
 #include "collector/base/Text.h"
 #include "collector/configs/ConfigurationStore.h"
 #include "collector/games/Games.h"
@@ -21,18 +24,28 @@
 namespace collector {
 namespace {
 
+using namespace std::chrono_literals;
 using namespace testing;
 
 const std::string kGame = std::string("game=") + ArchiveOf::kGame;
 
 struct Asked {
   explicit Asked(const std::string& home = "", Access::Tokens tokens = {})
-      : access(std::move(tokens), false), api({archive.store, engine, configurations, games, access, visits, home}) {}
+      : access(std::move(tokens), false),
+        api({archive.store, engine, configurations, games, access, session, hub, visits, [] { return "{}"; }, home}) {}
 
   front::Response ask(std::string method, std::string target, std::string body = "", std::string token = "") const {
     front::Request request{{std::move(method), std::move(target), {{"Host", "localhost:1"}}}, std::move(body)};
     if (!token.empty()) request.head.fields.push_back({"Authorization", "Bearer " + token});
     return api.answer(request);
+  }
+  // As a browser does: with a cookie, and the page that it is from.
+  front::Response browse(std::string method, std::string target, const std::string& cookie, const std::string& origin,
+                         std::string body = "", const std::string& from = "192.0.2.1", bool isSecure = false) const {
+    front::Head head{std::move(method), std::move(target), {{"Host", "localhost:1"}, {"Cookie", cookie}}, from};
+    head.isSecure = isSecure;
+    if (!origin.empty()) head.fields.push_back({"Origin", origin});
+    return api.answer({std::move(head), std::move(body)});
   }
   // "200 BODY", of a problem "400 DETAIL".
   std::string say(const std::string& method, const std::string& target, const std::string& body = "") const {
@@ -51,7 +64,9 @@ struct Asked {
   ConfigurationStore configurations{archive.store};
   Games games{std::vector<Game>{{ArchiveOf::kGame, ArchiveOf::kSecret, "A \"game\""}}};
   RefusedVisits visits;
+  Hub hub;
   Access access;
+  Session session{access};
   Api api;
 };
 
@@ -74,11 +89,13 @@ TEST(TheDescription, NamesEveryRouteAndItsToken) {
       if (name.ends_with("{question}")) name.resize(name.size() - 10);
       auto method = operation.first.as<std::string>();
       std::transform(method.begin(), method.end(), method.begin(), [](unsigned char c) { return std::toupper(c); });
-      const bool edits = operation.second["security"] && operation.second["security"][0]["editing"];
-      described.insert(fmt::format("{} {}{}", method, name, edits ? " edits" : ""));
+      const auto security = operation.second["security"];
+      const bool isOpen = security && security.size() == 0, edits = security && !isOpen && security[0]["editing"];
+      described.insert(fmt::format("{} {}{}{}", method, name, edits ? " edits" : "", isOpen ? " for all" : ""));
     }
   for (const auto& route : Api::routes())
-    routed.insert(fmt::format("{} {}{}", route.method, route.path, route.level == Level::editing ? " edits" : ""));
+    routed.insert(fmt::format("{} {}{}{}", route.method, route.path, route.level == Level::editing ? " edits" : "",
+                              route.level == Level::none ? " for all" : ""));
   EXPECT_EQ(described, routed);
 }
 
@@ -123,6 +140,7 @@ TEST(TheDescription, NamesEveryParameterOfTheRest) {
       std::string query = "unheard=1";
       for (const auto& each : operation.second["parameters"]) {
         const auto parameter = resolved(description, each);
+        if (parameter["in"].as<std::string>() == "header") continue;
         const auto parameterName = parameter["name"].as<std::string>();
         query += fmt::format("&{}={}", parameterName, parameterName == "game" ? ArchiveOf::kGame : "1");
       }
@@ -209,6 +227,121 @@ TEST(TheApi, WithoutTokensAnswersThisMachineAndItsPagesAlone) {
       EXPECT_TRUE(exposed.refusal(head, level));
     }
   }
+}
+
+// What a browser keeps of an answer.
+std::string cookieOf(const front::Response& answer) {
+  for (const auto& field : answer.fields)
+    if (field.name == "Set-Cookie") return field.value;
+  return "";
+}
+
+std::string passOf(const front::Response& answer) {
+  const auto cookie = cookieOf(answer);
+  return cookie.substr(0, cookie.find(';'));
+}
+
+TEST(SigningIn, GivesACookieForWhatTheTokenMay) {
+  const Asked asked("", {"read", "edit"});
+  const std::string own = "http://localhost:1";
+  const auto signIn = [&](const std::string& token) {
+    return asked.browse("POST", "/api/session", "", own, fmt::format(R"({{"token":"{}"}})", token));
+  };
+  const auto reading = signIn("read"), editing = signIn("edit");
+  EXPECT_EQ(reading.body, R"({"level":"reading","needed":true})");
+  EXPECT_EQ(editing.body, R"({"level":"editing","needed":true})");
+  EXPECT_THAT(cookieOf(editing), AllOf(StartsWith("zorvane_session=editing."),
+                                       EndsWith("; Path=/; Max-Age=43200; HttpOnly; SameSite=Strict")));
+  EXPECT_EQ(cookieOf(editing).find("edit;"), std::string::npos);
+  EXPECT_EQ(signIn("").status, 400);
+  EXPECT_EQ(signIn("rea").status, 401);
+  EXPECT_EQ(asked.browse("POST", "/api/session", "", own, "[]").status, 400);
+  EXPECT_EQ(asked.browse("POST", "/api/session", "", "http://evil.localhost:1", R"({"token":"read"})").status, 403);
+  EXPECT_THAT(cookieOf(asked.browse("POST", "/api/session", "", own, R"({"token":"read"})", "192.0.2.1", true)),
+              EndsWith("; SameSite=Strict; Secure"));
+  EXPECT_THAT(cookieOf(asked.browse("DELETE", "/api/session", passOf(editing), own)),
+              StartsWith("zorvane_session=; Path=/; Max-Age=0; "));
+
+  const auto save = "/api/configurations?" + kGame + "&version=0&author=a";
+  const auto read = passOf(reading), edit = passOf(editing);
+  auto forged = read;
+  forged.replace(forged.find("reading"), 7, "editing");
+  auto longer = edit;
+  ++longer[longer.find('.') + 1];
+  struct Case {
+    std::string method, target, cookie, origin;
+    int status;
+  };
+  for (const auto& [method, target, cookie, origin, status] : std::vector<Case>{
+           {"GET", "/api/games", read, "", 200},
+           {"GET", "/api/games", "a=b; " + edit + "; c=d", "", 200},
+           {"GET", "/api/games", "zorvane_session=x; " + read, "", 200},
+           {"GET", "/api/games", "", "", 401},
+           {"GET", "/api/games", "x" + read, "", 401},
+           {"GET", "/api/games", "zorvane_session=reading..", "", 401},
+           {"GET", "/api/games", read + "x", "", 401},
+           {"GET", "/api/games", forged, "", 401},
+           {"GET", "/api/games", longer, "", 401},
+           {"PUT", save, read, own, 403},
+           {"PUT", save, edit, "", 403},
+           {"PUT", save, edit, "null", 403},
+           {"PUT", save, edit, "http://localhost:2", 403},
+           {"PUT", save, edit, "http://evil.example", 403},
+           {"PUT", save, edit, own, 200},
+       })
+    EXPECT_EQ(asked.browse(method, target, cookie, origin, "{}").status, status) << method << cookie << ' ' << origin;
+  const auto level = [](const Asked& of, const std::string& cookie) {
+    return of.browse("GET", "/api/session", cookie, "").body;
+  };
+  EXPECT_EQ(level(asked, edit), editing.body);
+  EXPECT_EQ(level(asked, ""), R"({"level":"none","needed":true})");
+  EXPECT_EQ(level(Asked(), ""), R"({"level":"editing","needed":false})");
+  EXPECT_EQ(level(Asked("", {"read", "edit"}), edit), editing.body) << "after a restart";
+  EXPECT_EQ(level(Asked("", {"read", "other"}), edit), R"({"level":"none","needed":true})");
+}
+
+TEST(SigningIn, EndsAfterSomeHours) {
+  const Access access({"read", ""}, false);
+  const auto now = std::time(nullptr);
+  for (const auto& [since, status] : {std::pair(kPassSeconds - 60, 0), std::pair(kPassSeconds, 401)}) {
+    const auto cookie = fmt::format("zorvane_session={}", access.passFor("read", now - since).value());
+    const auto refusal = access.refusal({"GET", "/", {{"Cookie", cookie}}}, Level::reading);
+    EXPECT_EQ(refusal ? refusal->status : 0, status);
+  }
+  EXPECT_FALSE(access.passFor("", now));
+}
+
+TEST(SigningIn, IsTriedSoOftenAMinute) {
+  const Asked asked("", {"read", ""});
+  const auto status = [&](const std::string& token, const std::string& from) {
+    return asked.browse("POST", "/api/session", "", "", fmt::format(R"({{"token":"{}"}})", token), from).status;
+  };
+  for (int each = 0; each < 20; ++each) EXPECT_EQ(status("read", "192.0.2.1"), 200) << "who is right isn't counted";
+  for (int each = 0; each < Tries::kMost; ++each) EXPECT_EQ(status("x", fmt::format("2001:db8::{}", each)), 401);
+  EXPECT_EQ(status("read", "2001:db8::1"), 429);
+  EXPECT_EQ(status("read", "2001:db8:0:1::1"), 200);
+  const auto answer = asked.browse("POST", "/api/session", "", "", R"({"token":"x"})", "2001:db8::1");
+  EXPECT_THAT(answer.fields, Contains(AllOf(testing::Field(&front::Field::name, "Retry-After"),
+                                            testing::Field(&front::Field::value, AnyOf("60", "59", "58")))));
+  EXPECT_EQ(YAML::Load(answer.body)["title"].as<std::string>(), "Too Many Requests");
+
+  Tries tries;
+  Tries::Clock::time_point now{};
+  for (int each = 0; each < Tries::kMost; ++each) EXPECT_FALSE(tries.take("a", now));
+  EXPECT_EQ(tries.take("a", now + 59s), 1s);
+  EXPECT_FALSE(tries.take("a", now + 60s));
+  for (std::size_t each = 0; each < 2 * Tries::kKnown; ++each) tries.take(fmt::format("b{}", each), now += 1ms);
+}
+
+TEST(TheApi, StreamsWhatArrives) {
+  const Asked asked;
+  const auto listen = [&](const std::string& more) { return asked.ask("GET", "/api/live?" + kGame + more); };
+  const auto answer = listen("&user_id=u&session_id=s");
+  EXPECT_EQ(answer.type, "text/event-stream");
+  ASSERT_TRUE(answer.stream);
+  EXPECT_THAT(answer.stream->take().bytes, StartsWith(":"));
+  EXPECT_EQ(asked.say("GET", "/api/live?game=x"), "404 game: there is none with this key");
+  EXPECT_EQ(asked.ask("HEAD", "/api/live?" + kGame).status, 405);
 }
 
 TEST(TheApi, EditsConfigurationsWithTheirHistory) {

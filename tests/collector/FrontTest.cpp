@@ -14,6 +14,7 @@
 
 #include "collector/RawClient.h"
 #include "collector/front/Server.h"
+#include "collector/front/Stream.h"
 #include "support/LoopbackServer.h"
 #include "support/TemporaryFolder.h"
 
@@ -55,6 +56,16 @@ class Echo final : public Handler {
     if (target == "/failed") return done(Response{500, "text/plain", "failed"});
     if (target == "/never") return;
     if (target == "/large") return done(Response{200, "text/plain", std::string(64 * kMebibyte, 'x')});
+    if (target == "/stream") {
+      auto stream = std::make_shared<Stream>();
+      const std::scoped_lock lock(guard_);
+      streams_.push_back(stream);
+      Response response{200, "text/plain", "", {{"X-Seen", "yes"}}};
+      response.stream = std::move(stream);
+      done(std::move(response));
+      changed_.notify_all();
+      return;
+    }
     if (target == "/later") {
       const std::scoped_lock lock(guard_);
       later_.push_back(std::move(done));
@@ -69,6 +80,12 @@ class Echo final : public Handler {
     std::unique_lock lock(guard_);
     ASSERT_TRUE(changed_.wait_for(lock, 60s, [&] { return later_.size() >= count; }));
   }
+  // The next stream, in the order of the requests; null when its client has left.
+  std::shared_ptr<Stream> stream(std::size_t at) {
+    std::unique_lock lock(guard_);
+    changed_.wait_for(lock, 60s, [&] { return streams_.size() > at; });
+    return streams_.at(at).lock();
+  }
   void answerThem() {
     const std::scoped_lock lock(guard_);
     for (const auto& done : later_) done(Response{200, "text/plain", "at last"});
@@ -79,6 +96,7 @@ class Echo final : public Handler {
   std::mutex guard_;
   std::condition_variable changed_;
   std::vector<Done> later_;
+  std::vector<std::weak_ptr<Stream>> streams_;
 };
 
 class FrontTest : public testing::Test {
@@ -440,6 +458,96 @@ TEST_F(FrontTest, StopsWithoutTheHandlerAndOutlivesItsAnswers) {
   echo_.answerThem();
 }
 
+TEST_F(FrontTest, SendsAStreamOnAsItComes) {
+  start();
+  const auto listening = client(get("/stream"));
+  const auto stream = echo_.stream(0);
+  EXPECT_THAT(listening->answer(),
+              AllOf(StartsWith("HTTP/1.1 200 OK\r\n"), HasSubstr("Transfer-Encoding: chunked\r\nConnection: close\r\n"),
+                    HasSubstr("X-Seen: yes\r\n"), Not(HasSubstr("Content-Length"))));
+  for (const auto& piece : {std::string("one"), std::string(1000, 'x'), std::string("\r\n")}) {
+    const auto chunk = fmt::format("{:x}\r\n{}\r\n", piece.size(), piece);
+    ASSERT_TRUE(stream->put(piece));
+    EXPECT_EQ(listening->next(chunk.size()), chunk);
+  }
+  EXPECT_TRUE(visits().empty()) << "it goes on";
+  expectMemory(0);
+  EXPECT_TRUE(stream->put("last"));
+  stream->end();
+  EXPECT_FALSE(stream->put("too late"));
+  EXPECT_EQ(listening->rest(), "4\r\nlast\r\n0\r\n\r\n");
+  EXPECT_THAT(client(head("HEAD /stream"))->rest(), EndsWith("\r\n\r\n"));
+  EXPECT_FALSE(echo_.stream(1));
+  EXPECT_THAT(visits(), ElementsAre("127.0.0.1 GET /stream 200", "127.0.0.1 HEAD /stream 200"));
+}
+
+TEST_F(FrontTest, NoticesThatTheClientOfAStreamHasLeftOrTakesNothing) {
+  start();
+  auto listening = client(get("/stream") + get("/never/read"));
+  ASSERT_TRUE(echo_.stream(0));
+  listening.reset();
+  expectConnections(0);
+  EXPECT_FALSE(echo_.stream(0));
+  EXPECT_THAT(visits(), ElementsAre("127.0.0.1 GET /stream 200 left"));
+
+  // What waits is bounded, and counted whole; a client that takes it in the end has lost nothing of it.
+  const std::string piece(10 * kKibibyte, 'x');
+  const auto fill = [&](Stream& stream) {
+    std::size_t put = 0;
+    for (auto last = std::chrono::steady_clock::now(); std::chrono::steady_clock::now() - last < 200ms;)
+      if (stream.put(piece)) put += piece.size(), last = std::chrono::steady_clock::now();
+    return put;
+  };
+  const auto slow = client(get("/stream"));
+  const auto stream = echo_.stream(1);
+  slow->answer();
+  const auto put = fill(*stream);
+  EXPECT_GE(put, Stream::kRoom / 2);
+  EXPECT_LT(stream->room(), piece.size());
+  expectMemory(Stream::kRoom);
+  stream->end();
+  const auto rest = slow->rest();
+  EXPECT_EQ(static_cast<std::size_t>(std::count(rest.begin(), rest.end(), 'x')), put);
+  EXPECT_THAT(rest, EndsWith("\r\n0\r\n\r\n"));
+  expectMemory(0);
+
+  settings_.limits.stalled = 300ms;
+  start();
+  const auto silent = client(get("/stream"));
+  silent->answer();
+  const auto stalled = client(get("/stream"));
+  fill(*echo_.stream(3));
+  expectSoon(Ending::overdue, 1);
+  EXPECT_TRUE(echo_.stream(2)) << "nothing was there for it to take";
+  EXPECT_FALSE(echo_.stream(3));
+}
+
+TEST_F(FrontTest, LimitsStreamsAndEndsThemAtOnce) {
+  settings_.limits.streams = 2;
+  settings_.limits.connections = 4;
+  settings_.limits.ofOneAddress = 3;
+  start();
+  std::vector<std::unique_ptr<RawClient>> listening;
+  for (std::size_t each = 0; each < 2; ++each) {
+    listening.push_back(client(get("/stream"), "127.0.0.2"));
+    listening.back()->answer();
+  }
+  const auto third = client(get("/stream"), "127.0.0.2");
+  EXPECT_THAT(third->answer(), AllOf(StartsWith("HTTP/1.1 503"), HasSubstr("application/problem+json")));
+  const auto later = client(get("/later"), "127.0.0.2");  // in place of the third: streams stay
+  EXPECT_EQ(third->rest(), "");
+  for (int each = 0; each < 10; ++each) EXPECT_THAT(answerTo(get("/a")), EndsWith("GET /a "));
+  EXPECT_EQ(server_->tally().phases[static_cast<std::size_t>(Phase::streaming)], 2U);
+  EXPECT_TRUE(echo_.stream(0) && echo_.stream(1) && !echo_.stream(2));
+  echo_.await(1);
+  std::thread stopping([&] { server_->stop(); });
+  for (const auto& each : listening) EXPECT_EQ(each->rest(), "");
+  echo_.answerThem();  // only now: streams don't wait for the others
+  EXPECT_THAT(later->rest(), EndsWith("at last"));
+  stopping.join();
+  EXPECT_THAT(visits(), testing::Contains("127.0.0.2 GET /stream 200 stopping"));
+}
+
 TEST_F(FrontTest, KeepsDeadlinesWhereMemoryLacked) {
   settings_.limits.body = 100ms;
   settings_.log = [lacks = true](const Visit&) mutable {
@@ -502,6 +610,24 @@ TEST_F(FrontTest, SpeaksTlsAndTakesANewCertificateForNewConnections) {
   EXPECT_EQ(status(*wary, 1000), 0);
   EXPECT_EQ(status(*early, 1000), 200);
   EXPECT_EQ(plain->rest().find("HTTP"), std::string::npos);
+
+  std::string streamed;
+  const std::string piece(100 * kKibibyte, 'x');
+  std::thread source([&] {
+    const auto stream = echo_.stream(0);
+    for (int each = 0; each < 30; ++each)
+      while (!stream->put(piece)) std::this_thread::yield();
+    stream->end();
+    echo_.stream(1)->put("x");
+  });
+  const auto answer = late->Get("/stream", [&](const char* bytes, std::size_t size) {
+    streamed.append(bytes, size);
+    return true;
+  });
+  EXPECT_TRUE(answer && streamed == std::string(30 * piece.size(), 'x'));
+  EXPECT_FALSE(late->Get("/stream", [](const char*, std::size_t) { return false; })) << "it leaves";
+  source.join();
+  expectSoon([&] { return echo_.stream(1) ? 1U : 0U; }, 0);
   std::vector<std::unique_ptr<RawClient>> halfway;  // each takes some memory
   for (int each = 0; each < 400; ++each)
     halfway.push_back(client("\x16\x03\x01", fmt::format("127.0.0.{}", each % 9 + 1)));

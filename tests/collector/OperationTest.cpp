@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -63,7 +64,8 @@ class OperationTest : public testing::Test {
     const auto line = process_->firstLine();
     const auto start = line.find("http");
     ASSERT_NE(start, std::string::npos) << process_->errors();
-    client_ = std::make_unique<httplib::Client>(line.substr(start));
+    url_ = line.substr(start);
+    client_ = std::make_unique<httplib::Client>(url_);
     client_->set_read_timeout(60s);
   }
   // The status; 0 when there was no answer.
@@ -99,6 +101,7 @@ class OperationTest : public testing::Test {
   const std::string database_ = folder_.file("a.sqlite");
   int runs_ = 0;
   std::unique_ptr<ChildProcess> process_;
+  std::string url_;
   std::unique_ptr<httplib::Client> client_;
 };
 
@@ -287,6 +290,53 @@ TEST_F(OperationTest, ShowsItsMetricsToThoseWhoMayLook) {
   EXPECT_EQ(get("/metrics", {{"Authorization", "Bearer open sesame"}}).status, 200);
   EXPECT_EQ(get("/ready").status, 200);
   EXPECT_EQ(get("/health").status, 200);
+}
+
+TEST_F(OperationTest, ShowsWhatArrivesToABrowserThatSignedIn) {
+  const auto token = folder_.file("token");
+  std::ofstream(token) << "open sesame\n";
+  serve({"--read-token", token});
+  const auto signIn = [&](const std::string& with) {
+    return client_->Post("/api/session", fmt::format(R"({{"token":"{}"}})", with), "application/json");
+  };
+  EXPECT_EQ(signIn("open")->status, 401);
+  const auto cookie = signIn("open sesame")->get_header_value("Set-Cookie");
+  EXPECT_THAT(cookie, Not(HasSubstr("Secure"))) << "it comes without TLS";
+  const httplib::Headers headers = {{"Cookie", cookie.substr(0, cookie.find(';'))}};
+  EXPECT_EQ(get("/api/status").status, 401);
+
+  std::mutex guard;
+  std::string heard;  // guarded by guard
+  std::thread listening([&] {
+    httplib::Client client(url_);
+    client.Get("/api/live?user_id=w&game=" + kKey, headers, [&](const char* bytes, std::size_t size) {
+      const std::scoped_lock lock(guard);
+      heard.append(bytes, size);
+      return true;
+    });
+  });
+  const auto hears = [&](const std::string& text) {
+    for (int count = 0; count < 1000; ++count) {
+      {
+        const std::scoped_lock lock(guard);
+        if (heard.find(text) != std::string::npos) return true;
+      }
+      std::this_thread::sleep_for(10ms);
+    }
+    return false;
+  };
+  EXPECT_TRUE(hears("retry"));
+  EXPECT_THAT(get("/api/status", headers).body, HasSubstr(R"("streaming":1})"));
+  EXPECT_EQ(post(batch()), 200);
+  EXPECT_TRUE(hears(R"("user_id":"w","session_id":"")"));
+  EXPECT_FALSE(heard.find(R"("user_id":"u")") != std::string::npos);
+  EXPECT_THAT(get("/api/status", headers).body, HasSubstr(R"("events":2,)"));
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(stop(), 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 3s) << "it waits for nobody who listens";
+  listening.join();
+  EXPECT_THAT(process_->errors(), HasSubstr(" GET /api/live 200 "));
+  EXPECT_THAT(process_->errors(), HasSubstr(" ended=stopping"));
 }
 
 }  // namespace

@@ -8,11 +8,13 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <string>
 #include <thread>
 
 #include "collector/Metrics.h"
 #include "collector/Readiness.h"
+#include "collector/Status.h"
 #include "collector/archive/Store.h"
 #include "collector/base/Json.h"
 #include "collector/base/Log.h"
@@ -63,6 +65,9 @@ TEST(LogLine, SaysWhatARequestWasInEitherForm) {
   EXPECT_EQ(lineOf(entry, Log::Form::json),
             R"({"time":"2025-11-22T07:03:15.007Z","address":"203.0.113.0","method":"POST","path":"/v2/k/events",)"
             R"("status":200,"received":100,"inflated":400,"taken":3,"refused":1,"sent":20,"ms":1.5,"game":"k"})");
+  entry.ending = "left";
+  EXPECT_THAT(lineOf(entry, Log::Form::text), HasSubstr(" ms=1.5 ended=left"));
+  EXPECT_THAT(lineOf(entry, Log::Form::json), HasSubstr(R"("ended":"left"})"));
   entry.path = "/a b\"\n\x80";
   entry.game = "";
   entry.status = 0;
@@ -160,15 +165,38 @@ TEST_F(VisitsTest, CountsAnswersByClassAndGamesOnesByTheirTime) {
   note(events, 401, "", {}, 11s);
   note(events, 0, "overdue", {}, 5ms);
   note("/health", 200, "", {}, 5ms);
-  const Counters counters;
-  const auto text = metricsText({counters, visits_.numbers(), {2, 5ms, "full"}, 77, 3, nullptr, nullptr});
+  Counters counters;
+  counters.refusedRecords = 5;
+  front::Tally tally;
+  tally.in(front::Phase::streaming) = 2;
+  tally.count(front::Ending::overdue);
+  const Shipper::Lag lag{4, std::time(nullptr) - 100, 1, "away", 9};
+  const Watched watched{counters, visits_.numbers(),      {2, 5ms, "full"}, 77, 1000, 3, &tally, &lag,
+                        6,        std::time(nullptr) - 60};
+  const auto text = metricsText(watched);
   for (const char* line :
        {"answers_total{class=\"none\"} 1", "answers_total{class=\"2xx\"} 3", "answers_total{class=\"4xx\"} 1",
         "answer_seconds_bucket{le=\"0.001\"} 1", "answer_seconds_bucket{le=\"0.003\"} 2",
         "answer_seconds_bucket{le=\"10\"} 2", "answer_seconds_bucket{le=\"+Inf\"} 3", "answer_seconds_count 3",
         "archive_writable 0", "archive_waiting 2", "archive_last_write_seconds 0.005", "archive_bytes 77",
-        "lost_log_lines_total 3"})
+        "archive_free_bytes 1000", "connections_by_phase{phase=\"streaming\"} 2", "refused_records_total 5",
+        "configurations_age_seconds 6", "lost_log_lines_total 3"})
     EXPECT_THAT(text, HasSubstr(fmt::format("\nzorvane_{}\n", line)));
+
+  const auto status = statusJson(watched);
+  ASSERT_EQ(parseJson(status).failure, "") << status;
+  for (const char* part :
+       {R"({"version":"0.)", R"("uptime_seconds":6)", R"("refused_records":5,)",
+        R"("answers":{"none":1,"1xx":0,"2xx":3,"3xx":0,"4xx":1,"5xx":0})", R"("serving":0,"streaming":2})",
+        R"("overdue":1,)",
+        R"({"writable":false,"trouble":"full","waiting":2,"last_write_seconds":0.005,"bytes":77,)"
+        R"("free_bytes":1000})",
+        R"({"handed_on":9,"waiting_events":4,"lag_seconds":10)", R"("pending_erasures":1,"trouble":"away"})",
+        R"("configurations_age_seconds":6,"lost_log_lines":3})"})
+    EXPECT_THAT(status, HasSubstr(part));
+  const auto bare = statusJson({counters, visits_.numbers(), {}, 0, {}, 0, nullptr, nullptr, {}, 0});
+  ASSERT_EQ(parseJson(bare).failure, "") << bare;
+  EXPECT_THAT(bare, HasSubstr(R"("warehouse":null,"configurations_age_seconds":null)"));
 }
 
 TEST(Log, LosesLinesRatherThanWaitForAReaderAndSaysSo) {
