@@ -213,18 +213,26 @@ std::int64_t erasePlayer(sqlite3* database, std::string_view game, std::string_v
   return events;
 }
 
+// Under its name once it is whole and on disk: one that is killed leaves a file of another name behind. It is its
+// owner's alone from its first byte on, and nobody's file is written over.
 void backUp(const std::string& path, const std::string& target) {
-  // It is its owner's alone from its first byte on, and nobody's file is written over.
-  const int file = ::open(target.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (file < 0) throw SqlFailure(fmt::format("{} can't be made: {}", target, std::strerror(errno)));
-  ::close(file);
+  const auto failed = [&] { return SqlFailure(fmt::format("{} can't be made: {}", target, std::strerror(errno))); };
+  errno = EEXIST;
+  if (::access(target.c_str(), F_OK) == 0) throw failed();  // rather than after all the work
+  std::string partial = target + ".XXXXXX";
+  const int file = ::mkostemp(partial.data(), O_CLOEXEC);
+  if (file < 0) throw failed();
+  std::optional<SqlFailure> failure;
   try {
     const auto database = openDatabase(path, OpenFor::reading);
-    Statement(database.get(), "VACUUM INTO ?").with(std::string_view(target)).run();
-  } catch (const SqlFailure&) {
-    ::unlink(target.c_str());
-    throw;
+    Statement(database.get(), "VACUUM INTO ?").with(std::string_view(partial)).run();
+    if (::fsync(file) != 0 || ::link(partial.c_str(), target.c_str()) != 0) failure = failed();
+  } catch (const SqlFailure& thrown) {
+    failure = thrown;
   }
+  ::unlink(partial.c_str());
+  ::close(file);
+  if (failure) throw *failure;
 }
 
 }  // namespace collector

@@ -31,6 +31,7 @@ Options readOptions(const std::vector<std::string>& arguments) {
     else if (name == "--data-dir") options.dataDirectory = value();
     else if (name == "--ca-file") options.caFile = value();
     else if (name == "--script") options.script = value();
+    else if (name == "--ticker") options.ticker = true;
     else throw std::invalid_argument("there is no option " + name);
   }
   for (const std::string& file : {options.caFile, options.script})

@@ -13,6 +13,7 @@ struct Options {
   std::string dataDirectory;
   std::string caFile;
   std::string script;
+  bool ticker = false;
 };
 
 inline constexpr const char* kUsage =
@@ -24,6 +25,7 @@ inline constexpr const char* kUsage =
     "  --data-dir DIR    where the save file and waiting events lie\n"
     "  --ca-file FILE    an extra certificate authority, PEM\n"
     "  --script FILE     plays by itself, as fast as it can, what the file says\n"
+    "  --ticker          shows what is reported, in a corner\n"
     "  --help            this text\n";
 
 // Throws std::invalid_argument with what is wrong.

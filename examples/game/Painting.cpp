@@ -1,5 +1,6 @@
 #include "Painting.h"
 
+#include <chrono>
 #include <string>
 
 namespace {
@@ -99,4 +100,17 @@ void paint(const Game& game, Screen& screen) {
     paintHud(game, *world, screen);
   }
   if (const Page* page = game.page()) paintPage(*page, game.adShare(), screen);
+}
+
+// The latest at the bottom; each is gone after some seconds.
+void paint(const Ticker& reported, Screen& screen) {
+  constexpr auto kShown = std::chrono::seconds(6);
+  constexpr double kLine = 12;
+  const auto now = std::chrono::steady_clock::now();
+  double y = Screen::kHeight - kLine * static_cast<double>(reported.lines().size());
+  for (const auto& [at, words] : reported.lines()) {
+    if (now - at < kShown) screen.fill(4, y - 2, 6.0 * static_cast<double>(words.size() + 10) + 4, kLine, kVeil);
+    if (now - at < kShown) screen.text(6, y, 1, kOpen, "reported: " + words);
+    y += kLine;
+  }
 }

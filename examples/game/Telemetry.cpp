@@ -57,6 +57,7 @@ Telemetry::Telemetry(const Setup& setup) : listener_(std::make_shared<RulesListe
   Zorvane::configureAvailableResourceItemTypes({"cave", "shop", "ad"});
   Zorvane::setRemoteConfigsDelegate(listener_);
   Zorvane::initializeWithGameKey(kGameKey, kGameSecret);
+  reported_.add("session start");
 }
 
 void Telemetry::pump() {
@@ -77,28 +78,33 @@ void Telemetry::enterBackground() {
   connected_ = false;
   if (adRuns_) Zorvane::pauseTimer(kAdTimer);
   ZVPlatform::applicationDidEnterBackground();
+  reported_.add("session end");
 }
 
 void Telemetry::enterForeground() {
   if (!std::exchange(background_, false)) return;
   ZVPlatform::applicationWillEnterForeground();
   if (adRuns_) Zorvane::resumeTimer(kAdTimer);
+  reported_.add("session start");
 }
 
 void Telemetry::chooseDifficulty(const std::string& difficulty) { Zorvane::setCustomDimension01(difficulty); }
 
 void Telemetry::startCave(int cave) {
   Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus::start, nameOf(cave), nullptr, nullptr);
+  reported_.add("progression start " + nameOf(cave));
 }
 
 void Telemetry::leaveCave(int cave, int score) {
   Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus::fail, nameOf(cave), nullptr, nullptr, score);
+  reported_.add("progression fail " + nameOf(cave) + " " + std::to_string(score));
 }
 
 void Telemetry::die(int cave, const World& world) {
   // Fields of its own besides the global ones.
-  Zorvane::addDesignEventWithEventId("death:" + nameOf(cave) + ":" + world.killer, world.seconds(),
-                                     {{"coins_left", world.coins.size()}}, true);
+  const std::string id = "death:" + nameOf(cave) + ":" + world.killer;
+  Zorvane::addDesignEventWithEventId(id, world.seconds(), {{"coins_left", world.coins.size()}}, true);
+  reported_.add("design " + id);
   leaveCave(cave, world.score());
 }
 
@@ -106,10 +112,13 @@ void Telemetry::completeCave(int cave, int score, int coins) {
   Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus::complete, nameOf(cave), nullptr, nullptr,
                                                     score);
   Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::source, kCoins, coins, "cave", nameOf(cave));
+  reported_.add("progression complete " + nameOf(cave) + " " + std::to_string(score));
+  reported_.add("resource +" + std::to_string(coins) + " coins");
 }
 
 void Telemetry::buyShield(int coins) {
   Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::sink, kCoins, coins, "shop", "shield");
+  reported_.add("resource -" + std::to_string(coins) + " coins");
 }
 
 // The library reads the receipt from the file that the platform names.
@@ -118,6 +127,8 @@ void Telemetry::buyCoinPack(int coins, std::int64_t cents) {
   Zorvane::addBusinessEventWithCurrency("USD", cents, "coin_pack", "coins_" + std::to_string(coins), "shop",
                                         kFetchReceipt);
   Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::source, kCoins, coins, "shop", "coin_pack");
+  reported_.add("business coins:" + std::to_string(coins));
+  reported_.add("resource +" + std::to_string(coins) + " coins");
 }
 
 void Telemetry::beginAd() {
@@ -126,6 +137,7 @@ void Telemetry::beginAd() {
   adRuns_ = true;
   Zorvane::startTimer(kAdTimer);  // at 0 and paused
   Zorvane::resumeTimer(kAdTimer);
+  reported_.add("ad loaded");
 }
 
 void Telemetry::endAd(int reward) {
@@ -135,8 +147,11 @@ void Telemetry::endAd(int reward) {
   Zorvane::addAdEventWithAction(ZVAdAction::rewardReceived, ZVAdType::rewardedVideo, kAdSdk, kAdPlacement);
   Zorvane::addImpressionEventWithAdNetworkName("max", "11.4.2", {{"ad_unit", kAdPlacement}, {"revenue", 0.012}});
   Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::source, kCoins, reward, "ad", kAdPlacement);
+  reported_.add("ad show, impression");
+  reported_.add("resource +" + std::to_string(reward) + " coins");
 }
 
 void Telemetry::reportProblem(const std::string& what) {
   Zorvane::addErrorEventWithSeverity(ZVErrorSeverity::warning, what);
+  reported_.add("error " + what);
 }

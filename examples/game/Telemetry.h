@@ -11,6 +11,7 @@
 
 #include <zorvane/ZVPlatform.h>
 
+#include "Ticker.h"
 #include "World.h"
 
 class Telemetry {
@@ -25,6 +26,7 @@ class Telemetry {
 
   void pump();  // every frame
   [[nodiscard]] const Rules& rules() const { return rules_; }
+  [[nodiscard]] const Ticker& reported() const { return reported_; }
   [[nodiscard]] bool isConnected() const { return connected_; }  // this session's rules have arrived
 
   void enterBackground();  // the session ends; also when the game does
@@ -49,6 +51,7 @@ class Telemetry {
 
   std::shared_ptr<ZVPumpedMainLoop> loop_ = std::make_shared<ZVPumpedMainLoop>();
   std::shared_ptr<RulesListener> listener_;
+  Ticker reported_;
   Rules rules_;
   bool connected_ = false;
   bool background_ = false;

@@ -91,7 +91,7 @@ void waitForConnection(Telemetry& telemetry) {
   }
 }
 
-void play(Game& game, Telemetry& telemetry, Screen& screen, std::optional<Script> script) {
+void play(Game& game, Telemetry& telemetry, Screen& screen, std::optional<Script> script, bool ticker) {
   Controls controls(game, telemetry);
   auto due = steady_clock::now();
   while (!game.hasEnded() && !controls.isClosed()) {
@@ -101,6 +101,7 @@ void play(Game& game, Telemetry& telemetry, Screen& screen, std::optional<Script
     telemetry.pump();
     if (!telemetry.isInBackground()) game.step(controls.heading());
     paint(game, screen);
+    if (ticker) paint(telemetry.reported(), screen);
     if (!cue.screenshot.empty() && !screen.save(cue.screenshot)) std::cerr << "zorvane-game: no screenshot\n";
     screen.show();
     due = std::max(due + kFrame, steady_clock::now());
@@ -115,7 +116,7 @@ void run(const Options& options, std::optional<Script> script) {
   const Game::Files files{.save = folder + "/save", .receipt = folder + "/receipt"};
   Telemetry telemetry({options.collector, folder, files.receipt, options.caFile});
   Game game(telemetry, files);
-  play(game, telemetry, screen, std::move(script));
+  play(game, telemetry, screen, std::move(script), options.ticker);
   telemetry.enterBackground();
 }
 

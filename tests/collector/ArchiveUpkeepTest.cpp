@@ -163,6 +163,9 @@ TEST_F(KeptArchive, IsCopiedAsOfOneMomentWhileItTakesEvents) {
   expectTalliesOfItsEvents(copy);
   EXPECT_EQ(std::filesystem::status(copy).permissions(), std::filesystem::perms(0600));
   EXPECT_THAT([&] { backUp(file_, copy); }, testing::ThrowsMessage<SqlFailure>(testing::HasSubstr("File exists")));
+  EXPECT_THROW(backUp(folder_.file("none.sqlite"), folder_.file("other.sqlite")), SqlFailure);
+  for (const auto& each : std::filesystem::directory_iterator(folder_.path()))
+    EXPECT_THAT(each.path().filename().string(), testing::Not(testing::HasSubstr("other"))) << "half a backup stays";
   { const Store copied(copy); }
 }
 

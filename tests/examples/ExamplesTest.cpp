@@ -32,7 +32,7 @@ std::vector<std::string> reported(const RunningCollector& collector, std::string
 
 TEST(ExampleGame, ReportsItsPlayFromTheTitleToTheEnd) {
   const TemporaryFolder folder;
-  const RunningCollector collector(folder, {"--game", kKeys, "--configs", ZORVANE_GAME_FOLDER "/configs.json"});
+  const RunningCollector collector(folder, {"--game", kKeys, "--configs", ZORVANE_GAME_FOLDER "/../configs.json"});
   std::filesystem::create_directory(folder.file("data"));
   std::ofstream(folder.file("data/save")) << "coins many";
   ChildProcess game(folder.path(),
