@@ -30,7 +30,7 @@ function Facts({of}: {of: readonly (readonly [string, ComponentChildren])[]}) {
 }
 
 const counted = (counts: {readonly [name: string]: number} | null | undefined): string =>
-  Object.entries(counts ?? {}).filter(([, count]) => count > 0).map(([name, count]) => `${whole(count)} ${name}`).join(", ") || "none";
+  Object.entries(counts ?? {}).filter(([, count]) => count > 0).map(([name, count]) => `${name}: ${whole(count)}`).join(", ") || "none";
 
 function Traffic({status}: {status: Status}) {
   const {intake, uptime_seconds} = status;
