@@ -228,6 +228,7 @@ front::Response Api::erase(const front::Request&, Parameters& parameters) const 
   parameters.expectNoOthers();
   const auto erased = collector::erase(parts_.archive, game, userId, kForWarehouse);
   if (!erased) throw std::runtime_error("a player can't be erased from the archive");
+  parts_.hub.forget(game, userId);
   return json(fmt::format(R"({{"events":{},"pending":{}}})", erased->events, erased->isPending),
               erased->isPending ? 202 : 200);
 }
