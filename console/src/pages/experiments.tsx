@@ -95,7 +95,7 @@ function Warning({groups}: {groups: readonly Group[]}) {
   const needed = neededFor(ratio(back, all) ?? 0);
   const isEarly = fewest < needed;
   return (
-    <p class={isEarly ? "trouble" : "note"}>
+    <p class={isEarly ? "warning" : "note"}>
       {isEarly && <strong>It is too early to decide. </strong>}
       {Number.isFinite(needed)
         ? `To see whether a tenth more new players come back, each group needs about ${whole(needed)} of them; the smallest has ${whole(fewest)}. `

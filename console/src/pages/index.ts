@@ -1,6 +1,7 @@
 // The pages in the order of the navigation. A new one is a row.
 import type {ComponentType} from "preact";
 import {Ads} from "./ads";
+import {Collector} from "./collector";
 import {Configurations} from "./configurations";
 import {Designs} from "./designs";
 import {Economy} from "./economy";
@@ -35,6 +36,7 @@ export const PAGES: readonly PageOfConsole[] = [
   {name: "ads", title: "Ads", question: "How do ads do?", Page: Ads},
   {name: "experiments", title: "Experiments", question: "Which group does better, and can that be told?", Page: Experiments},
   {name: "configurations", title: "Configurations", question: "What do running games get?", Page: Configurations},
+  {name: "collector", title: "Collector", question: "Does the collector keep up?", Page: Collector},
   {name: "rows", title: "Rows", question: "Which events are behind this number?", Page: Rows, isHidden: true},
 ];
 

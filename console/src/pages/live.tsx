@@ -111,7 +111,7 @@ function Arrivals() {
       </p>
       {shown.length === 0
         ? <div class="empty"><p>Nothing has arrived yet. A game reports something with:</p><pre><code>{CALLS.design}</code></pre><p>It arrives within seconds, or at once with <code>Zorvane::flush();</code></p></div>
-        : <ol class="arrivals">{shown.map((arrival) => <One key={arrival.id} arrival={arrival} />)}</ol>}
+        : <ol class="arrivals latest" tabIndex={0} aria-label="Arrivals, the latest first">{shown.map((arrival) => <One key={arrival.id} arrival={arrival} />)}</ol>}
     </>
   );
 }

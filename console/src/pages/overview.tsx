@@ -3,7 +3,7 @@ import {go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
 import {dayNumber, dayStart, dayText, eachDay, periodBefore, today} from "../days";
-import {duration, hour, money, share, unitsOf, whole} from "../format";
+import {duration, hour, minutes, money, share, unitsOf, whole} from "../format";
 import {Chart, type Mark} from "../parts/chart";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
@@ -61,7 +61,7 @@ function Now() {
             <Tile label="Sessions" value={numbers.sessions} before={old(earlier.sessions)} format={whole} good="more" />
             <Tile label="Length of a session" value={numbers.length} before={old(earlier.length)} format={duration} good="more" />
             <Tile label="Crash-free players" value={numbers.crashFree} before={old(earlier.crashFree)} format={share} good="more" />
-            {currencies.slice(0, 3).map(([currency, total]) => (
+            {currencies.slice(0, 6).map(([currency, total]) => (
               <Tile key={currency} label={`Revenue in ${currency}`} value={total} before={old(earlier.revenue.get(currency) ?? 0)}
                 format={(value) => money(value, currency)} good="more" />
             ))}
@@ -102,7 +102,7 @@ function Days() {
             <div class="beside">
               <Chart title="Sessions by day" file="sessions-by-day" x={x} xTitle="Day" format={whole} marks={marks}
                 series={[{label: "Sessions", values: of(rows, "sessions")}]} />
-              <Chart title="Length of a session by day" file="lengths-by-day" x={x} xTitle="Day" format={duration} formatAxis={duration} marks={marks}
+              <Chart title="Length of a session by day" file="lengths-by-day" x={x} xTitle="Day" format={duration} formatAxis={minutes} marks={marks}
                 series={[{label: "Mean length", values: lengths}]} />
             </div>
             {chosen !== undefined && (

@@ -5,7 +5,7 @@ import {change, questionUrl} from "../api";
 import {useQuestion, wordsOf, type Own} from "../asked";
 import {CALLS} from "../calls";
 import {wordsOfEvent} from "../events";
-import {clock, day, duration, moment, whole} from "../format";
+import {clock, day, duration, many, moment, whole} from "../format";
 import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
@@ -79,7 +79,7 @@ function Session({number, rows, isOpen}: {number: number; rows: readonly Row[]; 
       <details open={isShown} onToggle={({currentTarget}) => setShown(currentTarget.open)}>
         <summary>
           <strong>{textOf(rows[0]?.session_id) === "" ? "Outside of sessions" : `Session ${number}`}</strong>{" "}
-          {begin === null ? "without a time" : moment(begin)}, {begin === null ? "" : `${duration(Math.max(...times) - begin)}, `}{whole(rows.length)} events
+          {begin === null ? "without a time" : moment(begin)}, {begin === null ? "" : `${duration(Math.max(...times) - begin)}, `}{many(rows.length, "event")}
         </summary>
         {isShown && <ol class="arrivals">{rows.map((row, index) => <Event key={index} row={row} />)}</ol>}
       </details>
@@ -96,7 +96,7 @@ function Erase({player}: {player: string}) {
     setSaid("Erasing.");
     try {
       const {events, pending} = await change("delete", "/api/player", {game: view.values.game ?? "", user_id: player});
-      setSaid(`Erased: ${whole(events)} events.${pending ? " The warehouse follows as soon as it is there." : ""} Backups still hold them.`);
+      setSaid(`Erased: ${many(events, "event")}.${pending ? " The warehouse follows as soon as it is there." : ""} Backups still hold them.`);
     } catch (failure) {
       setSaid(`Nothing was erased: ${wordsOf(failure)}.`);
     }
@@ -129,7 +129,7 @@ function Life({player}: {player: string}) {
           return (
             <>
               <p>
-                {whole(rows.length)} events in {whole(sessions.length)} sessions.{" "}
+                {many(rows.length, "event")} in {many(sessions.length, "session")}.{" "}
                 <a href={questionUrl("player", own)} download="player.json">Export as JSON</a>{" "}
                 <a href={questionUrl("player", {...own, form: "csv"})} download="player.csv">as CSV</a>
               </p>

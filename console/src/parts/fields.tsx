@@ -1,5 +1,6 @@
 // Fields of a form that say when they were changed: on leaving them, so that nobody types against a correction.
 import type {Conditions} from "../configuration";
+import {moment} from "../format";
 
 interface Props<Value> {
   title: string;
@@ -51,15 +52,26 @@ function TimeField({title, value, set, isOff}: Props<number | undefined>) {
   );
 }
 
-// For whom and when.
+const listed = (values: readonly string[] | undefined, all: string): string => (values === undefined || values.length === 0 ? all : values.join(" or "));
+
+function wordsOf({platforms, builds, share, start_ts, end_ts}: Conditions): string {
+  const who = [listed(platforms, "all platforms"), listed(builds, "all builds"), share === undefined ? "all players" : `${share} % of the players`];
+  const when = [start_ts === undefined ? "" : `from ${moment(start_ts)}`, end_ts === undefined ? "" : `until ${moment(end_ts)}`].filter((each) => each !== "");
+  return `${who.join(", ")}, ${when.length === 0 ? "always" : when.join(" ")}`;
+}
+
+// For whom and when, in words until they are to be changed.
 export function ConditionFields({of, set, isOff}: {of: Conditions; set: (changes: Conditions) => void; isOff: boolean}) {
   return (
-    <>
+    <details class="conditions">
+      <summary>{wordsOf(of)}</summary>
+      <div class="choices">
       <ListField title="Platforms" value={of.platforms} set={(platforms) => set({platforms})} isOff={isOff} />
       <ListField title="Builds" value={of.builds} set={(builds) => set({builds})} isOff={isOff} />
       <NumberField title="Percent of players" value={of.share} most={100} set={(share) => set({share})} isOff={isOff} />
       <TimeField title="From" value={of.start_ts} set={(start_ts) => set({start_ts})} isOff={isOff} />
       <TimeField title="Until" value={of.end_ts} set={(end_ts) => set({end_ts})} isOff={isOff} />
-    </>
+      </div>
+    </details>
   );
 }

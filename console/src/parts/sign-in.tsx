@@ -20,6 +20,7 @@ export function SignIn({onSignedIn}: {onSignedIn: () => void}) {
     <main class="sign-in">
       <h1>Zorvane</h1>
       <form onSubmit={submit}>
+        <input type="text" autocomplete="username" value="zorvane" readOnly hidden />{/* for what keeps passwords */}
         <label>
           Token for reading or for editing
           <input type="password" name="token" autocomplete="current-password" required value={token}

@@ -1,0 +1,229 @@
+#!/usr/bin/env python3
+"""Goes through the console as people do, in a real Chromium, on a population whose numbers other code has counted."""
+
+import argparse
+import sys
+import time
+import unittest
+
+from stage import EDITING, KEY, READING, Browser, By, Stage, number, record
+
+CONFIGURATIONS = {
+    'configurations': [{'key': 'lives', 'value': '5'}, {'key': 'shop_offer', 'value': 'starter_pack'}],
+    'experiments': [{'id': 'shop_position', 'groups': [
+        {'id': 'left', 'weight': 1}, {'id': 'right', 'weight': 1, 'configurations': [{'key': 'shop_offer', 'value': 'double_pack'}]}]}],
+}
+MARKUP = '<img src=x onerror="window.hacked=1"><script>window.hacked=1</script>'
+options = None
+
+
+class Journeys(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.stage = Stage(options.collector, options.crowd, CONFIGURATIONS)
+        cls.addClassCleanup(cls.stage.stop)
+        cls.truth = cls.stage.truth
+
+    def setUp(self):
+        self.browser = Browser(self.stage.url, options.chromium, options.driver)
+        self.addCleanup(self.browser.quit)
+
+    def sign_in(self, token=READING):
+        self.browser.visit('overview')
+        self.browser.find('input[name=token]').send_keys(token.strip())
+        self.browser.press('Sign in')
+        self.browser.until(lambda: 'How is the game doing?' in self.browser.text(), 'the overview')
+        self.browser.settle()
+
+    def assert_unharmed(self):
+        driver = self.browser.driver
+        self.assertIsNone(driver.execute_script('return window.hacked ?? null'))
+        self.assertEqual(driver.find_elements(By.CSS_SELECTOR, 'img, iframe, #console script'), [])
+        elsewhere = driver.execute_script('''return performance.getEntriesByType("resource").map((each) => each.name).filter((name) => !name.startsWith(location.origin))''')
+        self.assertEqual(elsewhere, [])
+        self.assertEqual(self.browser.complaints(), [])
+
+    def test_nobody_sees_anything_without_a_token(self):
+        browser = self.browser
+        browser.visit('overview')
+        self.assertIn('Token for reading', browser.text())
+        self.assertNotIn(KEY, browser.text())
+        for path in 'games', f'questions/overview?game={KEY}&from=2026-10-01&to=2026-11-01', f'live?game={KEY}', 'status':
+            status = browser.driver.execute_async_script('fetch(arguments[0]).then((answer) => arguments[1](answer.status))', f'./api/{path}')
+            self.assertEqual(status, 401, path)
+        browser.find('input[name=token]').send_keys('guessed')
+        browser.press('Sign in')
+        browser.until(lambda: browser.driver.find_elements(By.CSS_SELECTOR, '.trouble'), 'words about the wrong token')
+        self.sign_in()
+        self.assertEqual(browser.driver.execute_script('return document.cookie'), '', 'no script reads the cookie')
+        browser.press('Sign out')
+        browser.until(lambda: 'Token for reading' in browser.text(), 'the way in again')
+
+    def test_the_numbers_are_those_of_an_independent_count(self):
+        browser, truth = self.browser, self.truth
+        self.sign_in()
+
+        def overview(of):
+            self.assertEqual([number(browser.tile(name)) for name in ('Players', 'Sessions')], [of['players'], of['sessions']])
+            for currency, revenue in of['revenue'].items():
+                factor = 1 if currency == 'JPY' else 100
+                self.assertEqual(round(number(browser.tile(f'Revenue in {currency}')) * factor), revenue['amount'], currency)
+        self.assertGreater(len(truth['all']['revenue']), 1, 'somebody pays')
+        overview(truth['all'])
+        self.assertEqual(number(browser.tile('New players')), truth['all']['new'])
+        browser.choose('Build', '1.2.0')
+        self.assertIn('build=1.2.0', browser.driver.current_url)
+        overview(truth['builds']['1.2.0'])
+        address = browser.driver.current_url
+        browser.driver.get('about:blank')
+        browser.driver.get(address)
+        browser.settle()
+        overview(truth['builds']['1.2.0'])
+        browser.press('No filters')
+        browser.settle()
+        days = [number(row['Players']) for row in browser.table('Players by day')]
+        self.assertEqual([count for count in days if count], [of['players'] for of in truth['days'].values()])
+
+        browser.visit('retention')
+        cohorts = {day: days for day, days in truth['returned'].items() if len(days) > 0}
+        sizes = [number(row['Players']) for row in browser.table("The part of a day's new players who are there so many days later (0 is the first day itself)")]
+        self.assertEqual(sizes, [days[0] for days in cohorts.values()])
+        had = [days for day, days in cohorts.items() if day < '2026-11-01']
+        shown = number(browser.tile('Day 1'))
+        self.assertAlmostEqual(shown, 100 * sum((days + [0, 0])[1] for days in had) / sum(days[0] for days in had), delta=0.051)
+
+        browser.visit('levels')
+        levels = {row['Level'].replace(' · ', ':'): [number(row[name]) for name in ('Starts', 'Fails', 'Completions', 'Players started', 'Completed')]
+                  for row in browser.table('Levels')}
+        self.assertEqual(levels, {name: [of[each] for each in ('starts', 'fails', 'completes', 'players_started', 'players_completed')]
+                                  for name, of in truth['levels'].items()})
+
+        browser.visit('money')
+        self.assertEqual(number(browser.tile('Payers')), truth['all']['payers'])
+        self.assertEqual({row['Currency']: number(row['Purchases']) for row in browser.table('Revenue by currency')},
+                         {name: of['count'] for name, of in truth['all']['revenue'].items()})
+        self.assertEqual({row['Network']: number(row['Impressions']) for row in browser.table('Revenue of ads by network and currency')},
+                         {name: of['count'] for name, of in truth['impressions'].items()})
+
+        browser.visit('economy')
+        self.assertEqual({row['Currency']: [number(row['Earned']), number(row['Spent'])] for row in browser.table('Currencies')},
+                         {name: [of['source']['amount'], abs(of['sink']['amount'])] for name, of in truth['all']['economy'].items()})
+
+        browser.visit('errors')
+        self.assertEqual(sum(number(row['Times']) for row in browser.table('Errors')), truth['all']['errors'])
+        self.assertEqual(sum(number(row['Times']) for row in browser.table('Errors') if row['Severity'] == 'critical'),
+                         sum(each['count'] for each in truth['errors'] if each['severity'] == 'critical'))
+
+        browser.visit('ads')
+        self.assertEqual({row['Network']: number(row['Shows']) for row in browser.table('Ads by network')},
+                         {name: sum(of['actions'].get('show', 0) for of in kinds.values()) for name, kinds in truth['ads'].items()})
+
+        browser.visit('designs')
+        tree = {}
+        for name, of in truth['designs'].items():
+            tree[name.split(':')[0]] = tree.get(name.split(':')[0], 0) + of['count']
+        self.assertEqual({row['Part']: number(row['Events']) for row in browser.table('Events by the first part of their ids')}, tree)
+
+        browser.visit('experiments')
+        self.assertEqual({f'shop_position:{row["Group"]}': [number(row['Players']), number(row['Sessions'])] for row in browser.table('What is counted')},
+                         {name: [of['players'], of['sessions']] for name, of in truth['groups'].items()})
+        self.assertEqual(browser.complaints(), [])
+
+    def test_hostile_texts_stay_texts(self):
+        browser = self.browser
+        player = f'{MARKUP} \N{PILE OF POO} \u202eא'
+        session = record('user', player)
+        self.stage.send(session, *[{**record('error', player, severity='critical', message=MARKUP + 'x' * 8000), 'session_id': session['session_id']},
+                                   {**record('error', player, severity='error', message='=1+1'), 'session_id': session['session_id']}])
+        self.sign_in()
+        now = time.strftime('%Y-%m-%d', time.gmtime())
+        time_of = {'from': now, 'to': now}
+        browser.visit('errors', **time_of)
+        self.assertTrue(any(MARKUP in row['Message'] for row in browser.table('Errors')))
+        browser.visit('players', **time_of)
+        self.assertEqual([row['Player'] for row in browser.table('Players')], [player])
+        browser.find('td a').click()
+        browser.settle()
+        self.assertIn(MARKUP, browser.text())
+        browser.visit('rows', category='error', **time_of)
+        self.assertEqual({row['Player'] for row in browser.table('Events')}, {player})
+        browser.visit('live', **time_of)
+        browser.until(lambda: MARKUP in browser.text(), 'the event on the page of what arrives')
+        self.assert_unharmed()
+
+        self.sign_out_and_in(EDITING)
+        browser.visit('players', player=player, **time_of)
+        browser.find('section > .answer > details > summary').click()
+        browser.driver.execute_script('''
+            const field = document.querySelector('input[name=erase]');
+            field.value = arguments[0];
+            field.dispatchEvent(new InputEvent('input', {bubbles: true}));''', player)  # the driver types no emoji
+        browser.press('Erase for good')
+        browser.until(lambda: 'Erased: 3 events' in browser.text(), 'that the player is gone')
+        for page in 'players', 'errors', 'rows':
+            browser.visit(page, **time_of)
+            self.assertNotIn(MARKUP, browser.text(), page)
+
+    def sign_out_and_in(self, token):
+        self.browser.press('Sign out')
+        self.browser.until(lambda: 'Token for reading' in self.browser.text(), 'the way in')
+        self.sign_in(token)
+
+    def test_what_arrives_is_there_within_a_second(self):
+        browser = self.browser
+        self.sign_in()
+        browser.visit('live')
+        browser.until(lambda: 'Connected:' in browser.text(), 'a connection')
+        self.stage.send(record('design', event_id='fight:boss:hits', value=12.5))
+        browser.until(lambda: 'fight:boss:hits = 12.5' in browser.text(), 'the event', 2)
+        self.assertEqual(self.stage.send(record('business', event_id='offer:pack', currency='usd', amount=299, transaction_num=1)), 400)
+        browser.until(lambda: 'three capital letters' in browser.text(), 'why it was refused', 2)
+        browser.find('.latest .bad summary').click()
+        self.assertIn('"currency"', browser.find('.latest .bad mark').text)
+        browser.press('Pause')
+        self.stage.send(record('design', event_id='while:paused'))
+        browser.press('Go on')
+        browser.until(lambda: 'while:paused' in browser.text(), 'what came meanwhile')
+        command = browser.driver.execute_script('return [...document.querySelectorAll("code")].map((each) => each.textContent).find((text) => text.startsWith("curl"))')
+        self.assertIn(f'/api/live?game={KEY}', command)
+        self.assertNotIn(READING.strip(), command)
+
+    def test_what_is_edited_is_in_force_and_in_the_history(self):
+        browser = self.browser
+        self.sign_in()
+        browser.visit('configurations')
+        self.assertFalse(browser.field('Value').is_enabled(), 'signed in for reading')
+        status = browser.driver.execute_async_script('''fetch(arguments[0], {method: "PUT", body: "{}"}).then((answer) => arguments[1](answer.status))''',
+                                                     f'./api/configurations?game={KEY}&version=1&author=x')
+        self.assertEqual(status, 403)
+        self.sign_out_and_in(EDITING)
+        browser.visit('configurations')
+        value = browser.field('Value')
+        value.clear()
+        value.send_keys('7\n')
+        browser.field('Your name').send_keys('anna')
+        browser.field('Why').send_keys(MARKUP)
+        browser.press('Save')
+        browser.until(lambda: 'Version 2' in browser.text(), 'the new version')
+        browser.settle()
+        self.assertEqual({row['lives'] for row in browser.table('What each kind of player has now')}, {'7'})
+        self.assertEqual([(row['Version'], row['Who'], row['Why'].split('/')[-1]) for row in browser.table('Versions, the newest first')],
+                         [('2', 'anna', MARKUP.split('/')[-1]), ('1', 'import', 'configurations.json')])
+        browser.press('Restore')
+        browser.until(lambda: 'Version 3' in browser.text(), 'the old version as a new one')
+        browser.settle()
+        self.assertEqual({row['lives'] for row in browser.table('What each kind of player has now')}, {'5'})
+        self.assert_unharmed()
+
+
+def main():
+    global options
+    parser = argparse.ArgumentParser(description=__doc__)
+    for name in 'collector', 'crowd', 'chromium', 'driver':
+        parser.add_argument(f'--{name}', required=True, help='the program')
+    options, rest = parser.parse_known_args()
+    unittest.main(argv=[sys.argv[0], *rest], verbosity=2)
+
+
+if __name__ == '__main__':
+    main()

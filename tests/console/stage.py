@@ -1,0 +1,144 @@
+"""What the journeys share: a collector with a crowd's month in it, a game that sends what it likes, and a browser."""
+
+import base64
+import contextlib
+import hashlib
+import hmac
+import json
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+import urllib.error
+import urllib.parse
+import urllib.request
+import uuid
+
+from selenium import webdriver
+from selenium.webdriver.chrome.options import Options
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import Select
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / 'collector'))
+from compare_with_crowd import KEY, SECRET, Collector  # noqa: E402
+
+READING, EDITING = 'read ' * 8, 'edit ' * 8
+MONTH = {'from': '2026-10-01', 'to': '2026-11-01'}
+PATIENCE = 20
+
+
+class Stage:
+    """A collector with tokens and a month of players, whose number is counted by other code."""
+
+    def __init__(self, collector, crowd, configurations):
+        self.folder = pathlib.Path(tempfile.mkdtemp())
+        (self.folder / 'reading').write_text(READING.strip())
+        (self.folder / 'editing').write_text(EDITING.strip())
+        (self.folder / 'configurations.json').write_text(json.dumps({KEY: configurations}))
+        self.collector = Collector(collector, self.folder, ['--read-token', self.folder / 'reading', '--edit-token', self.folder / 'editing',
+                                                            '--configs', self.folder / 'configurations.json'])
+        self.url = self.collector.url.replace('127.0.0.1', 'localhost')
+        subprocess.run([crowd, '--collector', self.collector.url, '--game', f'{KEY}:{SECRET}', '--days', '30', '--players', '400', '--seed', '12',
+                        '--until', '2026-11-01', '--truth', self.folder / 'truth.json', '--quiet'], check=True, timeout=600)
+        self.truth = json.loads((self.folder / 'truth.json').read_text())
+
+    def send(self, *records):
+        """Reports of a game, signed as the library signs them."""
+        body = json.dumps(records).encode()
+        signature = base64.b64encode(hmac.new(SECRET.encode(), body, hashlib.sha256).digest()).decode()
+        request = urllib.request.Request(f'{self.collector.url}/v2/{KEY}/events', body, {'Authorization': signature, 'Content-Type': 'application/json'})
+        try:
+            with urllib.request.urlopen(request, timeout=30) as answer:
+                return answer.status
+        except urllib.error.HTTPError as refused:
+            return refused.code
+
+    def stop(self):
+        self.collector.stop()
+        shutil.rmtree(self.folder)
+
+
+def record(category, user='a player', **own):
+    return {'v': 2, 'user_id': user, 'event_uuid': str(uuid.uuid4()), 'ios_idfa': '', 'ios_idfv': '', 'client_ts': int(time.time()),
+            'sdk_version': 'linux 1', 'os_version': 'linux 6', 'manufacturer': 'm', 'device': 'x', 'platform': 'linux', 'session_id': str(uuid.uuid4()),
+            'session_num': 1, 'connection_type': 'wifi', 'build': '9.9.9', 'category': category, **own}
+
+
+class Browser:
+    """Chromium on the console. What is read from it is what stands there for people, once nothing is under way."""
+
+    def __init__(self, url, chromium, driver):
+        self.url = url
+        self.profile = tempfile.mkdtemp()
+        options = Options()
+        options.binary_location = chromium
+        for argument in ('--headless=new', '--no-sandbox', '--disable-gpu', '--disable-dev-shm-usage', '--lang=en-US', '--window-size=1300,1000',
+                         f'--user-data-dir={self.profile}'):
+            options.add_argument(argument)
+        options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
+        self.driver = webdriver.Chrome(service=Service(driver), options=options)
+
+    def quit(self):
+        self.driver.quit()
+        shutil.rmtree(self.profile, ignore_errors=True)
+
+    def visit(self, page, **values):
+        """By its address alone, as from a colleague."""
+        query = urllib.parse.urlencode({'game': KEY, **MONTH, **values}, quote_via=urllib.parse.quote)
+        self.driver.get('about:blank')
+        self.driver.get(f'{self.url}/#/{page}?{query}')
+        self.settle()
+
+    def settle(self):
+        self.until(lambda: self.driver.execute_script('''
+            const busy = document.querySelector('[aria-busy=true]') || /Asking the collector|The console is loading/.test(document.body.innerText);
+            return !busy && document.querySelector('main') !== null;'''), 'nothing is under way')
+
+    def until(self, condition, what, seconds=PATIENCE):
+        end = time.monotonic() + seconds
+        while not condition():
+            if time.monotonic() > end:
+                raise AssertionError(f'not within {seconds} s: {what}; the page says: {self.text()[:3000]}')
+            time.sleep(0.05)
+
+    def text(self):
+        return self.driver.find_element(By.TAG_NAME, 'body').text
+
+    def find(self, selector):
+        return self.driver.find_element(By.CSS_SELECTOR, selector)
+
+    def press(self, label):
+        self.driver.find_element(By.XPATH, f'//button[normalize-space()={json.dumps(label)}]').click()
+
+    def field(self, label):
+        return self.driver.find_element(By.XPATH, f'//label[normalize-space(text()[1])={json.dumps(label)}]//*[self::input or self::select]')
+
+    def choose(self, label, value):
+        Select(self.field(label)).select_by_visible_text(value)
+        self.settle()
+
+    def tile(self, label):
+        return self.driver.find_element(By.XPATH, f'//div[@class="tile"][dt={json.dumps(label)}]//span[@class="number"]').text
+
+    def table(self, caption):
+        """Its rows as texts by the titles of its columns, also of one that is folded up."""
+        script = '''
+            const table = [...document.querySelectorAll('table')].find((each) => each.caption.textContent === arguments[0]);
+            const names = [...table.querySelectorAll('thead th')].map((each) => each.textContent);
+            return [...table.querySelectorAll('tbody tr')].map((row) => Object.fromEntries([...row.cells].map((cell, at) => [names[at], cell.textContent])));'''
+        with contextlib.suppress(Exception):
+            return self.driver.execute_script(script, caption)
+        raise AssertionError(f'there is no table "{caption}"; the page says: {self.text()[:3000]}')
+
+    def complaints(self):
+        """What the browser wrote into its console since the last time, without answers that were refused on purpose."""
+        return [line['message'] for line in self.driver.get_log('browser') if 'status of 401' not in line['message'] and 'status of 403' not in line['message']]
+
+
+def number(text):
+    """A number as en-US writes it."""
+    return float(re.sub(r'[^0-9.\-]', '', text))
