@@ -21,7 +21,7 @@ namespace {
 // What leads to events: all of one player and one second are found together.
 struct Moment {
   std::int64_t time, player;
-  auto operator<=>(const Moment&) const = default;
+  auto operator<=>(const Moment&) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 // Keeps the moments of the newest events, as many events as are asked for and those of the same second as the last.
@@ -63,7 +63,7 @@ struct Found {
   std::int64_t time;
   Uuid uuid;
   std::int64_t event;
-  auto operator<=>(const Found&) const = default;
+  auto operator<=>(const Found&) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 // A player's events of some time, as far as they are selected; `session` if one is asked for.

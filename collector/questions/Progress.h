@@ -23,7 +23,7 @@ using LevelName = std::array<std::string, 3>;  // progression01 to 03
 struct Step {
   LevelName level;
   Rank rank = Rank::start;
-  auto operator<=>(const Step&) const = default;
+  auto operator<=>(const Step&) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 // Adds up who stopped where: who has completed a level hasn't.

@@ -75,7 +75,7 @@ struct Reached {
   std::int64_t time = 0;
   std::vector<std::string> path;
   int rank = 0;
-  auto operator<=>(const Reached&) const = default;
+  auto operator<=>(const Reached&) const = default;  // NOLINT(modernize-use-nullptr): there is none
 };
 
 // What one player did first and last, and paid.
