@@ -179,7 +179,7 @@ class Journeys(unittest.TestCase):
         self.assertEqual(self.stage.send(record('business', event_id='offer:pack', currency='usd', amount=299, transaction_num=1)), 400)
         browser.until(lambda: 'three capital letters' in browser.text(), 'why it was refused', 2)
         browser.find('.latest .bad summary').click()
-        self.assertIn('"currency"', browser.find('.latest .bad mark').text)
+        browser.until(lambda: '"currency"' in browser.text_of('.latest .bad mark'), 'the field that is wrong, marked')
         browser.press('Pause')
         self.stage.send(record('design', event_id='while:paused'))
         browser.press('Go on')

@@ -108,6 +108,9 @@ class Browser:
     def text(self):
         return self.driver.find_element(By.TAG_NAME, 'body').text
 
+    def text_of(self, selector):
+        return ' '.join(each.text for each in self.driver.find_elements(By.CSS_SELECTOR, selector))
+
     def find(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)
 
