@@ -1,6 +1,7 @@
 #include "collector/questions/PlayerCount.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -20,22 +21,24 @@ namespace {
 class Steps {
  public:
   explicit Steps(const Chosen& topics) {
+    std::map<Step, std::vector<std::uint32_t>> sorted;
     for (const auto& [texts, topic] : topics.all())
-      byTopic_[topic] =
-          steps_.try_emplace(Step{{texts->at(0), texts->at(1), texts->at(2)}, rankOf(texts->at(3))}).first;
-    for (auto step = steps_.begin(); step != steps_.end(); ++step) {
-      step->second = static_cast<std::int64_t>(order_.size());
-      order_.push_back(&step->first);
+      sorted[{{texts->at(0), texts->at(1), texts->at(2)}, rankOf(texts->at(3))}].push_back(topic);
+    for (const auto& [step, ofStep] : sorted) {
+      for (const std::uint32_t topic : ofStep) {
+        if (topic >= places_.size()) places_.resize(topic + 1);
+        places_[topic] = steps_.size();
+      }
+      steps_.push_back(step);
     }
   }
 
-  [[nodiscard]] std::int64_t placeOf(std::uint32_t topic) const { return byTopic_.find(topic)->second->second; }
-  [[nodiscard]] const Step& at(std::int64_t place) const { return *order_[static_cast<std::size_t>(place)]; }
+  [[nodiscard]] std::size_t placeOf(std::uint32_t topic) const { return places_[topic]; }
+  [[nodiscard]] const Step& at(std::size_t place) const { return steps_[place]; }
 
  private:
-  std::map<Step, std::int64_t> steps_;
-  std::vector<const Step*> order_;
-  std::unordered_map<std::uint32_t, std::map<Step, std::int64_t>::iterator> byTopic_;
+  std::vector<Step> steps_;
+  std::vector<std::size_t> places_;  // by topic
 };
 
 // A player's, on one day or (then as day 0) on all together.
@@ -74,14 +77,14 @@ Table countStopped(sqlite3* database, const Filter& filter, bool byDay) {
   const Selection selection(database, filter, {{Column::category, "progression"}},
                             {Column::progression01, Column::progression02, Column::progression03, Column::status});
   const Steps steps(selection.topics());
-  std::unordered_map<DayOf, std::pair<std::int64_t, std::int64_t>, HashOfDay> last;  // time, place
+  std::unordered_map<DayOf, std::pair<std::int64_t, std::size_t>, HashOfDay> last;  // time, place
   selection.forEach([&](const Figure& figure) {
     if (figure.player <= 0) return;
     const std::pair step(figure.clientTs, steps.placeOf(figure.topic));
     auto& known = last.try_emplace({figure.player, byDay ? figure.clientTs / kSecondsADay : 0}, step).first->second;
     known = std::max(known, step);
   });
-  std::map<std::pair<std::int64_t, std::int64_t>, std::int64_t> ends;  // players by day and place
+  std::map<std::pair<std::int64_t, std::size_t>, std::int64_t> ends;  // players by day and place
   for (const auto& [key, step] : last) ++ends[{key.day, step.second}];
   Stopped stopped(byDay);
   for (const auto& [end, players] : ends) stopped.add(end.first, steps.at(end.second), players);

@@ -16,6 +16,7 @@ import urllib.request
 KEY, SECRET = '0123456789abcdef0123456789ABCDEF', '0123456789abcdef0123456789ABCDEF01234567'
 ACTIVITY = {'players': 'players', 'new_players': 'new', 'sessions': 'sessions', 'ended': 'ended', 'seconds': 'seconds'}
 LEVELS = 'starts', 'fails', 'completes', 'players_started', 'players_completed'
+MONTH = {'from': '2026-10-02', 'to': '2026-11-01'}
 
 
 class Collector:
@@ -116,6 +117,11 @@ def comparisons(ask, truth):
     yield 'items', items, {currency: {item: [of['count'], of['amount']] for item, of in all.items()} for currency, all in truth['items'].items()}
     levels = by(ask('levels'), 'progression01', 'progression02', 'progression03')
     yield 'levels', {level: [row[name] for name in LEVELS] for level, row in levels.items()}, {level: [of[name] for name in LEVELS] for level, of in truth['levels'].items()}
+    yield 'stopped', {level: row['players_stopped'] for level, row in levels.items() if row['players_stopped']}, truth['stopped']
+    yield 'first purchases', {str(row['days_later']): row['players'] for row in ask('first_purchases')}, truth['first_purchases']
+    yield 'hours', ask('hours', **MONTH), truth['hours']
+    yield 'builds', {row['build']: row['players'] for row in ask('builds')}, {build: of['players'] for build, of in truth['builds'].items()}
+    yield 'players', len(ask('players', limit=10000)), whole['players']
 
     def flows(rows):
         return {name: [row['sources'], row['earned'], row['sinks'], row['spent'], row['balance']] for name, row in rows.items()}
@@ -129,6 +135,13 @@ def comparisons(ask, truth):
     yield 'designs', design_tree(ask), branches(truth['designs'])
     errors = {(row['severity'], row['message']): [row['events'], row['players']] for row in ask('errors')}
     yield 'errors', errors, {(of['severity'], of['message']): [of['count'], of['players']] for of in truth['errors']}
+    for of in truth['errors']:
+        rows = ask('rows', severity=of['severity'], message=of['message'], limit=1000)
+        yield f'rows of {of["message"][:20]}', [len(rows), len({row['user_id'] for row in rows})], [of['count'], of['players']]
+    for event in truth['designs']:
+        valued = sum(of['values'] for each, of in truth['designs'].items() if f'{each}:'.startswith(f'{event}:'))
+        counted = [row['events'] for row in ask('values', under=event)]
+        yield f'values of {event}', [sum(counted), len(counted) <= 20], [valued, True]
     ads = {(row['ad_network'], row['ad_type'], row['ad_action']): row['events'] for row in ask('ads', by='ad_network,ad_type,ad_action')}
     yield 'ads', ads, {(network, kind, action): count for network, kinds in truth['ads'].items()
                        for kind, of in kinds.items() for action, count in of['actions'].items()}
@@ -139,6 +152,11 @@ def comparisons(ask, truth):
     yield 'networks whose revenue is another', far, []
     for name, row in by(ask('groups'), 'ab_id', 'ab_variant_id').items():
         yield f'group {name}', activity_of(row), activity_in(truth['groups'][name])
+    squares = collections.defaultdict(dict)
+    for row in ask('groups'):
+        if row['ab_id'] and row['payers']:
+            squares[f'{row["ab_id"]}:{row["ab_variant_id"]}'][row['currency']] = row['amount_squares']
+    yield 'squares of what payers paid', squares, truth['amount_squares']
 
 
 def main():

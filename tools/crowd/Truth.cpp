@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "crowd/Visits.h"
 
@@ -10,12 +11,29 @@ namespace crowd {
 
 namespace {
 
+constexpr std::int64_t kHourSeconds = 3'600;
+
 template <class Key, class Value>
 void addAll(std::map<Key, Value>& into, const std::map<Key, Value>& from) {
   for (const auto& [key, value] : from) into[key] += value;
 }
 
 std::string pairOf(std::string_view one, std::string_view other) { return fmt::format("{}:{}", one, other); }
+
+std::vector<std::string> partsOf(std::string_view path) {
+  std::vector<std::string> parts(1);
+  for (const char each : path) {
+    if (each == ':') parts.emplace_back();
+    else parts.back() += each;
+  }
+  return parts;
+}
+
+int rankOf(Status status) { return status == Status::start ? 0 : status == Status::fail ? 1 : 2; }
+
+void reach(LifeTruth& life, Reached step) {
+  if (!life.last || *life.last < step) life.last = std::move(step);
+}
 
 // What one record adds to each slice that it belongs to.
 struct InSlice {
@@ -63,6 +81,12 @@ struct InTables {
   void operator()(const SessionEnd&) const {}
   void operator()(const Purchase& purchase) const {
     truth.items[{std::string(purchase.currency), pairOf(purchase.itemType, purchase.itemId)}].add(purchase.amount);
+    LifeTruth& life = truth.lives[record.common->player];
+    const std::int64_t day = record.time / kDaySeconds;
+    life.bought = std::min(life.bought.value_or(day), day);
+    if (!record.common->abId.empty())
+      life.paid[{pairOf(record.common->abId, record.common->abVariant), std::string(purchase.currency)}] +=
+          purchase.amount;
   }
   void operator()(const Resource& resource) const {
     Flow& flow = truth.goods[{std::string(resource.currency), pairOf(resource.itemType, resource.itemId)}];
@@ -70,6 +94,7 @@ struct InTables {
   }
   void operator()(const Progression& progression) const {
     LevelTruth& level = truth.levels[std::string(progression.path)];
+    reach(truth.lives[record.common->player], {record.time, partsOf(progression.path), rankOf(progression.status)});
     if (progression.score) level.scores.add(*progression.score);
     switch (progression.status) {
       case Status::start: ++level.starts; return level.starters.add(record.common->player);
@@ -173,6 +198,20 @@ ErrorTruth& ErrorTruth::operator+=(const ErrorTruth& other) {
   return *this;
 }
 
+LifeTruth& LifeTruth::operator+=(const LifeTruth& other) {
+  if (other.bought) bought = std::min(bought.value_or(*other.bought), *other.bought);
+  addAll(paid, other.paid);
+  if (other.last) reach(*this, *other.last);
+  return *this;
+}
+
+HourTruth& HourTruth::operator+=(const HourTruth& other) {
+  players += other.players;
+  sessions += other.sessions;
+  events += other.events;
+  return *this;
+}
+
 AdTruth& AdTruth::operator+=(const AdTruth& other) {
   addAll(actions, other.actions);
   addAll(failures, other.failures);
@@ -187,6 +226,10 @@ void Truth::count(const Record& record) {
   const Common& common = *record.common;
   countIn(all, record);
   countIn(days[record.time / kDaySeconds], record);
+  HourTruth& hour = hours[record.time / kHourSeconds];
+  ++hour.events;
+  hour.players.add(common.player);
+  if (std::holds_alternative<SessionStart>(record.what)) ++hour.sessions;
   countIn(builds[std::string(common.build)], record);
   countIn(platforms[std::string(common.platform)], record);
   if (!common.abId.empty()) countIn(groups[pairOf(common.abId, common.abVariant)], record);
@@ -213,6 +256,8 @@ Truth& Truth::operator+=(const Truth& other) {
   addAll(impressions, other.impressions);
   addAll(sdkErrors, other.sdkErrors);
   installed.insert(other.installed.begin(), other.installed.end());
+  addAll(lives, other.lives);
+  addAll(hours, other.hours);
   return *this;
 }
 

@@ -9,8 +9,10 @@
 // Thread: one at a time; each thread counts into its own, and they are added in the end.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -67,6 +69,29 @@ struct ErrorTruth {
   ErrorTruth& operator+=(const ErrorTruth& other);
 };
 
+// A report on a level: of one second the last has the last name, and of one level the completion stands behind the
+// fail.
+struct Reached {
+  std::int64_t time = 0;
+  std::vector<std::string> path;
+  int rank = 0;
+  auto operator<=>(const Reached&) const = default;
+};
+
+// What one player did first and last, and paid.
+struct LifeTruth {
+  std::optional<std::int64_t> bought;                                // the first day
+  std::map<std::pair<std::string, std::string>, std::int64_t> paid;  // by A/B group and currency
+  std::optional<Reached> last;
+  LifeTruth& operator+=(const LifeTruth& other);
+};
+
+struct HourTruth {
+  Distinct players;
+  std::int64_t sessions = 0, events = 0;
+  HourTruth& operator+=(const HourTruth& other);
+};
+
 struct AdTruth {
   std::map<std::string, std::int64_t> actions, failures;
   Sum milliseconds;
@@ -90,6 +115,8 @@ struct Truth {
   std::map<std::string, Sum> impressions;                       // by network, in kRevenueUnit
   std::map<std::string, std::int64_t> sdkErrors;                // by action
   std::map<std::uint32_t, std::int64_t> installed;              // the day, by player
+  std::map<std::uint32_t, LifeTruth> lives;                     // of those who bought or played a level
+  std::map<std::int64_t, HourTruth> hours;                      // since 1970
 
   void count(const Record& record);
   Truth& operator+=(const Truth& other);

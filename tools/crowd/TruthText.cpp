@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <map>
 #include <string_view>
 #include <vector>
 
@@ -173,6 +174,47 @@ void writeLevels(Writer& out, const Truth& truth) {
   });
 }
 
+// Of the players who played levels, how many stopped at each: their last report isn't its completion.
+void writeStopped(Writer& out, const Truth& truth) {
+  std::map<std::string, std::int64_t> stopped;
+  for (const auto& [player, life] : truth.lives)
+    if (life.last && life.last->rank < 2) ++stopped[fmt::format("{}", fmt::join(life.last->path, ":"))];
+  writeCounts(out, "stopped", stopped);
+}
+
+// How many days after their installation players first bought something, and how many did.
+void writeFirstPurchases(Writer& out, const Truth& truth) {
+  std::map<std::int64_t, std::int64_t> players;
+  for (const auto& [player, life] : truth.lives)
+    if (const auto installed = truth.installed.find(player); life.bought && installed != truth.installed.end())
+      ++players[*life.bought - installed->second];
+  out.object("first_purchases", [&] {
+    for (const auto& [later, count] : players) out.number(fmt::format("{}", later), count);
+  });
+}
+
+// By group and currency, what each payer paid: squared and added up.
+void writeSquares(Writer& out, const Truth& truth) {
+  std::map<Truth::Pair, std::int64_t> squares;
+  for (const auto& [player, life] : truth.lives)
+    for (const auto& [key, paid] : life.paid) squares[key] += paid * paid;
+  writePairs(out, "amount_squares", squares,
+             [&](const std::string& currency, std::int64_t sum) { out.number(currency, sum); });
+}
+
+void writeHours(Writer& out, const Truth& truth) {
+  constexpr std::int64_t kHoursADay = 24;
+  out.list("hours", truth.hours, [&](const auto& hour) {
+    out.object([&] {
+      out.text("day", dateOf(hour.first / kHoursADay));
+      out.number("hour", hour.first % kHoursADay);
+      out.count("players", hour.second.players);
+      out.number("sessions", hour.second.sessions);
+      out.number("events", hour.second.events);
+    });
+  });
+}
+
 void writeDesigns(Writer& out, const Truth& truth) {
   out.object("designs", [&] {
     for (const auto& [id, counted] : truth.designs) {
@@ -236,6 +278,10 @@ std::string truthText(const Truth& truth, const RunFacts& facts) {
     writePairs(out, "dimensions", truth.dimensions,
                [&](const std::string& value, const Slice& slice) { writeSlice(out, value, slice); });
     writeLevels(out, truth);
+    writeStopped(out, truth);
+    writeFirstPurchases(out, truth);
+    writeSquares(out, truth);
+    writeHours(out, truth);
     writePairs(out, "items", truth.items, [&](const std::string& id, const Sum& sum) { writeSum(out, id, sum); });
     writePairs(out, "goods", truth.goods, [&](const std::string& id, const Flow& flow) { writeFlow(out, id, flow); });
     writeDesigns(out, truth);
