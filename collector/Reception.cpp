@@ -24,9 +24,8 @@ namespace {
 
 constexpr std::size_t kIntakeThreads = 2;
 constexpr std::size_t kApiThreads = 2;
-constexpr std::size_t kMaxDocument = std::size_t{256} << 10U;  // of configurations
-constexpr int kFailed = 503;                                   // the front sends no such answer to a game
-constexpr std::size_t kRoom = std::size_t{96} << 20U;          // for what games sent, until it is answered
+constexpr int kFailed = 503;                           // the front sends no such answer to a game
+constexpr std::size_t kRoom = std::size_t{96} << 20U;  // for what games sent, until it is answered
 constexpr auto kNoRoom = "there is no memory for it now";
 constexpr auto kJson = "application/json";
 
@@ -77,11 +76,11 @@ bool isHash(std::string_view sent, std::string_view hash) { return sent == hash 
 struct Reception::Threads {
   boost::asio::thread_pool intake{kIntakeThreads};
   boost::asio::thread_pool api{kApiThreads};
-  boost::asio::thread_pool metrics{1};  // behind slow questions the collector would pass for being away
+  boost::asio::thread_pool quick{1};  // behind slow questions the collector would pass for being away
 
-  boost::asio::thread_pool& of(Purpose purpose) {
-    if (purpose == Purpose::api) return api;
-    return purpose == Purpose::metrics ? metrics : intake;
+  boost::asio::thread_pool& of(Purpose purpose, const front::Head& head) {
+    if (purpose == Purpose::metrics || (purpose == Purpose::api && Api::isQuick(head))) return quick;
+    return purpose == Purpose::api ? api : intake;
   }
 };
 
@@ -94,7 +93,7 @@ Reception::Reception(Parts parts)
 Reception::~Reception() {
   threads_->intake.join();
   threads_->api.join();
-  threads_->metrics.join();
+  threads_->quick.join();
 }
 
 front::Handler::Admission Reception::admit(const front::Head& head) {
@@ -102,7 +101,7 @@ front::Handler::Admission Reception::admit(const front::Head& head) {
   if (!route) return refusal(404, "there is nothing here");
   if (route->purpose == Purpose::api) {
     if (auto refused = parts_.api.refusalOf(head)) return std::move(*refused);
-    return kMaxDocument;
+    return Api::mostBytes(head);
   }
   if (route->purpose == Purpose::metrics)
     if (const auto refused = parts_.access.refusal(head, Level::reading)) return problem(*refused);
@@ -119,7 +118,7 @@ void Reception::handle(front::Request request, Done done) {
   if (!takesTime) return done(others(request));  // behind slow questions it would pass for being away
   auto taking = std::make_shared<Room::Part>(room_);
   if (isReport && !taking->resize(request.body.size())) return done(notKept(parts_.counters, kNoRoom));
-  auto& threads = threads_->of(route.purpose);
+  auto& threads = threads_->of(route.purpose, request.head);
   auto work = [this, route = std::move(route), isReport, taking = std::move(taking), request = std::move(request),
                done = std::move(done)]() mutable {
     try {

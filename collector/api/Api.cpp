@@ -24,6 +24,8 @@ namespace {
 
 constexpr auto kJson = "application/json";
 constexpr std::string_view kQuestion = "/api/questions/";
+constexpr std::size_t kMaxDocument = std::size_t{256} << 10U;  // of configurations
+constexpr std::size_t kMaxQuick = std::size_t{4} << 10U;       // anybody may send that
 constexpr std::int64_t kMostListed = 1000;
 constexpr std::int64_t kMostSeconds = 99'999'999'999;
 constexpr auto kForWarehouse = std::chrono::seconds(10);  // to erase a player there; then it is pending
@@ -72,11 +74,11 @@ std::string versionJson(const ConfigurationVersion& each) {
 
 std::span<const Api::Route> Api::routes() {
   static constexpr auto kRoutes = std::to_array<Route>({
-      {"GET", "/api/session", Level::none, &Api::showSession},
-      {"POST", "/api/session", Level::none, &Api::signIn},
-      {"DELETE", "/api/session", Level::none, &Api::signOut},
-      {"GET", "/api/status", Level::reading, &Api::showStatus},
-      {"GET", "/api/live", Level::reading, &Api::listen},
+      {"GET", "/api/session", Level::none, &Api::showSession, true},
+      {"POST", "/api/session", Level::none, &Api::signIn, true},
+      {"DELETE", "/api/session", Level::none, &Api::signOut, true},
+      {"GET", "/api/status", Level::reading, &Api::showStatus, true},
+      {"GET", "/api/live", Level::reading, &Api::listen, true},
       {"GET", "/api/games", Level::reading, &Api::listGames},
       {"GET", "/api/questions", Level::reading, &Api::listQuestions},
       {"GET", kQuestion, Level::reading, &Api::answerQuestion},
@@ -93,6 +95,13 @@ std::span<const Api::Route> Api::routes() {
   });
   return kRoutes;
 }
+
+bool Api::isQuick(const front::Head& head) {
+  const Route* const route = routeOf(head.method, pathOf(head.target));
+  return route != nullptr && route->isQuick;
+}
+
+std::size_t Api::mostBytes(const front::Head& head) { return isQuick(head) ? kMaxQuick : kMaxDocument; }
 
 std::optional<front::Response> Api::refusalOf(const front::Head& head) const {
   const auto path = pathOf(head.target);
@@ -219,6 +228,7 @@ front::Response Api::erase(const front::Request&, Parameters& parameters) const 
   parameters.expectNoOthers();
   const auto erased = collector::erase(parts_.archive, game, userId, kForWarehouse);
   if (!erased) throw std::runtime_error("a player can't be erased from the archive");
+  parts_.hub.forget(game, userId);
   return json(fmt::format(R"({{"events":{},"pending":{}}})", erased->events, erased->isPending),
               erased->isPending ? 202 : 200);
 }

@@ -5,6 +5,7 @@
 // Lifetime: shorter than what it is made of.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <span>
@@ -42,6 +43,9 @@ class Api {
   explicit Api(Parts parts) : parts_(std::move(parts)) {}
 
   static bool isPath(std::string_view path) { return path.starts_with("/api/"); }
+  // What takes a moment and a small body alone. It mustn't wait for slow questions.
+  static bool isQuick(const front::Head& head);
+  static std::size_t mostBytes(const front::Head& head);  // of a body
   // The answer to a request that is refused by its head.
   [[nodiscard]] std::optional<front::Response> refusalOf(const front::Head& head) const;
   [[nodiscard]] front::Response answer(const front::Request& request) const;
@@ -51,6 +55,7 @@ class Api {
     std::string_view path;  // or its beginning, when it ends in a slash: then the name of a question follows
     Level level;
     front::Response (Api::*answer)(const front::Request& request, Parameters& parameters) const;
+    bool isQuick = false;
   };
   static std::span<const Route> routes();
 

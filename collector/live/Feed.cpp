@@ -13,6 +13,8 @@ namespace {
 
 constexpr std::size_t kMostText = std::size_t{128} << 10U;  // it has to fit into what waits for a listener
 
+constexpr std::string_view kTrouble = "sdk_error";
+
 // White space between the values may hold line ends, which would end the event's line.
 std::string onOneLine(std::string_view json) {
   std::string line(json);
@@ -71,21 +73,23 @@ bool Feed::Allowance::take(Clock::time_point now) {
 void Feed::add(const Taken& taken, const std::vector<const Interest*>& wanted, Clock::time_point now) {
   std::vector<const Row*> rows;
   for (auto row = taken.rows.rbegin(); row != taken.rows.rend(); ++row) {
-    const auto isWanted = [&](const Interest* interest) { return interest->fits(*row); };
-    const bool isParticular = std::ranges::any_of(wanted, isWanted);
-    if ((isParticular ? particular_ : any_).take(now)) rows.push_back(&*row);
-    else if (wanted.empty()) break;
+    if (allowanceFor(*row, wanted).take(now)) rows.push_back(&*row);
   }
   for (auto row = rows.rbegin(); row != rows.rend(); ++row)
     keep({++last_, std::string(textOf(**row, Column::userId)), std::string(textOf(**row, Column::sessionId)), "", false,
           recordEvent(last_, **row, taken.receivedAt)});
   for (const auto& each : taken.rejected)
-    if (refusals_.take(now))
+    if (wrong_.take(now))
       keep({++last_, "", "", std::string(each.record), true,
             refusedEvent(last_, each, static_cast<std::int64_t>(each.position), taken.receivedAt)});
-  if (!taken.problem.empty() && refusals_.take(now))
+  if (!taken.problem.empty() && wrong_.take(now))
     keep({++last_, "", "", "", true,
           refusedEvent(last_, {0, fmt::format("[{}]", quotedJson(taken.problem)), {}}, -1, taken.receivedAt)});
+}
+
+Feed::Allowance& Feed::allowanceFor(const Row& row, const std::vector<const Interest*>& wanted) {
+  if (std::ranges::any_of(wanted, [&](const Interest* interest) { return interest->fits(row); })) return particular_;
+  return textOf(row, Column::category) == kTrouble ? wrong_ : any_;
 }
 
 void Feed::keep(Entry entry) {
@@ -95,13 +99,24 @@ void Feed::keep(Entry entry) {
   for (; entries_.size() > kEntries || bytes_ > kBytes; entries_.pop_front()) bytes_ -= sizeOf(*entries_.front());
 }
 
+void Feed::forget(const std::string& userId) {
+  const Interest ofPlayer(userId, "");
+  std::erase_if(entries_, [&](const auto& entry) {
+    const bool goes = fits(*entry, ofPlayer);
+    if (goes) bytes_ -= sizeOf(*entry);
+    return goes;
+  });
+}
+
+bool Feed::fits(const Entry& entry, const Interest& interest) {
+  return entry.isRefused ? interest.fits(entry.refused) : interest.fits(entry.userId, entry.sessionId);
+}
+
 Feed::Entries Feed::after(std::uint64_t number, const Interest& interest, std::size_t most) const {
   Entries found;
   for (auto entry = entries_.rbegin(); entry != entries_.rend() && found.size() < most; ++entry) {
     if ((*entry)->number <= number) break;
-    const bool isOne =
-        (*entry)->isRefused ? interest.fits((*entry)->refused) : interest.fits((*entry)->userId, (*entry)->sessionId);
-    if (isOne) found.push_back(*entry);
+    if (fits(**entry, interest)) found.push_back(*entry);
   }
   std::ranges::reverse(found);
   return found;

@@ -1,5 +1,6 @@
 // Feed is the memory of what arrived last for one game: records and refusals as they are passed on to those who listen.
-// Of a game that sends much it keeps some, so many a second, and all that somebody looks for in particular.
+// Of a game that sends much it keeps some, so many a second; besides, what somebody looks for in particular, and what
+// is wrong.
 //
 // Thread:   one at a time.
 // Lifetime: entries own their texts, and outlive it.
@@ -42,7 +43,7 @@ class Feed {
   static constexpr std::size_t kEntries = 500;
   static constexpr std::size_t kBytes = std::size_t{1} << 20U;
   static constexpr std::size_t kRecord = std::size_t{64} << 10U;  // of a longer one its length alone is passed on
-  static constexpr double kRate = 200;                            // a second, and as many at once; refusals as well
+  static constexpr double kRate = 200;                            // of each of these a second, and as many at once
 
   struct Entry {
     std::uint64_t number;
@@ -58,6 +59,8 @@ class Feed {
 
   // `wanted`: the interests of those who look for something in particular.
   void add(const Taken& taken, const std::vector<const Interest*>& wanted, Clock::time_point now);
+  // All of a player who is to be erased.
+  void forget(const std::string& userId);
   // Those behind that number which fit, of them the latest ones.
   [[nodiscard]] Entries after(std::uint64_t number, const Interest& interest, std::size_t most) const;
   [[nodiscard]] std::uint64_t last() const { return last_; }
@@ -73,12 +76,14 @@ class Feed {
     Clock::time_point at_ = {};
   };
 
+  Allowance& allowanceFor(const Row& row, const std::vector<const Interest*>& wanted);
   void keep(Entry entry);
+  static bool fits(const Entry& entry, const Interest& interest);
 
   std::deque<std::shared_ptr<const Entry>> entries_;
   std::size_t bytes_ = 0;
   std::uint64_t last_;
-  Allowance any_, particular_, refusals_;
+  Allowance any_, particular_, wrong_;
 };
 
 }  // namespace collector

@@ -54,6 +54,11 @@ std::uint64_t Hub::countFor(const Interest& interest, const Taken& taken) {
 
 Feed& Hub::feedOf(const std::string& game) { return feeds_.try_emplace(game, firstNumber()).first->second; }
 
+void Hub::forget(const std::string& game, const std::string& userId) {
+  const std::scoped_lock lock(guard_);
+  feedOf(game).forget(userId);
+}
+
 std::shared_ptr<front::Stream> Hub::listen(Wish wish) {
   auto stream = std::make_shared<front::Stream>();
   stream->put(kBeginning);
@@ -74,15 +79,13 @@ std::shared_ptr<front::Stream> Hub::listen(Wish wish) {
 void Hub::passOn() {
   std::unique_lock lock(guard_);
   while (!isEnding_) {
-    std::vector<Piece> next;
     try {
-      next = pieces(Clock::now());
-    } catch (const std::exception&) {  // out of memory: what it knows stays for the next time
+      const auto next = pieces(Clock::now());
+      lock.unlock();
+      for (const auto& [stream, text] : next) stream->put(text);
+    } catch (const std::exception&) {  // out of memory: a piece is lost, what comes next is passed on
     }
-    lock.unlock();
-    for (const auto& [stream, text] : next) stream->put(text);
-    next.clear();
-    lock.lock();
+    if (!lock.owns_lock()) lock.lock();
     if (isEnding_) return;
     if (listeners_.empty()) changed_.wait(lock, [&] { return isEnding_ || !listeners_.empty(); });
     else changed_.wait_for(lock, pace_.between, [&] { return isEnding_; });

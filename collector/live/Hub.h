@@ -45,6 +45,9 @@ class Hub {
   // What is on the disk. It costs little, whoever listens, and never fails.
   void add(const Taken& taken) noexcept;
 
+  // What is remembered of a player who is to be erased.
+  void forget(const std::string& game, const std::string& userId);
+
   struct Wish {
     std::string game;
     Interest interest = {};

@@ -9,6 +9,7 @@
 #include <ctime>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "collector/ArchiveOf.h"
@@ -334,7 +335,7 @@ TEST(SigningIn, IsTriedSoOftenAMinute) {
 }
 
 TEST(TheApi, StreamsWhatArrives) {
-  const Asked asked;
+  Asked asked;
   const auto listen = [&](const std::string& more) { return asked.ask("GET", "/api/live?" + kGame + more); };
   const auto answer = listen("&user_id=u&session_id=s");
   EXPECT_EQ(answer.type, "text/event-stream");
@@ -342,6 +343,16 @@ TEST(TheApi, StreamsWhatArrives) {
   EXPECT_THAT(answer.stream->take().bytes, StartsWith(":"));
   EXPECT_EQ(asked.say("GET", "/api/live?game=x"), "404 game: there is none with this key");
   EXPECT_EQ(asked.ask("HEAD", "/api/live?" + kGame).status, 405);
+
+  asked.hub.add(Taken{ArchiveOf::kGame, 5, {}, {{0, "[]", R"({"user_id":"u"})"}, {1, "[]", "1"}}, {}, ""});
+  EXPECT_EQ(asked.ask("DELETE", "/api/player?user_id=u&" + kGame).status, 200);
+  const auto again = listen("").stream;
+  std::string heard;
+  for (const auto end = std::chrono::steady_clock::now() + 30s;
+       heard.find("event: ") == std::string::npos && std::chrono::steady_clock::now() < end; std::this_thread::yield())
+    heard += again->take().bytes;
+  EXPECT_THAT(heard, AllOf(HasSubstr(R"("index":1,)"), Not(HasSubstr(R"("index":0,)"))))
+      << "who is erased is forgotten";
 }
 
 TEST(TheApi, EditsConfigurationsWithTheirHistory) {

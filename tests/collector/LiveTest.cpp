@@ -90,6 +90,8 @@ TEST(FeedOfAGame, LooksForThoseOfAPlayerOrASession) {
                                           Case{{"", session(1)}, 2}, Case{{"b", session(2)}, 1}, Case{{"c", ""}, 0}})
     EXPECT_THAT(texts(feed, interest), SizeIs(fitting));
   EXPECT_THAT(texts(feed, {}, 3), SizeIs(2));
+  feed.forget("b");
+  EXPECT_THAT(texts(feed), ElementsAre(HasSubstr(R"("user_id":"a")"), HasSubstr(R"(\"bb\")")));
 }
 
 TEST(FeedOfAGame, IsBoundedInBytesEntriesAndASecond) {
@@ -101,11 +103,12 @@ TEST(FeedOfAGame, IsBoundedInBytesEntriesAndASecond) {
   const Interest looked("v", "");
   feed.add(*taken('[' + of("v") + ',' + of("u") + ']'), {&looked}, now);
   EXPECT_THAT(texts(feed, looked), SizeIs(1)) << "what somebody looks for isn't lost among the others";
-  feed.add(*taken("[{}]"), {}, now);
-  EXPECT_THAT(texts(feed).back(), HasSubstr("event: refused"));
-  EXPECT_EQ(feed.last(), Feed::kRate + 2);
+  feed.add(*taken('[' + kTrouble + ",{}]"), {}, now);
+  EXPECT_THAT(texts(feed).back(), HasSubstr("event: refused")) << "nor is what is wrong";
+  EXPECT_THAT(texts(feed), Contains(HasSubstr(R"("category":"sdk_error")")));
+  EXPECT_EQ(feed.last(), Feed::kRate + 3);
   for (int second = 0; second < 5; ++second) feed.add(*many, {}, now += 500ms);
-  EXPECT_EQ(feed.last(), Feed::kRate + 2 + 5 * Feed::kRate / 2);
+  EXPECT_EQ(feed.last(), Feed::kRate + 3 + 5 * Feed::kRate / 2);
   for (int second = 0; second < 5; ++second) feed.add(*many, {}, now += 1s);
   EXPECT_EQ(texts(feed).size(), Feed::kEntries);
 

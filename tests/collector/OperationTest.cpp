@@ -300,6 +300,7 @@ TEST_F(OperationTest, ShowsWhatArrivesToABrowserThatSignedIn) {
     return client_->Post("/api/session", fmt::format(R"({{"token":"{}"}})", with), "application/json");
   };
   EXPECT_EQ(signIn("open")->status, 401);
+  EXPECT_EQ(signIn(std::string(5'000, 'x'))->status, 413) << "anybody may send that";
   const auto cookie = signIn("open sesame")->get_header_value("Set-Cookie");
   EXPECT_THAT(cookie, Not(HasSubstr("Secure"))) << "it comes without TLS";
   const httplib::Headers headers = {{"Cookie", cookie.substr(0, cookie.find(';'))}};
