@@ -1,5 +1,5 @@
-// The page on which people see their game, and the files that it names. They hold no numbers, so that everybody may have
-// them: what the page shows it asks of the API.
+// The page on which people see their game, and the files that it names. They hold no numbers, so that everybody may
+// have them: what the page shows it asks of the API.
 //
 // Thread: any; pure functions.
 #pragma once

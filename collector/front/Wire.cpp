@@ -157,7 +157,10 @@ std::size_t RequestReader::held() const { return parser_->held(); }
 std::string& RequestReader::body() { return parser_->body; }
 
 std::string textOf(const Response& response, bool keepAlive, bool bodyless) {
-  auto text = headOf(response, fmt::format("Content-Length: {}\r\n", response.body.size()), keepAlive);
+  constexpr int kNotModified = 304;  // stands for a body that isn't sent, and whose length this isn't
+  const auto length =
+      response.status == kNotModified ? std::string() : fmt::format("Content-Length: {}\r\n", response.body.size());
+  auto text = headOf(response, length, keepAlive);
   if (!bodyless) text += response.body;
   return text;
 }

@@ -52,4 +52,7 @@ class Engine {
   virtual Table refused(const Filter& filter, bool byDay) = 0;
 };
 
+// Counts events, and says whether there are more groups than an answer may have.
+Table countWithin(Engine& engine, const Filter& filter, Query query, std::size_t most = kMostRows);
+
 }  // namespace collector

@@ -12,29 +12,15 @@
 #include <utility>
 
 #include "collector/archive/Schema.h"
-#include "collector/archive/Uuid.h"
 #include "collector/base/Text.h"
+#include "collector/questions/Experiments.h"
 #include "collector/questions/FieldCount.h"
+#include "collector/questions/Levels.h"
+#include "collector/questions/RowsAsked.h"
 
 namespace collector {
 
 namespace {
-
-constexpr std::size_t kMaxQuoted = 40;
-
-std::int64_t wholeOf(const Value& value) {
-  const auto* whole = std::get_if<std::int64_t>(&value);
-  return whole != nullptr ? *whole : 0;
-}
-
-double numberOf(const Value& value) {
-  const auto* number = std::get_if<double>(&value);
-  return number != nullptr ? *number : static_cast<double>(wholeOf(value));
-}
-
-const std::string& textOf(const Value& value) { return std::get<std::string>(value); }
-
-Value ratio(double of, double to) { return to != 0 ? Value(of / to) : Value(std::monostate()); }
 
 // Days as dates.
 Table dated(Table table) {
@@ -46,27 +32,7 @@ Table dated(Table table) {
   return table;
 }
 
-constexpr std::size_t kMostGroups = 50;        // each costs questions of its own
 constexpr std::size_t kMostOfLines = 100'000;  // of days or lengths: numbers alone
-
-Table cut(Table table, std::size_t most) {
-  table.isCut = table.isCut || table.rows.size() > most;
-  if (table.isCut) table.rows.resize(std::min(table.rows.size(), most));
-  return table;
-}
-
-// One more than an answer may have shows whether there are more.
-Table count(Engine& engine, const Filter& filter, Query query, std::size_t most = kMostRows) {
-  query.limit = most + 1;
-  return cut(engine.events(filter, query), most);
-}
-
-bool isSet(const Own& own, std::string_view name) {
-  const auto found = own.find(name);
-  if (found == own.end() || found->second == "no") return false;
-  if (found->second == "yes") return true;
-  throw BadQuestion(fmt::format("{}: it is yes or no", name));
-}
 
 Table overview(Engine& engine, const Filter& filter, const Own& own) {
   return isSet(own, "whole") ? engine.whole(filter) : engine.days(filter);
@@ -132,105 +98,29 @@ Table retention(Engine& engine, const Filter& filter, const Own&) {
   return table;
 }
 
-std::string namesOf(const std::vector<Column>& columns) {
-  std::string names;
-  for (const Column column : columns) names += fmt::format("{}{}", names.empty() ? "" : ", ", nameOf(column));
-  return names;
-}
-
-std::vector<Column> columnsOf(const Own& own, std::string_view name, std::vector<Column> fallback,
-                              const std::vector<Column>& allowed) {
-  const auto found = own.find(name);
-  if (found == own.end()) return fallback;
-  std::vector<Column> columns;
-  std::string_view rest = found->second;
-  while (!rest.empty()) {
-    const auto comma = std::min(rest.find(','), rest.size());
-    const std::string_view word = rest.substr(0, comma);
-    const auto column = std::ranges::find(allowed, word, nameOf);
-    if (column == allowed.end())
-      throw BadQuestion(fmt::format("{}: \"{}\" is none of {}", name, prefixOf(word, kMaxQuoted), namesOf(allowed)));
-    if (std::ranges::find(columns, *column) != columns.end())
-      throw BadQuestion(fmt::format("{}: \"{}\" is there twice", name, word));
-    columns.push_back(*column);
-    rest.remove_prefix(std::min(comma + 1, rest.size()));
-  }
-  return columns;
-}
-
-const std::vector<Column> kOfSegments(kSegmentColumns.begin(), kSegmentColumns.end());
-
-std::vector<Column> with(std::vector<Column> columns) {
-  columns.insert(columns.end(), kOfSegments.begin(), kOfSegments.end());
-  return columns;
-}
-
 Table eventsOfAll(Engine& engine, const Filter& filter, const Own& own) {
-  const auto by = columnsOf(own, "by", {Column::category}, with({Column::category}));
-  return count(engine, filter, {.by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players}});
+  const auto by = columnsOf(own, "by", {Column::category}, withSegments({Column::category}));
+  return countWithin(engine, filter, {.by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players}});
 }
 
 Table revenue(Engine& engine, const Filter& filter, const Own& own) {
   const auto by = columnsOf(own, "by", {Column::currency},
-                            with({Column::currency, Column::itemType, Column::itemId, Column::cartType}));
-  return count(engine, filter,
-               {.category = "business",
-                .by = by,
-                .byDay = isSet(own, "daily"),
-                .sums = {Sum::events, Sum::players, Sum::total}});
-}
-
-// A row a level: what was begun, failed and completed there, and by how many.
-Table levels(Engine& engine, const Filter& filter, const Own& own) {
-  const Query query{.category = "progression",
-                    .by = {Column::progression01, Column::progression02, Column::progression03, Column::status},
-                    .byDay = isSet(own, "daily"),
-                    .sums = {Sum::events, Sum::players, Sum::total}};
-  const Table found = count(engine, filter, query);
-  const std::size_t names = query.by.size() - 1 + (query.byDay ? 1 : 0);
-  struct Level {
-    std::array<std::int64_t, 3> events{}, players{};  // Start, Fail, Complete
-    Value score;                                      // of all completions
-    std::int64_t stopped = 0;
-  };
-  std::map<Line, Level> byName;
-  constexpr std::array<std::string_view, 3> kStatuses = {"Start", "Fail", "Complete"};
-  for (const Line& row : found.rows) {
-    Level& level = byName[Line(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(names))];
-    const auto status = std::ranges::find(kStatuses, textOf(row[names])) - kStatuses.begin();
-    if (status == static_cast<std::ptrdiff_t>(kStatuses.size())) continue;
-    level.events[static_cast<std::size_t>(status)] = wholeOf(row[names + 1]);
-    level.players[static_cast<std::size_t>(status)] = wholeOf(row[names + 2]);
-    if (status == 2) level.score = row[names + 3];
-  }
-  for (const Line& row : engine.stopped(filter, query.byDay).rows) {
-    const auto level = byName.find(Line(row.begin(), row.end() - 1));
-    if (level != byName.end()) level->second.stopped = wholeOf(row.back());
-  }
-  Table table{{found.columns.begin(), found.columns.begin() + static_cast<std::ptrdiff_t>(names)}, {}, found.isCut};
-  for (const char* column : {"starts", "fails", "completes", "players_started", "players_failed", "players_completed",
-                             "completed_share", "mean_score", "players_stopped"})
-    table.columns.emplace_back(column);
-  for (const auto& [name, level] : byName) {
-    const auto& [starts, fails, completes] = level.events;
-    const auto& [started, failed, completed] = level.players;
-    const bool isScored = std::holds_alternative<double>(level.score);
-    Line& row = table.rows.emplace_back(name);
-    row.insert(row.end(),
-               {starts, fails, completes, started, failed, completed,
-                ratio(static_cast<double>(completed), static_cast<double>(started)),
-                isScored ? ratio(numberOf(level.score), static_cast<double>(completes)) : Value(), level.stopped});
-  }
-  return table;
+                            withSegments({Column::currency, Column::itemType, Column::itemId, Column::cartType}));
+  return countWithin(engine, filter,
+                     {.category = "business",
+                      .by = by,
+                      .byDay = isSet(own, "daily"),
+                      .sums = {Sum::events, Sum::players, Sum::total}});
 }
 
 // A row for each currency, or what it is split by: both flows side by side.
 Table economy(Engine& engine, const Filter& filter, const Own& own) {
-  const auto by = columnsOf(own, "by", {Column::currency}, with({Column::currency, Column::itemType, Column::itemId}));
+  const auto by =
+      columnsOf(own, "by", {Column::currency}, withSegments({Column::currency, Column::itemType, Column::itemId}));
   Query query{
       .category = "resource", .by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players, Sum::total}};
   query.by.push_back(Column::flow);
-  const Table found = count(engine, filter, query);
+  const Table found = countWithin(engine, filter, query);
   const std::size_t names = query.by.size() - 1 + (query.byDay ? 1 : 0);
   struct Flows {
     std::array<std::int64_t, 2> events{}, players{};  // sources, sinks
@@ -256,22 +146,6 @@ Table economy(Engine& engine, const Filter& filter, const Own& own) {
   return table;
 }
 
-constexpr std::array<Column, 5> kParts = {Column::part1, Column::part2, Column::part3, Column::part4, Column::part5};
-
-// The parts of the branch that `under` names.
-std::map<Column, std::string> branchOf(const Own& own) {
-  std::map<Column, std::string> parts;
-  std::string_view rest;
-  if (const auto under = own.find("under"); under != own.end()) rest = under->second;
-  for (std::size_t depth = 0; !rest.empty(); ++depth) {
-    if (depth == kParts.size()) throw BadQuestion("under: an event id has at most five parts");
-    const auto colon = std::min(rest.find(':'), rest.size());
-    parts[kParts[depth]] = rest.substr(0, colon);
-    rest.remove_prefix(std::min(colon + 1, rest.size()));
-  }
-  return parts;
-}
-
 constexpr std::string_view kField = "field:";
 
 // One branch of the tree of event ids: what stands below `under`, part by part.
@@ -280,13 +154,13 @@ Table designs(Engine& engine, const Filter& filter, const Own& own) {
               .byDay = isSet(own, "daily"),
               .sums = {Sum::events, Sum::players, Sum::total, Sum::least, Sum::most},
               .where = branchOf(own)};
-  query.by = {query.where.size() < kParts.size() ? kParts[query.where.size()] : Column::eventId};
+  query.by = {below(query.where)};
   const auto by = own.find("by");
   if (by != own.end() && by->second == kField) throw BadQuestion("by: field:NAME takes the name of a custom field");
   if (by != own.end() && by->second.starts_with(kField))
     return cut(countByField(engine, filter, query, by->second.substr(kField.size())), kMostRows);
-  for (const Column column : columnsOf(own, "by", {}, kOfSegments)) query.by.push_back(column);
-  return count(engine, filter, query);
+  for (const Column column : columnsOf(own, "by", {}, withSegments())) query.by.push_back(column);
+  return countWithin(engine, filter, query);
 }
 
 Table values(Engine& engine, const Filter& filter, const Own& own) {
@@ -294,89 +168,31 @@ Table values(Engine& engine, const Filter& filter, const Own& own) {
 }
 
 Table errors(Engine& engine, const Filter& filter, const Own& own) {
-  const auto by = columnsOf(own, "by", {Column::severity, Column::message}, with({Column::severity, Column::message}));
-  return count(engine, filter,
-               {.category = "error", .by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players}});
+  const auto by =
+      columnsOf(own, "by", {Column::severity, Column::message}, withSegments({Column::severity, Column::message}));
+  return countWithin(
+      engine, filter,
+      {.category = "error", .by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players}});
 }
 
 Table ads(Engine& engine, const Filter& filter, const Own& own) {
   const std::vector<Column> all = {Column::adNetwork, Column::adPlacement, Column::adType, Column::adAction};
   auto allowed = all;
   allowed.push_back(Column::adFailReason);
-  return count(engine, filter,
-               {.category = "ads",
-                .by = columnsOf(own, "by", all, with(allowed)),
-                .byDay = isSet(own, "daily"),
-                .sums = {Sum::events, Sum::players}});
+  return countWithin(engine, filter,
+                     {.category = "ads",
+                      .by = columnsOf(own, "by", all, withSegments(allowed)),
+                      .byDay = isSet(own, "daily"),
+                      .sums = {Sum::events, Sum::players}});
 }
 
 Table impressions(Engine& engine, const Filter& filter, const Own& own) {
   const std::vector<Column> all = {Column::adNetwork, Column::currency};
-  return count(engine, filter,
-               {.category = "impression",
-                .by = columnsOf(own, "by", all, with(all)),
-                .byDay = isSet(own, "daily"),
-                .sums = {Sum::events, Sum::players, Sum::total}});
-}
-
-// The players who came back on the day after their first: of those whose next day is over.
-std::pair<std::int64_t, std::int64_t> backNextDay(const Table& retention, std::int64_t lastDay) {
-  std::int64_t players = 0, back = 0;
-  for (const auto& row : retention.rows) {
-    if (wholeOf(row[0]) >= lastDay) continue;
-    if (wholeOf(row[1]) == 0) players += wholeOf(row[2]);
-    if (wholeOf(row[1]) == 1) back += wholeOf(row[2]);
-  }
-  return {players, back};
-}
-
-// By group and currency: the squares of what each payer paid, added up.
-std::map<Line, double> squaresOf(Engine& engine, const Filter& filter) {
-  std::map<Line, double> squares;
-  const Query query{.category = "business", .by = {Column::abId, Column::abVariantId, Column::currency}, .sums = {}};
-  for (const Line& row : engine.totals(filter, query).rows)
-    squares[Line(row.begin(), row.begin() + 3)] += numberOf(row[3]) * numberOf(row[3]) * numberOf(row[4]);
-  return squares;
-}
-
-Table groups(Engine& engine, const Filter& filter, const Own&) {
-  const Query query{.category = "user", .by = {Column::abId, Column::abVariantId}, .sums = {Sum::events}};
-  Table table{{"ab_id", "ab_variant_id", "players", "new_players", "sessions", "ended", "seconds", "new_with_next_day",
-               "back_next_day", "currency", "purchases", "payers", "amount", "amount_squares"},
-              {}};
-  const Table all = count(engine, filter, query, kMostGroups);
-  table.isCut = all.isCut;
-  const auto squares = squaresOf(engine, filter);
-  for (const Line& found : all.rows) {
-    Filter group = filter;
-    group.segment[Column::abId] = textOf(found[0]);
-    group.segment[Column::abVariantId] = textOf(found[1]);
-    Line row = {found[0], found[1]};
-    const Table whole = engine.whole(group);
-    row.insert(row.end(), whole.rows.at(0).begin(), whole.rows.at(0).end());
-    const auto [players, back] = backNextDay(engine.retention(group), filter.to);
-    row.insert(row.end(), {players, back});
-    Table money = revenue(engine, group, {});
-    if (money.rows.empty()) money.rows.push_back({std::string(), std::int64_t{0}, std::int64_t{0}, Value()});
-    for (const Line& each : money.rows) {
-      Line& line = table.rows.emplace_back(row);
-      line.insert(line.end(), each.begin(), each.end());
-      const auto squared = squares.find({found[0], found[1], each[0]});
-      line.push_back(squared != squares.end() ? Value(squared->second) : Value());
-    }
-  }
-  return table;
-}
-
-std::size_t limitOf(const Own& own, std::size_t fallback, std::size_t most = kMostRows) {
-  const auto found = own.find("limit");
-  if (found == own.end()) return fallback;
-  const std::string& text = found->second;
-  std::size_t limit = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), limit);
-  if (failure != std::errc() || end != text.data() + text.size() || limit < 1 || limit > most)
-    throw BadQuestion(fmt::format("limit: it must be a whole number from 1 to {}", most));
-  return limit;
+  return countWithin(engine, filter,
+                     {.category = "impression",
+                      .by = columnsOf(own, "by", all, withSegments(all)),
+                      .byDay = isSet(own, "daily"),
+                      .sums = {Sum::events, Sum::players, Sum::total}});
 }
 
 Table refused(Engine& engine, const Filter& filter, const Own& own) {
@@ -390,43 +206,6 @@ Table player(Engine& engine, const Filter& filter, const Own& own) {
   if (user == own.end() || user->second.empty()) throw BadQuestion("user_id: it is missing");
   const std::size_t limit = limitOf(own, 1'000);
   return cut(engine.life(filter, user->second, limit + 1), limit);
-}
-
-// What rows can be asked for by.
-constexpr auto kOfRows = std::to_array<Parameter>({{"category", "of this category"},
-                                                   {"message", "of errors with this message"},
-                                                   {"severity", "of errors so severe"},
-                                                   {"progression01", "of this level"},
-                                                   {"progression02", "the same"},
-                                                   {"progression03", "the same"},
-                                                   {"status", "Start, Fail or Complete, of a level"},
-                                                   {"item_type", "of these items, bought, earned or spent"},
-                                                   {"item_id", "the same"},
-                                                   {"cart_type", "of purchases there"},
-                                                   {"currency", "of purchases, resources and impressions in it"},
-                                                   {"flow", "Source or Sink, of resources"},
-                                                   {"ad_network", "of its ads and impressions"},
-                                                   {"ad_placement", "the same"},
-                                                   {"ad_type", "the same"},
-                                                   {"ad_action", "of ads"}});
-
-std::string sessionOf(const std::string& text) {
-  const auto uuid = uuidOf(text);
-  if (!uuid || uuidText(*uuid) != text) throw BadQuestion("session_id: it must be a UUID in lower case");
-  return text;
-}
-
-Table rows(Engine& engine, const Filter& filter, const Own& own) {
-  constexpr std::size_t kUsual = 100, kMost = 1'000;
-  const std::size_t limit = limitOf(own, kUsual, kMost);
-  Search search{.where = branchOf(own), .limit = limit + 1};
-  for (const auto& [name, text] : own) {
-    if (name == "user_id") search.userId = text;
-    if (name == "session_id") search.sessionId = sessionOf(text);
-    if (std::ranges::find(kOfRows, name, &Parameter::name) != kOfRows.end())
-      search.where[*std::ranges::find(kTopicColumns, name, nameOf)] = text;
-  }
-  return cut(engine.rows(filter, search), limit);
 }
 
 Table builds(Engine& engine, const Filter& filter, const Own&) { return engine.builds(filter); }
@@ -444,15 +223,6 @@ Table hours(Engine& engine, const Filter& filter, const Own&) {
   constexpr std::int64_t kMostDays = 31;
   if (filter.to - filter.from >= kMostDays) throw BadQuestion(fmt::format("hours: of at most {} days", kMostDays));
   return engine.hours(filter);
-}
-
-std::vector<Parameter> parametersOfRows() {
-  std::vector<Parameter> all(kOfRows.begin(), kOfRows.end());
-  all.insert(all.end(), {{"under", "of this branch of the tree of event ids, such as level:boss"},
-                         {"user_id", "of this player"},
-                         {"session_id", "of this session"},
-                         {"limit", "how many, at most 1000; 100 unless it is given"}});
-  return all;
 }
 
 const Parameter kDaily = {"daily", "yes: a row for each day"};
@@ -487,7 +257,7 @@ std::span<const Question> questions() {
       {"sessions", "how long sessions were", {kDaily}, sessionLengths},
       {"retention", "of the players first seen on a day, how many were there so many days later", {}, retention},
       {"revenue", "purchases and payers; the total in the currency's smallest unit", {kBy, kDaily}, revenue},
-      {"levels", "starts, fails and completions, level by level", {kDaily}, levels},
+      {"levels", "starts, fails and completions, level by level", {kDaily}, answerLevels},
       {"economy", "what flows in and out of each currency, and the balance of both", {kBy, kDaily}, economy},
       {"designs",
        "the tree of event ids: counts and values below a branch",
@@ -517,8 +287,8 @@ std::span<const Question> questions() {
        firstPurchases},
       {"hours", "players, sessions and events, hour by hour; of at most 31 days", {}, hours},
       {"builds", "the builds there were, each with its first and last day", {}, builds},
-      {"rows", "the events behind a number, the newest first", parametersOfRows(), rows},
-      {"groups", "the groups of experiments side by side; those of the most sessions", {}, groups},
+      {"rows", "the events behind a number, the newest first", parametersOfRows(), answerRows},
+      {"groups", "the groups of experiments side by side; those of the most sessions", {}, answerGroups},
   };
   return all;
 }

@@ -12,18 +12,11 @@
 
 #include "collector/questions/BadQuestion.h"
 #include "collector/questions/Engine.h"
+#include "collector/questions/Own.h"
 #include "collector/questions/Query.h"
 #include "collector/questions/Table.h"
 
 namespace collector {
-
-// Parameters of a question's own, by name; those that all take are in the filter.
-using Own = std::map<std::string, std::string, std::less<>>;
-
-struct Parameter {
-  std::string_view name;
-  std::string_view says;
-};
 
 struct Question {
   std::string_view name;

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "collector/base/Json.h"
 
@@ -36,6 +38,26 @@ std::string joined(const std::vector<Cell>& cells, Show show) {
 }
 
 }  // namespace
+
+std::int64_t wholeOf(const Value& value) {
+  const auto* whole = std::get_if<std::int64_t>(&value);
+  return whole != nullptr ? *whole : 0;
+}
+
+double numberOf(const Value& value) {
+  const auto* number = std::get_if<double>(&value);
+  return number != nullptr ? *number : static_cast<double>(wholeOf(value));
+}
+
+const std::string& textOf(const Value& value) { return std::get<std::string>(value); }
+
+Value ratio(double of, double to) { return to != 0 ? Value(of / to) : Value(std::monostate()); }
+
+Table cut(Table table, std::size_t most) {
+  table.isCut = table.isCut || table.rows.size() > most;
+  if (table.isCut) table.rows.resize(std::min(table.rows.size(), most));
+  return table;
+}
 
 std::string dateOf(std::int64_t day) {
   const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(day))};

@@ -23,6 +23,14 @@ struct Table {
   bool isCut = false;  // there were more than an answer may have
 };
 
+// What stands in a cell: 0 where that is no number.
+std::int64_t wholeOf(const Value& value);
+double numberOf(const Value& value);
+const std::string& textOf(const Value& value);
+Value ratio(double of, double to);  // nothing of nothing
+
+Table cut(Table table, std::size_t most);  // to so many rows
+
 std::string dateOf(std::int64_t day);  // since 1970: 2026-11-22
 std::string asCsv(const Table& table);
 std::string asJson(const Table& table);  // {"columns": [...], "rows": [[...], ...], "complete": true}

@@ -4,6 +4,8 @@ import base64
 import contextlib
 import hashlib
 import hmac
+import http.client
+import http.server
 import json
 import pathlib
 import re
@@ -11,6 +13,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import urllib.error
 import urllib.parse
@@ -68,6 +71,35 @@ def record(category, user='a player', **own):
             'session_num': 1, 'connection_type': 'wifi', 'build': '9.9.9', 'category': category, **own}
 
 
+class Prefix(http.server.ThreadingHTTPServer):
+    """A proxy that has the collector behind a part of its own address, as a studio's may."""
+
+    def __init__(self, url, prefix):
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def forward(self):
+                if not self.path.startswith(prefix):
+                    return self.send_error(404)
+                body = self.rfile.read(int(self.headers.get('Content-Length', 0)))
+                with contextlib.closing(http.client.HTTPConnection(urllib.parse.urlsplit(url).netloc)) as connection:
+                    connection.request(self.command, self.path[len(prefix) - 1:], body, dict(self.headers))
+                    answer = connection.getresponse()
+                    content = answer.read()
+                self.send_response(answer.status)
+                for name, value in answer.getheaders():
+                    self.send_header(name, value)
+                self.end_headers()
+                return self.wfile.write(content)
+
+            do_GET = do_POST = forward
+
+            def log_message(self, *_):
+                pass
+
+        super().__init__(('127.0.0.1', 0), Handler)
+        self.url = f'http://localhost:{self.server_port}{prefix}'
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+
 class Browser:
     """Chromium on the console. What is read from it is what stands there for people, once nothing is under way."""
 
@@ -107,6 +139,9 @@ class Browser:
 
     def text(self):
         return self.driver.find_element(By.TAG_NAME, 'body').text
+
+    def text_of(self, selector):
+        return ' '.join(each.text for each in self.driver.find_elements(By.CSS_SELECTOR, selector))
 
     def find(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)

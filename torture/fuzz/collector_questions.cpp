@@ -24,7 +24,7 @@ using namespace collector;
 
 constexpr const char* kGame = "0123456789abcdef0123456789ABCDEF";
 constexpr std::string_view kRecords =
-    R"([{"v":2,"user_id":"u","event_uuid":"0a1b2c3d-0000-4000-8000-000000000001","ios_idfa":"","ios_idfv":"","client_ts":1700000000,"sdk_version":"linux 1","os_version":"linux 6","manufacturer":"m","device":"x","platform":"linux","session_id":"","session_num":1,"connection_type":"wifi","build":"1","category":"design","event_id":"a:b","value":1.5},)"
+    R"([{"v":2,"user_id":"u","event_uuid":"0a1b2c3d-0000-4000-8000-000000000001","ios_idfa":"","ios_idfv":"","client_ts":1700000000,"sdk_version":"linux 1","os_version":"linux 6","manufacturer":"m","device":"x","platform":"linux","session_id":"","session_num":1,"connection_type":"wifi","build":"1","category":"design","event_id":"a:b","value":1.5,"custom_fields":{"weapon":"sword","perfect":true}},)"
     R"({"v":2,"user_id":"u","event_uuid":"0a1b2c3d-0000-4000-8000-000000000002","ios_idfa":"","ios_idfv":"","client_ts":1700000001,"sdk_version":"linux 1","os_version":"linux 6","manufacturer":"m","device":"x","platform":"linux","session_id":"","session_num":1,"connection_type":"wifi","build":"1","ab_id":"e","ab_variant_id":"a","category":"user"},)"
     R"({"v":2,"user_id":"w","event_uuid":"0a1b2c3d-0000-4000-8000-000000000003","ios_idfa":"","ios_idfv":"","client_ts":1700090000,"sdk_version":"linux 1","os_version":"linux 6","manufacturer":"m","device":"x","platform":"linux","session_id":"","session_num":1,"connection_type":"wifi","build":"1","category":"business","event_id":"t:i","currency":"EUR","amount":99,"transaction_num":1,"cart_type":"c"}])";
 
@@ -77,7 +77,8 @@ std::string parameterOf(fuzz::Input& input, const Question& question) {
   if (!question.takes.empty() && input.flag()) name = question.takes[input.byte() % question.takes.size()].name;
   if (input.byte() == 0) name = input.text();
   std::string value = input.oneOf({"yes", "no", "1", "u", "a", "a:b", "a:b:c:d:e:f", "currency", "currency,flow,", "e",
-                                   "csv", "platform,build", "", "2023-11-14", "9999-12-31"});
+                                   "csv", "platform,build", "", "field:weapon", "0a1b2c3d-0000-4000-8000-000000000001",
+                                   "2023-11-14", "9999-12-31"});
   if (input.flag()) value = input.text();
   return fmt::format("&{}={}", input.flag() ? encoded(name) : name, encoded(value));
 }

@@ -37,8 +37,8 @@ const COLUMNS = [
 function By({names, titles, caption, file}: {names: readonly string[]; titles: readonly string[]; caption: string; file: string}) {
   return (
     <Answered of={useQuestion("ads", {by: [...names, "ad_action"].join(",")})} what="the ads">
-      {({rows, complete}) => rows.length === 0 ? <Empty what="ads" call={CALLS.ad} /> : (
-        <DataTable caption={caption} file={file} sort="show" rows={actionsOf(rows, names)} complete={complete}
+      {({rows}) => rows.length === 0 ? <Empty what="ads" call={CALLS.ad} /> : (
+        <DataTable caption={caption} file={file} sort="show" rows={actionsOf(rows, names)}
           columns={[...names.map((name, index) => ({name, title: titles[index]!})), ...COLUMNS]} />
       )}
     </Answered>

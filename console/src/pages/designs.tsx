@@ -35,11 +35,11 @@ function Branch({under}: {under: string}) {
   const depth = under === "" ? 0 : under.split(":").length;
   return (
     <Answered of={useQuestion("designs", {under: under === "" ? undefined : under})} what="the events">
-      {({rows, complete}) => {
+      {({rows}) => {
         if (rows.length === 0) return <Empty what="events of this branch" call={CALLS.design} />;
         const named = rows.map((row) => ({...row, part: textOf(row[partOf(row)]), mean: typeof row.total === "number" ? ratio(row.total, numberOf(row.events)) : null}));
         return (
-          <DataTable caption={under === "" ? "Events by the first part of their ids" : `Events below ${under}`} file="designs" sort="events" rows={named} complete={complete} columns={[
+          <DataTable caption={under === "" ? "Events by the first part of their ids" : `Events below ${under}`} file="designs" sort="events" rows={named} columns={[
             {name: "part", title: "Part", show: (value) => value === "" || depth === MOST_PARTS ? <span class="none">ends here</span>
               : <a href={addressOf({page: view.page, values: changed(view.values, {under: under === "" ? textOf(value) : `${under}:${textOf(value)}`})})}><bdi>{value}</bdi></a>},
             {name: "events", title: "Events"},
@@ -92,11 +92,11 @@ function Values({under}: {under: string}) {
 function ByField({under, field}: {under: string; field: string}) {
   return (
     <Answered of={useQuestion("designs", {under: under === "" ? undefined : under, by: `field:${field}`})} what="the field">
-      {({rows, complete}) => {
+      {({rows}) => {
         const column = Object.keys(rows[0] ?? {}).find((name) => name === field || name === `field:${field}`);
         if (column === undefined) return <p class="note">No event of this branch is there to be split.</p>;
         return (
-          <DataTable caption={`Events by the custom field ${field}`} file="field" sort="events" complete={complete}
+          <DataTable caption={`Events by the custom field ${field}`} file="field" sort="events"
             rows={rows.map((row) => ({...row, of_field: row[column] ?? ""}))}
             columns={[{name: "of_field", title: field}, {name: "events", title: "Events"}, {name: "players", title: "Players"},
               {name: "total", title: "Sum of values"}, {name: "least", title: "Least"}, {name: "most", title: "Greatest"}]} />

@@ -76,7 +76,7 @@ function Currency({rows, players}: {rows: readonly Row[]; players: number}) {
       </Answered>
       <Answered of={useQuestion("economy", {by: "currency,item_type,item_id"})} what="the goods">
         {(goods) => (
-          <DataTable caption={`${chosen}: what it comes from and goes to`} file="goods" complete={goods.complete}
+          <DataTable caption={`${chosen}: what it comes from and goes to`} file="goods"
             rows={goods.rows.filter((row) => row.currency === chosen)}
             columns={[{name: "item_type", title: "Item type"}, {name: "item_id", title: "Item"}, ...FLOWS]} />
         )}

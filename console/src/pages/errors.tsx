@@ -43,7 +43,7 @@ function List() {
   const asked = together(useQuestion("errors"), useQuestion("errors", {by: "severity,message,build"}));
   return (
     <Answered of={asked} what="the errors">
-      {([{rows, complete}, byBuild]) => {
+      {([{rows}, byBuild]) => {
         if (rows.length === 0) return <Empty what="errors" call={CALLS.error} />;
         const builds = groupedBy(byBuild.rows, keyOf);
         const list = troublesOf(rows).map((trouble) => {
@@ -52,7 +52,7 @@ function List() {
             is_exact: Number(trouble.isExact), first: of[0] ?? "", last: of.at(-1) ?? ""};
         });
         return (
-          <DataTable caption="Errors" file="errors" sort="events" rows={list} complete={complete && byBuild.complete} columns={[
+          <DataTable caption="Errors" file="errors" sort="events" rows={list} columns={[
             {name: "title", title: "Message", show: (value, row) => (
               <a href={addressOf({page: view.page, values: changed(view.values, {error: textOf(row.id)})})}>{value === "" ? "an empty message" : value}</a>
             )},

@@ -33,7 +33,7 @@ export function Levels() {
   const view = useView();
   return (
     <Answered of={useQuestion("levels")} what="the levels">
-      {({rows, complete}) => {
+      {({rows}) => {
         if (rows.length === 0)
           return <Empty what="levels" call={CALLS.level} />;
         const levels = rows.map(measured).sort(inOrder);
@@ -55,7 +55,7 @@ export function Levels() {
                 steps={levels.map((row) => ({title: textOf(row.level), whole: numberOf(row.players_started), part: numberOf(row.players_completed), lost: row.players_stopped === undefined ? null : numberOf(row.players_stopped)}))} />
             </Section>
             <Section title="Level by level" how="Starts, fails and completions are reports. Tries are the starts of a player who started. The mean score is of the completions.">
-              <DataTable caption="Levels" file="levels" rows={levels} complete={complete} columns={[
+              <DataTable caption="Levels" file="levels" rows={levels} columns={[
                 {name: "level", title: "Level", show: (value, row) => (
                   <a href={addressElsewhere(view, "rows", {category: "progression", ...Object.fromEntries(PARTS.map((part) => [part, textOf(row[part]) || undefined]))})}>{value}</a>
                 )},

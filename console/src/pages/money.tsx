@@ -82,8 +82,8 @@ function Days() {
 function Items() {
   return (
     <Answered of={useQuestion("revenue", {by: "item_type,item_id,currency"})} what="the items">
-      {({rows, complete}) => rows.length === 0 ? <Empty what="purchases" call={CALLS.purchase} /> : (
-        <DataTable caption="Purchases by item and currency" file="items" sort="events" rows={rows} complete={complete} columns={[
+      {({rows}) => rows.length === 0 ? <Empty what="purchases" call={CALLS.purchase} /> : (
+        <DataTable caption="Purchases by item and currency" file="items" sort="events" rows={rows} columns={[
           {name: "item_type", title: "Item type"},
           {name: "item_id", title: "Item"},
           {name: "currency", title: "Currency"},

@@ -87,18 +87,17 @@ function Session({number, rows, isOpen}: {number: number; rows: readonly Row[]; 
   );
 }
 
-function Erase({player}: {player: string}) {
+function Erase({player, say}: {player: string; say: (words: string) => void}) {
   const view = useView();
   const [typed, setTyped] = useState("");
-  const [said, setSaid] = useState("");
   const erase = async (event: Event_) => {
     event.preventDefault();
-    setSaid("Erasing.");
+    say("Erasing.");
     try {
       const {events, pending} = await change("delete", "/api/player", {game: view.values.game ?? "", user_id: player});
-      setSaid(`Erased: ${many(events, "event")}.${pending ? " The warehouse follows as soon as it is there." : ""} Backups still hold them.`);
+      say(`Erased: ${many(events, "event")}.${pending ? " The warehouse follows as soon as it is there." : ""} Backups still hold them.`);
     } catch (failure) {
-      setSaid(`Nothing was erased: ${wordsOf(failure)}.`);
+      say(`Nothing was erased: ${wordsOf(failure)}.`);
     }
   };
   return (
@@ -109,7 +108,6 @@ function Erase({player}: {player: string}) {
         <label>Id<input value={typed} name="erase" autocomplete="off" onInput={({currentTarget: {value}}) => setTyped(value)} /></label>
         <button type="submit" class="danger" disabled={typed !== player}>Erase for good</button>
       </form>
-      <p role="status">{said}</p>
     </details>
   );
 }
@@ -117,13 +115,20 @@ type Event_ = globalThis.Event;
 
 function Life({player}: {player: string}) {
   const view = useView();
+  const asked = useQuestion("player", wholeLife(player));
+  const [said, setSaid] = useState("");
+  const say = (words: string) => {
+    setSaid(words);
+    asked.again();
+  };
   const own = {game: view.values.game, ...wholeLife(player), limit: 10_000};
   return (
-    <Section title="The life of a player" how={`The first ${whole(MOST)} events in the order of their times, each as the game sent it, whatever the bar on top says but for the game.`}>
+    <Section title="The life of a player" how={`The first ${whole(MOST)} events in the order of their times, each as the game sent it; the export has up to 10,000. All of the time counts, whatever the bar on top says but for the game.`}>
       <p><a href={addressOf({page: view.page, values: changed(view.values, {player: undefined})})}>Find another</a></p>
       <p class="player"><bdi>{player}</bdi></p>
-      <Answered of={useQuestion("player", wholeLife(player))} what="this player">
-        {({rows, complete}) => {
+      <p role="status">{said}</p>
+      <Answered of={asked} what="this player">
+        {({rows}) => {
           if (rows.length === 0) return <p class="note">There is nothing of a player with this id.</p>;
           const sessions = [...groupedBy(rows, (row) => textOf(row.session_id)).values()];
           return (
@@ -133,9 +138,8 @@ function Life({player}: {player: string}) {
                 <a href={questionUrl("player", own)} download="player.json">Export as JSON</a>{" "}
                 <a href={questionUrl("player", {...own, form: "csv"})} download="player.csv">as CSV</a>
               </p>
-              {!complete && <p class="note">There are more events than these; the export has up to 10,000.</p>}
               <ol class="sessions">{sessions.map((each, index) => <Session key={index} number={index + 1} rows={each} isOpen={index === 0} />)}</ol>
-              <Erase key={player} player={player} />
+              <Erase player={player} say={say} />
             </>
           );
         }}

@@ -1,6 +1,6 @@
 // Whether players come back: cohorts by their first day, and what part of them was there so many days later.
 import {go, useView} from "../address";
-import {useQuestion, useQuestions, type Answer} from "../asked";
+import {useQuestion, useQuestions, type Answer, type Asked} from "../asked";
 import {CALLS} from "../calls";
 import {dayNumber, dayText, today} from "../days";
 import {day, share, whole} from "../format";
@@ -47,7 +47,7 @@ const daysLater = (from: string, to: string): number[] =>
 const SPLITS = [["", "nothing"], ["build", "build"], ["platform", "platform"], ["ab_variant_id", "A/B group"]] as const;
 const MOST_CURVES = 8;
 
-function Curves({to, later}: {to: string; later: readonly number[]}) {
+function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
   const view = useView();
   const by = view.values.by ?? "";
   return (
@@ -58,7 +58,7 @@ function Curves({to, later}: {to: string; later: readonly number[]}) {
           {SPLITS.map(([name, title]) => <option key={name} value={name}>{title}</option>)}
         </select>
       </label>
-      {by === "" ? <CurveOfAll to={to} later={later} /> : <CurvesBy key={by} by={by} to={to} later={later} />}
+      {by === "" ? <CurveOfAll all={all} to={to} later={later} /> : <CurvesBy key={by} by={by} to={to} later={later} />}
     </>
   );
 }
@@ -73,9 +73,9 @@ function Picture({series, later}: {series: readonly Series[]; later: readonly nu
 const curveOf = (answer: Answer, label: string, to: string, later: readonly number[]): Series =>
   ({label, values: later.slice(1).map((each) => shareAfter(cohortsOf(answer), each, to))});
 
-function CurveOfAll({to, later}: {to: string; later: readonly number[]}) {
+function CurveOfAll({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
   return (
-    <Answered of={useQuestion("retention")} what="the cohorts">
+    <Answered of={all} what="the cohorts">
       {(answer) => <Picture later={later} series={[curveOf(answer, "All players", to, later)]} />}
     </Answered>
   );
@@ -103,10 +103,11 @@ function CurvesOf({by, values, to, later}: {by: string; values: readonly string[
 export function Retention() {
   const {from = "", to = ""} = useView().values;
   const later = daysLater(from, to);
+  const all = useQuestion("retention");
   return (
     <>
       <Section title="Day 1, 7 and 30" rows={{category: "user"}} how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. With a filter, players count where they were in it on that day.">
-        <Answered of={useQuestion("retention")} what="the cohorts">
+        <Answered of={all} what="the cohorts">
           {(answer) => {
             const cohorts = cohortsOf(answer);
             if (cohorts.length === 0) return <Empty what="new players" call={CALLS.start} />;
@@ -122,10 +123,10 @@ export function Retention() {
         </Answered>
       </Section>
       <Section title="Curves" how="The same for every day. A split compares the players who were in each part on their first day with those who were in it so many days later, so a player who updated is one of both builds.">
-        <Curves to={to} later={later} />
+        <Curves all={all} to={to} later={later} />
       </Section>
       <Section title="Cohorts" how="A row for the players of each first day. A day that isn't over yet stays empty.">
-        <Answered of={useQuestion("retention")} what="the cohorts">
+        <Answered of={all} what="the cohorts">
           {(answer) => (
             <HeatMap caption="The part of a day's new players who are there so many days later (0 is the first day itself)" file="cohorts" corner="First day" sizeTitle="Players"
               columns={later.map(String)}

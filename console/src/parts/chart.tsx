@@ -3,7 +3,8 @@
 import {useEffect, useRef, useState} from "preact/hooks";
 import UPlot from "uplot";
 import "uplot/dist/uPlot.min.css";
-import {number, short, shortDay} from "../format";
+import {dayText} from "../days";
+import {day, number, short, shortDay} from "../format";
 import {DataTable} from "./data-table";
 
 export interface Series {
@@ -32,6 +33,7 @@ interface Props {
 }
 
 const HEIGHT = 240;
+const DAY = 86_400; // seconds
 const COLORS = 8;
 
 const colorOf = (series: Series, index: number): string => `--series-${series.color ?? (index % COLORS) + 1}`;
@@ -67,7 +69,7 @@ function optionsOf(props: Props, width: number, hidden: ReadonlySet<string>, onC
   const {series, format = number, formatAxis = short, formatX, marks = [], bars} = props;
   const axis = {stroke: styled("--quiet"), grid: {stroke: styled("--grid"), width: 1}, ticks: {stroke: styled("--grid"), width: 1}};
   const ofX = props.formatXAxis ?? formatX ?? shortDay;
-  const step = formatX ? undefined : [1, 2, 7, 14, 28, 91, 182, 364].map((days) => days * 86_400);
+  const step = formatX ? undefined : [1, 2, 7, 14, 28, 91, 182, 364].map((days) => days * DAY);
   const paths = bars ? UPlot.paths.bars!({size: [0.8, 60]}) : undefined;
   const ground = series.length > 1 ? undefined : `${styled("--series-1")}22`;
   return {
@@ -152,7 +154,7 @@ export function Chart(props: Props) {
   };
   const names = series.map((_, index) => `value${index}`);
   const rows = x.map((at, row) =>
-    Object.fromEntries([["x", at], ...series.map((each, index) => [names[index]!, each.values[row] ?? null])]));
+    Object.fromEntries([["x", props.formatX ? at : dayText(at / DAY)], ...series.map((each, index) => [names[index]!, each.values[row] ?? null])]));
   const label = cursor === null || x[cursor] === undefined ? null : formatX(x[cursor]);
   return (
     <figure class="chart">
@@ -179,7 +181,7 @@ export function Chart(props: Props) {
       <details>
         <summary>The numbers as a table</summary>
         <DataTable caption={title} file={file} rows={rows} columns={[
-          {name: "x", title: xTitle, show: (value) => formatX(value as number)},
+          {name: "x", title: xTitle, show: (value) => (typeof value === "string" ? day(value) : formatX(value as number))},
           ...series.map((each, index) => ({name: names[index]!, title: each.label, show: (value: unknown) => format(value as number | null)})),
         ]} />
       </details>

@@ -17,7 +17,6 @@ interface Props {
   file: string; // of the CSV, without its ending
   columns: readonly Column[];
   rows: readonly Row[];
-  complete?: boolean;
   sort?: string; // the column that it is first sorted by, the largest first
   order?: 1 | -1;
 }
@@ -39,7 +38,7 @@ function shown(column: Column, row: Row): ComponentChildren {
   return typeof value === "number" ? number(value) : value === "" ? <span class="none">none</span> : value;
 }
 
-export function DataTable({caption, file, columns, rows, complete = true, sort, order = -1}: Props) {
+export function DataTable({caption, file, columns, rows, sort, order = -1}: Props) {
   const [by, setBy] = useState<{name: string; order: 1 | -1} | null>(sort === undefined ? null : {name: sort, order});
   const [most, setMost] = useState(STEP);
   const sorted = by === null ? rows : [...rows].sort((one, other) => compare(one[by.name], other[by.name], by.order));
@@ -76,7 +75,6 @@ export function DataTable({caption, file, columns, rows, complete = true, sort, 
           </tbody>
         </table>
       </div>
-      {!complete && <p class="note">These are the first rows only: ask for fewer days, or filter more.</p>}
       <p class="under">
         {sorted.length > most && (
           <button type="button" onClick={() => setMost(most + STEP)}>

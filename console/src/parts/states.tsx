@@ -25,6 +25,12 @@ export function Empty({what, call}: {what: string; call?: string}) {
   );
 }
 
+// Whether an answer, or one of several, has its first rows only.
+function isCut(value: unknown): boolean {
+  if (Array.isArray(value)) return value.some(isCut);
+  return typeof value === "object" && value !== null && "complete" in value && value.complete === false;
+}
+
 // The answer once it is there; while the next one is asked for, the one before it stays.
 export function Answered<T>({of, what, children}: {of: Asked<T>; what: string; children: (value: T) => ComponentChildren}) {
   if (of.failure !== undefined && !of.isAsking) return <Trouble what={what} why={of.failure} again={of.again} />;
@@ -32,6 +38,7 @@ export function Answered<T>({of, what, children}: {of: Asked<T>; what: string; c
   return (
     <div class={of.isAsking ? "answer asking" : "answer"} aria-busy={of.isAsking}>
       {of.isAsking && <p class="again" role="status">Asking again.</p>}
+      {isCut(of.value) && <p class="warning">There is more than an answer holds, so these are parts of the numbers only. Ask for fewer days, or filter more.</p>}
       {children(of.value)}
     </div>
   );

@@ -1,9 +1,9 @@
 // The bar on top: whose numbers, of which days, of which players.
 import {FILTERS, go, useView, type FilterName} from "../address";
-import type {Json, QuestionName} from "../api";
+import type {Json} from "../api";
 import {useQuestion} from "../asked";
 import {dayNumber, daysIn, daysLater, isDay, today} from "../days";
-import {numberOf, textOf} from "../rows";
+import {groupedBy, sumOf, textOf, type Row} from "../rows";
 
 type Games = Json<"/api/games">;
 
@@ -20,22 +20,31 @@ const TITLES: Record<FilterName, string> = {
 const PRESETS = [[1, "Today"], [7, "7 days"], [14, "14 days"], [30, "30 days"], [90, "90 days"], [365, "A year"]] as const;
 export const USUAL_DAYS = 30;
 
-// What a filter can be set to is what the records of these days say, the most frequent first.
-function Filter({name}: {name: FilterName}) {
+// What the filters can be set to: what the records of these days say, the most frequent first.
+type Choices = Readonly<Record<FilterName, readonly string[]>>;
+
+function choicesOf(rows: readonly Row[]): Choices {
+  const of = (name: FilterName) => [...groupedBy(rows, (row) => textOf(row[name]))]
+    .map(([value, group]) => ({value, events: sumOf(group, "events")}))
+    .sort((one, other) => other.events - one.events).map(({value}) => value);
+  return Object.fromEntries(FILTERS.map((name) => [name, of(name)])) as Record<FilterName, string[]>;
+}
+
+const UNFILTERED = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
+
+function Filter({name, found}: {name: FilterName; found: readonly string[]}) {
   const view = useView();
   const current = view.values[name];
-  const asked = useQuestion("events" satisfies QuestionName, {by: name, [name]: undefined});
-  const found = (asked.value?.rows ?? []).map((row) => ({value: textOf(row[name]), players: numberOf(row.players)}));
-  const choices = found.some(({value}) => value === current) || current === undefined ? found : [{value: current, players: 0}, ...found];
-  const isNeeded = choices.some(({value}) => value !== "") || current !== undefined;
-  if (!isNeeded && name !== "build" && name !== "platform") return null; // the game doesn't use it
+  const choices = current === undefined || found.includes(current) ? found : [current, ...found];
+  const isUsed = choices.some((value) => value !== "");
+  if (!isUsed && name !== "build" && name !== "platform") return null; // the game has no such thing
   return (
     <label>
       {TITLES[name]}
-      <select value={current === undefined ? "" : `=${current}`} aria-busy={asked.isAsking}
+      <select value={current === undefined ? "" : `=${current}`}
         onChange={({currentTarget: {value}}) => go(view, {[name]: value === "" ? undefined : value.slice(1)})}>
         <option value="">all</option>
-        {choices.map(({value}) => <option key={value} value={`=${value}`}>{value === "" ? "none" : value}</option>)}
+        {choices.map((value) => <option key={value} value={`=${value}`}>{value === "" ? "none" : value}</option>)}
       </select>
     </label>
   );
@@ -68,20 +77,22 @@ function Period() {
 
 export function TopBar({games}: {games: Games}) {
   const view = useView();
+  const asked = useQuestion("events", {...UNFILTERED, by: FILTERS.join(",")}); // one question for all of them
+  const choices = choicesOf(asked.value?.rows ?? []);
   const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
   return (
-    <form class="bar" aria-label="Game, time and filters" onSubmit={(event) => event.preventDefault()}>
+    <form class="bar" aria-busy={asked.isAsking} aria-label="Game, time and filters" onSubmit={(event) => event.preventDefault()}>
       <label>
         Game
         <select value={view.values.game} onChange={({currentTarget: {value}}) =>
-          go(view, {game: value, ...Object.fromEntries(FILTERS.map((name) => [name, undefined]))})}>
+          go(view, {...UNFILTERED, game: value})}>
           {games.map(({key, name}) => <option key={key} value={key}>{name === "" ? key : name}</option>)}
         </select>
       </label>
       <Period />
-      {FILTERS.map((name) => <Filter key={name} name={name} />)}
+      {FILTERS.map((name) => <Filter key={name} name={name} found={choices[name]} />)}
       {isFiltered && (
-        <button type="button" onClick={() => go(view, Object.fromEntries(FILTERS.map((name) => [name, undefined])))}>No filters</button>
+        <button type="button" onClick={() => go(view, UNFILTERED)}>No filters</button>
       )}
     </form>
   );
