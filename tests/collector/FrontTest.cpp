@@ -381,6 +381,11 @@ TEST(Proxies, TellWhoTheyForwardFor) {
     EXPECT_EQ(proxies.clientOf(peer, {"GET", "/", {{"X-Forwarded-For", "8.8.8.8"}, {"x-forwarded-for", value}}}),
               client)
         << peer << ' ' << value;
+  const auto isSecured = [&](const std::string& peer, const std::string& scheme) {
+    return proxies.isSecured(peer, {"GET", "/", {{"X-Forwarded-Proto", scheme}}});
+  };
+  EXPECT_TRUE(isSecured("10.0.0.1", "HTTPS"));
+  EXPECT_FALSE(isSecured("10.0.0.1", "http") || isSecured("10.0.0.1", "") || isSecured("192.0.2.1", "https"));
   EXPECT_EQ(networkOf("2001:db8:1:2:3:4:5:6"), "2001:db8:1:2::");
   EXPECT_EQ(networkOf("192.0.2.1"), "192.0.2.1");
   for (const auto& [name, forwarded] : std::vector<std::pair<std::string, bool>>{
