@@ -49,6 +49,7 @@ Table countByField(Engine& engine, const Filter& filter, Query query, const std:
     if (event.measure) sums.addMeasure(*event.measure);
   }
   std::vector<std::pair<const Key, Sums>*> sorted;
+  sorted.reserve(groups.size());
   for (auto& each : groups) sorted.push_back(&each);
   std::ranges::stable_sort(
       sorted, {}, [](const auto* each) { return std::pair(std::get<0>(each->first), -each->second.events()); });

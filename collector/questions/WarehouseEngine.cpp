@@ -148,8 +148,9 @@ Table WarehouseEngine::life(const Filter& filter, const std::string& userId, std
 Table WarehouseEngine::rows(const Filter& filter, const Search& search) {
   const std::string where = sqlFor(filter, search);
   Table table{{"client_ts", "received_at", "category", "user_id", "session_id", "platform", "build", "record"}, {}};
+  const bool hasFew = search.userId || search.sessionId;
   for (std::size_t reach = kSparePerEvent * search.limit;; reach *= kFurther) {
-    const std::string earliest = timeOf(warehouse_, filter, search, reach);
+    const std::string earliest = hasFew ? "" : timeOf(warehouse_, filter, search, reach);
     const std::string sql = fmt::format(
         "SELECT client_ts, received_at, category, user_id, session_id, platform, build, record FROM events PREWHERE "
         "{}{} ORDER BY client_ts DESC, toString(event_uuid) DESC LIMIT 1 BY kind, client_ts, event_uuid LIMIT {} "
