@@ -1,7 +1,6 @@
 #include "collector/questions/EventSearch.h"
 
 #include <algorithm>
-#include <compare>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -21,7 +20,8 @@ namespace {
 // What leads to events: all of one player and one second are found together.
 struct Moment {
   std::int64_t time, player;
-  auto operator<=>(const Moment&) const = default;  // NOLINT(modernize-use-nullptr): there is none
+  [[nodiscard]] auto key() const { return std::pair(time, player); }
+  bool operator==(const Moment&) const = default;
 };
 
 // Keeps the moments of the newest events, as many events as are asked for and those of the same second as the last.
@@ -37,7 +37,7 @@ class Newest {
   // Each once, the newest first.
   std::vector<Moment> taken() {
     tidy();
-    std::ranges::sort(moments_, std::greater());
+    std::ranges::sort(moments_, std::greater(), &Moment::key);
     moments_.erase(std::unique(moments_.begin(), moments_.end()), moments_.end());
     return std::move(moments_);
   }
@@ -63,7 +63,7 @@ struct Found {
   std::int64_t time;
   Uuid uuid;
   std::int64_t event;
-  auto operator<=>(const Found&) const = default;  // NOLINT(modernize-use-nullptr): there is none
+  [[nodiscard]] auto key() const { return std::pair(time, uuid); }
 };
 
 // A player's events of some time, as far as they are selected; `session` if one is asked for.
@@ -125,7 +125,7 @@ std::vector<Found> eventsOf(sqlite3* database, const Filter& filter, const Searc
     Finder finder(database, selection);
     for (const Moment& moment : newest.taken()) finder.find(moment.player, moment.time, moment.time, found);
   }
-  std::ranges::sort(found, std::greater());
+  std::ranges::sort(found, std::greater(), &Found::key);
   if (found.size() > search.limit) found.resize(search.limit);
   return found;
 }
@@ -160,7 +160,7 @@ std::vector<FieldsOfEvent> findFields(sqlite3* database, const Filter& filter, c
   selection.forEach([&](const Figure& figure) {
     if (++count <= query.limit) moments.push_back({figure.clientTs, figure.player});
   });
-  std::ranges::sort(moments);
+  std::ranges::sort(moments, {}, &Moment::key);
   moments.erase(std::unique(moments.begin(), moments.end()), moments.end());
   Statement events(database,
                    "SELECT topic, segment, measure, custom_fields FROM events WHERE player = ? AND client_ts = ?");

@@ -4,11 +4,11 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "collector/questions/Table.h"
@@ -23,7 +23,7 @@ using LevelName = std::array<std::string, 3>;  // progression01 to 03
 struct Step {
   LevelName level;
   Rank rank = Rank::start;
-  auto operator<=>(const Step&) const = default;  // NOLINT(modernize-use-nullptr): there is none
+  bool operator<(const Step& other) const { return std::tie(level, rank) < std::tie(other.level, other.rank); }
 };
 
 // Adds up who stopped where: who has completed a level hasn't.

@@ -80,7 +80,20 @@ std::string sqlFor(const Filter& filter, const Search& search) {
 }
 
 constexpr std::size_t kSparePerEvent = 2;  // few come more often than twice
-constexpr std::size_t kFurther = 8;
+constexpr std::int64_t kFurther = 8;
+
+// The time of the event that so many come behind, as a text; empty where there are fewer. Among the last days first.
+std::string timeOf(const ClickHouse& warehouse, const Filter& filter, const Search& search, std::size_t reach) {
+  for (std::int64_t days = 1;; days *= kFurther) {
+    Filter last = filter;
+    last.from = std::max(filter.from, filter.to + 1 - days);
+    const auto rows = rowsOf(warehouse.run(
+        fmt::format("SELECT client_ts FROM events WHERE {} ORDER BY client_ts DESC LIMIT {}, 1 FORMAT TabSeparated",
+                    sqlFor(last, search), reach - 1)));
+    if (!rows.empty()) return rows[0][0];
+    if (last.from == filter.from) return "";
+  }
+}
 
 }  // namespace
 
@@ -135,16 +148,15 @@ Table WarehouseEngine::life(const Filter& filter, const std::string& userId, std
 Table WarehouseEngine::rows(const Filter& filter, const Search& search) {
   const std::string where = sqlFor(filter, search);
   Table table{{"client_ts", "received_at", "category", "user_id", "session_id", "platform", "build", "record"}, {}};
+  const bool hasFew = search.userId || search.sessionId;
   for (std::size_t reach = kSparePerEvent * search.limit;; reach *= kFurther) {
-    const auto earliest = rowsOf(warehouse_.run(
-        fmt::format("SELECT client_ts FROM events WHERE {} ORDER BY client_ts DESC LIMIT {}, 1 FORMAT TabSeparated",
-                    where, reach - 1)));
+    const std::string earliest = hasFew ? "" : timeOf(warehouse_, filter, search, reach);
     const std::string sql = fmt::format(
         "SELECT client_ts, received_at, category, user_id, session_id, platform, build, record FROM events PREWHERE "
         "{}{} ORDER BY client_ts DESC, toString(event_uuid) DESC LIMIT 1 BY kind, client_ts, event_uuid LIMIT {} "
         "FORMAT "
         "TabSeparated",
-        where, earliest.empty() ? "" : " AND client_ts >= " + earliest[0][0], search.limit);
+        where, earliest.empty() ? "" : " AND client_ts >= " + earliest, search.limit);
     auto found = rowsOf(warehouse_.run(sql));
     if (found.size() < search.limit && !earliest.empty()) continue;
     for (auto& fields : found) {

@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "collector/archive/Schema.h"
+#include "collector/records/Fields.h"
 #include "collector/warehouse/Literals.h"
 
 namespace collector {
@@ -45,9 +47,11 @@ std::string conditions(const std::map<Column, std::string>& texts) {
 
 std::string kinds(const Filter& filter, std::initializer_list<std::string_view> categories) {
   std::string sql;
-  if (categories.begin()->empty()) return fmt::format("game = {}", literal(filter.game));
-  for (const auto category : categories)
+  const auto add = [&](std::string_view category) {
     sql += fmt::format("{}sipHash64({}, {})", sql.empty() ? "" : ", ", literal(filter.game), literal(category));
+  };
+  if (categories.begin()->empty()) std::ranges::for_each(recordKinds(), add, &RecordKind::category);
+  else std::ranges::for_each(categories, add);
   return fmt::format("kind IN ({})", sql);
 }
 

@@ -1,5 +1,5 @@
 // The frame of all pages: who is signed in, which games there are, the bar, the navigation, and the page itself.
-import {useEffect} from "preact/hooks";
+import {useEffect, useRef} from "preact/hooks";
 import {addressElsewhere, addressOf, changed, correct, useAddress, useView, ViewContext, type View} from "./address";
 import {get, onSignedOut} from "./api";
 import {useAsked} from "./asked";
@@ -23,9 +23,13 @@ function completed(view: View, games: readonly {key: string}[]): View {
 
 function Navigation() {
   const view = useView();
+  const list = useRef<HTMLUListElement>(null);
+  useEffect(() => { // where the window is narrow the list is longer than the window
+    list.current?.querySelector("[aria-current]")?.scrollIntoView({block: "nearest", inline: "center"});
+  }, [view.page]);
   return (
     <nav aria-label="Pages">
-      <ul>
+      <ul ref={list}>
         {PAGES.filter((page) => !page.isHidden).map((page) => (
           <li key={page.name}>
             <a href={addressElsewhere(view, page.name)} aria-current={page.name === view.page ? "page" : undefined}>{page.title}</a>

@@ -54,12 +54,13 @@ export interface Answer {
   readonly complete: boolean;
 }
 
-const answerOf = (table: Table): Answer => ({rows: rowsOf(table), complete: table.complete});
+// Who asks for so many rows knows that there may be more.
+const answerOf = (table: Table, own: Own): Answer => ({rows: rowsOf(table), complete: table.complete || own.limit !== undefined});
 
 // A question under the bar on top; a parameter that is undefined is left out, also one of the bar.
 export function useQuestion(name: QuestionName, own: Own = {}): Asked<Answer> {
   const parameters = {...filtersOf(useView().values), ...own};
-  return useAsked(JSON.stringify([name, parameters]), async (signal) => answerOf(await ask(name, parameters, signal)));
+  return useAsked(JSON.stringify([name, parameters]), async (signal) => answerOf(await ask(name, parameters, signal), own));
 }
 
 // The same question several times, such as once for each build.
@@ -67,5 +68,5 @@ export function useQuestions(name: QuestionName, owns: readonly Own[]): Asked<re
   const values = filtersOf(useView().values);
   const all = owns.map((own) => ({...values, ...own}));
   return useAsked(JSON.stringify([name, all]), (signal) =>
-    Promise.all(all.map(async (parameters) => answerOf(await ask(name, parameters, signal)))));
+    Promise.all(all.map(async (parameters) => answerOf(await ask(name, parameters, signal), parameters))));
 }

@@ -5,6 +5,14 @@ const fieldOf = (record: unknown, name: string): string => {
   return value === undefined || value === null ? "" : String(value);
 };
 
+function parsed(record: string): unknown {
+  try {
+    return JSON.parse(record);
+  } catch {
+    return null; // its beginning only
+  }
+}
+
 const ifAny = (before: string, text: string): string => (text === "" ? "" : before + text);
 
 type Of = (name: string) => string;
@@ -22,7 +30,9 @@ const WORDS: {readonly [category: string]: (of: Of) => string} = {
   sdk_error: (of) => `the library reports ${of("error_action").replaceAll("_", " ")} (${of("error_area")}${ifAny(", ", of("error_parameter"))})${ifAny(": ", of("reason"))}`,
 };
 
-export function wordsOfEvent(category: string, record: unknown): string {
+// `record`: as an object, or as the text of one.
+export function wordsOfEvent(category: string, given: unknown): string {
+  const record = typeof given === "string" ? parsed(given) : given;
   return WORDS[category]?.((name) => fieldOf(record, name)) ?? "";
 }
 

@@ -18,10 +18,14 @@ export interface Arrival {
 
 export interface Stream {
   readonly arrivals: readonly Arrival[]; // the latest first
+  readonly troubles: readonly Arrival[]; // of those, also longer ago, what is wrong: what goes well would crowd it out
   readonly skipped: number;
   readonly perSecond: number;
   readonly state: "connecting" | "open" | "away";
 }
+
+// A record that broke a rule, or the library's report of a call that did.
+export const isTrouble = (arrival: Arrival): boolean => arrival.isRefused || arrival.category === "sdk_error";
 
 const MOST = 200;
 const STEP_MS = 250;
@@ -55,8 +59,8 @@ export const liveUrl = (looking: Looking): string => urlOf("/api/live", {...look
 
 export function useLive(looking: Looking, isPaused: boolean): Stream {
   const url = liveUrl(looking);
-  const [stream, setStream] = useState<Stream>({arrivals: [], skipped: 0, perSecond: 0, state: "connecting"});
-  useEffect(() => setStream((before) => ({...before, arrivals: [], skipped: 0})), [url]);
+  const [stream, setStream] = useState<Stream>({arrivals: [], troubles: [], skipped: 0, perSecond: 0, state: "connecting"});
+  useEffect(() => setStream((before) => ({...before, arrivals: [], troubles: [], skipped: 0})), [url]);
   useEffect(() => {
     if (isPaused) return undefined;
     let waiting: Arrival[] = [];
@@ -90,6 +94,7 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
       skipped = 0;
       setStream((before) => came.length === 0 && more === 0 && before.state === state && before.perSecond === perSecond ? before : {
         arrivals: came.length === 0 ? before.arrivals : [...came, ...before.arrivals].slice(0, MOST),
+        troubles: [...came.filter(isTrouble), ...before.troubles].slice(0, MOST),
         skipped: before.skipped + more,
         perSecond,
         state,

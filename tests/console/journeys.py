@@ -5,6 +5,7 @@ import argparse
 import contextlib
 import gzip
 import http.client
+import math
 import re
 import sys
 import time
@@ -125,6 +126,10 @@ class Journeys(unittest.TestCase):
         days = [number(row['Players']) for row in browser.table('Players by day')]
         self.assertEqual([count for count in days if count], [of['players'] for of in truth['days'].values()])
 
+        hours = [number(row['Sessions in an hour']) for row in browser.table('A day, hour by hour (UTC)')]
+        sessions = [sum(of['sessions'] for of in truth['hours'] if of['hour'] == hour and of['day'] > '2026-10-01') for hour in range(24)]
+        self.assertEqual(hours, [round(count / 31 + 1e-9, 2) for count in sessions])
+
         browser.visit('retention')
         cohorts = {day: days for day, days in truth['returned'].items() if len(days) > 0}
         sizes = [number(row['Players']) for row in browser.table("The part of a day's new players who are there so many days later (0 is the first day itself)")]
@@ -138,6 +143,8 @@ class Journeys(unittest.TestCase):
                   for row in browser.table('Levels')}
         self.assertEqual(levels, {name: [of[each] for each in ('starts', 'fails', 'completes', 'players_started', 'players_completed')]
                                   for name, of in truth['levels'].items()})
+        stopped = {row['Level'].replace(' · ', ':'): number(row['Stopped here']) for row in browser.table('Levels')}
+        self.assertEqual({level: count for level, count in stopped.items() if count}, truth['stopped'])
 
         browser.visit('money')
         self.assertEqual(number(browser.tile('Payers')), truth['all']['payers'])
@@ -145,6 +152,9 @@ class Journeys(unittest.TestCase):
                          {name: of['count'] for name, of in truth['all']['revenue'].items()})
         self.assertEqual({row['Network']: number(row['Impressions']) for row in browser.table('Revenue of ads by network and currency')},
                          {name: of['count'] for name, of in truth['impressions'].items()})
+
+        first = {row['Days after the first day'].removeprefix('day '): number(row['Players']) for row in browser.table('Players by when they first paid')}
+        self.assertEqual({later: players for later, players in first.items() if players}, truth['first_purchases'])
 
         browser.visit('economy')
         self.assertEqual({row['Currency']: [number(row['Earned']), number(row['Spent'])] for row in browser.table('Currencies')},
@@ -168,6 +178,15 @@ class Journeys(unittest.TestCase):
         browser.visit('experiments')
         self.assertEqual({f'shop_position:{row["Group"]}': [number(row['Players']), number(row['Sessions'])] for row in browser.table('What is counted')},
                          {name: [of['players'], of['sessions']] for name, of in truth['groups'].items()})
+        currency = browser.field('Currency').get_attribute('value')
+        for row in browser.table(f'Revenue per player in {currency}'):
+            group = f'shop_position:{row["Group"]}'
+            players, amount = truth['groups'][group]['players'], truth['groups'][group]['revenue'].get(currency, {'amount': 0})['amount']
+            squares = truth['amount_squares'].get(group, {}).get(currency, 0)
+            half = 1.96 * math.sqrt((squares - amount ** 2 / players) / (players - 1) / players)
+            shown = [100 * number(row[name]) for name in ('Value', 'From', 'to')]
+            for one, other in zip(shown, (amount / players, amount / players - half, amount / players + half)):
+                self.assertAlmostEqual(one, other, delta=0.51)
         self.assertEqual(browser.complaints(), [])
 
     def test_hostile_texts_stay_texts(self):

@@ -9,11 +9,11 @@
 // Thread: one at a time; each thread counts into its own, and they are added in the end.
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -75,7 +75,9 @@ struct Reached {
   std::int64_t time = 0;
   std::vector<std::string> path;
   int rank = 0;
-  auto operator<=>(const Reached&) const = default;  // NOLINT(modernize-use-nullptr): there is none
+  bool operator<(const Reached& other) const {
+    return std::tie(time, path, rank) < std::tie(other.time, other.path, other.rank);
+  }
 };
 
 // What one player did first and last, and paid.

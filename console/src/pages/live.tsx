@@ -5,8 +5,8 @@ import {get} from "../api";
 import {useAsked, useQuestion} from "../asked";
 import {CALLS} from "../calls";
 import {fieldsNamedBy, wordsOfEvent} from "../events";
-import {clock, moment, number, whole} from "../format";
-import {liveUrl, useLive, type Arrival, type Stream} from "../live";
+import {clock, many, moment, number, whole} from "../format";
+import {isTrouble, liveUrl, useLive, type Arrival, type Stream} from "../live";
 import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
@@ -19,7 +19,7 @@ const markedOf = (arrival: Arrival): string[] =>
 function One({arrival}: {arrival: Arrival}) {
   const view = useView();
   const [isOpen, setOpen] = useState(false);
-  const isBad = arrival.isRefused || arrival.category === "sdk_error";
+  const isBad = isTrouble(arrival);
   const words = arrival.isRefused ? arrival.reasons.join("; ") : wordsOfEvent(arrival.category, arrival.record);
   return (
     <li class={isBad ? "arrival bad" : "arrival"}>
@@ -80,15 +80,17 @@ function Copy({url}: {url: string}) {
   );
 }
 
+const WRONG = "wrong"; // among the kinds, of which it is none
+
 function Arrivals() {
   const {game = "", live_player, live_session} = useView().values;
   const [isPaused, setPaused] = useState(false);
   const [kind, setKind] = useState("");
   const looking = {game, user_id: live_player, session_id: live_session};
-  const {arrivals, skipped, perSecond, state} = useLive(looking, isPaused);
-  const kindOf = (arrival: Arrival) => (arrival.isRefused ? "refused" : arrival.category);
-  const kinds = [...new Set(arrivals.map(kindOf))].sort();
-  const shown = arrivals.filter((arrival) => kind === "" || kindOf(arrival) === kind);
+  const {arrivals, troubles, skipped, perSecond, state} = useLive(looking, isPaused);
+  const good = arrivals.filter((arrival) => !isTrouble(arrival));
+  const kinds = [...new Set(good.map(({category}) => category))].sort();
+  const shown = kind === WRONG ? troubles : kind === "" ? arrivals : good.filter(({category}) => category === kind);
   return (
     <>
       <div class="choices">
@@ -98,7 +100,8 @@ function Arrivals() {
           Kind
           <select value={kind} onChange={({currentTarget: {value}}) => setKind(value)}>
             <option value="">all</option>
-            {(kind === "" || kinds.includes(kind) ? kinds : [kind, ...kinds]).map((each) => <option key={each}>{each}</option>)}
+            <option value={WRONG}>only what is wrong</option>
+            {(kind === "" || kind === WRONG || kinds.includes(kind) ? kinds : [kind, ...kinds]).map((each) => <option key={each}>{each}</option>)}
           </select>
         </label>
         <button type="button" aria-pressed={isPaused} onClick={() => setPaused(!isPaused)}>{isPaused ? "Go on" : "Pause"}</button>
@@ -109,6 +112,9 @@ function Arrivals() {
         {number(perSecond)} records a second.{" "}
         {skipped > 0 && `${whole(skipped)} more came than are shown here; all of them are kept.`}
       </p>
+      {troubles.length > 0 && kind !== WRONG && (
+        <p><button type="button" class="danger" onClick={() => setKind(WRONG)}>Show the {many(troubles.length, "record")} with something wrong</button></p>
+      )}
       {shown.length === 0
         ? <div class="empty"><p>Nothing has arrived yet. A game reports something with:</p><pre><code>{CALLS.design}</code></pre><p>It arrives within seconds, or at once with <code>Zorvane::flush();</code></p></div>
         : <ol class="arrivals latest" tabIndex={0} aria-label="Arrivals, the latest first">{shown.map((arrival) => <One key={arrival.id} arrival={arrival} />)}</ol>}

@@ -91,6 +91,7 @@ function Days() {
   return (
     <Answered of={together(useQuestion("overview"), useQuestion("revenue", {daily: "yes"}))} what="the days">
       {([{rows}, revenue]) => {
+        if (rows.length === 0) return <Empty what="players" call={CALLS.start} />;
         const currencies = currenciesOf(revenue.rows);
         const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0];
         const purchases = revenue.rows.filter((row) => row.currency === chosen);
@@ -138,6 +139,7 @@ function Hours() {
   return (
     <Answered of={asked} what="the hours">
       {({rows}) => {
+        if (rows.length === 0) return <Empty what="sessions" call={CALLS.start} />;
         const mean = (column: string) =>
           HOURS.map((at) => sumOf(rows.filter((row) => row.hour === at), column) / Math.max(1, days.length));
         return (

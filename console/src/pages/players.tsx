@@ -16,7 +16,7 @@ function Find() {
   const view = useView();
   const {starts = ""} = view.values;
   return (
-    <Section title="Find a player" rows={{category: "user"}} how="Players who began a session in this time, in the order of their ids; the days are the first and the last on which they did.">
+    <Section title="Find a player" rows={{category: "user"}} how="The first hundred players who began a session in this time, in the order of their ids; the days are the first and the last on which they did.">
       <form class="choices" onSubmit={(event) => event.preventDefault()}>
         <label>
           The id begins with
@@ -44,14 +44,6 @@ const wholeLife = (player: string): Own => ({
   from: "1970-01-01", to: "9999-12-31", user_id: player, limit: MOST,
 });
 
-function parsed(record: string): unknown {
-  try {
-    return JSON.parse(record);
-  } catch {
-    return record;
-  }
-}
-
 function Event({row}: {row: Row}) {
   const [isOpen, setOpen] = useState(false);
   const category = textOf(row.category);
@@ -62,7 +54,7 @@ function Event({row}: {row: Row}) {
         <summary>
           <time>{row.client_ts === null ? "no time" : clock(numberOf(row.client_ts))}</time>
           <span class="kind">{category}</span>
-          <bdi class="words">{wordsOfEvent(category, parsed(record))}</bdi>
+          <bdi class="words">{wordsOfEvent(category, record)}</bdi>
         </summary>
         {isOpen && <><p class="note">Arrived {moment(numberOrNull(row.received_at))}</p><Record record={record} /></>}
       </details>

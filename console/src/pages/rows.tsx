@@ -2,6 +2,7 @@
 import {addressElsewhere, addressOf, changed, sharedOf, useView} from "../address";
 import {filtersOf, useQuestion} from "../asked";
 import {questionUrl} from "../api";
+import {wordsOfEvent} from "../events";
 import {moment} from "../format";
 import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
@@ -10,6 +11,7 @@ import {Answered} from "../parts/states";
 import {numberOrNull, textOf} from "../rows";
 
 const MOST = 200;
+const LONGEST = 300; // characters of an event in words
 
 export function Rows() {
   const view = useView();
@@ -21,6 +23,12 @@ export function Rows() {
   const csv = questionUrl("rows", {...filtersOf(view.values), ...own, limit: 1000, form: "csv"});
   return (
     <>
+      {chosen && (
+        <Section title="The record">
+          <p><a href={addressOf({page: view.page, values: changed(view.values, {row: undefined})})}>Close it</a></p>
+          <Record record={chosen.record} />
+        </Section>
+      )}
       <Section title={what === "" ? "All events" : `Events whose ${what}`} how={`The latest ${MOST} that the bar on top and this page's own filter leave, by the time of the device.`}>
         <p><a href={csv} download="rows.csv">Keep the latest 1,000 as CSV</a></p>
         <Answered of={asked} what="the rows">
@@ -33,12 +41,11 @@ export function Rows() {
               {name: "user_id", title: "Player", show: (value) => <a href={addressElsewhere(view, "players", {player: textOf(value)})}>{value}</a>},
               {name: "platform", title: "Platform"},
               {name: "build", title: "Build"},
-              {name: "record", title: "Record", show: (value) => <code>{textOf(value).slice(0, 160)}</code>},
+              {name: "record", title: "What", show: (value, row) => <bdi>{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>},
             ]} />
           )}
         </Answered>
       </Section>
-      {chosen && <Section title="The record"><Record record={chosen.record} /></Section>}
     </>
   );
 }
