@@ -62,7 +62,9 @@ struct Asked {
   const Games games{{{kGame, "0123456789abcdef0123456789ABCDEF01234567", "A game"}}};
   const Access access{{}, false};
   const RefusedVisits refused;
-  const Api api{{archive, engine, configurations, games, access, refused, ""}};
+  Hub hub;
+  Session session{access};
+  const Api api{{archive, engine, configurations, games, access, session, hub, refused, [] { return "{}"; }, ""}};
 };
 
 std::string encoded(std::string_view text) {
