@@ -241,7 +241,7 @@ Table ArchiveEngine::spread(const Filter& filter, const Query& query) {
   return read([&](sqlite3* database) { return countSpread(database, filter, query); });
 }
 
-std::vector<FieldsOfEvent> ArchiveEngine::fields(const Filter& filter, const Query& query) {
+std::optional<std::vector<FieldsOfEvent>> ArchiveEngine::fields(const Filter& filter, const Query& query) {
   return read([&](sqlite3* database) { return findFields(database, filter, query); });
 }
 

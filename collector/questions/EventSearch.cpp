@@ -155,7 +155,7 @@ Table findRows(sqlite3* database, const Filter& filter, const Search& search) {
   return table;
 }
 
-std::vector<FieldsOfEvent> findFields(sqlite3* database, const Filter& filter, const Query& query) {
+std::optional<std::vector<FieldsOfEvent>> findFields(sqlite3* database, const Filter& filter, const Query& query) {
   auto where = query.where;
   where[Column::category] = query.category;
   const Selection selection(database, filter, where, query.by);
@@ -164,6 +164,7 @@ std::vector<FieldsOfEvent> findFields(sqlite3* database, const Filter& filter, c
   selection.forEach([&](const Figure& figure) {
     if (++count <= query.limit) moments.push_back({figure.clientTs, figure.player});
   });
+  if (count > query.limit) return std::nullopt;  // known before any of them is read
   std::ranges::sort(moments, {}, &Moment::key);
   moments.erase(std::unique(moments.begin(), moments.end()), moments.end());
   Statement events(database,

@@ -469,6 +469,12 @@ TEST(AnAnswer, SaysWhenThereIsMore) {
   };
   EXPECT_EQ(complete("4"), "4 true");
   EXPECT_EQ(complete("3"), "3 false");
+  const auto fieldsOf = [&](std::size_t limit) {
+    return engine.fields({ArchiveOf::kGame, kDay, kDay, {}},
+                         {.category = "design", .by = {Column::part1}, .sums = {}, .limit = limit});
+  };
+  EXPECT_EQ(fieldsOf(2).value().size(), 2U);
+  EXPECT_FALSE(fieldsOf(1));
   for (int record = 0; record < 40; ++record)
     archive.take('[' +
                  Life("wordy", "linux", fmt::format(R"(,"unknown":"{}")", std::string(1'000'000, 'x')))
