@@ -24,8 +24,6 @@ namespace collector {
 
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{32} << 20U;  // a record alone may have a megabyte
-
 enum class Reading { whole, text, uuid };
 
 }  // namespace
@@ -243,7 +241,7 @@ Table ArchiveEngine::spread(const Filter& filter, const Query& query) {
   return read([&](sqlite3* database) { return countSpread(database, filter, query); });
 }
 
-std::vector<FieldsOfEvent> ArchiveEngine::fields(const Filter& filter, const Query& query) {
+std::optional<std::vector<FieldsOfEvent>> ArchiveEngine::fields(const Filter& filter, const Query& query) {
   return read([&](sqlite3* database) { return findFields(database, filter, query); });
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,8 +47,9 @@ class Engine {
   virtual Table stopped(const Filter& filter, bool byDay) = 0;
   // The measures of events in bins of equal width. See Histogram.h.
   virtual Table spread(const Filter& filter, const Query& query) = 0;
-  // Events with the text of the query's one column and their custom fields, at most as many as its limit.
-  virtual std::vector<FieldsOfEvent> fields(const Filter& filter, const Query& query) = 0;
+  // Events with the text of the query's one column and their custom fields; nothing where there are more than its
+  // limit.
+  virtual std::optional<std::vector<FieldsOfEvent>> fields(const Filter& filter, const Query& query) = 0;
   // Why records were refused: see Refusals.h.
   virtual Table refused(const Filter& filter, bool byDay) = 0;
 };

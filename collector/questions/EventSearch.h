@@ -4,6 +4,7 @@
 // Thread: of the database.
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "collector/questions/Query.h"
@@ -15,6 +16,6 @@ namespace collector {
 
 // As Engine::rows() and Engine::fields().
 Table findRows(sqlite3* database, const Filter& filter, const Search& search);
-std::vector<FieldsOfEvent> findFields(sqlite3* database, const Filter& filter, const Query& query);
+std::optional<std::vector<FieldsOfEvent>> findFields(sqlite3* database, const Filter& filter, const Query& query);
 
 }  // namespace collector

@@ -31,16 +31,16 @@ using Key = std::tuple<std::int64_t, std::string, std::string>;  // day, text, v
 }  // namespace
 
 Table countByField(Engine& engine, const Filter& filter, Query query, const std::string& field) {
-  query.limit = kMostWithFields + 1;
+  query.limit = kMostWithFields;
   const auto events = engine.fields(filter, query);
-  if (events.size() > kMostWithFields)
+  if (!events)
     throw BadQuestion(
         fmt::format("by: a field is counted of at most {} events, and there are more of this branch in this "
                     "time; ask for a smaller branch, fewer days or one build",
                     kMostWithFields));
   std::map<Key, Sums> groups;
   std::map<std::string, std::string> known;  // many events have the same fields
-  for (const auto& event : events) {
+  for (const auto& event : *events) {
     const auto [value, isNew] = known.try_emplace(event.fields);
     if (isNew) value->second = valueIn(event.fields, field);
     Sums& sums = groups[{query.byDay ? event.day : 0, event.text, value->second}];

@@ -10,7 +10,7 @@
 
 namespace collector {
 
-constexpr std::size_t kMostWithFields = 50'000;  // events
+constexpr std::size_t kMostWithFields = 30'000;  // events
 
 // As Engine::events(), with the field's value as a text behind the query's one column: the JSON of what is no text,
 // empty where the event hasn't the field. BadQuestion where there are more events than are read.

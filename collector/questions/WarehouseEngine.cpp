@@ -159,9 +159,12 @@ Table WarehouseEngine::rows(const Filter& filter, const Search& search) {
         where, earliest.empty() ? "" : " AND client_ts >= " + earliest, search.limit);
     auto found = rowsOf(warehouse_.run(sql));
     if (found.size() < search.limit && !earliest.empty()) continue;
-    for (auto& fields : found) {
-      auto& row = table.rows.emplace_back(Line{wholeIn(fields[0]), wholeIn(fields[1])});
-      for (std::size_t field = 2; field < fields.size(); ++field) row.emplace_back(std::move(fields[field]));
+    std::size_t bytes = 0;
+    for (auto fields = found.begin(); fields != found.end() && !table.isCut; ++fields) {
+      bytes += fields->back().size();
+      table.isCut = bytes > kMostBytes;
+      auto& row = table.rows.emplace_back(Line{wholeIn(fields->at(0)), wholeIn(fields->at(1))});
+      for (std::size_t field = 2; field < fields->size(); ++field) row.emplace_back(std::move(fields->at(field)));
     }
     return table;
   }
@@ -215,14 +218,15 @@ Table WarehouseEngine::spread(const Filter& filter, const Query& query) {
   return histogram.tableOf(events, partsOf(query.category));
 }
 
-std::vector<FieldsOfEvent> WarehouseEngine::fields(const Filter& filter, const Query& query) {
+std::optional<std::vector<FieldsOfEvent>> WarehouseEngine::fields(const Filter& filter, const Query& query) {
   const std::string sql = fmt::format(
       "SELECT day, {}, custom_fields, toInt64(player), is_measured, measure {}{} LIMIT {} FORMAT TabSeparated",
-      nameOf(query.by.front()), eventsOf(filter, {query.category}), conditions(query.where), query.limit);
+      nameOf(query.by.front()), eventsOf(filter, {query.category}), conditions(query.where), query.limit + 1);
   std::vector<FieldsOfEvent> events;
   for (auto& fields : rowsOf(warehouse_.run(sql)))
     events.push_back({wholeIn(fields[0]), std::move(fields[1]), std::move(fields[2]), wholeIn(fields[3]),
                       fields[4] == "1" ? std::optional(wholeIn(fields[5])) : std::nullopt});
+  if (events.size() > query.limit) return std::nullopt;
   return events;
 }
 

@@ -30,7 +30,7 @@ class WarehouseEngine final : public Engine {
   Table totals(const Filter& filter, const Query& query) override;
   Table stopped(const Filter& filter, bool byDay) override;
   Table spread(const Filter& filter, const Query& query) override;
-  std::vector<FieldsOfEvent> fields(const Filter& filter, const Query& query) override;
+  std::optional<std::vector<FieldsOfEvent>> fields(const Filter& filter, const Query& query) override;
   Table refused(const Filter& filter, bool byDay) override;
 
  private:

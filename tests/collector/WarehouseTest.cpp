@@ -486,6 +486,15 @@ TEST_F(Warehouse, AnswersLikeTheArchive) {
     }
   }
   EXPECT_GT(lines, 500U);
+  const Query shops{
+      .category = "design", .by = {Column::part1}, .sums = {}, .where = {{Column::part1, "ui"}}, .limit = 100'000};
+  const auto events = archive.fields({kGame, 0, 40'000, {}}, shops).value().size();
+  for (const std::size_t limit : {events, events - 1}) {
+    Query limited = shops;
+    limited.limit = limit;
+    for (Engine* engine : std::initializer_list<Engine*>{&archive, &warehouse})
+      EXPECT_EQ(engine->fields({kGame, 0, 40'000, {}}, limited).has_value(), limit == events);
+  }
 }
 
 TEST(WarehouseAddress, IsAUrlWithADatabase) {
