@@ -24,8 +24,6 @@ namespace collector {
 
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{32} << 20U;  // a record alone may have a megabyte
-
 enum class Reading { whole, text, uuid };
 
 }  // namespace

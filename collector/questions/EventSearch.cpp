@@ -141,11 +141,15 @@ Table findRows(sqlite3* database, const Filter& filter, const Search& search) {
       "FROM players WHERE id = e.player), e.session, (SELECT text FROM names WHERE id = s.platform), (SELECT "
       "text FROM names WHERE id = s.build), e.record FROM events e JOIN topics t ON t.id = e.topic JOIN "
       "segments s ON s.id = e.segment WHERE e.id = ?");
+  std::size_t bytes = 0;
   for (const Found& each : eventsOf(database, filter, search)) {
+    if (table.isCut) break;
     read.with(each.event).step();
     const auto text = [&](int column) { return std::string(read.text(column)); };
     table.rows.push_back(
         {read.integer(0), read.integer(1), text(2), text(3), uuidText(read.bytes(4)), text(5), text(6), text(7)});
+    bytes += read.text(7).size();
+    table.isCut = bytes > kMostBytes;
     read.reset();
   }
   return table;

@@ -15,7 +15,8 @@ using Value = std::variant<std::monostate, std::int64_t, double, std::string>;
 
 using Line = std::vector<Value>;
 
-constexpr std::size_t kMostRows = 10'000;  // of an answer
+constexpr std::size_t kMostRows = 10'000;                   // of an answer
+constexpr std::size_t kMostBytes = std::size_t{32} << 20U;  // of its texts: a record alone may have a megabyte
 
 struct Table {
   std::vector<std::string> columns;

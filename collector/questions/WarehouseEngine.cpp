@@ -159,9 +159,12 @@ Table WarehouseEngine::rows(const Filter& filter, const Search& search) {
         where, earliest.empty() ? "" : " AND client_ts >= " + earliest, search.limit);
     auto found = rowsOf(warehouse_.run(sql));
     if (found.size() < search.limit && !earliest.empty()) continue;
-    for (auto& fields : found) {
-      auto& row = table.rows.emplace_back(Line{wholeIn(fields[0]), wholeIn(fields[1])});
-      for (std::size_t field = 2; field < fields.size(); ++field) row.emplace_back(std::move(fields[field]));
+    std::size_t bytes = 0;
+    for (auto fields = found.begin(); fields != found.end() && !table.isCut; ++fields) {
+      bytes += fields->back().size();
+      table.isCut = bytes > kMostBytes;
+      auto& row = table.rows.emplace_back(Line{wholeIn(fields->at(0)), wholeIn(fields->at(1))});
+      for (std::size_t field = 2; field < fields->size(); ++field) row.emplace_back(std::move(fields->at(field)));
     }
     return table;
   }

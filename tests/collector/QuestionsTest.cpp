@@ -469,6 +469,19 @@ TEST(AnAnswer, SaysWhenThereIsMore) {
   };
   EXPECT_EQ(complete("4"), "4 true");
   EXPECT_EQ(complete("3"), "3 false");
+  for (int record = 0; record < 40; ++record)
+    archive.take('[' +
+                 Life("wordy", "linux", fmt::format(R"(,"unknown":"{}")", std::string(1'000'000, 'x')))
+                     .on(kDay + 2, "user")
+                     .records() +
+                 ']');
+  for (const char* question : {"player", "rows"}) {
+    const auto large =
+        ask(engine, *findQuestion(question),
+            {{"game", ArchiveOf::kGame}, {"from", "2026-01-01"}, {"to", "2026-01-31"}, {"user_id", "wordy"}});
+    EXPECT_TRUE(large.isCut);
+    EXPECT_EQ(large.rows.size(), 34U);
+  }
   std::string many;
   for (int group = 0; group < 50; ++group)
     many += Life("eve", "linux", fmt::format(R"(,"ab_id":"test","ab_variant_id":"more{}")", group))
