@@ -1,7 +1,7 @@
 // What arrives at the collector, as it arrives. A thousand a second must not stall the page, so what came is handed on a
 // few times a second, and only the latest are kept.
 import {useEffect, useState} from "preact/hooks";
-import {urlOf} from "./api";
+import {get, urlOf} from "./api";
 
 export interface Arrival {
   readonly id: number;
@@ -30,6 +30,7 @@ export const isTrouble = (arrival: Arrival): boolean => arrival.isRefused || arr
 const MOST = 200;
 const STEP_MS = 250;
 const RATE_MS = 5000;
+const RETRY_MS = 3000;
 
 const text = (value: unknown): string => (typeof value === "string" ? value : "");
 
@@ -60,13 +61,15 @@ export const liveUrl = (looking: Looking): string => urlOf("/api/live", {...look
 export function useLive(looking: Looking, isPaused: boolean): Stream {
   const url = liveUrl(looking);
   const [stream, setStream] = useState<Stream>({arrivals: [], troubles: [], skipped: 0, perSecond: 0, state: "connecting"});
+  const [tries, setTries] = useState(0);
   useEffect(() => setStream((before) => ({...before, arrivals: [], troubles: [], skipped: 0})), [url]);
   useEffect(() => {
     if (isPaused) return undefined;
     let waiting: Arrival[] = [];
     let count = 0;
     let skipped = 0;
-    let state: Stream["state"] = "connecting";
+    let state: Stream["state"] = tries === 0 ? "connecting" : "away";
+    let retry: ReturnType<typeof setTimeout> | undefined;
     const times: {at: number; many: number}[] = [];
     const source = new EventSource(url);
     const take = (isRefused: boolean) => (event: MessageEvent<string>) => {
@@ -83,7 +86,11 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
       times.push({at: Date.now(), many});
     });
     source.onopen = () => (state = "open");
-    source.onerror = () => (state = "away"); // the browser tries again by itself
+    source.onerror = () => {
+      state = "away"; // the browser tries again by itself, unless it was answered
+      if (source.readyState === EventSource.CLOSED) retry = setTimeout(openAgain, RETRY_MS);
+    };
+    const openAgain = () => get("/api/games", {}).catch(() => {}).then(() => setTries(tries + 1)); // who is signed out is sent there
     const timer = setInterval(() => {
       const since = Date.now() - RATE_MS;
       while (times[0] && times[0].at < since) times.shift();
@@ -102,8 +109,9 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
     }, STEP_MS);
     return () => {
       clearInterval(timer);
+      clearTimeout(retry);
       source.close();
     };
-  }, [url, isPaused]);
+  }, [url, isPaused, tries]);
   return stream;
 }

@@ -53,7 +53,7 @@ function One({arrival}: {arrival: Arrival}) {
 const STATES: {readonly [state in Stream["state"]]: string} = {
   connecting: "Connecting with the collector.",
   open: "Connected: what arrives appears here within a second.",
-  away: "There is no connection with the collector; the browser tries again by itself.",
+  away: "There is no connection with the collector, or too many listen. It is tried again every few seconds.",
 };
 
 function Filter({name, title}: {name: "live_player" | "live_session"; title: string}) {

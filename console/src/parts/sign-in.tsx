@@ -26,7 +26,7 @@ export function SignIn({onSignedIn}: {onSignedIn: () => void}) {
           <input type="password" name="token" autocomplete="current-password" required value={token}
             onInput={({currentTarget}) => setToken(currentTarget.value)} />
         </label>
-        <button type="submit" disabled={state.busy}>{state.busy ? "Signing in" : "Sign in"}</button>
+        <button type="submit" class="main" disabled={state.busy}>{state.busy ? "Signing in" : "Sign in"}</button>
         {state.failure !== undefined && <p class="trouble" role="alert">{state.failure}.</p>}
       </form>
       <p class="how">Who runs the collector has the tokens: the files of its options --read-token and --edit-token.</p>
