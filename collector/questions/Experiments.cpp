@@ -57,7 +57,8 @@ Table answerGroups(Engine& engine, const Filter& filter, const Own&) {
       Line& line = table.rows.emplace_back(row);
       line.insert(line.end(), each.begin(), each.end());
       const auto squared = squares.find({found[0], found[1], each[0]});
-      line.push_back(squared != squares.end() ? Value(squared->second) : Value());
+      Value& square = line.emplace_back();
+      if (squared != squares.end()) square = squared->second;
     }
   }
   return table;
