@@ -6,19 +6,23 @@ import contextlib
 import gzip
 import http.client
 import math
+import pathlib
 import re
 import sys
 import time
 import unittest
 
-from stage import EDITING, KEY, READING, Browser, By, Prefix, Stage, number, record
+from stage import COIN_CAVE, EDITING, KEY, READING, Browser, By, Prefix, Stage, number, record
 
 CONFIGURATIONS = {
-    'configurations': [{'key': 'lives', 'value': '5'}, {'key': 'shop_offer', 'value': 'starter_pack'}],
-    'experiments': [{'id': 'shop_position', 'groups': [
-        {'id': 'left', 'weight': 1}, {'id': 'right', 'weight': 1, 'configurations': [{'key': 'shop_offer', 'value': 'double_pack'}]}]}],
+    KEY: {
+        'configurations': [{'key': 'lives', 'value': '5'}, {'key': 'shop_offer', 'value': 'starter_pack'}],
+        'experiments': [{'id': 'shop_position', 'groups': [
+            {'id': 'left', 'weight': 1}, {'id': 'right', 'weight': 1, 'configurations': [{'key': 'shop_offer', 'value': 'double_pack'}]}]}]},
+    COIN_CAVE[0]: {'configurations': [{'key': 'coin_value', 'value': '2'}]},
 }
 MARKUP = '<img src=x onerror="window.hacked=1"><script>window.hacked=1</script>'
+DEATH = 'connect\n2\n1 Return\n90 Down\n2\n'  # into the spikes of the first cave
 options = None
 
 
@@ -264,23 +268,97 @@ class Journeys(unittest.TestCase):
         browser.field('Your name').send_keys('anna')
         browser.field('Why').send_keys(MARKUP)
         browser.press('Save')
-        browser.until(lambda: 'Version 2' in browser.text(), 'the new version')
+        browser.until(lambda: 'by anna' in browser.text(), 'the new version')
         browser.settle()
         self.assertEqual({row['lives'] for row in browser.table('What each kind of player has now')}, {'7'})
-        self.assertEqual([(row['Version'], row['Who'], row['Why'].split('/')[-1]) for row in browser.table('Versions, the newest first')],
-                         [('2', 'anna', MARKUP.split('/')[-1]), ('1', 'import', 'configurations.json')])
+        self.assertEqual([(row['Who'], row['Why'].split('/')[-1]) for row in browser.table('Versions, the newest first')],
+                         [('anna', MARKUP.split('/')[-1]), ('import', 'configurations.json')])
         browser.press('Restore')
-        browser.until(lambda: 'Version 3' in browser.text(), 'the old version as a new one')
+        browser.until(lambda: 'is in force again' in browser.text(), 'the old version as a new one')
         browser.settle()
         self.assertEqual({row['lives'] for row in browser.table('What each kind of player has now')}, {'5'})
         self.assert_unharmed()
+
+    def test_a_game_has_the_edit_at_its_next_session(self):
+        browser, now = self.browser, time.strftime('%Y-%m-%d', time.gmtime())
+        view = {'game': COIN_CAVE[0], 'from': now, 'to': now}
+
+        def latest_death():
+            """The fields of its record that the collector's answers have decided."""
+            browser.visit('rows', category='design', **view)
+            browser.find('tbody a').click()
+            browser.settle()
+            return dict(re.findall(r'"(coin_value|hazard_speed|ab_id|ab_variant_id)": "?([^",\s]+)', browser.text()))
+        self.stage.play(options.game, DEATH)
+        self.sign_in(EDITING)
+        self.assertEqual(latest_death(), {'coin_value': '2', 'hazard_speed': '1'})
+        browser.visit('players', **view)
+        player, = (row['Player'] for row in browser.table('Players'))
+
+        browser.visit('configurations', **view)
+        browser.press('Add an experiment')
+        for button in browser.driver.find_elements(By.XPATH, '//fieldset//button[.="Add a value"]'):
+            button.click()
+        speeds = {'a': '1.25', 'b': '0.75'}
+        browser.fill('Key', 'coin_value', 'hazard_speed', 'hazard_speed')
+        browser.fill('Value', '3', *speeds.values())
+        browser.fill('Experiment', 'hazards')
+        browser.fill('Your name', 'anna')
+        browser.press('Save')
+        browser.until(lambda: 'by anna' in browser.text(), 'the new version')
+        browser.settle()
+        browser.fill('As the player with the id', player)
+        browser.settle()
+        given, = browser.table('What each kind of player has now')
+        group = given['Experiment'].removeprefix('hazards: ')
+        self.assertEqual((given['coin_value'], given['hazard_speed']), ('3', speeds[group]))
+
+        browser.visit('live', live_player=player, **view)
+        browser.until(lambda: 'Connected:' in browser.text(), 'a connection')
+        self.stage.play(options.game, DEATH)
+        browser.until(lambda: browser.text_of('.latest').count('death:cave1:spike') == 2, 'both deaths')
+        self.assertEqual(latest_death(), {'coin_value': '3', 'hazard_speed': speeds[group], 'ab_id': 'hazards', 'ab_variant_id': group})
+        browser.visit('experiments', **view)
+        self.assertEqual([(row['Group'], row['Players'], row['Sessions']) for row in browser.table('What is counted')], [(group, '1', '1')])
+
+        browser.visit('players', player=player, **view)
+        browser.find('section > .answer > details > summary').click()
+        browser.fill('Id', player)
+        browser.press('Erase for good')
+        browser.until(lambda: 'Erased: ' in browser.text(), 'that the player is gone')
+        self.stage.send(record('design', 'somebody else', event_id='came:later'), game=COIN_CAVE)
+        browser.visit('live', **view)
+        browser.until(lambda: 'came:later' in browser.text(), 'what is remembered')
+        self.assertNotIn('death:', browser.text())
+        browser.visit('rows', **view)
+        self.assertEqual([row['Player'] for row in browser.table('Events')], ['somebody else'])
+        for page in 'players', 'experiments':
+            browser.visit(page, **view)
+            self.assertEqual(browser.driver.find_elements(By.CSS_SELECTOR, 'table'), [], page)
+            self.assertNotIn(player, browser.text(), page)
+
+    def test_the_pictures_of_the_readme(self):
+        browser, folder = self.browser, options.pictures or self.stage.folder
+        self.sign_in()
+        browser.visit('overview', **{'from': '2026-10-17', 'to': '2026-10-31'})
+        browser.picture(folder / 'overview.png', 920)
+        browser.visit('live')
+        browser.until(lambda: 'Connected:' in browser.text(), 'a connection')
+        self.stage.send(record('business', event_id='offer:pack', currency='usd', amount=299, transaction_num=1))
+        browser.until(lambda: browser.driver.find_elements(By.CSS_SELECTOR, '.latest .bad'), 'the refused one')
+        self.stage.send(*[record('design', event_id=f'fight:boss:{move}', value=value) for move, value in (('hits', 12), ('dodges', 3), ('seconds', 41.5))])
+        browser.until(lambda: 'fight:boss:seconds' in browser.text(), 'what came after it')
+        browser.picture(folder / 'live.png', 720)
+        for name in 'overview.png', 'live.png':
+            self.assertLess((folder / name).stat().st_size, 150_000, name)
 
 
 def main():
     global options
     parser = argparse.ArgumentParser(description=__doc__)
-    for name in 'collector', 'crowd', 'chromium', 'driver':
+    for name in 'collector', 'crowd', 'game', 'chromium', 'driver':
         parser.add_argument(f'--{name}', required=True, help='the program')
+    parser.add_argument('--pictures', type=pathlib.Path, help='the folder that the pictures of the pages stay in')
     options, rest = parser.parse_known_args()
     unittest.main(argv=[sys.argv[0], *rest], verbosity=2)
 

@@ -7,6 +7,7 @@ import hmac
 import http.client
 import http.server
 import json
+import os
 import pathlib
 import re
 import shutil
@@ -29,6 +30,7 @@ from selenium.webdriver.support.ui import Select
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / 'collector'))
 from compare_with_crowd import KEY, SECRET, Collector  # noqa: E402
 
+COIN_CAVE = '8abd34525196ff0ad667d9f522f1bb1a', 'bd698b827264cb9517fbc9ce731177608fe254ea'  # as examples/game has them
 READING, EDITING = 'read ' * 8, 'edit ' * 8
 MONTH = {'from': '2026-10-01', 'to': '2026-11-01'}
 PATIENCE = 20
@@ -41,24 +43,31 @@ class Stage:
         self.folder = pathlib.Path(tempfile.mkdtemp())
         (self.folder / 'reading').write_text(READING.strip())
         (self.folder / 'editing').write_text(EDITING.strip())
-        (self.folder / 'configurations.json').write_text(json.dumps({KEY: configurations}))
+        (self.folder / 'configurations.json').write_text(json.dumps(configurations))
         self.collector = Collector(collector, self.folder, ['--read-token', self.folder / 'reading', '--edit-token', self.folder / 'editing',
-                                                            '--configs', self.folder / 'configurations.json'])
+                                                            '--configs', self.folder / 'configurations.json', '--game', ':'.join(COIN_CAVE)])
         self.url = self.collector.url.replace('127.0.0.1', 'localhost')
         subprocess.run([crowd, '--collector', self.collector.url, '--game', f'{KEY}:{SECRET}', '--days', '30', '--players', '400', '--seed', '12',
                         '--until', '2026-11-01', '--truth', self.folder / 'truth.json', '--quiet'], check=True, timeout=600)
         self.truth = json.loads((self.folder / 'truth.json').read_text())
 
-    def send(self, *records):
+    def send(self, *records, game=(KEY, SECRET)):
         """Reports of a game, signed as the library signs them."""
+        key, secret = game
         body = json.dumps(records).encode()
-        signature = base64.b64encode(hmac.new(SECRET.encode(), body, hashlib.sha256).digest()).decode()
-        request = urllib.request.Request(f'{self.collector.url}/v2/{KEY}/events', body, {'Authorization': signature, 'Content-Type': 'application/json'})
+        signature = base64.b64encode(hmac.new(secret.encode(), body, hashlib.sha256).digest()).decode()
+        request = urllib.request.Request(f'{self.collector.url}/v2/{key}/events', body, {'Authorization': signature, 'Content-Type': 'application/json'})
         try:
             with urllib.request.urlopen(request, timeout=30) as answer:
                 return answer.status
         except urllib.error.HTTPError as refused:
             return refused.code
+
+    def play(self, game, script):
+        """A session of Coin Cave, always the same player's."""
+        (self.folder / 'script').write_text(script)
+        subprocess.run([game, '--collector', self.collector.url, '--data-dir', self.folder / 'coin cave', '--script', self.folder / 'script'],
+                       env={**os.environ, 'SDL_VIDEODRIVER': 'dummy'}, check=True, timeout=60)
 
     def stop(self):
         self.collector.stop()
@@ -149,8 +158,27 @@ class Browser:
     def press(self, label):
         self.driver.find_element(By.XPATH, f'//button[normalize-space()={json.dumps(label)}]').click()
 
+    def fields(self, label):
+        return self.driver.find_elements(By.XPATH, f'//label[normalize-space(text()[1])={json.dumps(label)}]//*[self::input or self::select]')
+
     def field(self, label):
-        return self.driver.find_element(By.XPATH, f'//label[normalize-space(text()[1])={json.dumps(label)}]//*[self::input or self::select]')
+        return self.fields(label)[0]
+
+    def fill(self, label, *texts):
+        """The fields of this label, in the order of the page, each left as with the tab key."""
+        fields = self.fields(label)
+        assert len(fields) == len(texts), f'{len(fields)} fields are there for {label}'
+        for field, text in zip(fields, texts):
+            field.clear()
+            field.send_keys(text, '\t')
+
+    def picture(self, file, height):
+        """Of a window without bars to scroll, whatever the machine's screen."""
+        self.driver.execute_cdp_cmd('Emulation.setScrollbarsHidden', {'hidden': True})
+        self.driver.execute_cdp_cmd('Emulation.setDeviceMetricsOverride', {'width': 1280, 'height': height, 'deviceScaleFactor': 1, 'mobile': False})
+        self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [{'name': 'prefers-color-scheme', 'value': 'light'}]})
+        time.sleep(0.5)  # the charts are drawn once their new size is known
+        file.write_bytes(self.driver.get_screenshot_as_png())
 
     def choose(self, label, value):
         Select(self.field(label)).select_by_visible_text(value)
