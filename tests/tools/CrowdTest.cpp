@@ -442,8 +442,9 @@ TEST(CrowdProgram, WritesTheTruthAndItsStatusSaysWhetherAllWasTaken) {
   const TemporaryFolder folder;
   const RunningCollector collector(folder);
   const auto run = [&](const std::string& game) {
-    return ChildProcess(folder.path(), {ZORVANE_CROWD, "--collector", collector.url(), "--game", game, "--players", "8",
-                                        "--days", "4", "--truth", folder.file("truth.json")});
+    return ChildProcess(folder.path(),
+                        {ZORVANE_CROWD, "--collector", collector.url(), "--game", game, "--players", "8", "--days", "4",
+                         "--until", "2026-11-01", "--seed", "1", "--truth", folder.file("truth.json")});
   };
   ChildProcess good = run(fmt::format("{}:{}", Game::kKey, Game::kSecret));
   EXPECT_EQ(good.wait(), 0) << good.errors();
