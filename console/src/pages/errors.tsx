@@ -54,7 +54,7 @@ function List() {
         return (
           <DataTable caption="Errors" file="errors" sort="events" rows={list} columns={[
             {name: "title", title: "Message", show: (value, row) => (
-              <a href={addressOf({page: view.page, values: changed(view.values, {error: textOf(row.id)})})}>{value === "" ? "an empty message" : value}</a>
+              <a class="short" href={addressOf({page: view.page, values: changed(view.values, {error: textOf(row.id)})})}>{value === "" ? "an empty message" : value}</a>
             )},
             {name: "severity", title: "Severity", show: (value) => <span class={`severity ${textOf(value)}`}>{value}</span>},
             {name: "events", title: "Times"},
