@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -123,13 +124,13 @@ TEST(Crash, ACollectorThatHangsCostsTheSendingButNeitherTheEventNorThoseBeforeIt
 }
 
 TEST(Crash, ALockedDatabaseIsWaitedFor) {
-  DyingGame game("wait");
+  const TemporaryFolder cues;
+  DyingGame game("raise on cue", cues.file("cue"));
   game.start();
-  game.waitFor("reported");  // by the thread that the signal will meet: it only sleeps from here on
   game.waitFor("Add SESSION START event");
   ASSERT_TRUE(game.server.waitForRequests(2));  // the session has begun
   auto lock = lockDatabase(game.database());
-  game.process->kill(SIGSEGV);
+  std::ofstream(cues.file("cue")) << "now";
   game.waitFor("ZVSignalHandler entered");
   lock.reset();
   EXPECT_EQ(game.end(), 1);

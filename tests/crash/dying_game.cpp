@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <future>
 #include <iostream>
 #include <map>
@@ -156,6 +157,11 @@ const Scenes kDeaths{
        for (int event = 0; event < std::atoi(events.c_str()); ++event) Zorvane::addDesignEventWithEventId("a:b");
        std::cout << "reported" << std::endl;
        sleepOn();
+     }},
+    {"raise on cue",
+     [](Detail file) {
+       while (!std::filesystem::exists(file)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+       std::raise(SIGSEGV);
      }},
     {"raise", [](Detail number) { std::raise(std::stoi(number)); }},
     {"overrun on the queue",
