@@ -6,7 +6,10 @@ type Given<T> = T extends (infer Item)[] ? Given<Item>[] : T extends object ? {[
 type JsonOf<Call> = Call extends {responses: {200: {content: {"application/json": infer Json}}}} ? Given<Json> : never;
 type None = Readonly<Record<string, never>>;
 type QueryOf<Call> = Call extends {parameters: {query?: infer Query}}
-  ? [Exclude<Query, undefined>] extends [never] ? None : Exclude<Query, undefined> : None;
+  ? [Exclude<Query, undefined>] extends [never]
+    ? None
+    : Exclude<Query, undefined>
+  : None;
 
 type Method = "get" | "put" | "post" | "delete";
 export type Path = keyof paths;
@@ -23,7 +26,10 @@ export interface Table {
 
 // Says in words why there is no answer.
 export class Failure extends Error {
-  constructor(readonly status: number, message: string) {
+  constructor(
+    readonly status: number,
+    message: string,
+  ) {
     super(message);
   }
 }
@@ -33,7 +39,9 @@ type Parameters = Readonly<Record<string, string | number | undefined>>;
 // Relative to the page, which may lie behind a prefix.
 export function urlOf(path: string, parameters: Parameters = {}): string {
   const given = Object.entries(parameters).filter(([, value]) => value !== undefined);
-  const query = given.map(([name, value]) => `${encodeURIComponent(name)}=${encodeURIComponent(String(value))}`).join("&");
+  const query = given
+    .map(([name, value]) => `${encodeURIComponent(name)}=${encodeURIComponent(String(value))}`)
+    .join("&");
   return `.${path}${query === "" ? "" : `?${query}`}`;
 }
 
@@ -43,7 +51,8 @@ async function failureOf(response: Response): Promise<Failure> {
   try {
     const problem: unknown = JSON.parse(text);
     if (typeof problem === "object" && problem !== null) {
-      if ("detail" in problem && typeof problem.detail === "string") return new Failure(response.status, problem.detail);
+      if ("detail" in problem && typeof problem.detail === "string")
+        return new Failure(response.status, problem.detail);
       if ("reasons" in problem && Array.isArray(problem.reasons))
         return new Failure(response.status, problem.reasons.join("; "));
     }
@@ -78,12 +87,17 @@ export async function get<At extends Path>(path: At, query: Query<At>, signal?: 
 
 // A call that changes something.
 export async function change<At extends Path, By extends "put" | "post" | "delete">(
-  method: By, path: At, query: Query<At, By>, body?: unknown): Promise<Json<At, By>> {
+  method: By,
+  path: At,
+  query: Query<At, By>,
+  body?: unknown,
+): Promise<Json<At, By>> {
   const text = body === undefined ? undefined : JSON.stringify(body);
   return (await request(method, urlOf(path, query as Parameters), undefined, text)).json();
 }
 
-export const questionUrl = (name: string, parameters: Parameters): string => urlOf(`/api/questions/${name}`, parameters);
+export const questionUrl = (name: string, parameters: Parameters): string =>
+  urlOf(`/api/questions/${name}`, parameters);
 
 export async function ask(name: QuestionName, parameters: Parameters, signal?: AbortSignal): Promise<Table> {
   return (await request("get", questionUrl(name, parameters), signal)).json();

@@ -24,7 +24,8 @@ function completed(view: View, games: readonly {key: string}[]): View {
 function Navigation() {
   const view = useView();
   const list = useRef<HTMLUListElement>(null);
-  useEffect(() => { // where the window is narrow the list is longer than the window
+  useEffect(() => {
+    // where the window is narrow the list is longer than the window
     list.current?.querySelector("[aria-current]")?.scrollIntoView({block: "nearest", inline: "center"});
   }, [view.page]);
   return (
@@ -32,7 +33,9 @@ function Navigation() {
       <ul ref={list}>
         {PAGES.filter((page) => !page.isHidden).map((page) => (
           <li key={page.name}>
-            <a href={addressElsewhere(view, page.name)} aria-current={page.name === view.page ? "page" : undefined}>{page.title}</a>
+            <a href={addressElsewhere(view, page.name)} aria-current={page.name === view.page ? "page" : undefined}>
+              {page.title}
+            </a>
           </li>
         ))}
       </ul>
@@ -65,20 +68,40 @@ function Console({who, again}: {who: Session; again: () => void}) {
   useEffect(() => {
     if (games.value && !isWhole) correct(view);
   }, [games.value, isWhole]);
-  if (games.failure !== undefined && !games.isAsking) return <main><Trouble what="the games" why={games.failure} again={games.again} /></main>;
+  if (games.failure !== undefined && !games.isAsking)
+    return (
+      <main>
+        <Trouble what="the games" why={games.failure} again={games.again} />
+      </main>
+    );
   if (!games.value) return <Loading what="the games" />;
-  if (games.value.length === 0) return <main><Empty what="games" call="$ zorvane-collector game add NAME" /></main>;
+  if (games.value.length === 0)
+    return (
+      <main>
+        <Empty what="games" call="$ zorvane-collector game add NAME" />
+      </main>
+    );
   const leave = () => signOut().then(again, again);
   return (
     <ViewContext.Provider value={view}>
-      <a class="skip" href="#page" onClick={(event) => {
-        event.preventDefault(); // the address holds the view
-        document.getElementById("page")?.focus();
-      }}>To the page</a>
+      <a
+        class="skip"
+        href="#page"
+        onClick={(event) => {
+          event.preventDefault(); // the address holds the view
+          document.getElementById("page")?.focus();
+        }}
+      >
+        To the page
+      </a>
       <header>
         <p class="name">Zorvane</p>
         <TopBar games={games.value} />
-        {who.needed && <button type="button" class="leave" onClick={leave}>Sign out</button>}
+        {who.needed && (
+          <button type="button" class="leave" onClick={leave}>
+            Sign out
+          </button>
+        )}
       </header>
       <div class="body">
         <Navigation />
@@ -91,8 +114,17 @@ function Console({who, again}: {who: Session; again: () => void}) {
 export function App() {
   const who = useAsked("session", session);
   useEffect(() => onSignedOut(who.again), [who.again]);
-  if (who.failure !== undefined && !who.isAsking) return <main><Trouble what="who is signed in" why={who.failure} again={who.again} /></main>;
+  if (who.failure !== undefined && !who.isAsking)
+    return (
+      <main>
+        <Trouble what="who is signed in" why={who.failure} again={who.again} />
+      </main>
+    );
   if (!who.value) return <Loading what="who is signed in" />;
   if (who.value.needed && who.value.level === "none") return <SignIn onSignedIn={who.again} />;
-  return <SessionContext.Provider value={who.value}><Console who={who.value} again={who.again} /></SessionContext.Provider>;
+  return (
+    <SessionContext.Provider value={who.value}>
+      <Console who={who.value} again={who.again} />
+    </SessionContext.Provider>
+  );
 }

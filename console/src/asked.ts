@@ -22,7 +22,8 @@ export function useAsked<T>(key: string, asking: (signal: AbortSignal) => Promis
     const controller = new AbortController();
     asking(controller.signal).then(
       (value) => setOutcome({key: whole, value}),
-      (failure) => controller.signal.aborted || setOutcome({key: whole, failure: wordsOf(failure)}));
+      (failure) => controller.signal.aborted || setOutcome({key: whole, failure: wordsOf(failure)}),
+    );
     return () => controller.abort();
   }, [whole]);
   return {...outcome, isAsking: outcome.key !== whole, again: () => setTimes(times + 1)};
@@ -30,7 +31,8 @@ export function useAsked<T>(key: string, asking: (signal: AbortSignal) => Promis
 
 // Several answers as one: all of them are needed.
 export function together<Parts extends readonly Asked<unknown>[]>(
-  ...parts: Parts): Asked<{[Index in keyof Parts]: Parts[Index] extends Asked<infer T> ? T : never}> {
+  ...parts: Parts
+): Asked<{[Index in keyof Parts]: Parts[Index] extends Asked<infer T> ? T : never}> {
   const failed = parts.find((part) => part.failure !== undefined);
   const isThere = parts.every((part) => part.value !== undefined);
   return {
@@ -55,12 +57,17 @@ export interface Answer {
 }
 
 // Who asks for so many rows knows that there may be more.
-const answerOf = (table: Table, own: Own): Answer => ({rows: rowsOf(table), complete: table.complete || own.limit !== undefined});
+const answerOf = (table: Table, own: Own): Answer => ({
+  rows: rowsOf(table),
+  complete: table.complete || own.limit !== undefined,
+});
 
 // A question under the bar on top; a parameter that is undefined is left out, also one of the bar.
 export function useQuestion(name: QuestionName, own: Own = {}): Asked<Answer> {
   const parameters = {...filtersOf(useView().values), ...own};
-  return useAsked(JSON.stringify([name, parameters]), async (signal) => answerOf(await ask(name, parameters, signal), own));
+  return useAsked(JSON.stringify([name, parameters]), async (signal) =>
+    answerOf(await ask(name, parameters, signal), own),
+  );
 }
 
 // The same question several times, such as once for each build.
@@ -68,5 +75,6 @@ export function useQuestions(name: QuestionName, owns: readonly Own[]): Asked<re
   const values = filtersOf(useView().values);
   const all = owns.map((own) => ({...values, ...own}));
   return useAsked(JSON.stringify([name, all]), (signal) =>
-    Promise.all(all.map(async (parameters) => answerOf(await ask(name, parameters, signal), parameters))));
+    Promise.all(all.map(async (parameters) => answerOf(await ask(name, parameters, signal), parameters))),
+  );
 }

@@ -2,7 +2,8 @@
 export const CALLS = {
   start: 'Zorvane::initializeWithGameKey("GAME KEY", "GAME SECRET");',
   purchase: 'Zorvane::addBusinessEventWithCurrency("USD", 299, "offer", "starter_pack", "shop", false);',
-  impression: 'Zorvane::addImpressionEventWithAdNetworkName("max", "11.4.2", {{"revenue", 0.012}, {"currency", "USD"}});',
+  impression:
+    'Zorvane::addImpressionEventWithAdNetworkName("max", "11.4.2", {{"revenue", 0.012}, {"currency", "USD"}});',
   level: 'Zorvane::addProgressionEventWithProgressionStatus(ZVProgressionStatus::start, "castle", "gate", nullptr);',
   resource: 'Zorvane::addResourceEventWithFlowType(ZVResourceFlowType::source, "coins", 25, "level", "castle");',
   design: 'Zorvane::addDesignEventWithEventId("fight:boss:hits", 12);',

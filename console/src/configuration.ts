@@ -30,7 +30,8 @@ export interface Document {
 }
 
 // The game's readers take text; what isn't one stays what it is, written as JSON.
-export const textOfValue = (value: unknown): string => (typeof value === "string" ? value : JSON.stringify(value) ?? "");
+export const textOfValue = (value: unknown): string =>
+  typeof value === "string" ? value : (JSON.stringify(value) ?? "");
 
 export function valueOfText(text: string, before: unknown): unknown {
   if (typeof before === "string" || before === undefined) return text;
@@ -43,11 +44,13 @@ export function valueOfText(text: string, before: unknown): unknown {
 
 // Without the members that say nothing: a missing one is the same.
 export function tidied<Item extends object>(item: Item): Item {
-  const isSaid = (value: unknown) => value !== undefined && value !== null && !(Array.isArray(value) && value.length === 0);
+  const isSaid = (value: unknown) =>
+    value !== undefined && value !== null && !(Array.isArray(value) && value.length === 0);
   return Object.fromEntries(Object.entries(item).filter(([, value]) => isSaid(value))) as Item;
 }
 
-export const replacedAt = <Item>(items: readonly Item[], index: number, item: Item): Item[] => items.map((each, at) => (at === index ? item : each));
+export const replacedAt = <Item>(items: readonly Item[], index: number, item: Item): Item[] =>
+  items.map((each, at) => (at === index ? item : each));
 export const withoutAt = <Item>(items: readonly Item[], index: number): Item[] => items.filter((_, at) => at !== index);
 
 export function movedUp<Item>(items: readonly Item[], index: number): Item[] {

@@ -25,10 +25,16 @@ function frameOf(line: string): Frame | null {
 }
 
 export function crashReportOf(message: string): CrashReport | null {
-  const lines = message.split("\n").map((line) => line.trimEnd()).filter((line) => line !== "");
+  const lines = message
+    .split("\n")
+    .map((line) => line.trimEnd())
+    .filter((line) => line !== "");
   const begin = lines.findIndex((line) => /^stack ?trace:?$/i.test(line.trim()));
   if (begin < 0) return null;
-  const frames = lines.slice(begin + 1).map(frameOf).filter((frame): frame is Frame => frame !== null);
+  const frames = lines
+    .slice(begin + 1)
+    .map(frameOf)
+    .filter((frame): frame is Frame => frame !== null);
   return {facts: lines.slice(0, begin), frames};
 }
 
@@ -36,7 +42,12 @@ export function crashReportOf(message: string): CrashReport | null {
 export function titleOf(message: string): string {
   const report = crashReportOf(message);
   if (!report) return message.split("\n", 1)[0] ?? "";
-  const valueOf = (name: string) => report.facts.find((fact) => fact.includes(name))?.split(": ").slice(1).join(": ");
+  const valueOf = (name: string) =>
+    report.facts
+      .find((fact) => fact.includes(name))
+      ?.split(": ")
+      .slice(1)
+      .join(": ");
   const what = valueOf("Exception Name") ?? valueOf("Signal") ?? report.facts[1] ?? report.facts[0] ?? "crash";
   const top = report.frames[0];
   return top ? `${what} in ${top.where.replace(/\+0x[0-9a-f]+$/, "")}` : what;

@@ -17,5 +17,8 @@ export function eachDay(from: string, to: string): string[] {
 
 // The time of the same length that ended the day before.
 export function periodBefore(from: string, to: string): {from: string; to: string} {
-  return {from: dayText(Math.max(0, dayNumber(from) - daysIn(from, to))), to: dayText(Math.max(0, dayNumber(from) - 1))};
+  return {
+    from: dayText(Math.max(0, dayNumber(from) - daysIn(from, to))),
+    to: dayText(Math.max(0, dayNumber(from) - 1)),
+  };
 }

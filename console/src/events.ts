@@ -17,17 +17,20 @@ const ifAny = (before: string, text: string): string => (text === "" ? "" : befo
 
 type Of = (name: string) => string;
 const WORDS: {readonly [category: string]: (of: Of) => string} = {
-  user: (of) => `session ${of("session_num")} begins${of("install") === "true" ? ", the first of this installation" : ""}`,
+  user: (of) =>
+    `session ${of("session_num")} begins${of("install") === "true" ? ", the first of this installation" : ""}`,
   session_end: (of) => `the session ends after ${of("length")} s`,
   business: (of) => `${of("event_id")} for ${of("amount")} of the smallest unit of ${of("currency")}`,
   resource: (of) => `${of("event_id")}: ${of("amount")}`,
   progression: (of) => `${of("event_id")}${ifAny(", score ", of("score"))}`,
   design: (of) => `${of("event_id")}${ifAny(" = ", of("value"))}`,
   error: (of) => `${of("severity")}: ${of("message")}`,
-  ads: (of) => `${of("ad_action")} ${of("ad_type")}, ${of("ad_sdk_name")}, ${of("ad_placement")}${ifAny(": ", of("ad_fail_show_reason"))}`,
+  ads: (of) =>
+    `${of("ad_action")} ${of("ad_type")}, ${of("ad_sdk_name")}, ${of("ad_placement")}${ifAny(": ", of("ad_fail_show_reason"))}`,
   impression: (of) => of("ad_network_name"),
   // The library's own report of an argument that it refused, or of a trouble of its own.
-  sdk_error: (of) => `the library reports ${of("error_action").replaceAll("_", " ")} (${of("error_area")}${ifAny(", ", of("error_parameter"))})${ifAny(": ", of("reason"))}`,
+  sdk_error: (of) =>
+    `the library reports ${of("error_action").replaceAll("_", " ")} (${of("error_area")}${ifAny(", ", of("error_parameter"))})${ifAny(": ", of("reason"))}`,
 };
 
 // `record`: as an object, or as the text of one.

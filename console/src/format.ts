@@ -13,8 +13,10 @@ const clock_ = new Intl.DateTimeFormat(undefined, {timeStyle: "medium"});
 const hour_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", hour: "2-digit"});
 
 const NONE = "–";
-const or = (format: (value: number) => string) => (value: number | null | undefined): string =>
-  value === null || value === undefined || Number.isNaN(value) ? NONE : format(value);
+const or =
+  (format: (value: number) => string) =>
+  (value: number | null | undefined): string =>
+    value === null || value === undefined || Number.isNaN(value) ? NONE : format(value);
 
 export const whole = or((value) => whole_.format(value));
 // Two digits behind the point, of small numbers as many as it takes.
@@ -30,8 +32,14 @@ export const moment = or((seconds) => moment_.format(new Date(seconds * 1000)));
 export const clock = or((seconds) => clock_.format(new Date(seconds * 1000)));
 export const hour = (value: number): string => hour_.format(new Date(value * 3_600_000));
 
-const unit = (name: string) => new Intl.NumberFormat(undefined, {style: "unit", unit: name, unitDisplay: "narrow", maximumFractionDigits: 0});
-const UNITS = [["day", 86400], ["hour", 3600], ["minute", 60], ["second", 1]] as const;
+const unit = (name: string) =>
+  new Intl.NumberFormat(undefined, {style: "unit", unit: name, unitDisplay: "narrow", maximumFractionDigits: 0});
+const UNITS = [
+  ["day", 86400],
+  ["hour", 3600],
+  ["minute", 60],
+  ["second", 1],
+] as const;
 const units = new Map(UNITS.map(([name]) => [name, unit(name)]));
 
 // The two largest units of a length: "5m 12s".
@@ -47,10 +55,16 @@ export const duration = or((seconds) => {
   return parts.join(" ");
 });
 
-const minutes_ = new Intl.NumberFormat(undefined, {style: "unit", unit: "minute", unitDisplay: "narrow", maximumFractionDigits: 1});
+const minutes_ = new Intl.NumberFormat(undefined, {
+  style: "unit",
+  unit: "minute",
+  unitDisplay: "narrow",
+  maximumFractionDigits: 1,
+});
 export const minutes = or((seconds) => minutes_.format(seconds / 60));
 
-export const many = (count: number, one: string, more = `${one}s`): string => `${whole(count)} ${count === 1 ? one : more}`;
+export const many = (count: number, one: string, more = `${one}s`): string =>
+  `${whole(count)} ${count === 1 ? one : more}`;
 
 const BYTES = ["byte", "kilobyte", "megabyte", "gigabyte", "terabyte"];
 export const bytes = or((value) => {

@@ -60,7 +60,13 @@ export const liveUrl = (looking: Looking): string => urlOf("/api/live", {...look
 
 export function useLive(looking: Looking, isPaused: boolean): Stream {
   const url = liveUrl(looking);
-  const [stream, setStream] = useState<Stream>({arrivals: [], troubles: [], skipped: 0, perSecond: 0, state: "connecting"});
+  const [stream, setStream] = useState<Stream>({
+    arrivals: [],
+    troubles: [],
+    skipped: 0,
+    perSecond: 0,
+    state: "connecting",
+  });
   const [tries, setTries] = useState(0);
   useEffect(() => setStream((before) => ({...before, arrivals: [], troubles: [], skipped: 0})), [url]);
   useEffect(() => {
@@ -90,7 +96,10 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
       state = "away"; // the browser tries again by itself, unless it was answered
       if (source.readyState === EventSource.CLOSED) retry = setTimeout(openAgain, RETRY_MS);
     };
-    const openAgain = () => get("/api/games", {}).catch(() => {}).then(() => setTries(tries + 1)); // who is signed out is sent there
+    const openAgain = () =>
+      get("/api/games", {})
+        .catch(() => {})
+        .then(() => setTries(tries + 1)); // who is signed out is sent there
     const timer = setInterval(() => {
       const since = Date.now() - RATE_MS;
       while (times[0] && times[0].at < since) times.shift();
@@ -99,13 +108,17 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
       const more = skipped;
       waiting = [];
       skipped = 0;
-      setStream((before) => came.length === 0 && more === 0 && before.state === state && before.perSecond === perSecond ? before : {
-        arrivals: came.length === 0 ? before.arrivals : [...came, ...before.arrivals].slice(0, MOST),
-        troubles: [...came.filter(isTrouble), ...before.troubles].slice(0, MOST),
-        skipped: before.skipped + more,
-        perSecond,
-        state,
-      });
+      setStream((before) =>
+        came.length === 0 && more === 0 && before.state === state && before.perSecond === perSecond
+          ? before
+          : {
+              arrivals: came.length === 0 ? before.arrivals : [...came, ...before.arrivals].slice(0, MOST),
+              troubles: [...came.filter(isTrouble), ...before.troubles].slice(0, MOST),
+              skipped: before.skipped + more,
+              perSecond,
+              state,
+            },
+      );
     }, STEP_MS);
     return () => {
       clearInterval(timer);

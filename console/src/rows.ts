@@ -27,7 +27,11 @@ export function groupedBy<Item>(items: readonly Item[], key: (item: Item) => str
 }
 
 // The column's values for each of the days; 0 where nothing was counted.
-export function byDay(rows: readonly Row[], days: readonly string[], value: (row: Row) => number | null): (number | null)[] {
+export function byDay(
+  rows: readonly Row[],
+  days: readonly string[],
+  value: (row: Row) => number | null,
+): (number | null)[] {
   const found = new Map(rows.map((row) => [textOf(row.day), value(row)]));
   return days.map((day) => (found.has(day) ? found.get(day)! : 0));
 }

@@ -12,7 +12,12 @@ import {byDay, groupedBy, numberOf, ratio, textOf, type Row} from "../rows";
 
 const ACTIONS = ["request", "loaded", "show", "clicked", "reward_received", "failed_show"] as const;
 const TITLES: Record<(typeof ACTIONS)[number], string> = {
-  request: "Requests", loaded: "Loaded", show: "Shows", clicked: "Clicks", reward_received: "Rewards", failed_show: "Failures",
+  request: "Requests",
+  loaded: "Loaded",
+  show: "Shows",
+  clicked: "Clicks",
+  reward_received: "Rewards",
+  failed_show: "Failures",
 };
 
 // Rows by some columns and the action, as one row with a column for each action.
@@ -34,13 +39,32 @@ const COLUMNS = [
   {name: "failed_share", title: "Part that fails", show: (value: unknown) => share(value as number | null)},
 ];
 
-function By({names, titles, caption, file}: {names: readonly string[]; titles: readonly string[]; caption: string; file: string}) {
+function By({
+  names,
+  titles,
+  caption,
+  file,
+}: {
+  names: readonly string[];
+  titles: readonly string[];
+  caption: string;
+  file: string;
+}) {
   return (
     <Answered of={useQuestion("ads", {by: [...names, "ad_action"].join(",")})} what="the ads">
-      {({rows}) => rows.length === 0 ? <Empty what="ads" call={CALLS.ad} /> : (
-        <DataTable caption={caption} file={file} sort="show" rows={actionsOf(rows, names)}
-          columns={[...names.map((name, index) => ({name, title: titles[index]!})), ...COLUMNS]} />
-      )}
+      {({rows}) =>
+        rows.length === 0 ? (
+          <Empty what="ads" call={CALLS.ad} />
+        ) : (
+          <DataTable
+            caption={caption}
+            file={file}
+            sort="show"
+            rows={actionsOf(rows, names)}
+            columns={[...names.map((name, index) => ({name, title: titles[index]!})), ...COLUMNS]}
+          />
+        )
+      }
     </Answered>
   );
 }
@@ -52,10 +76,21 @@ function Days() {
     <Answered of={useQuestion("ads", {by: "ad_action", daily: "yes"})} what="the days">
       {({rows}) => {
         const byAction = groupedBy(rows, (row) => textOf(row.ad_action));
-        const series = ACTIONS.filter((action) => byAction.has(action)).map((action) =>
-          ({label: TITLES[action], values: byDay(byAction.get(action)!, days, (row) => numberOf(row.events))}));
+        const series = ACTIONS.filter((action) => byAction.has(action)).map((action) => ({
+          label: TITLES[action],
+          values: byDay(byAction.get(action)!, days, (row) => numberOf(row.events)),
+        }));
         if (series.length === 0) return <Empty what="ads" call={CALLS.ad} />;
-        return <Chart title="Ads by day" file="ads-by-day" x={days.map(dayStart)} xTitle="Day" format={whole} series={series} />;
+        return (
+          <Chart
+            title="Ads by day"
+            file="ads-by-day"
+            x={days.map(dayStart)}
+            xTitle="Day"
+            format={whole}
+            series={series}
+          />
+        );
       }}
     </Answered>
   );
@@ -68,8 +103,18 @@ function Failures() {
         const failed = rows.filter((row) => row.ad_action === "failed_show");
         if (failed.length === 0) return <p class="note">No show of an ad failed in this time.</p>;
         return (
-          <DataTable caption="Failed shows by network and reason" file="ad-failures" sort="events" rows={failed}
-            columns={[{name: "ad_network", title: "Network"}, {name: "ad_fail_reason", title: "Reason"}, {name: "events", title: "Failures"}, {name: "players", title: "Players"}]} />
+          <DataTable
+            caption="Failed shows by network and reason"
+            file="ad-failures"
+            sort="events"
+            rows={failed}
+            columns={[
+              {name: "ad_network", title: "Network"},
+              {name: "ad_fail_reason", title: "Reason"},
+              {name: "events", title: "Failures"},
+              {name: "players", title: "Players"},
+            ]}
+          />
         );
       }}
     </Answered>
@@ -79,14 +124,27 @@ function Failures() {
 export function Ads() {
   return (
     <>
-      <Section title="Day by day" rows={{category: "ads"}}><Days /></Section>
-      <Section title="By network" rows={{category: "ads"}} how="Each number counts reports of that action. The part that fails is of shows and failures together.">
+      <Section title="Day by day" rows={{category: "ads"}}>
+        <Days />
+      </Section>
+      <Section
+        title="By network"
+        rows={{category: "ads"}}
+        how="Each number counts reports of that action. The part that fails is of shows and failures together."
+      >
         <By names={["ad_network"]} titles={["Network"]} caption="Ads by network" file="ads-by-network" />
       </Section>
       <Section title="By placement" rows={{category: "ads"}}>
-        <By names={["ad_placement", "ad_type"]} titles={["Placement", "Type"]} caption="Ads by placement" file="ads-by-placement" />
+        <By
+          names={["ad_placement", "ad_type"]}
+          titles={["Placement", "Type"]}
+          caption="Ads by placement"
+          file="ads-by-placement"
+        />
       </Section>
-      <Section title="Why they fail" rows={{category: "ads", ad_action: "failed_show"}}><Failures /></Section>
+      <Section title="Why they fail" rows={{category: "ads", ad_action: "failed_show"}}>
+        <Failures />
+      </Section>
     </>
   );
 }

@@ -33,7 +33,12 @@ function Saving({current, draft, onSaved}: {current: Version; draft: Document; o
     setSaid("Saving.");
     try {
       localStorage.setItem(AUTHOR, author);
-      const {version} = await change("put", "/api/configurations", {game, version: current.version, author, note}, draft);
+      const {version} = await change(
+        "put",
+        "/api/configurations",
+        {game, version: current.version, author, note},
+        draft,
+      );
       setSaid(`Saved as version ${version}: games have it at their next session.`);
       setNote("");
       onSaved();
@@ -43,9 +48,17 @@ function Saving({current, draft, onSaved}: {current: Version; draft: Document; o
   };
   return (
     <form class="choices" onSubmit={save}>
-      <label>Your name<input name="author" required value={author} onInput={({currentTarget: {value}}) => setAuthor(value)} /></label>
-      <label>Why<input name="note" value={note} onInput={({currentTarget: {value}}) => setNote(value)} /></label>
-      <button type="submit" class="main" disabled={draft === current.document}>Save</button>
+      <label>
+        Your name
+        <input name="author" required value={author} onInput={({currentTarget: {value}}) => setAuthor(value)} />
+      </label>
+      <label>
+        Why
+        <input name="note" value={note} onInput={({currentTarget: {value}}) => setNote(value)} />
+      </label>
+      <button type="submit" class="main" disabled={draft === current.document}>
+        Save
+      </button>
       <p role="status">{said}</p>
     </form>
   );
@@ -67,9 +80,19 @@ function AsText({draft, set, isOff}: {draft: Document; set: (document: Document)
       <summary>The document as JSON</summary>
       <label>
         <span class="unseen">The document as JSON</span>
-        <textarea rows={16} spellcheck={false} disabled={isOff} value={JSON.stringify(draft, null, 2)} onChange={({currentTarget}) => take(currentTarget.value)} />
+        <textarea
+          rows={16}
+          spellcheck={false}
+          disabled={isOff}
+          value={JSON.stringify(draft, null, 2)}
+          onChange={({currentTarget}) => take(currentTarget.value)}
+        />
       </label>
-      {wrong !== "" && <p class="trouble" role="alert">This is no JSON, so it isn't taken: {wrong}</p>}
+      {wrong !== "" && (
+        <p class="trouble" role="alert">
+          This is no JSON, so it isn't taken: {wrong}
+        </p>
+      )}
     </details>
   );
 }
@@ -82,7 +105,18 @@ function Editing({current, onSaved, again}: {current: Version; onSaved: () => vo
   return (
     <>
       <p>
-        {current.version === 0 ? "There are none yet." : <>Version {current.version}, by <bdi>{current.author}</bdi> on {moment(current.at)}{current.note !== "" && <>: <bdi>{current.note}</bdi></>}</>}
+        {current.version === 0 ? (
+          "There are none yet."
+        ) : (
+          <>
+            Version {current.version}, by <bdi>{current.author}</bdi> on {moment(current.at)}
+            {current.note !== "" && (
+              <>
+                : <bdi>{current.note}</bdi>
+              </>
+            )}
+          </>
+        )}
       </p>
       {isOff && <p class="note">You are signed in for reading. To edit, sign in with the token for editing.</p>}
       <ConfigurationEditor document={draft} set={set} isOff={isOff} />
@@ -90,8 +124,12 @@ function Editing({current, onSaved, again}: {current: Version; onSaved: () => vo
       {!isOff && (
         <>
           <p class="choices">
-            <button type="button" disabled={drafts.length < 2} onClick={() => setDrafts(drafts.slice(0, -1))}>Undo the latest change</button>
-            <button type="button" onClick={again}>Load what is in force</button>
+            <button type="button" disabled={drafts.length < 2} onClick={() => setDrafts(drafts.slice(0, -1))}>
+              Undo the latest change
+            </button>
+            <button type="button" onClick={again}>
+              Load what is in force
+            </button>
           </p>
           <Saving current={current} draft={draft} onSaved={onSaved} />
         </>
@@ -111,28 +149,46 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
   const {game = ""} = useView().values;
   const [player, setPlayer] = useState("a player");
   const asked = useAsked(JSON.stringify([game, version, player, kinds]), (signal) =>
-    Promise.all(kinds.map(async (kind) => ({kind, given: await get("/api/configurations/preview", {game, user_id: player, ...kind}, signal)}))));
+    Promise.all(
+      kinds.map(async (kind) => ({
+        kind,
+        given: await get("/api/configurations/preview", {game, user_id: player, ...kind}, signal),
+      })),
+    ),
+  );
   return (
     <>
       <label class="choice">
         As the player with the id
-        <input value={player} onChange={({currentTarget: {value}}) => setPlayer(value.trim() === "" ? "a player" : value.trim())} />
+        <input
+          value={player}
+          onChange={({currentTarget: {value}}) => setPlayer(value.trim() === "" ? "a player" : value.trim())}
+        />
       </label>
       <Answered of={asked} what="what they get">
         {(all) => {
           const rows = all.map(({kind, given}): Row => ({
             ...kind,
             group: [given.ab_id, given.ab_variant_id].filter((each) => each !== undefined && each !== "").join(": "),
-            ...Object.fromEntries([...inForce(given.configs ?? [], Date.now() / 1000)].map(([key, value]) => [`=${key}`, value])),
+            ...Object.fromEntries(
+              [...inForce(given.configs ?? [], Date.now() / 1000)].map(([key, value]) => [`=${key}`, value]),
+            ),
           }));
-          const keys = [...new Set(rows.flatMap((row) => Object.keys(row).filter((name) => name.startsWith("="))))].sort();
+          const keys = [
+            ...new Set(rows.flatMap((row) => Object.keys(row).filter((name) => name.startsWith("=")))),
+          ].sort();
           return (
-            <DataTable caption="What each kind of player has now" file="configurations" rows={rows} columns={[
-              {name: "platform", title: "Platform"},
-              {name: "build", title: "Build"},
-              {name: "group", title: "Experiment"},
-              ...keys.map((name) => ({name, title: name.slice(1)})),
-            ]} />
+            <DataTable
+              caption="What each kind of player has now"
+              file="configurations"
+              rows={rows}
+              columns={[
+                {name: "platform", title: "Platform"},
+                {name: "build", title: "Build"},
+                {name: "group", title: "Experiment"},
+                ...keys.map((name) => ({name, title: name.slice(1)})),
+              ]}
+            />
           );
         }}
       </Answered>
@@ -145,7 +201,9 @@ function Preview({version}: {version: number}) {
   return (
     <Answered of={useQuestion("events", {...none, by: "platform,build"})} what="the kinds of players">
       {({rows}) => {
-        const found = rows.map((row) => ({platform: textOf(row.platform), build: textOf(row.build)})).slice(0, MOST_KINDS);
+        const found = rows
+          .map((row) => ({platform: textOf(row.platform), build: textOf(row.build)}))
+          .slice(0, MOST_KINDS);
         return <Kinds kinds={found.length === 0 ? [{platform: "", build: ""}] : found} version={version} />;
       }}
     </Answered>
@@ -155,7 +213,10 @@ function Preview({version}: {version: number}) {
 function Older({version}: {version: number}) {
   const {game = ""} = useView().values;
   return (
-    <Answered of={useAsked(`version ${game} ${version}`, (signal) => get("/api/configurations", {game, version}, signal))} what="this version">
+    <Answered
+      of={useAsked(`version ${game} ${version}`, (signal) => get("/api/configurations", {game, version}, signal))}
+      what="this version"
+    >
       {({document}) => <Record record={document} />}
     </Answered>
   );
@@ -178,31 +239,66 @@ function History({current, onSaved}: {current: number; onSaved: () => void}) {
   };
   return (
     <>
-      <Answered of={useAsked(`versions ${game} ${current}`, (signal) => get("/api/configurations/versions", {game, limit: 100}, signal))} what="the versions">
-        {(versions) => versions.length === 0 ? <p class="note">There are none yet.</p> : (
-          <DataTable caption="Versions, the newest first" file="versions" rows={versions.map((each) => ({...each, actions: ""}))} columns={[
-            {name: "version", title: "Version"},
-            {name: "at", title: "When", show: (value) => moment(value as number)},
-            {name: "author", title: "Who"},
-            {name: "note", title: "Why"},
-            {name: "actions", title: "Do", show: (_, row) => (
-              <span class="order">
-                <button type="button" onClick={() => setSeen(seen === row.version ? null : numberOf(row.version))}>{seen === row.version ? "Hide" : "See"}</button>
-                {!isOff && row.version !== current && <button type="button" onClick={() => restore(numberOf(row.version))}>Restore</button>}
-              </span>
-            )},
-          ]} />
+      <Answered
+        of={useAsked(`versions ${game} ${current}`, (signal) =>
+          get("/api/configurations/versions", {game, limit: 100}, signal),
         )}
+        what="the versions"
+      >
+        {(versions) =>
+          versions.length === 0 ? (
+            <p class="note">There are none yet.</p>
+          ) : (
+            <DataTable
+              caption="Versions, the newest first"
+              file="versions"
+              rows={versions.map((each) => ({...each, actions: ""}))}
+              columns={[
+                {name: "version", title: "Version"},
+                {name: "at", title: "When", show: (value) => moment(value as number)},
+                {name: "author", title: "Who"},
+                {name: "note", title: "Why"},
+                {
+                  name: "actions",
+                  title: "Do",
+                  show: (_, row) => (
+                    <span class="order">
+                      <button
+                        type="button"
+                        onClick={() => setSeen(seen === row.version ? null : numberOf(row.version))}
+                      >
+                        {seen === row.version ? "Hide" : "See"}
+                      </button>
+                      {!isOff && row.version !== current && (
+                        <button type="button" onClick={() => restore(numberOf(row.version))}>
+                          Restore
+                        </button>
+                      )}
+                    </span>
+                  ),
+                },
+              ]}
+            />
+          )
+        }
       </Answered>
       <p role="status">{said}</p>
-      {seen !== null && <><h3>Version {seen}</h3><Older version={seen} /></>}
+      {seen !== null && (
+        <>
+          <h3>Version {seen}</h3>
+          <Older version={seen} />
+        </>
+      )}
     </>
   );
 }
 
 export function Configurations() {
   const {game = ""} = useView().values;
-  const asked = useAsked(`configurations ${game}`, async (signal) => (await get("/api/configurations", {game}, signal)) as unknown as Version);
+  const asked = useAsked(
+    `configurations ${game}`,
+    async (signal) => (await get("/api/configurations", {game}, signal)) as unknown as Version,
+  );
   const [loads, setLoads] = useState(0);
   const again = () => {
     setLoads(loads + 1);
@@ -212,10 +308,16 @@ export function Configurations() {
     <Answered of={asked} what="the configurations">
       {(current) => (
         <>
-          <Section title="Values and experiments" how="A game has a change at its next session. Every version stays in the history.">
+          <Section
+            title="Values and experiments"
+            how="A game has a change at its next session. Every version stays in the history."
+          >
             <Editing key={`${current.version} ${loads}`} current={current} onSaved={again} again={again} />
           </Section>
-          <Section title="Who has what now" how="Of the version in force, without what isn't saved yet: the platforms and builds of this time, and a player whose id decides about percentages and groups.">
+          <Section
+            title="Who has what now"
+            how="Of the version in force, without what isn't saved yet: the platforms and builds of this time, and a player whose id decides about percentages and groups."
+          >
             <Preview version={current.version} />
           </Section>
           <Section title="History">

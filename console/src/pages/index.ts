@@ -34,7 +34,12 @@ export const PAGES: readonly PageOfConsole[] = [
   {name: "players", title: "Players", question: "What happened to this player?", Page: Players},
   {name: "designs", title: "Designs", question: "What else do players do?", Page: Designs},
   {name: "ads", title: "Ads", question: "How do ads do?", Page: Ads},
-  {name: "experiments", title: "Experiments", question: "Which group does better, and can that be told?", Page: Experiments},
+  {
+    name: "experiments",
+    title: "Experiments",
+    question: "Which group does better, and can that be told?",
+    Page: Experiments,
+  },
   {name: "configurations", title: "Configurations", question: "What do running games get?", Page: Configurations},
   {name: "collector", title: "Collector", question: "Does the collector keep up?", Page: Collector},
   {name: "rows", title: "Rows", question: "Which events are behind this number?", Page: Rows, isHidden: true},

@@ -34,15 +34,26 @@ function One({arrival}: {arrival: Arrival}) {
           <>
             {arrival.userId !== "" && (
               <p class="note">
-                Player <a href={addressElsewhere(view, "players", {player: arrival.userId})}><bdi>{arrival.userId}</bdi></a>
+                Player{" "}
+                <a href={addressElsewhere(view, "players", {player: arrival.userId})}>
+                  <bdi>{arrival.userId}</bdi>
+                </a>
                 {" · "}
-                <button type="button" onClick={() => go(view, {live_player: arrival.userId})}>Only this player</button>
-                {" "}
-                {arrival.sessionId !== "" && <button type="button" onClick={() => go(view, {live_session: arrival.sessionId})}>Only this session</button>}
+                <button type="button" onClick={() => go(view, {live_player: arrival.userId})}>
+                  Only this player
+                </button>{" "}
+                {arrival.sessionId !== "" && (
+                  <button type="button" onClick={() => go(view, {live_session: arrival.sessionId})}>
+                    Only this session
+                  </button>
+                )}
               </p>
             )}
-            {arrival.record === null ? <p class="note">It is too long to be shown here.</p>
-              : <Record record={arrival.record} marked={markedOf(arrival)} />}
+            {arrival.record === null ? (
+              <p class="note">It is too long to be shown here.</p>
+            ) : (
+              <Record record={arrival.record} marked={markedOf(arrival)} />
+            )}
           </>
         )}
       </details>
@@ -61,8 +72,12 @@ function Filter({name, title}: {name: "live_player" | "live_session"; title: str
   return (
     <label>
       {title}
-      <input type="search" value={view.values[name] ?? ""} placeholder="all"
-        onChange={({currentTarget: {value}}) => go(view, {[name]: value.trim() === "" ? undefined : value.trim()})} />
+      <input
+        type="search"
+        value={view.values[name] ?? ""}
+        placeholder="all"
+        onChange={({currentTarget: {value}}) => go(view, {[name]: value.trim() === "" ? undefined : value.trim()})}
+      />
     </label>
   );
 }
@@ -72,10 +87,23 @@ function Copy({url}: {url: string}) {
   const command = `curl -N -H "Authorization: Bearer $TOKEN" "${new URL(url, location.href).href}"`;
   return (
     <>
-      <button type="button" onClick={() => navigator.clipboard.writeText(command).then(() => setCopied(true), () => setCopied(false))}>
+      <button
+        type="button"
+        onClick={() =>
+          navigator.clipboard.writeText(command).then(
+            () => setCopied(true),
+            () => setCopied(false),
+          )
+        }
+      >
         {isCopied ? "Copied" : "Copy as curl"}
       </button>
-      <details><summary>The same on a command line</summary><pre><code>{command}</code></pre></details>
+      <details>
+        <summary>The same on a command line</summary>
+        <pre>
+          <code>{command}</code>
+        </pre>
+      </details>
     </>
   );
 }
@@ -101,10 +129,14 @@ function Arrivals() {
           <select value={kind} onChange={({currentTarget: {value}}) => setKind(value)}>
             <option value="">all</option>
             <option value={WRONG}>only what is wrong</option>
-            {(kind === "" || kind === WRONG || kinds.includes(kind) ? kinds : [kind, ...kinds]).map((each) => <option key={each}>{each}</option>)}
+            {(kind === "" || kind === WRONG || kinds.includes(kind) ? kinds : [kind, ...kinds]).map((each) => (
+              <option key={each}>{each}</option>
+            ))}
           </select>
         </label>
-        <button type="button" aria-pressed={isPaused} onClick={() => setPaused(!isPaused)}>{isPaused ? "Go on" : "Pause"}</button>
+        <button type="button" aria-pressed={isPaused} onClick={() => setPaused(!isPaused)}>
+          {isPaused ? "Go on" : "Pause"}
+        </button>
         <Copy url={liveUrl(looking)} />
       </div>
       <p role="status">{isPaused ? "Paused: nothing is asked for meanwhile." : STATES[state]}</p>
@@ -113,11 +145,29 @@ function Arrivals() {
         {skipped > 0 && `${whole(skipped)} more came than are shown here; all of them are kept.`}
       </p>
       {troubles.length > 0 && kind !== WRONG && (
-        <p><button type="button" class="danger" onClick={() => setKind(WRONG)}>Show the {many(troubles.length, "record")} with something wrong</button></p>
+        <p>
+          <button type="button" class="danger" onClick={() => setKind(WRONG)}>
+            Show the {many(troubles.length, "record")} with something wrong
+          </button>
+        </p>
       )}
-      {shown.length === 0
-        ? <div class="empty"><p>Nothing has arrived yet. A game reports something with:</p><pre><code>{CALLS.design}</code></pre><p>It arrives within seconds, or at once with <code>Zorvane::flush();</code></p></div>
-        : <ol class="arrivals latest" tabIndex={0} aria-label="Arrivals, the latest first">{shown.map((arrival) => <One key={arrival.id} arrival={arrival} />)}</ol>}
+      {shown.length === 0 ? (
+        <div class="empty">
+          <p>Nothing has arrived yet. A game reports something with:</p>
+          <pre>
+            <code>{CALLS.design}</code>
+          </pre>
+          <p>
+            It arrives within seconds, or at once with <code>Zorvane::flush();</code>
+          </p>
+        </div>
+      ) : (
+        <ol class="arrivals latest" tabIndex={0} aria-label="Arrivals, the latest first">
+          {shown.map((arrival) => (
+            <One key={arrival.id} arrival={arrival} />
+          ))}
+        </ol>
+      )}
     </>
   );
 }
@@ -125,36 +175,60 @@ function Arrivals() {
 function Refused() {
   const {game = ""} = useView().values;
   return (
-    <Answered of={useAsked(`refused ${game}`, (signal) => get("/api/refused", {game, limit: 50}, signal))} what="the refused records">
-      {(refused) => refused.length === 0 ? <p class="note">No record of this game was refused.</p> : (
-        <ol class="arrivals">
-          {refused.map((each, index) => (
-            <li key={index} class="arrival bad">
-              <details>
-                <summary>
-                  <time>{moment(each.received_at)}</time>
-                  <bdi class="words">{each.reasons.join("; ")}</bdi>
-                </summary>
-                <Record record={each.record} marked={fieldsNamedBy(each.reasons)} />
-              </details>
-            </li>
-          ))}
-        </ol>
-      )}
+    <Answered
+      of={useAsked(`refused ${game}`, (signal) => get("/api/refused", {game, limit: 50}, signal))}
+      what="the refused records"
+    >
+      {(refused) =>
+        refused.length === 0 ? (
+          <p class="note">No record of this game was refused.</p>
+        ) : (
+          <ol class="arrivals">
+            {refused.map((each, index) => (
+              <li key={index} class="arrival bad">
+                <details>
+                  <summary>
+                    <time>{moment(each.received_at)}</time>
+                    <bdi class="words">{each.reasons.join("; ")}</bdi>
+                  </summary>
+                  <Record record={each.record} marked={fieldsNamedBy(each.reasons)} />
+                </details>
+              </li>
+            ))}
+          </ol>
+        )
+      }
     </Answered>
   );
 }
 
 function Reasons() {
-  const filters = {build: undefined, platform: undefined, custom_01: undefined, custom_02: undefined, custom_03: undefined, ab_id: undefined, ab_variant_id: undefined};
+  const filters = {
+    build: undefined,
+    platform: undefined,
+    custom_01: undefined,
+    custom_02: undefined,
+    custom_03: undefined,
+    ab_id: undefined,
+    ab_variant_id: undefined,
+  };
   return (
     <Answered of={useQuestion("refused", filters)} what="the reasons">
-      {({rows}) => rows.length === 0 ? <p class="note">There are none in this time.</p> : (
-        <DataTable caption="Why records were refused in this time" file="refused" rows={rows} columns={[
-          {name: "reason", title: "Reason", show: (value) => textOf(value)},
-          {name: "records", title: "Records", show: (value) => whole(numberOrNull(value))},
-        ]} />
-      )}
+      {({rows}) =>
+        rows.length === 0 ? (
+          <p class="note">There are none in this time.</p>
+        ) : (
+          <DataTable
+            caption="Why records were refused in this time"
+            file="refused"
+            rows={rows}
+            columns={[
+              {name: "reason", title: "Reason", show: (value) => textOf(value)},
+              {name: "records", title: "Records", show: (value) => whole(numberOrNull(value))},
+            ]}
+          />
+        )
+      }
     </Answered>
   );
 }
@@ -162,7 +236,10 @@ function Reasons() {
 export function Live() {
   return (
     <>
-      <Section title="What arrives" how="Each record a moment after it was kept, whatever the bar on top says but for the game. What breaks a rule is red, with the reason, and so are the calls that the library itself refused.">
+      <Section
+        title="What arrives"
+        how="Each record a moment after it was kept, whatever the bar on top says but for the game. What breaks a rule is red, with the reason, and so are the calls that the library itself refused."
+      >
         <Arrivals />
       </Section>
       <Section title="Refused lately" how="The latest records that broke a rule, with the fields in question marked.">

@@ -28,15 +28,35 @@ function Purchases() {
               <Tile label="Payers" value={payers} format={whole} />
               <Tile label="Part of the players who pay" value={ratio(payers, players)} format={share} />
             </Tiles>
-            <DataTable caption="Revenue by currency" file="revenue-by-currency" sort="events"
-              rows={rows.map((row) => ({...row, per_player: ratio(numberOf(row.total), players), per_payer: ratio(numberOf(row.total), numberOf(row.players)), mean: ratio(numberOf(row.total), numberOf(row.events))}))}
+            <DataTable
+              caption="Revenue by currency"
+              file="revenue-by-currency"
+              sort="events"
+              rows={rows.map((row) => ({
+                ...row,
+                per_player: ratio(numberOf(row.total), players),
+                per_payer: ratio(numberOf(row.total), numberOf(row.players)),
+                mean: ratio(numberOf(row.total), numberOf(row.events)),
+              }))}
               columns={[
                 {name: "currency", title: "Currency"},
                 {name: "events", title: "Purchases"},
                 {name: "players", title: "Payers"},
-                ...([["total", "Revenue"], ["mean", "A purchase"], ["per_payer", "Per paying player"], ["per_player", "Per player"]] as const).map(([name, title]) =>
-                  ({name, title, show: (value: unknown, row: {readonly currency?: unknown}) => money(value as number | null, String(row.currency))})),
-              ]} />
+                ...(
+                  [
+                    ["total", "Revenue"],
+                    ["mean", "A purchase"],
+                    ["per_payer", "Per paying player"],
+                    ["per_player", "Per player"],
+                  ] as const
+                ).map(([name, title]) => ({
+                  name,
+                  title,
+                  show: (value: unknown, row: {readonly currency?: unknown}) =>
+                    money(value as number | null, String(row.currency)),
+                })),
+              ]}
+            />
           </>
         );
       }}
@@ -61,16 +81,36 @@ function Days() {
             <label class="choice">
               Currency
               <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
-                {currencies.map((each) => <option key={each}>{each}</option>)}
+                {currencies.map((each) => (
+                  <option key={each}>{each}</option>
+                ))}
               </select>
             </label>
             <div class="beside">
-              <Chart title={`Revenue in ${chosen} by day`} file={`revenue-${chosen}`} x={x} xTitle="Day"
+              <Chart
+                title={`Revenue in ${chosen} by day`}
+                file={`revenue-${chosen}`}
+                x={x}
+                xTitle="Day"
                 format={(value) => moneyWhole(value, chosen)}
-                series={[{label: `Revenue in ${chosen}`, values: byDay(purchases, days, (row) => numberOf(row.total) / unitsOf(chosen))}]} />
-              <Chart title={`Purchases in ${chosen} by day`} file={`purchases-${chosen}`} x={x} xTitle="Day" format={whole}
-                series={[{label: "Purchases", values: byDay(purchases, days, (row) => numberOf(row.events))},
-                  {label: "Payers", values: byDay(purchases, days, (row) => numberOf(row.players))}]} />
+                series={[
+                  {
+                    label: `Revenue in ${chosen}`,
+                    values: byDay(purchases, days, (row) => numberOf(row.total) / unitsOf(chosen)),
+                  },
+                ]}
+              />
+              <Chart
+                title={`Purchases in ${chosen} by day`}
+                file={`purchases-${chosen}`}
+                x={x}
+                xTitle="Day"
+                format={whole}
+                series={[
+                  {label: "Purchases", values: byDay(purchases, days, (row) => numberOf(row.events))},
+                  {label: "Payers", values: byDay(purchases, days, (row) => numberOf(row.players))},
+                ]}
+              />
             </div>
           </>
         );
@@ -82,16 +122,26 @@ function Days() {
 function Items() {
   return (
     <Answered of={useQuestion("revenue", {by: "item_type,item_id,currency"})} what="the items">
-      {({rows}) => rows.length === 0 ? <Empty what="purchases" call={CALLS.purchase} /> : (
-        <DataTable caption="Purchases by item and currency" file="items" sort="events" rows={rows} columns={[
-          {name: "item_type", title: "Item type"},
-          {name: "item_id", title: "Item"},
-          {name: "currency", title: "Currency"},
-          {name: "events", title: "Purchases"},
-          {name: "players", title: "Payers"},
-          {name: "total", title: "Revenue", show: (value, row) => money(numberOrNull(value), textOf(row.currency))},
-        ]} />
-      )}
+      {({rows}) =>
+        rows.length === 0 ? (
+          <Empty what="purchases" call={CALLS.purchase} />
+        ) : (
+          <DataTable
+            caption="Purchases by item and currency"
+            file="items"
+            sort="events"
+            rows={rows}
+            columns={[
+              {name: "item_type", title: "Item type"},
+              {name: "item_id", title: "Item"},
+              {name: "currency", title: "Currency"},
+              {name: "events", title: "Purchases"},
+              {name: "players", title: "Payers"},
+              {name: "total", title: "Revenue", show: (value, row) => money(numberOrNull(value), textOf(row.currency))},
+            ]}
+          />
+        )
+      }
     </Answered>
   );
 }
@@ -105,8 +155,16 @@ function FirstPurchases() {
         const x = Array.from({length: most + 1}, (_, index) => index);
         const found = new Map(rows.map((row) => [row.days_later, numberOf(row.players)]));
         return (
-          <Chart title="Players by when they first paid" file="first-purchases" x={x} xTitle="Days after the first day" bars format={whole}
-            formatX={(value) => `day ${value}`} series={[{label: "Players", values: x.map((each) => found.get(each) ?? 0)}]} />
+          <Chart
+            title="Players by when they first paid"
+            file="first-purchases"
+            x={x}
+            xTitle="Days after the first day"
+            bars
+            format={whole}
+            formatX={(value) => `day ${value}`}
+            series={[{label: "Players", values: x.map((each) => found.get(each) ?? 0)}]}
+          />
         );
       }}
     </Answered>
@@ -119,17 +177,40 @@ function Impressions() {
       {([overview, {rows}]) => {
         const players = numberOf(overview.rows[0]?.players);
         if (rows.length === 0) return <Empty what="impressions" call={CALLS.impression} />;
-        const measured = rows.map((row) => ({...row, thousand: ratio(numberOf(row.total) * 1000, numberOf(row.events)), per_player: ratio(numberOf(row.total), players)}));
+        const measured = rows.map((row) => ({
+          ...row,
+          thousand: ratio(numberOf(row.total) * 1000, numberOf(row.events)),
+          per_player: ratio(numberOf(row.total), players),
+        }));
         return (
-          <DataTable caption="Revenue of ads by network and currency" file="ad-revenue" sort="total" rows={measured} columns={[
-            {name: "ad_network", title: "Network"},
-            {name: "currency", title: "Currency"},
-            {name: "events", title: "Impressions"},
-            {name: "players", title: "Players"},
-            ...([["total", "Revenue"], ["thousand", "Per thousand"]] as const).map(([name, title]) =>
-              ({name, title, show: (value: unknown, row: {readonly currency?: unknown}) => moneyWhole(value as number | null, String(row.currency))})),
-            {name: "per_player", title: "Per player", show: (value, row) => `${number(numberOrNull(value))} ${textOf(row.currency)}`},
-          ]} />
+          <DataTable
+            caption="Revenue of ads by network and currency"
+            file="ad-revenue"
+            sort="total"
+            rows={measured}
+            columns={[
+              {name: "ad_network", title: "Network"},
+              {name: "currency", title: "Currency"},
+              {name: "events", title: "Impressions"},
+              {name: "players", title: "Players"},
+              ...(
+                [
+                  ["total", "Revenue"],
+                  ["thousand", "Per thousand"],
+                ] as const
+              ).map(([name, title]) => ({
+                name,
+                title,
+                show: (value: unknown, row: {readonly currency?: unknown}) =>
+                  moneyWhole(value as number | null, String(row.currency)),
+              })),
+              {
+                name: "per_player",
+                title: "Per player",
+                show: (value, row) => `${number(numberOrNull(value))} ${textOf(row.currency)}`,
+              },
+            ]}
+          />
         );
       }}
     </Answered>
@@ -139,17 +220,31 @@ function Impressions() {
 export function Money() {
   return (
     <>
-      <Section title="Purchases" rows={{category: "business"}} how="Purchases as the game reported them; refunds aren't reported, receipts aren't checked. Per player divides by all players of this time, per paying player by those who paid in this currency.">
+      <Section
+        title="Purchases"
+        rows={{category: "business"}}
+        how="Purchases as the game reported them; refunds aren't reported, receipts aren't checked. Per player divides by all players of this time, per paying player by those who paid in this currency."
+      >
         <Purchases />
       </Section>
       <Section title="Day by day" rows={{category: "business"}} how="Of one currency; nothing is converted.">
         <Days />
       </Section>
-      <Section title="By item" rows={{category: "business"}}><Items /></Section>
-      <Section title="How long until the first purchase" rows={{category: "business"}} how="Of the players whose first day lies in this time, by the days from it to their first purchase. Those who came last had little time yet.">
+      <Section title="By item" rows={{category: "business"}}>
+        <Items />
+      </Section>
+      <Section
+        title="How long until the first purchase"
+        rows={{category: "business"}}
+        how="Of the players whose first day lies in this time, by the days from it to their first purchase. Those who came last had little time yet."
+      >
         <FirstPurchases />
       </Section>
-      <Section title="Ads beside it" rows={{category: "impression"}} how="The revenue that networks stated for impressions, in whole units of their currency; it is an estimate of theirs.">
+      <Section
+        title="Ads beside it"
+        rows={{category: "impression"}}
+        how="The revenue that networks stated for impressions, in whole units of their currency; it is an estimate of theirs."
+      >
         <Impressions />
       </Section>
     </>

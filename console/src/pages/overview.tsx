@@ -51,19 +51,42 @@ function Now() {
         const earlier = numbersOf(answersBefore);
         const wasEmpty = earlier.players === 0;
         const old = (value: number | null) => (wasEmpty ? null : value);
-        if (numbers.players === 0)
-          return <Empty what="players" call={CALLS.start} />;
+        if (numbers.players === 0) return <Empty what="players" call={CALLS.start} />;
         const currencies = [...numbers.revenue];
         return (
           <Tiles>
             <Tile label="Players" value={numbers.players} before={old(earlier.players)} format={whole} good="more" />
-            <Tile label="New players" value={numbers.newPlayers} before={old(earlier.newPlayers)} format={whole} good="more" />
+            <Tile
+              label="New players"
+              value={numbers.newPlayers}
+              before={old(earlier.newPlayers)}
+              format={whole}
+              good="more"
+            />
             <Tile label="Sessions" value={numbers.sessions} before={old(earlier.sessions)} format={whole} good="more" />
-            <Tile label="Length of a session" value={numbers.length} before={old(earlier.length)} format={duration} good="more" />
-            <Tile label="Crash-free players" value={numbers.crashFree} before={old(earlier.crashFree)} format={share} good="more" />
+            <Tile
+              label="Length of a session"
+              value={numbers.length}
+              before={old(earlier.length)}
+              format={duration}
+              good="more"
+            />
+            <Tile
+              label="Crash-free players"
+              value={numbers.crashFree}
+              before={old(earlier.crashFree)}
+              format={share}
+              good="more"
+            />
             {currencies.slice(0, 6).map(([currency, total]) => (
-              <Tile key={currency} label={`Revenue in ${currency}`} value={total} before={old(earlier.revenue.get(currency) ?? 0)}
-                format={(value) => money(value, currency)} good="more" />
+              <Tile
+                key={currency}
+                label={`Revenue in ${currency}`}
+                value={total}
+                before={old(earlier.revenue.get(currency) ?? 0)}
+                format={(value) => money(value, currency)}
+                good="more"
+              />
             ))}
             {currencies.length === 0 && <Tile label="Revenue" value={0} format={whole} note="no purchases" />}
           </Tiles>
@@ -77,7 +100,10 @@ function Now() {
 const LOOK_BACK = 400;
 function releasesOf(builds: Answer | undefined, from: string): Mark[] {
   return (builds?.rows ?? []).flatMap((row) =>
-    row.build !== "" && textOf(row.first_day) >= from ? [{at: dayStart(textOf(row.first_day)), label: textOf(row.build)}] : []);
+    row.build !== "" && textOf(row.first_day) >= from
+      ? [{at: dayStart(textOf(row.first_day)), label: textOf(row.build)}]
+      : [],
+  );
 }
 
 function Days() {
@@ -98,24 +124,62 @@ function Days() {
         const lengths = byDay(rows, days, (row) => ratio(numberOf(row.seconds), numberOf(row.ended)));
         return (
           <>
-            <Chart title="Players by day" file="players-by-day" x={x} xTitle="Day" format={whole} marks={marks}
-              series={[{label: "Players", values: of(rows, "players")}, {label: "New players", values: of(rows, "new_players")}]} />
+            <Chart
+              title="Players by day"
+              file="players-by-day"
+              x={x}
+              xTitle="Day"
+              format={whole}
+              marks={marks}
+              series={[
+                {label: "Players", values: of(rows, "players")},
+                {label: "New players", values: of(rows, "new_players")},
+              ]}
+            />
             <div class="beside">
-              <Chart title="Sessions by day" file="sessions-by-day" x={x} xTitle="Day" format={whole} marks={marks}
-                series={[{label: "Sessions", values: of(rows, "sessions")}]} />
-              <Chart title="Length of a session by day" file="lengths-by-day" x={x} xTitle="Day" format={duration} formatAxis={minutes} marks={marks}
-                series={[{label: "Mean length", values: lengths}]} />
+              <Chart
+                title="Sessions by day"
+                file="sessions-by-day"
+                x={x}
+                xTitle="Day"
+                format={whole}
+                marks={marks}
+                series={[{label: "Sessions", values: of(rows, "sessions")}]}
+              />
+              <Chart
+                title="Length of a session by day"
+                file="lengths-by-day"
+                x={x}
+                xTitle="Day"
+                format={duration}
+                formatAxis={minutes}
+                marks={marks}
+                series={[{label: "Mean length", values: lengths}]}
+              />
             </div>
             {chosen !== undefined && (
               <>
-                <Chart title={`Revenue in ${chosen} by day`} file={`revenue-${chosen}-by-day`} x={x} xTitle="Day" marks={marks}
+                <Chart
+                  title={`Revenue in ${chosen} by day`}
+                  file={`revenue-${chosen}-by-day`}
+                  x={x}
+                  xTitle="Day"
+                  marks={marks}
                   format={(value) => money(value === null ? null : value * unitsOf(chosen), chosen)}
-                  series={[{label: `Revenue in ${chosen}`, values: of(purchases, "total").map((value) => (value ?? 0) / unitsOf(chosen))}]} />
+                  series={[
+                    {
+                      label: `Revenue in ${chosen}`,
+                      values: of(purchases, "total").map((value) => (value ?? 0) / unitsOf(chosen)),
+                    },
+                  ]}
+                />
                 {currencies.length > 1 && (
                   <label class="choice">
                     Currency
                     <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
-                      {currencies.map((each) => <option key={each}>{each}</option>)}
+                      {currencies.map((each) => (
+                        <option key={each}>{each}</option>
+                      ))}
                     </select>
                   </label>
                 )}
@@ -141,10 +205,23 @@ function Hours() {
       {({rows}) => {
         if (rows.length === 0) return <Empty what="sessions" call={CALLS.start} />;
         const mean = (column: string) =>
-          HOURS.map((at) => sumOf(rows.filter((row) => row.hour === at), column) / Math.max(1, days.length));
+          HOURS.map(
+            (at) =>
+              sumOf(
+                rows.filter((row) => row.hour === at),
+                column,
+              ) / Math.max(1, days.length),
+          );
         return (
-          <Chart title="A day, hour by hour (UTC)" file="hours" x={HOURS} xTitle="Hour" bars formatX={hour}
-            series={[{label: "Sessions in an hour", values: mean("sessions")}]} />
+          <Chart
+            title="A day, hour by hour (UTC)"
+            file="hours"
+            x={HOURS}
+            xTitle="Hour"
+            bars
+            formatX={hour}
+            series={[{label: "Sessions in an hour", values: mean("sessions")}]}
+          />
         );
       }}
     </Answered>
@@ -154,13 +231,25 @@ function Hours() {
 export function Overview() {
   return (
     <>
-      <Section title="This time" rows={{}} how="Players are different ids with a record of any kind; new ones have none of an earlier day. A session's length is the mean of those that ended. Crash-free are the players without a critical error. The time before is the one of the same length that ended the day before. Amounts of different currencies are never added up.">
+      <Section
+        title="This time"
+        rows={{}}
+        how="Players are different ids with a record of any kind; new ones have none of an earlier day. A session's length is the mean of those that ended. Crash-free are the players without a critical error. The time before is the one of the same length that ended the day before. Amounts of different currencies are never added up."
+      >
         <Now />
       </Section>
-      <Section title="Day by day" rows={{}} how="Days are UTC days of the record's own time. A player of two days counts on both. Dashed lines are the days on which a build first came. The numbers of the last two or three days still grow, as games send what they couldn't send earlier.">
+      <Section
+        title="Day by day"
+        rows={{}}
+        how="Days are UTC days of the record's own time. A player of two days counts on both. Dashed lines are the days on which a build first came. The numbers of the last two or three days still grow, as games send what they couldn't send earlier."
+      >
         <Days />
       </Section>
-      <Section title="Hour by hour" rows={{category: "user"}} how="Sessions that began in this hour of a UTC day, the mean of the latest 31 days of this time.">
+      <Section
+        title="Hour by hour"
+        rows={{category: "user"}}
+        how="Sessions that began in this hour of a UTC day, the mean of the latest 31 days of this time."
+      >
         <Hours />
       </Section>
     </>

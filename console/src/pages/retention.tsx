@@ -37,14 +37,22 @@ const isOver = (cohort: Cohort, later: number, to: string): boolean => {
 function shareAfter(cohorts: readonly Cohort[], later: number, to: string): number | null {
   const had = cohorts.filter((cohort) => cohort.size > 0 && isOver(cohort, later, to));
   const of = (value: (cohort: Cohort) => number) => had.reduce((sum, cohort) => sum + value(cohort), 0);
-  return ratio(of((cohort) => cohort.players.get(later) ?? 0), of((cohort) => cohort.size));
+  return ratio(
+    of((cohort) => cohort.players.get(later) ?? 0),
+    of((cohort) => cohort.size),
+  );
 }
 
 const MOST_DAYS = 30;
 const daysLater = (from: string, to: string): number[] =>
   Array.from({length: Math.min(MOST_DAYS, Math.max(0, dayNumber(to) - dayNumber(from))) + 1}, (_, index) => index);
 
-const SPLITS = [["", "nothing"], ["build", "build"], ["platform", "platform"], ["ab_variant_id", "A/B group"]] as const;
+const SPLITS = [
+  ["", "nothing"],
+  ["build", "build"],
+  ["platform", "platform"],
+  ["ab_variant_id", "A/B group"],
+] as const;
 const MOST_CURVES = 8;
 
 function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
@@ -55,7 +63,11 @@ function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readon
       <label class="choice">
         Split by
         <select value={by} onChange={({currentTarget: {value}}) => go(view, {by: value === "" ? undefined : value})}>
-          {SPLITS.map(([name, title]) => <option key={name} value={name}>{title}</option>)}
+          {SPLITS.map(([name, title]) => (
+            <option key={name} value={name}>
+              {title}
+            </option>
+          ))}
         </select>
       </label>
       {by === "" ? <CurveOfAll all={all} to={to} later={later} /> : <CurvesBy key={by} by={by} to={to} later={later} />}
@@ -65,13 +77,23 @@ function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readon
 
 function Picture({series, later}: {series: readonly Series[]; later: readonly number[]}) {
   return (
-    <Chart title="Players who are there so many days after their first" file="retention" x={later.slice(1)} xTitle="Days later"
-      formatX={(value) => `day ${value}`} format={share} formatAxis={share} series={series} />
+    <Chart
+      title="Players who are there so many days after their first"
+      file="retention"
+      x={later.slice(1)}
+      xTitle="Days later"
+      formatX={(value) => `day ${value}`}
+      format={share}
+      formatAxis={share}
+      series={series}
+    />
   );
 }
 
-const curveOf = (answer: Answer, label: string, to: string, later: readonly number[]): Series =>
-  ({label, values: later.slice(1).map((each) => shareAfter(cohortsOf(answer), each, to))});
+const curveOf = (answer: Answer, label: string, to: string, later: readonly number[]): Series => ({
+  label,
+  values: later.slice(1).map((each) => shareAfter(cohortsOf(answer), each, to)),
+});
 
 function CurveOfAll({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
   return (
@@ -92,10 +114,28 @@ function CurvesBy({by, to, later}: {by: string; to: string; later: readonly numb
   );
 }
 
-function CurvesOf({by, values, to, later}: {by: string; values: readonly string[]; to: string; later: readonly number[]}) {
+function CurvesOf({
+  by,
+  values,
+  to,
+  later,
+}: {
+  by: string;
+  values: readonly string[];
+  to: string;
+  later: readonly number[];
+}) {
   return (
-    <Answered of={useQuestions("retention", values.map((value) => ({[by]: value})))} what="the cohorts">
-      {(answers) => <Picture later={later} series={answers.map((answer, index) => curveOf(answer, values[index]!, to, later))} />}
+    <Answered
+      of={useQuestions(
+        "retention",
+        values.map((value) => ({[by]: value})),
+      )}
+      what="the cohorts"
+    >
+      {(answers) => (
+        <Picture later={later} series={answers.map((answer, index) => curveOf(answer, values[index]!, to, later))} />
+      )}
     </Answered>
   );
 }
@@ -106,7 +146,11 @@ export function Retention() {
   const all = useQuestion("retention");
   return (
     <>
-      <Section title="Day 1, 7 and 30" rows={{category: "user"}} how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. With a filter, players count where they were in it on that day.">
+      <Section
+        title="Day 1, 7 and 30"
+        rows={{category: "user"}}
+        how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. With a filter, players count where they were in it on that day."
+      >
         <Answered of={all} what="the cohorts">
           {(answer) => {
             const cohorts = cohortsOf(answer);
@@ -114,27 +158,42 @@ export function Retention() {
             return (
               <Tiles>
                 {[1, 7, 30].map((each) => (
-                  <Tile key={each} label={`Day ${each}`} value={shareAfter(cohorts, each, to)} format={share}
-                    note={shareAfter(cohorts, each, to) === null ? "no cohort has had it: choose more days" : undefined} />
+                  <Tile
+                    key={each}
+                    label={`Day ${each}`}
+                    value={shareAfter(cohorts, each, to)}
+                    format={share}
+                    note={shareAfter(cohorts, each, to) === null ? "no cohort has had it: choose more days" : undefined}
+                  />
                 ))}
               </Tiles>
             );
           }}
         </Answered>
       </Section>
-      <Section title="Curves" how="The same for every day. A split compares the players who were in each part on their first day with those who were in it so many days later, so a player who updated is one of both builds.">
+      <Section
+        title="Curves"
+        how="The same for every day. A split compares the players who were in each part on their first day with those who were in it so many days later, so a player who updated is one of both builds."
+      >
         <Curves all={all} to={to} later={later} />
       </Section>
       <Section title="Cohorts" how="A row for the players of each first day. A day that isn't over yet stays empty.">
         <Answered of={all} what="the cohorts">
           {(answer) => (
-            <HeatMap caption="The part of a day's new players who are there so many days later (0 is the first day itself)" file="cohorts" corner="First day" sizeTitle="Players"
+            <HeatMap
+              caption="The part of a day's new players who are there so many days later (0 is the first day itself)"
+              file="cohorts"
+              corner="First day"
+              sizeTitle="Players"
               columns={later.map(String)}
               rows={cohortsOf(answer).map((cohort) => ({
                 title: day(dayText(dayNumber(cohort.firstDay))),
                 size: whole(cohort.size),
-                shares: later.map((each) => (isOver(cohort, each, to) ? ratio(cohort.players.get(each) ?? 0, cohort.size) : null)),
-              }))} />
+                shares: later.map((each) =>
+                  isOver(cohort, each, to) ? ratio(cohort.players.get(each) ?? 0, cohort.size) : null,
+                ),
+              }))}
+            />
           )}
         </Answered>
       </Section>

@@ -18,31 +18,61 @@ export function Rows() {
   const shared = sharedOf(view.values);
   const own = Object.fromEntries(Object.entries(view.values).filter(([name]) => !(name in shared) && name !== "row"));
   const asked = useQuestion("rows", {...own, limit: MOST});
-  const what = Object.entries(own).map(([name, value]) => `${name} is ${value === "" ? "empty" : value}`).join(", ");
+  const what = Object.entries(own)
+    .map(([name, value]) => `${name} is ${value === "" ? "empty" : value}`)
+    .join(", ");
   const chosen = view.values.row === undefined ? undefined : asked.value?.rows[Number(view.values.row)];
   const csv = questionUrl("rows", {...filtersOf(view.values), ...own, limit: 1000, form: "csv"});
   return (
     <>
       {chosen && (
         <Section title="The record">
-          <p><a href={addressOf({page: view.page, values: changed(view.values, {row: undefined})})}>Close it</a></p>
+          <p>
+            <a href={addressOf({page: view.page, values: changed(view.values, {row: undefined})})}>Close it</a>
+          </p>
           <Record record={chosen.record} />
         </Section>
       )}
-      <Section title={what === "" ? "All events" : `Events whose ${what}`} how={`The latest ${MOST} that the bar on top and this page's own filter leave, by the time of the device.`}>
-        <p><a href={csv} download="rows.csv">Keep the latest 1,000 as CSV</a></p>
+      <Section
+        title={what === "" ? "All events" : `Events whose ${what}`}
+        how={`The latest ${MOST} that the bar on top and this page's own filter leave, by the time of the device.`}
+      >
+        <p>
+          <a href={csv} download="rows.csv">
+            Keep the latest 1,000 as CSV
+          </a>
+        </p>
         <Answered of={asked} what="the rows">
           {({rows}) => (
-            <DataTable caption="Events" file="rows" rows={rows.map((row, index) => ({...row, index}))} columns={[
-              {name: "client_ts", title: "Time", show: (value, row) => (
-                <a href={addressOf({page: view.page, values: changed(view.values, {row: textOf(row.index)})})}>{value === null ? "without a time" : moment(numberOrNull(value))}</a>
-              )},
-              {name: "category", title: "Kind"},
-              {name: "user_id", title: "Player", show: (value) => <a href={addressElsewhere(view, "players", {player: textOf(value)})}>{value}</a>},
-              {name: "platform", title: "Platform"},
-              {name: "build", title: "Build"},
-              {name: "record", title: "What", show: (value, row) => <bdi>{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>},
-            ]} />
+            <DataTable
+              caption="Events"
+              file="rows"
+              rows={rows.map((row, index) => ({...row, index}))}
+              columns={[
+                {
+                  name: "client_ts",
+                  title: "Time",
+                  show: (value, row) => (
+                    <a href={addressOf({page: view.page, values: changed(view.values, {row: textOf(row.index)})})}>
+                      {value === null ? "without a time" : moment(numberOrNull(value))}
+                    </a>
+                  ),
+                },
+                {name: "category", title: "Kind"},
+                {
+                  name: "user_id",
+                  title: "Player",
+                  show: (value) => <a href={addressElsewhere(view, "players", {player: textOf(value)})}>{value}</a>,
+                },
+                {name: "platform", title: "Platform"},
+                {name: "build", title: "Build"},
+                {
+                  name: "record",
+                  title: "What",
+                  show: (value, row) => <bdi>{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>,
+                },
+              ]}
+            />
           )}
         </Answered>
       </Section>

@@ -65,9 +65,18 @@ function drawMarks(plot: UPlot, marks: readonly Mark[]): void {
   ctx.restore();
 }
 
-function optionsOf(props: Props, width: number, hidden: ReadonlySet<string>, onCursor: (index: number | null) => void): UPlot.Options {
+function optionsOf(
+  props: Props,
+  width: number,
+  hidden: ReadonlySet<string>,
+  onCursor: (index: number | null) => void,
+): UPlot.Options {
   const {series, format = number, formatAxis = short, formatX, marks = [], bars} = props;
-  const axis = {stroke: styled("--quiet"), grid: {stroke: styled("--grid"), width: 1}, ticks: {stroke: styled("--grid"), width: 1}};
+  const axis = {
+    stroke: styled("--quiet"),
+    grid: {stroke: styled("--grid"), width: 1},
+    ticks: {stroke: styled("--grid"), width: 1},
+  };
   const ofX = props.formatXAxis ?? formatX ?? shortDay;
   const step = formatX ? undefined : [1, 2, 7, 14, 28, 91, 182, 364].map((days) => days * DAY);
   const paths = bars ? UPlot.paths.bars!({size: [0.8, 60]}) : undefined;
@@ -82,19 +91,26 @@ function optionsOf(props: Props, width: number, hidden: ReadonlySet<string>, onC
       y: {range: (_, min, max) => [Math.min(0, min), max <= 0 && min >= 0 ? 1 : Math.max(0, max) * 1.08]},
     },
     axes: [
-      {...axis, incrs: step ?? undefined, values: (_, splits) => splits.map((at) => (Number.isInteger(at) ? ofX(at) : ""))},
+      {
+        ...axis,
+        incrs: step ?? undefined,
+        values: (_, splits) => splits.map((at) => (Number.isInteger(at) ? ofX(at) : "")),
+      },
       {...axis, size: 64, values: (_, splits) => splits.map(formatAxis)},
     ],
-    series: [{}, ...series.map((each, index) => ({
-      label: each.label,
-      show: !hidden.has(each.label),
-      stroke: styled(colorOf(each, index)),
-      fill: bars ? styled(colorOf(each, index)) : ground,
-      width: bars ? 0 : 2,
-      paths,
-      points: {show: !bars && props.x.length < 3},
-      value: (_: UPlot, value: number | null) => format(value),
-    }))],
+    series: [
+      {},
+      ...series.map((each, index) => ({
+        label: each.label,
+        show: !hidden.has(each.label),
+        stroke: styled(colorOf(each, index)),
+        fill: bars ? styled(colorOf(each, index)) : ground,
+        width: bars ? 0 : 2,
+        paths,
+        points: {show: !bars && props.x.length < 3},
+        value: (_: UPlot, value: number | null) => format(value),
+      })),
+    ],
     hooks: {
       draw: marks.length === 0 ? [] : [(plot) => drawMarks(plot, marks)],
       setCursor: [(plot) => onCursor(plot.cursor.idx ?? null)],
@@ -154,7 +170,11 @@ export function Chart(props: Props) {
   };
   const names = series.map((_, index) => `value${index}`);
   const rows = x.map((at, row) =>
-    Object.fromEntries([["x", props.formatX ? at : dayText(at / DAY)], ...series.map((each, index) => [names[index]!, each.values[row] ?? null])]));
+    Object.fromEntries([
+      ["x", props.formatX ? at : dayText(at / DAY)],
+      ...series.map((each, index) => [names[index]!, each.values[row] ?? null]),
+    ]),
+  );
   const label = cursor === null || x[cursor] === undefined ? null : formatX(x[cursor]);
   return (
     <figure class="chart">
@@ -173,17 +193,37 @@ export function Chart(props: Props) {
           </li>
         ))}
       </ul>
-      <div class="plot" ref={place} tabIndex={0} role="img" onKeyDown={move}
-        aria-label={`${title}: a chart; its numbers are in the table below. The arrow keys read it point by point.`} />
+      <div
+        class="plot"
+        ref={place}
+        tabIndex={0}
+        role="img"
+        onKeyDown={move}
+        aria-label={`${title}: a chart; its numbers are in the table below. The arrow keys read it point by point.`}
+      />
       <p class="unseen" aria-live="polite">
-        {label !== null && `${label}: ${series.map((each) => `${each.label} ${format(each.values[cursor!] ?? null)}`).join(", ")}`}
+        {label !== null &&
+          `${label}: ${series.map((each) => `${each.label} ${format(each.values[cursor!] ?? null)}`).join(", ")}`}
       </p>
       <details>
         <summary>The numbers as a table</summary>
-        <DataTable caption={title} file={file} rows={rows} columns={[
-          {name: "x", title: xTitle, show: (value) => (typeof value === "string" ? day(value) : formatX(value as number))},
-          ...series.map((each, index) => ({name: names[index]!, title: each.label, show: (value: unknown) => format(value as number | null)})),
-        ]} />
+        <DataTable
+          caption={title}
+          file={file}
+          rows={rows}
+          columns={[
+            {
+              name: "x",
+              title: xTitle,
+              show: (value) => (typeof value === "string" ? day(value) : formatX(value as number)),
+            },
+            ...series.map((each, index) => ({
+              name: names[index]!,
+              title: each.label,
+              show: (value: unknown) => format(value as number | null),
+            })),
+          ]}
+        />
       </details>
     </figure>
   );

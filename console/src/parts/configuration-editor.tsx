@@ -1,5 +1,16 @@
 // The form that a document of configurations is edited in.
-import {movedUp, replacedAt, textOfValue, tidied, valueOfText, withoutAt, type Document, type Entry, type Experiment, type Group} from "../configuration";
+import {
+  movedUp,
+  replacedAt,
+  textOfValue,
+  tidied,
+  valueOfText,
+  withoutAt,
+  type Document,
+  type Entry,
+  type Experiment,
+  type Group,
+} from "../configuration";
 import {ConditionFields, NumberField, TextField} from "./fields";
 
 interface ListProps<Item> {
@@ -11,8 +22,18 @@ interface ListProps<Item> {
 function Order<Item>({items, index, set, isOff, what}: ListProps<Item> & {index: number; what: string}) {
   return (
     <div class="order">
-      <button type="button" disabled={isOff || index === 0} onClick={() => set(movedUp(items, index))}>Up</button>
-      <button type="button" class="danger" disabled={isOff} onClick={() => set(withoutAt(items, index))} aria-label={`Remove ${what}`}>Remove</button>
+      <button type="button" disabled={isOff || index === 0} onClick={() => set(movedUp(items, index))}>
+        Up
+      </button>
+      <button
+        type="button"
+        class="danger"
+        disabled={isOff}
+        onClick={() => set(withoutAt(items, index))}
+        aria-label={`Remove ${what}`}
+      >
+        Remove
+      </button>
     </div>
   );
 }
@@ -26,14 +47,23 @@ function Entries({items, set, isOff, isPlain}: ListProps<Entry> & {isPlain?: boo
           return (
             <li key={index} class="choices">
               <TextField title="Key" value={entry.key} set={(key) => change({key})} isOff={isOff} />
-              <TextField title="Value" value={textOfValue(entry.value)} set={(text) => change({value: valueOfText(text, entry.value)})} isOff={isOff} />
+              <TextField
+                title="Value"
+                value={textOfValue(entry.value)}
+                set={(text) => change({value: valueOfText(text, entry.value)})}
+                isOff={isOff}
+              />
               {!isPlain && <ConditionFields of={entry} set={change} isOff={isOff} />}
               <Order items={items} index={index} set={set} isOff={isOff} what={entry.key} />
             </li>
           );
         })}
       </ol>
-      <p><button type="button" disabled={isOff} onClick={() => set([...items, {key: "", value: ""}])}>Add a value</button></p>
+      <p>
+        <button type="button" disabled={isOff} onClick={() => set([...items, {key: "", value: ""}])}>
+          Add a value
+        </button>
+      </p>
     </>
   );
 }
@@ -48,15 +78,30 @@ function Groups({items, set, isOff}: ListProps<Group>) {
             <li key={index}>
               <div class="choices">
                 <TextField title="Group" value={group.id} set={(id) => change({id})} isOff={isOff} />
-                <NumberField title="Weight" value={group.weight} most={1_000_000} set={(weight) => change({weight})} isOff={isOff} />
+                <NumberField
+                  title="Weight"
+                  value={group.weight}
+                  most={1_000_000}
+                  set={(weight) => change({weight})}
+                  isOff={isOff}
+                />
                 <Order items={items} index={index} set={set} isOff={isOff} what={group.id} />
               </div>
-              <Entries items={group.configurations ?? []} set={(configurations) => change({configurations})} isOff={isOff} isPlain />
+              <Entries
+                items={group.configurations ?? []}
+                set={(configurations) => change({configurations})}
+                isOff={isOff}
+                isPlain
+              />
             </li>
           );
         })}
       </ol>
-      <p><button type="button" disabled={isOff} onClick={() => set([...items, {id: ""}])}>Add a group</button></p>
+      <p>
+        <button type="button" disabled={isOff} onClick={() => set([...items, {id: ""}])}>
+          Add a group
+        </button>
+      </p>
     </>
   );
 }
@@ -66,33 +111,63 @@ function Experiments({items, set, isOff}: ListProps<Experiment>) {
   return (
     <>
       {items.map((experiment, index) => {
-        const change = (changes: Partial<Experiment>) => set(replacedAt(items, index, tidied({...experiment, ...changes})));
+        const change = (changes: Partial<Experiment>) =>
+          set(replacedAt(items, index, tidied({...experiment, ...changes})));
         return (
           <fieldset key={index}>
-            <legend><bdi>{experiment.id === "" ? "a new experiment" : experiment.id}</bdi></legend>
+            <legend>
+              <bdi>{experiment.id === "" ? "a new experiment" : experiment.id}</bdi>
+            </legend>
             <div class="choices">
               <TextField title="Experiment" value={experiment.id} set={(id) => change({id})} isOff={isOff} />
               <ConditionFields of={experiment} set={change} isOff={isOff} />
               <Order items={items} index={index} set={set} isOff={isOff} what={experiment.id} />
             </div>
-            <Groups items={experiment.groups} set={(groups) => set(replacedAt(items, index, {...experiment, groups}))} isOff={isOff} />
+            <Groups
+              items={experiment.groups}
+              set={(groups) => set(replacedAt(items, index, {...experiment, groups}))}
+              isOff={isOff}
+            />
           </fieldset>
         );
       })}
-      <p><button type="button" disabled={isOff} onClick={() => set([...items, fresh])}>Add an experiment</button></p>
+      <p>
+        <button type="button" disabled={isOff} onClick={() => set([...items, fresh])}>
+          Add an experiment
+        </button>
+      </p>
     </>
   );
 }
 
-export function ConfigurationEditor({document, set, isOff}: {document: Document; set: (document: Document) => void; isOff: boolean}) {
+export function ConfigurationEditor({
+  document,
+  set,
+  isOff,
+}: {
+  document: Document;
+  set: (document: Document) => void;
+  isOff: boolean;
+}) {
   return (
     <>
       <h3>Values</h3>
       <p class="how">The last entry of a key that fits a player counts: the general one first, exceptions below it.</p>
-      <Entries items={document.configurations ?? []} set={(configurations) => set({...document, configurations})} isOff={isOff} />
+      <Entries
+        items={document.configurations ?? []}
+        set={(configurations) => set({...document, configurations})}
+        isOff={isOff}
+      />
       <h3>Experiments</h3>
-      <p class="how">A player is in the first experiment that fits. To have more players in it, raise its percentage: other weights would move players between groups.</p>
-      <Experiments items={document.experiments ?? []} set={(experiments) => set({...document, experiments})} isOff={isOff} />
+      <p class="how">
+        A player is in the first experiment that fits. To have more players in it, raise its percentage: other weights
+        would move players between groups.
+      </p>
+      <Experiments
+        items={document.experiments ?? []}
+        set={(experiments) => set({...document, experiments})}
+        isOff={isOff}
+      />
     </>
   );
 }

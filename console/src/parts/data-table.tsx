@@ -46,8 +46,14 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
   const turn = (name: string) =>
     setBy({name, order: by?.name === name ? (by.order === 1 ? -1 : 1) : isNumber(name) ? -1 : 1});
   const keep = () =>
-    keepFile(`${file}.csv`, "text/csv", csvOf(columns.map((each) => each.title),
-      sorted.map((row) => columns.map((each) => row[each.name] ?? null))));
+    keepFile(
+      `${file}.csv`,
+      "text/csv",
+      csvOf(
+        columns.map((each) => each.title),
+        sorted.map((row) => columns.map((each) => row[each.name] ?? null)),
+      ),
+    );
   return (
     <div class="table">
       <div class="wide" tabIndex={0} role="region" aria-label={caption}>
@@ -56,9 +62,15 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
           <thead>
             <tr>
               {columns.map(({name, title}) => (
-                <th key={name} scope="col" class={isNumber(name) ? "of-numbers" : ""}
-                  aria-sort={by?.name !== name ? undefined : by.order === 1 ? "ascending" : "descending"}>
-                  <button type="button" onClick={() => turn(name)}>{title}</button>
+                <th
+                  key={name}
+                  scope="col"
+                  class={isNumber(name) ? "of-numbers" : ""}
+                  aria-sort={by?.name !== name ? undefined : by.order === 1 ? "ascending" : "descending"}
+                >
+                  <button type="button" onClick={() => turn(name)}>
+                    {title}
+                  </button>
                 </th>
               ))}
             </tr>
@@ -67,8 +79,13 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
             {sorted.slice(0, most).map((row, index) => (
               <tr key={index}>
                 {columns.map((column) => (
-                  <td key={column.name} dir={typeof row[column.name] === "string" ? "auto" : undefined}
-                    class={isNumber(column.name) ? "of-numbers" : ""}>{shown(column, row)}</td>
+                  <td
+                    key={column.name}
+                    dir={typeof row[column.name] === "string" ? "auto" : undefined}
+                    class={isNumber(column.name) ? "of-numbers" : ""}
+                  >
+                    {shown(column, row)}
+                  </td>
                 ))}
               </tr>
             ))}
@@ -81,7 +98,9 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
             Show {Math.min(STEP, sorted.length - most)} more of {number(sorted.length)}
           </button>
         )}
-        <button type="button" onClick={keep}>Keep as CSV</button>
+        <button type="button" onClick={keep}>
+          Keep as CSV
+        </button>
       </p>
     </div>
   );

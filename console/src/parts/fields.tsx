@@ -13,7 +13,13 @@ export function TextField({title, value, set, isOff, placeholder}: Props<string>
   return (
     <label>
       {title}
-      <input type="text" value={value} disabled={isOff} placeholder={placeholder} onChange={({currentTarget}) => set(currentTarget.value)} />
+      <input
+        type="text"
+        value={value}
+        disabled={isOff}
+        placeholder={placeholder}
+        onChange={({currentTarget}) => set(currentTarget.value)}
+      />
     </label>
   );
 }
@@ -22,15 +28,34 @@ export function NumberField({title, value, set, isOff, most}: Props<number | und
   return (
     <label>
       {title}
-      <input type="number" min={0} max={most} step={1} value={value ?? ""} disabled={isOff}
-        onChange={({currentTarget}) => set(currentTarget.value === "" ? undefined : Number(currentTarget.value))} />
+      <input
+        type="number"
+        min={0}
+        max={most}
+        step={1}
+        value={value ?? ""}
+        disabled={isOff}
+        onChange={({currentTarget}) => set(currentTarget.value === "" ? undefined : Number(currentTarget.value))}
+      />
     </label>
   );
 }
 
 function ListField({title, value, set, isOff}: Props<readonly string[] | undefined>) {
-  const split = (text: string) => text.split(",").map((each) => each.trim()).filter((each) => each !== "");
-  return <TextField title={title} isOff={isOff} placeholder="all" value={(value ?? []).join(", ")} set={(text) => set(split(text))} />;
+  const split = (text: string) =>
+    text
+      .split(",")
+      .map((each) => each.trim())
+      .filter((each) => each !== "");
+  return (
+    <TextField
+      title={title}
+      isOff={isOff}
+      placeholder="all"
+      value={(value ?? []).join(", ")}
+      set={(text) => set(split(text))}
+    />
+  );
 }
 
 const two = (value: number) => String(value).padStart(2, "0");
@@ -46,31 +71,59 @@ function TimeField({title, value, set, isOff}: Props<number | undefined>) {
   return (
     <label>
       {title}
-      <input type="datetime-local" value={localText(value)} disabled={isOff}
-        onChange={({currentTarget}) => set(currentTarget.value === "" ? undefined : Math.floor(new Date(currentTarget.value).getTime() / 1000))} />
+      <input
+        type="datetime-local"
+        value={localText(value)}
+        disabled={isOff}
+        onChange={({currentTarget}) =>
+          set(currentTarget.value === "" ? undefined : Math.floor(new Date(currentTarget.value).getTime() / 1000))
+        }
+      />
     </label>
   );
 }
 
-const listed = (values: readonly string[] | undefined, all: string): string => (values === undefined || values.length === 0 ? all : values.join(" or "));
+const listed = (values: readonly string[] | undefined, all: string): string =>
+  values === undefined || values.length === 0 ? all : values.join(" or ");
 
 function wordsOf({platforms, builds, share, start_ts, end_ts}: Conditions): string {
-  const who = [listed(platforms, "all platforms"), listed(builds, "all builds"), share === undefined ? "all players" : `${share} % of the players`];
-  const when = [start_ts === undefined ? "" : `from ${moment(start_ts)}`, end_ts === undefined ? "" : `until ${moment(end_ts)}`].filter((each) => each !== "");
+  const who = [
+    listed(platforms, "all platforms"),
+    listed(builds, "all builds"),
+    share === undefined ? "all players" : `${share} % of the players`,
+  ];
+  const when = [
+    start_ts === undefined ? "" : `from ${moment(start_ts)}`,
+    end_ts === undefined ? "" : `until ${moment(end_ts)}`,
+  ].filter((each) => each !== "");
   return `${who.join(", ")}, ${when.length === 0 ? "always" : when.join(" ")}`;
 }
 
 // For whom and when, in words until they are to be changed.
-export function ConditionFields({of, set, isOff}: {of: Conditions; set: (changes: Conditions) => void; isOff: boolean}) {
+export function ConditionFields({
+  of,
+  set,
+  isOff,
+}: {
+  of: Conditions;
+  set: (changes: Conditions) => void;
+  isOff: boolean;
+}) {
   return (
     <details class="conditions">
       <summary>{wordsOf(of)}</summary>
       <div class="choices">
-      <ListField title="Platforms" value={of.platforms} set={(platforms) => set({platforms})} isOff={isOff} />
-      <ListField title="Builds" value={of.builds} set={(builds) => set({builds})} isOff={isOff} />
-      <NumberField title="Percent of players" value={of.share} most={100} set={(share) => set({share})} isOff={isOff} />
-      <TimeField title="From" value={of.start_ts} set={(start_ts) => set({start_ts})} isOff={isOff} />
-      <TimeField title="Until" value={of.end_ts} set={(end_ts) => set({end_ts})} isOff={isOff} />
+        <ListField title="Platforms" value={of.platforms} set={(platforms) => set({platforms})} isOff={isOff} />
+        <ListField title="Builds" value={of.builds} set={(builds) => set({builds})} isOff={isOff} />
+        <NumberField
+          title="Percent of players"
+          value={of.share}
+          most={100}
+          set={(share) => set({share})}
+          isOff={isOff}
+        />
+        <TimeField title="From" value={of.start_ts} set={(start_ts) => set({start_ts})} isOff={isOff} />
+        <TimeField title="Until" value={of.end_ts} set={(end_ts) => set({end_ts})} isOff={isOff} />
       </div>
     </details>
   );

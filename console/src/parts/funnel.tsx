@@ -18,19 +18,38 @@ export function Funnel({caption, steps}: {caption: string; steps: readonly Step[
       <table class="funnel">
         <caption>{caption}</caption>
         <thead>
-          <tr><th scope="col">Level</th><th scope="col">Players</th><th scope="col" class="of-numbers">Started</th><th scope="col" class="of-numbers">Completed</th><th scope="col" class="of-numbers">Stopped here</th></tr>
+          <tr>
+            <th scope="col">Level</th>
+            <th scope="col">Players</th>
+            <th scope="col" class="of-numbers">
+              Started
+            </th>
+            <th scope="col" class="of-numbers">
+              Completed
+            </th>
+            <th scope="col" class="of-numbers">
+              Stopped here
+            </th>
+          </tr>
         </thead>
         <tbody>
           {steps.map((step) => (
             <tr key={step.title}>
-              <th scope="row"><bdi>{step.title}</bdi></th>
+              <th scope="row">
+                <bdi>{step.title}</bdi>
+              </th>
               <td class="bars" aria-hidden="true">
                 <span class="bar-of-whole" style={{width: widthOf(step.whole, most)}} />
                 <span class="bar-of-part" style={{width: widthOf(step.part, most)}} />
               </td>
               <td class="of-numbers">{whole(step.whole)}</td>
-              <td class="of-numbers">{whole(step.part)} ({share(ratio(step.part, step.whole))})</td>
-              <td class="of-numbers">{whole(step.lost)}{step.lost !== null && ` (${share(ratio(step.lost, step.whole))})`}</td>
+              <td class="of-numbers">
+                {whole(step.part)} ({share(ratio(step.part, step.whole))})
+              </td>
+              <td class="of-numbers">
+                {whole(step.lost)}
+                {step.lost !== null && ` (${share(ratio(step.lost, step.whole))})`}
+              </td>
             </tr>
           ))}
         </tbody>

@@ -19,8 +19,14 @@ interface Props {
 
 export function HeatMap({caption, file, corner, sizeTitle, columns, rows}: Props) {
   const keep = () =>
-    keepFile(`${file}.csv`, "text/csv",
-      csvOf([corner, sizeTitle, ...columns], rows.map((row) => [row.title, row.size, ...row.shares])));
+    keepFile(
+      `${file}.csv`,
+      "text/csv",
+      csvOf(
+        [corner, sizeTitle, ...columns],
+        rows.map((row) => [row.title, row.size, ...row.shares]),
+      ),
+    );
   return (
     <div class="table">
       <div class="wide" tabIndex={0} role="region" aria-label={caption}>
@@ -29,8 +35,14 @@ export function HeatMap({caption, file, corner, sizeTitle, columns, rows}: Props
           <thead>
             <tr>
               <th scope="col">{corner}</th>
-              <th scope="col" class="of-numbers">{sizeTitle}</th>
-              {columns.map((column) => <th key={column} scope="col" class="of-numbers">{column}</th>)}
+              <th scope="col" class="of-numbers">
+                {sizeTitle}
+              </th>
+              {columns.map((column) => (
+                <th key={column} scope="col" class="of-numbers">
+                  {column}
+                </th>
+              ))}
             </tr>
           </thead>
           <tbody>
@@ -39,14 +51,28 @@ export function HeatMap({caption, file, corner, sizeTitle, columns, rows}: Props
                 <th scope="row">{row.title}</th>
                 <td class="of-numbers">{row.size}</td>
                 {row.shares.map((value, index) =>
-                  value === null ? <td key={index} />
-                    : <td key={index} class="of-numbers" style={{"--heat-of": `${Math.round(Math.min(1, value) * 100)}%`}}>{wholeShare(value)}</td>)}
+                  value === null ? (
+                    <td key={index} />
+                  ) : (
+                    <td
+                      key={index}
+                      class="of-numbers"
+                      style={{"--heat-of": `${Math.round(Math.min(1, value) * 100)}%`}}
+                    >
+                      {wholeShare(value)}
+                    </td>
+                  ),
+                )}
               </tr>
             ))}
           </tbody>
         </table>
       </div>
-      <p class="under"><button type="button" onClick={keep}>Keep as CSV</button></p>
+      <p class="under">
+        <button type="button" onClick={keep}>
+          Keep as CSV
+        </button>
+      </p>
     </div>
   );
 }

@@ -21,8 +21,17 @@ export function Record({record, marked = []}: {record: unknown; marked?: readonl
       <code>
         {lines.map((line, index) => {
           const name = /^[\s{]*"([^"]+)":/.exec(line)?.[1];
-          return name !== undefined && marked.includes(name)
-            ? <mark key={index}>{line}{"\n"}</mark> : <span key={index}>{line}{"\n"}</span>;
+          return name !== undefined && marked.includes(name) ? (
+            <mark key={index}>
+              {line}
+              {"\n"}
+            </mark>
+          ) : (
+            <span key={index}>
+              {line}
+              {"\n"}
+            </span>
+          );
         })}
         {text.length > MOST && `and ${text.length - MOST} more characters`}
       </code>

@@ -20,14 +20,27 @@ export function SignIn({onSignedIn}: {onSignedIn: () => void}) {
     <main class="sign-in">
       <h1>Zorvane</h1>
       <form onSubmit={submit}>
-        <input type="text" autocomplete="username" value="zorvane" readOnly hidden />{/* for what keeps passwords */}
+        <input type="text" autocomplete="username" value="zorvane" readOnly hidden />
+        {/* for what keeps passwords */}
         <label>
           Token for reading or for editing
-          <input type="password" name="token" autocomplete="current-password" required value={token}
-            onInput={({currentTarget}) => setToken(currentTarget.value)} />
+          <input
+            type="password"
+            name="token"
+            autocomplete="current-password"
+            required
+            value={token}
+            onInput={({currentTarget}) => setToken(currentTarget.value)}
+          />
         </label>
-        <button type="submit" class="main" disabled={state.busy}>{state.busy ? "Signing in" : "Sign in"}</button>
-        {state.failure !== undefined && <p class="trouble" role="alert">{state.failure}.</p>}
+        <button type="submit" class="main" disabled={state.busy}>
+          {state.busy ? "Signing in" : "Sign in"}
+        </button>
+        {state.failure !== undefined && (
+          <p class="trouble" role="alert">
+            {state.failure}.
+          </p>
+        )}
       </form>
       <p class="how">Who runs the collector has the tokens: the files of its options --read-token and --edit-token.</p>
     </main>

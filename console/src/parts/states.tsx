@@ -3,14 +3,24 @@ import type {ComponentChildren} from "preact";
 import type {Asked} from "../asked";
 
 export function Loading({what}: {what: string}) {
-  return <p class="still" role="status">Asking the collector for {what}.</p>;
+  return (
+    <p class="still" role="status">
+      Asking the collector for {what}.
+    </p>
+  );
 }
 
 export function Trouble({what, why, again}: {what: string; why: string; again?: () => void}) {
   return (
     <div class="trouble" role="alert">
-      <p><strong>There is no answer about {what}:</strong> {why}.</p>
-      {again && <button type="button" onClick={again}>Try again</button>}
+      <p>
+        <strong>There is no answer about {what}:</strong> {why}.
+      </p>
+      {again && (
+        <button type="button" onClick={again}>
+          Try again
+        </button>
+      )}
     </div>
   );
 }
@@ -20,7 +30,14 @@ export function Empty({what, call}: {what: string; call?: string}) {
   return (
     <div class="empty">
       <p>There are no {what} in this time, with these filters.</p>
-      {call !== undefined && <><p>A game reports them with:</p><pre><code>{call}</code></pre></>}
+      {call !== undefined && (
+        <>
+          <p>A game reports them with:</p>
+          <pre>
+            <code>{call}</code>
+          </pre>
+        </>
+      )}
     </div>
   );
 }
@@ -32,13 +49,30 @@ function isCut(value: unknown): boolean {
 }
 
 // The answer once it is there; while the next one is asked for, the one before it stays.
-export function Answered<T>({of, what, children}: {of: Asked<T>; what: string; children: (value: T) => ComponentChildren}) {
+export function Answered<T>({
+  of,
+  what,
+  children,
+}: {
+  of: Asked<T>;
+  what: string;
+  children: (value: T) => ComponentChildren;
+}) {
   if (of.failure !== undefined && !of.isAsking) return <Trouble what={what} why={of.failure} again={of.again} />;
   if (of.value === undefined) return <Loading what={what} />;
   return (
     <div class={of.isAsking ? "answer asking" : "answer"} aria-busy={of.isAsking}>
-      {of.isAsking && <p class="again" role="status">Asking again.</p>}
-      {isCut(of.value) && <p class="warning">There is more than an answer holds, so these are parts of the numbers only. Ask for fewer days, or filter more.</p>}
+      {of.isAsking && (
+        <p class="again" role="status">
+          Asking again.
+        </p>
+      )}
+      {isCut(of.value) && (
+        <p class="warning">
+          There is more than an answer holds, so these are parts of the numbers only. Ask for fewer days, or filter
+          more.
+        </p>
+      )}
       {children(of.value)}
     </div>
   );

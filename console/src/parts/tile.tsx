@@ -14,7 +14,12 @@ interface Props {
 // Many times as much is no percentage that anybody reads.
 const changeOf = (share: number): string => (share >= 4 ? `${number(Math.round(share + 1))} times` : change(share));
 
-function Difference({value, before, format, good}: Required<Pick<Props, "value" | "before" | "format">> & {good?: "more" | "less"}) {
+function Difference({
+  value,
+  before,
+  format,
+  good,
+}: Required<Pick<Props, "value" | "before" | "format">> & {good?: "more" | "less"}) {
   if (before === null || value === null) return <p class="before">nothing to compare with</p>;
   const share = before === 0 ? null : value / before - 1;
   const isSame = share !== null && Math.abs(share) < 0.0005;
@@ -22,7 +27,8 @@ function Difference({value, before, format, good}: Required<Pick<Props, "value" 
   const kind = good === undefined || share === null || isSame ? "same" : isGood ? "good" : "bad";
   return (
     <p class="before">
-      {share !== null && <span class={`change ${kind}`}>{isSame ? "no change" : changeOf(share)}</span>} from {format(before)}
+      {share !== null && <span class={`change ${kind}`}>{isSame ? "no change" : changeOf(share)}</span>} from{" "}
+      {format(before)}
     </p>
   );
 }

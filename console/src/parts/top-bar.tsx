@@ -17,16 +17,25 @@ const TITLES: Record<FilterName, string> = {
   ab_variant_id: "Group",
 };
 
-const PRESETS = [[1, "Today"], [7, "7 days"], [14, "14 days"], [30, "30 days"], [90, "90 days"], [365, "A year"]] as const;
+const PRESETS = [
+  [1, "Today"],
+  [7, "7 days"],
+  [14, "14 days"],
+  [30, "30 days"],
+  [90, "90 days"],
+  [365, "A year"],
+] as const;
 export const USUAL_DAYS = 30;
 
 // What the filters can be set to: what the records of these days say, the most frequent first.
 type Choices = Readonly<Record<FilterName, readonly string[]>>;
 
 function choicesOf(rows: readonly Row[]): Choices {
-  const of = (name: FilterName) => [...groupedBy(rows, (row) => textOf(row[name]))]
-    .map(([value, group]) => ({value, events: sumOf(group, "events")}))
-    .sort((one, other) => other.events - one.events).map(({value}) => value);
+  const of = (name: FilterName) =>
+    [...groupedBy(rows, (row) => textOf(row[name]))]
+      .map(([value, group]) => ({value, events: sumOf(group, "events")}))
+      .sort((one, other) => other.events - one.events)
+      .map(({value}) => value);
   return Object.fromEntries(FILTERS.map((name) => [name, of(name)])) as Record<FilterName, string[]>;
 }
 
@@ -41,10 +50,16 @@ function Filter({name, found}: {name: FilterName; found: readonly string[]}) {
   return (
     <label>
       {TITLES[name]}
-      <select value={current === undefined ? "" : `=${current}`}
-        onChange={({currentTarget: {value}}) => go(view, {[name]: value === "" ? undefined : value.slice(1)})}>
+      <select
+        value={current === undefined ? "" : `=${current}`}
+        onChange={({currentTarget: {value}}) => go(view, {[name]: value === "" ? undefined : value.slice(1)})}
+      >
         <option value="">all</option>
-        {choices.map((value) => <option key={value} value={`=${value}`}>{value === "" ? "none" : value}</option>)}
+        {choices.map((value) => (
+          <option key={value} value={`=${value}`}>
+            {value === "" ? "none" : value}
+          </option>
+        ))}
       </select>
     </label>
   );
@@ -56,21 +71,38 @@ function Period() {
   const preset = to === today() ? PRESETS.find(([days]) => days === daysIn(from, to))?.[0] : undefined;
   const set = (name: "from" | "to", value: string) => {
     if (!isDay(value)) return;
-    const other = name === "from" ? {to: dayNumber(value) > dayNumber(to) ? value : to}
-      : {from: dayNumber(value) < dayNumber(from) ? value : from};
+    const other =
+      name === "from"
+        ? {to: dayNumber(value) > dayNumber(to) ? value : to}
+        : {from: dayNumber(value) < dayNumber(from) ? value : from};
     go(view, {...other, [name]: value});
   };
   return (
     <>
       <label>
         Time
-        <select value={preset ?? ""} onChange={({currentTarget: {value}}) => value !== "" && go(view, {from: daysLater(today(), 1 - Number(value)), to: today()})}>
+        <select
+          value={preset ?? ""}
+          onChange={({currentTarget: {value}}) =>
+            value !== "" && go(view, {from: daysLater(today(), 1 - Number(value)), to: today()})
+          }
+        >
           <option value="">chosen days</option>
-          {PRESETS.map(([days, title]) => <option key={days} value={days}>{title}</option>)}
+          {PRESETS.map(([days, title]) => (
+            <option key={days} value={days}>
+              {title}
+            </option>
+          ))}
         </select>
       </label>
-      <label>From<input type="date" value={from} min="1970-01-01" onChange={({currentTarget: {value}}) => set("from", value)} /></label>
-      <label>To<input type="date" value={to} min="1970-01-01" onChange={({currentTarget: {value}}) => set("to", value)} /></label>
+      <label>
+        From
+        <input type="date" value={from} min="1970-01-01" onChange={({currentTarget: {value}}) => set("from", value)} />
+      </label>
+      <label>
+        To
+        <input type="date" value={to} min="1970-01-01" onChange={({currentTarget: {value}}) => set("to", value)} />
+      </label>
     </>
   );
 }
@@ -81,18 +113,33 @@ export function TopBar({games}: {games: Games}) {
   const choices = choicesOf(asked.value?.rows ?? []);
   const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
   return (
-    <form class="bar" aria-busy={asked.isAsking} aria-label="Game, time and filters" onSubmit={(event) => event.preventDefault()}>
+    <form
+      class="bar"
+      aria-busy={asked.isAsking}
+      aria-label="Game, time and filters"
+      onSubmit={(event) => event.preventDefault()}
+    >
       <label>
         Game
-        <select value={view.values.game} onChange={({currentTarget: {value}}) =>
-          go(view, {...UNFILTERED, game: value})}>
-          {games.map(({key, name}) => <option key={key} value={key}>{name === "" ? key : name}</option>)}
+        <select
+          value={view.values.game}
+          onChange={({currentTarget: {value}}) => go(view, {...UNFILTERED, game: value})}
+        >
+          {games.map(({key, name}) => (
+            <option key={key} value={key}>
+              {name === "" ? key : name}
+            </option>
+          ))}
         </select>
       </label>
       <Period />
-      {FILTERS.map((name) => <Filter key={name} name={name} found={choices[name]} />)}
+      {FILTERS.map((name) => (
+        <Filter key={name} name={name} found={choices[name]} />
+      ))}
       {isFiltered && (
-        <button type="button" onClick={() => go(view, UNFILTERED)}>No filters</button>
+        <button type="button" onClick={() => go(view, UNFILTERED)}>
+          No filters
+        </button>
       )}
     </form>
   );
