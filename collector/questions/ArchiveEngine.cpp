@@ -148,18 +148,19 @@ Table ArchiveEngine::whole(const Filter& filter) {
 Table ArchiveEngine::retention(const Filter& filter) {
   Question question(filter);
   for (const char* column : {"first_day", "days_later", "players"}) question.reads(column, Reading::whole);
-  std::string ofFirstDay;
+  const auto firstDays = question.between("p.first_day");
+  std::string cohort;
   if (!filter.segment.empty())
-    ofFirstDay = fmt::format(
-        " AND EXISTS (SELECT 1 FROM player_days f WHERE f.game = d.game AND f.day = p.first_day AND f.player = "
-        "d.player{})",
-        question.ofSegments("f.segment"));
+    cohort = fmt::format(
+        " AND d.player IN (SELECT d.player FROM players p JOIN player_days d ON d.game = p.game AND d.day = "
+        "p.first_day AND d.player = p.id WHERE p.game = {} AND {}{})",
+        question.game(), firstDays, question.ofSegments("d.segment"));
   return question.ask(
       archive_,
       fmt::format("SELECT p.first_day, d.day - p.first_day AS later, count(DISTINCT d.player) FROM player_days "
                   "d CROSS JOIN players p ON p.id = d.player WHERE d.game = {} AND {} AND {} AND d.day >= "
                   "p.first_day{} GROUP BY p.first_day, later ORDER BY p.first_day, later",
-                  question.game(), question.between("d.day"), question.between("p.first_day"), ofFirstDay));
+                  question.game(), question.between("d.day"), firstDays, cohort));
 }
 
 Table ArchiveEngine::lengths(const Filter& filter, bool byDay) {
