@@ -32,7 +32,6 @@ const measured = (row: Row, index: number, all: readonly Row[]): Row => {
     ...row,
     failed_share: ratio(numberOf(row.fails), numberOf(row.fails) + numberOf(row.completes)),
     tries: ratio(numberOf(row.starts), started),
-    stopped_share: ratio(stopped, started),
     went_on: isLast ? null : completed - left,
     lost: stopped + (isLast ? 0 : left),
   };
@@ -132,27 +131,21 @@ export function Levels() {
                       </a>
                     ),
                   },
-                  {name: "players_started", title: "Players started"},
-                  {name: "players_completed", title: "Completed"},
-                  {
-                    name: "completed_share",
-                    title: "Part that completed",
-                    show: (value) => share(value as number | null),
-                  },
-                  {name: "players_stopped", title: "Stopped here"},
-                  {name: "stopped_share", title: "Part that stopped", show: (value) => share(value as number | null)},
-                  {name: "players_left", title: "Completed, not gone on"},
-                  {name: "mean_seconds", title: "Time of a try", show: (value) => duration(value as number | null)},
-                  {name: "starts", title: "Starts"},
-                  {name: "fails", title: "Fails"},
-                  {name: "completes", title: "Completions"},
+                  {name: "tries", title: "Tries of a player", show: (value) => number(value as number | null)},
                   {
                     name: "failed_share",
                     title: "Part of tries that fail",
                     show: (value) => share(value as number | null),
                   },
-                  {name: "tries", title: "Tries of a player", show: (value) => number(value as number | null)},
+                  {name: "mean_seconds", title: "Time of a try", show: (value) => duration(value as number | null)},
                   {name: "mean_score", title: "Mean score", show: (value) => whole(value as number | null)},
+                  {name: "players_started", title: "Players started"},
+                  {name: "players_completed", title: "Completed"},
+                  {name: "players_stopped", title: "Stopped here"},
+                  {name: "players_left", title: "Completed, not gone on"},
+                  {name: "starts", title: "Starts"},
+                  {name: "fails", title: "Fails"},
+                  {name: "completes", title: "Completions"},
                 ]}
               />
             </Section>

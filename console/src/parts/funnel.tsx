@@ -11,7 +11,7 @@ export interface Step {
 }
 
 const partOf = (part: number, all: number): string => `${whole(part)} (${share(ratio(part, all))})`;
-const widthOf = (value: number, most: number): string => `${most === 0 ? 0 : (value / most) * 100}%`;
+const lengthOf = (value: number, most: number) => ({"--part": most === 0 ? 0 : value / most});
 
 export function Funnel({caption, steps}: {caption: string; steps: readonly Step[]}) {
   const most = Math.max(0, ...steps.map((step) => step.whole));
@@ -44,8 +44,8 @@ export function Funnel({caption, steps}: {caption: string; steps: readonly Step[
                 <bdi>{step.title}</bdi>
               </th>
               <td class="bars" aria-hidden="true">
-                <span class="bar-of-whole" style={{width: widthOf(step.whole, most)}} />
-                <span class="bar-of-part" style={{width: widthOf(step.part, most)}} />
+                <span class="bar-of-whole" style={lengthOf(step.whole, most)} />
+                <span class="bar-of-part" style={lengthOf(step.part, most)} />
               </td>
               <td class="of-numbers">{whole(step.whole)}</td>
               <td class="of-numbers">{partOf(step.part, step.whole)}</td>
