@@ -14,9 +14,11 @@
 #include "collector/archive/Uuid.h"
 #include "collector/questions/EventCount.h"
 #include "collector/questions/EventSearch.h"
+#include "collector/questions/GroupSquares.h"
 #include "collector/questions/HourCount.h"
 #include "collector/questions/MeasureCount.h"
 #include "collector/questions/PlayerCount.h"
+#include "collector/questions/Progress.h"
 #include "collector/questions/Refusals.h"
 #include "collector/questions/Sums.h"
 
@@ -146,14 +148,19 @@ Table ArchiveEngine::whole(const Filter& filter) {
 Table ArchiveEngine::retention(const Filter& filter) {
   Question question(filter);
   for (const char* column : {"first_day", "days_later", "players"}) question.reads(column, Reading::whole);
+  const auto firstDays = question.between("p.first_day");
+  std::string cohort;
+  if (!filter.segment.empty())
+    cohort = fmt::format(
+        " AND d.player IN (SELECT d.player FROM players p JOIN player_days d ON d.game = p.game AND d.day = "
+        "p.first_day AND d.player = p.id WHERE p.game = {} AND {}{})",
+        question.game(), firstDays, question.ofSegments("d.segment"));
   return question.ask(
       archive_,
       fmt::format("SELECT p.first_day, d.day - p.first_day AS later, count(DISTINCT d.player) FROM player_days "
-                  "d CROSS JOIN players p ON p.id = d.player WHERE d.game = {} AND {} AND {}{} AND d.day >= "
-                  "p.first_day GROUP BY "
-                  "p.first_day, later ORDER BY p.first_day, later",
-                  question.game(), question.between("d.day"), question.between("p.first_day"),
-                  question.ofSegments("d.segment")));
+                  "d CROSS JOIN players p ON p.id = d.player WHERE d.game = {} AND {} AND {} AND d.day >= "
+                  "p.first_day{} GROUP BY p.first_day, later ORDER BY p.first_day, later",
+                  question.game(), question.between("d.day"), firstDays, cohort));
 }
 
 Table ArchiveEngine::lengths(const Filter& filter, bool byDay) {
@@ -204,6 +211,23 @@ Table ArchiveEngine::builds(const Filter& filter) {
           question.game(), question.between("d.day"), question.ofSegments("d.segment")));
 }
 
+Table ArchiveEngine::segments(const Filter& filter, const std::vector<Column>& by) {
+  Question question(filter);
+  std::string texts, groups, order = "players DESC";
+  for (const Column column : by) {
+    question.reads(std::string(nameOf(column)), Reading::text);
+    texts += fmt::format("(SELECT text FROM names WHERE id = s.{0}) AS {0}, ", nameOf(column));
+    groups += fmt::format("{}s.{}", groups.empty() ? " GROUP BY " : ", ", nameOf(column));
+    order += fmt::format(", {}", nameOf(column));
+  }
+  question.reads("players", Reading::whole);
+  return question.ask(
+      archive_, fmt::format("SELECT {}count(DISTINCT d.player) AS players FROM player_days d JOIN segments s ON "
+                            "s.id = d.segment WHERE d.game = {} AND {}{}{} ORDER BY {} LIMIT {}",
+                            texts, question.game(), question.between("d.day"), question.ofSegments("d.segment"), groups,
+                            order, kMostRows + 1));
+}
+
 Table ArchiveEngine::players(const Filter& filter, const std::string& starts, std::size_t limit) {
   Question question(filter);
   question.reads("user_id", Reading::text);
@@ -233,8 +257,12 @@ Table ArchiveEngine::totals(const Filter& filter, const Query& query) {
   return read([&](sqlite3* database) { return countTotals(database, filter, query); });
 }
 
-Table ArchiveEngine::stopped(const Filter& filter, bool byDay) {
-  return read([&](sqlite3* database) { return countStopped(database, filter, byDay); });
+Table ArchiveEngine::progress(const Filter& filter, bool byDay) {
+  return read([&](sqlite3* database) { return countProgress(database, filter, byDay); });
+}
+
+Table ArchiveEngine::squares(const Filter& filter) {
+  return read([&](sqlite3* database) { return sumSquares(database, filter); });
 }
 
 Table ArchiveEngine::spread(const Filter& filter, const Query& query) {

@@ -24,7 +24,8 @@ class Engine {
   // Of all days together: players, new players, sessions, ended sessions, seconds.
   virtual Table whole(const Filter& filter) = 0;
   // Players first seen on a day of the filter, by that day and by how many days later they were seen: first day, days
-  // later, players. The filter's segment counts for what they were seen in; `to` ends both.
+  // later, players. The filter's segment counts for that first day, and they are followed wherever they go; `to` ends
+  // both.
   virtual Table retention(const Filter& filter) = 0;
   // How long sessions were: the day if it is asked for, seconds, sessions; in this order.
   virtual Table lengths(const Filter& filter, bool byDay) = 0;
@@ -35,6 +36,9 @@ class Engine {
   virtual Table rows(const Filter& filter, const Search& search) = 0;
   // Builds of players' records with the first and the last day of each, and how many players; in the order of those.
   virtual Table builds(const Filter& filter) = 0;
+  // What players' records are split by: one column for each of `by`, which are columns of the filter, then players;
+  // those of most players first.
+  virtual Table segments(const Filter& filter, const std::vector<Column>& by) = 0;
   // Players whose id begins so and who began a session, with the first and the last day of that; in the order of ids.
   virtual Table players(const Filter& filter, const std::string& starts, std::size_t limit) = 0;
   // Of the players first seen on a day of the filter, how many days later they first bought: days later, players.
@@ -43,9 +47,12 @@ class Engine {
   virtual Table hours(const Filter& filter) = 0;
   // Totals of measures by player: one column for each of `by`, total, players; in this order. See Totals.h.
   virtual Table totals(const Filter& filter, const Query& query) = 0;
-  // The day if it is asked for, a level of three columns, players whose last step of that time it is. See Progress.h.
-  virtual Table stopped(const Filter& filter, bool byDay) = 0;
-  // The measures of events in bins of equal width. See Histogram.h.
+  // The day if it is asked for, a level of three columns, tries, their seconds, players stopped there and those who
+  // left it behind: see Progress.h.
+  virtual Table progress(const Filter& filter, bool byDay) = 0;
+  // By experiment and group: see GroupSquares.h.
+  virtual Table squares(const Filter& filter) = 0;
+  // The measures of events in bins. See Histogram.h.
   virtual Table spread(const Filter& filter, const Query& query) = 0;
   // Events with the text of the query's one column and their custom fields; nothing where there are more than its
   // limit.

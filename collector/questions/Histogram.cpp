@@ -12,10 +12,13 @@ constexpr Wide kMostBins = 20;
 
 }  // namespace
 
-Histogram::Histogram(std::int64_t least, std::int64_t most) : most_(most) {
-  const Wide range = Wide{most} - least, bins = std::clamp<Wide>(range, 1, kMostBins);
+Histogram::Histogram(Range range) : most_(range.most) {
+  const bool isSpread = range.low < range.high;  // else nearly all are the same
+  const Wide from = isSpread ? range.low : range.least, width = (isSpread ? range.high : range.most) - from;
+  const Wide bins = std::clamp<Wide>(width, 1, kMostBins);
   for (Wide bin = 0; bin < bins; ++bin)
-    starts_.push_back(static_cast<std::int64_t>(least + (range * bin + bins - 1) / bins));
+    starts_.push_back(static_cast<std::int64_t>(from + (width * bin + bins - 1) / bins));
+  starts_.front() = range.least;
 }
 
 std::size_t Histogram::binOf(std::int64_t measure) const {

@@ -1,5 +1,6 @@
-// Histogram divides measures into bins of equal width. Its edges are whole parts, so that every engine puts a measure
-// into the same bin.
+// Histogram divides measures into bins of equal width, from their first percentile to their 99th: one absurd measure
+// would else leave all others in one bin. The first and the last bin reach further, so that every measure lies in one.
+// Edges are whole parts, so that every engine puts a measure into the same bin.
 //
 // Thread: any; a value.
 #pragma once
@@ -15,7 +16,12 @@ namespace collector {
 
 class Histogram {
  public:
-  Histogram(std::int64_t least, std::int64_t most);
+  // Of n measures in their order, that one counts as a percentile which has so many n before it, rounded down.
+  static constexpr double kLow = 0.01, kHigh = 0.99;
+  struct Range {
+    std::int64_t least, low, high, most;
+  };
+  explicit Histogram(Range range);
 
   [[nodiscard]] std::size_t bins() const { return starts_.size(); }
   // Where each bin begins: it holds what isn't below that, nor in the next one. The first one begins with the least.

@@ -19,7 +19,7 @@ Table answerLevels(Engine& engine, const Filter& filter, const Own& own) {
   struct Level {
     std::array<std::int64_t, 3> events{}, players{};  // Start, Fail, Complete
     Value score;                                      // of all completions
-    std::int64_t stopped = 0;
+    std::int64_t tries = 0, seconds = 0, stopped = 0, left = 0;
   };
   std::map<Line, Level> byName;
   constexpr std::array<std::string_view, 3> kStatuses = {"Start", "Fail", "Complete"};
@@ -31,13 +31,17 @@ Table answerLevels(Engine& engine, const Filter& filter, const Own& own) {
     level.players[static_cast<std::size_t>(status)] = wholeOf(row[names + 2]);
     if (status == 2) level.score = row[names + 3];
   }
-  for (const Line& row : engine.stopped(filter, query.byDay).rows) {
-    const auto level = byName.find(Line(row.begin(), row.end() - 1));
-    if (level != byName.end()) level->second.stopped = wholeOf(row.back());
+  for (const Line& row : engine.progress(filter, query.byDay).rows) {
+    const auto level = byName.find(Line(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(names)));
+    if (level == byName.end()) continue;
+    std::size_t at = names;
+    for (const auto count : {&Level::tries, &Level::seconds, &Level::stopped, &Level::left})
+      level->second.*count = wholeOf(row[at++]);
   }
   Table table{{found.columns.begin(), found.columns.begin() + static_cast<std::ptrdiff_t>(names)}, {}, found.isCut};
-  for (const char* column : {"starts", "fails", "completes", "players_started", "players_failed", "players_completed",
-                             "completed_share", "mean_score", "players_stopped"})
+  for (const char* column :
+       {"starts", "fails", "completes", "players_started", "players_failed", "players_completed", "completed_share",
+        "mean_score", "players_stopped", "players_left", "timed_tries", "mean_seconds"})
     table.columns.emplace_back(column);
   for (const auto& [name, level] : byName) {
     const auto& [starts, fails, completes] = level.events;
@@ -47,7 +51,8 @@ Table answerLevels(Engine& engine, const Filter& filter, const Own& own) {
     row.insert(row.end(),
                {starts, fails, completes, started, failed, completed,
                 ratio(static_cast<double>(completed), static_cast<double>(started)),
-                isScored ? ratio(numberOf(level.score), static_cast<double>(completes)) : Value(), level.stopped});
+                isScored ? ratio(numberOf(level.score), static_cast<double>(completes)) : Value(), level.stopped,
+                level.left, level.tries, ratio(static_cast<double>(level.seconds), static_cast<double>(level.tries))});
   }
   return table;
 }

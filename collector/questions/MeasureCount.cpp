@@ -26,8 +26,11 @@ Table countSpread(sqlite3* database, const Filter& filter, const Query& query) {
     if (figure.measure != Figure::kNotMeasured) measures.push_back(figure.measure);
   });
   if (measures.empty()) return Histogram::none();
-  const auto [least, most] = std::ranges::minmax(measures);
-  const Histogram histogram(least, most);
+  std::ranges::sort(measures);
+  const auto at = [&](double part) {
+    return measures[static_cast<std::size_t>(part * static_cast<double>(measures.size()))];
+  };
+  const Histogram histogram({measures.front(), at(Histogram::kLow), at(Histogram::kHigh), measures.back()});
   std::vector<std::int64_t> events(histogram.bins());
   for (const std::int64_t measure : measures) ++events[histogram.binOf(measure)];
   return histogram.tableOf(events, partsOf(query.category));

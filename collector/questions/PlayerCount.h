@@ -1,4 +1,4 @@
-// Counts the archive's players by what they did first and last.
+// Counts the archive's players by what they did first.
 //
 // Thread: of the database.
 #pragma once
@@ -10,8 +10,7 @@ struct sqlite3;
 
 namespace collector {
 
-// As Engine::firstPurchases() and Engine::stopped().
+// As Engine::firstPurchases().
 Table countFirstPurchases(sqlite3* database, const Filter& filter);
-Table countStopped(sqlite3* database, const Filter& filter, bool byDay);
 
 }  // namespace collector

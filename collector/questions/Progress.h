@@ -1,45 +1,27 @@
-// Where players stop: the last step of each, by level. What came in the same second counts in the order of the steps.
+// How players get through levels: how long they try, and where they end.
 //
-// Thread: any; values.
+//   try       from a player's start of a level to their next report of its end, at most kLongestTry later. Of reports
+//   of
+//             one second the end counts before the start, since who fails often starts again at once
+//   stopped   players whose last report is of this level, which they have not completed
+//   left      players whose last report is of this level, which they have completed: they didn't go on to another
+//
+// Thread: of the database.
 #pragma once
 
-#include <array>
 #include <cstdint>
-#include <map>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
 
+#include "collector/archive/Schema.h"
+#include "collector/questions/Query.h"
 #include "collector/questions/Table.h"
+
+struct sqlite3;
 
 namespace collector {
 
-enum class Rank : std::uint8_t { start, fail, complete };
-Rank rankOf(std::string_view status);
+inline constexpr std::int64_t kLongestTry = kSecondsADay;
 
-using LevelName = std::array<std::string, 3>;  // progression01 to 03
-
-struct Step {
-  LevelName level;
-  Rank rank = Rank::start;
-  bool operator<(const Step& other) const { return std::tie(level, rank) < std::tie(other.level, other.rank); }
-};
-
-// Adds up who stopped where: who has completed a level hasn't.
-class Stopped {
- public:
-  explicit Stopped(bool byDay) : byDay_(byDay) {}
-
-  void add(std::int64_t day, const Step& last, std::int64_t players) {
-    if (last.rank != Rank::complete) players_[{byDay_ ? day : 0, last.level}] += players;
-  }
-  // As Engine::stopped() has it.
-  [[nodiscard]] Table table() const;
-
- private:
-  const bool byDay_;
-  std::map<std::pair<std::int64_t, LevelName>, std::int64_t> players_;
-};
+// As Engine::progress(), of the archive.
+Table countProgress(sqlite3* database, const Filter& filter, bool byDay);
 
 }  // namespace collector

@@ -84,7 +84,7 @@ Table sessionLengths(Engine& engine, const Filter& filter, const Own& own) {
   return table;
 }
 
-// A share of those who were there on the first day itself; with a segment there may be none.
+// A share of those who were there on the first day itself.
 Table retention(Engine& engine, const Filter& filter, const Own&) {
   Table table = engine.retention(filter);
   table.columns.emplace_back("share");
@@ -210,6 +210,10 @@ Table player(Engine& engine, const Filter& filter, const Own& own) {
 
 Table builds(Engine& engine, const Filter& filter, const Own&) { return engine.builds(filter); }
 
+Table segments(Engine& engine, const Filter& filter, const Own& own) {
+  return cut(engine.segments(filter, columnsOf(own, "by", withSegments(), withSegments())), kMostRows);
+}
+
 Table players(Engine& engine, const Filter& filter, const Own& own) {
   constexpr std::size_t kUsual = 100;
   const std::size_t limit = limitOf(own, kUsual);
@@ -257,7 +261,7 @@ std::span<const Question> questions() {
       {"sessions", "how long sessions were", {kDaily}, sessionLengths},
       {"retention", "of the players first seen on a day, how many were there so many days later", {}, retention},
       {"revenue", "purchases and payers; the total in the currency's smallest unit", {kBy, kDaily}, revenue},
-      {"levels", "starts, fails and completions, level by level", {kDaily}, answerLevels},
+      {"levels", "starts, fails and completions, time, and where players end, level by level", {kDaily}, answerLevels},
       {"economy", "what flows in and out of each currency, and the balance of both", {kBy, kDaily}, economy},
       {"designs",
        "the tree of event ids: counts and values below a branch",
@@ -266,7 +270,7 @@ std::span<const Question> questions() {
         kDaily},
        designs},
       {"values",
-       "how values spread: at most 20 bins of equal width, from the least to the greatest",
+       "how values spread: at most 20 bins",
        {{"under", "the branch of the tree of event ids, such as level:boss"}},
        values},
       {"errors", "errors by severity and message", {kBy, kDaily}, errors},
@@ -287,6 +291,7 @@ std::span<const Question> questions() {
        firstPurchases},
       {"hours", "players, sessions and events, hour by hour; of at most 31 days", {}, hours},
       {"builds", "the builds there were, each with its first and last day", {}, builds},
+      {"segments", "what the filters can be set to, those of most players first", {kBy}, segments},
       {"rows", "the events behind a number, the newest first", parametersOfRows(), answerRows},
       {"groups", "the groups of experiments side by side; those of the most sessions", {}, answerGroups},
   };

@@ -199,19 +199,19 @@ Table WarehouseEngine::totals(const Filter& filter, const Query& query) {
   return tableOf(query, players);
 }
 
-// Where they begin and end is no matter of how often each is there.
 Table WarehouseEngine::spread(const Filter& filter, const Query& query) {
-  const std::string where = fmt::format("{} AND {}{} AND is_measured = 1", kinds(filter, {query.category}),
-                                        within(filter), conditions(query.where));
-  const auto ends = rowsOf(warehouse_.run(
-      fmt::format("SELECT count(), min(measure), max(measure) FROM events WHERE {} FORMAT TabSeparated", where)));
+  const std::string measures =
+      fmt::format("{}{} AND is_measured = 1", eventsOf(filter, {query.category}), conditions(query.where));
+  const auto ends =
+      rowsOf(warehouse_.run(fmt::format("SELECT count(), min(measure), quantilesExact({}, {})(measure) AS parts, "
+                                        "parts[1], parts[2], max(measure) {} FORMAT TabSeparated",
+                                        Histogram::kLow, Histogram::kHigh, measures)));
   if (ends.empty() || wholeIn(ends[0][0]) == 0) return Histogram::none();
-  const Histogram histogram(wholeIn(ends[0][1]), wholeIn(ends[0][2]));
+  const Histogram histogram({wholeIn(ends[0][1]), wholeIn(ends[0][3]), wholeIn(ends[0][4]), wholeIn(ends[0][5])});
   std::string counts;  // of each bin and those above
   for (const std::int64_t start : histogram.starts())
     counts += fmt::format("{}countIf(measure >= {})", counts.empty() ? "" : ", ", start);
-  const auto rows =
-      rowsOf(warehouse_.run(fmt::format("SELECT {} FROM events FINAL WHERE {} FORMAT TabSeparated", counts, where)));
+  const auto rows = rowsOf(warehouse_.run(fmt::format("SELECT {} {} FORMAT TabSeparated", counts, measures)));
   std::vector<std::int64_t> events;
   for (const std::string& field : rows.at(0)) events.push_back(wholeIn(field));
   for (std::size_t bin = 0; bin + 1 < events.size(); ++bin) events[bin] -= events[bin + 1];

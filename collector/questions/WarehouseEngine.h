@@ -24,11 +24,13 @@ class WarehouseEngine final : public Engine {
   Table life(const Filter& filter, const std::string& userId, std::size_t limit) override;
   Table rows(const Filter& filter, const Search& search) override;
   Table builds(const Filter& filter) override;
+  Table segments(const Filter& filter, const std::vector<Column>& by) override;
   Table players(const Filter& filter, const std::string& starts, std::size_t limit) override;
   Table firstPurchases(const Filter& filter) override;
   Table hours(const Filter& filter) override;
   Table totals(const Filter& filter, const Query& query) override;
-  Table stopped(const Filter& filter, bool byDay) override;
+  Table progress(const Filter& filter, bool byDay) override;
+  Table squares(const Filter& filter) override;
   Table spread(const Filter& filter, const Query& query) override;
   std::optional<std::vector<FieldsOfEvent>> fields(const Filter& filter, const Query& query) override;
   Table refused(const Filter& filter, bool byDay) override;

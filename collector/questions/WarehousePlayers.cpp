@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "collector/archive/Measure.h"
 #include "collector/archive/Schema.h"
+#include "collector/questions/GroupSquares.h"
 #include "collector/questions/Progress.h"
 #include "collector/questions/WarehouseEngine.h"
 #include "collector/questions/WarehouseSql.h"
@@ -25,12 +25,20 @@ std::string presenceOf(const Filter& filter) {
                      conditions(filter.segment));
 }
 
-// Presence with the day on which each player was first seen anywhere: day 0 is that of records without a time.
-std::string firstSeen(const Filter& filter) {
+// Players first seen anywhere on one of the days, each with that day, if the segment counts it among theirs: day 0 is
+// that of records without a time.
+std::string newPlayers(const Filter& filter) {
+  const std::string inSegment = "1" + conditions(filter.segment);
   return fmt::format(
-      "FROM player_days ALL INNER JOIN (SELECT player, minIf(day, day > 0) AS first_day FROM player_days WHERE game "
-      "= {} GROUP BY player) USING player {} AND first_day >= {} AND day >= first_day",
-      literal(filter.game), presenceOf(filter), filter.from);
+      "(SELECT player, minIf(day, day > 0) AS first_day FROM player_days WHERE game = {} GROUP BY player HAVING "
+      "first_day >= {} AND first_day <= {} AND first_day = minIf(day, day > 0 AND {}) AND countIf({}) > 0)",
+      literal(filter.game), filter.from, filter.to, inSegment, inSegment);
+}
+
+constexpr auto kLevel = "sipHash64(progression01, progression02, progression03)";
+
+std::string progressions(const Filter& filter) {
+  return fmt::format("FROM events WHERE {} AND {} AND has_player = 1", kinds(filter, {"progression"}), within(filter));
 }
 
 std::string startsAndEnds() {
@@ -40,24 +48,17 @@ std::string startsAndEnds() {
       partsOf("session_end"));
 }
 
-// A step as a text: these sort as steps do.
-std::string stepText() {
-  const std::string end = literal(std::string(1, '\0'));
+// The reports of each player at each level, in the order in which they count: see Progress.h. Without FINAL: what came
+// twice makes neither a try nor an end more.
+std::string stepsAtLevels(const Filter& filter, bool byDay) {
+  const std::string seconds = "intDiv(next, 4) - intDiv(one, 4)";
   return fmt::format(
-      "concat(progression01, {0}, progression02, {0}, progression03, {0}, multiIf(status = 'Complete', '2', status = "
-      "'Fail', '1', '0'))",
-      end);
-}
-
-Step stepOf(std::string_view text) {
-  Step step;
-  for (std::string& name : step.level) {
-    const auto end = text.find('\0');
-    name = text.substr(0, end);
-    text.remove_prefix(end + 1);
-  }
-  step.rank = static_cast<Rank>(wholeIn(text));
-  return step;
+      "SELECT player, {} AS day_of, {} AS level, arraySort(groupArray(client_ts * 4 + multiIf(status = 'Fail', 0, "
+      "status = 'Complete', 1, 2))) AS steps, arrayFilter(try -> try >= 0, arrayMap((one, next) -> if(one % 4 = 2 AND "
+      "next % 4 < 2 AND one >= {} AND {} <= {}, {}, -1), arrayPopBack(steps), arrayPopFront(steps))) AS tries, "
+      "max(status = 'Complete') AS is_completed, max(client_ts * 2 + (status = 'Start')) AS end {} GROUP BY player, "
+      "day_of, level",
+      byDay ? "day" : "0", kLevel, 4 * kSecondsADay, seconds, kLongestTry, seconds, progressions(filter));
 }
 
 }  // namespace
@@ -72,7 +73,7 @@ Table WarehouseEngine::days(const Filter& filter) {
     }
   };
   fill(0, "SELECT day, uniqExact(player) FROM player_days " + presenceOf(filter));
-  fill(1, "SELECT day, uniqExact(player) " + firstSeen(filter) + " AND day = first_day");
+  fill(1, "SELECT first_day AS day, count() FROM " + newPlayers(filter));
   fill(2, fmt::format("SELECT day, {} {}", startsAndEnds(), eventsOf(filter, {"user", "session_end"})));
   Table table{{"day", "players", "new_players", "sessions", "ended", "seconds"}, {}};
   for (const auto& [day, figures] : days) {
@@ -86,8 +87,7 @@ Table WarehouseEngine::days(const Filter& filter) {
 Table WarehouseEngine::whole(const Filter& filter) {
   Table table{{"players", "new_players", "sessions", "ended", "seconds"}, {{}}};
   for (const std::string& sql :
-       {"SELECT uniqExact(player) FROM player_days " + presenceOf(filter),
-        "SELECT uniqExact(player) " + firstSeen(filter) + " AND day = first_day",
+       {"SELECT uniqExact(player) FROM player_days " + presenceOf(filter), "SELECT count() FROM " + newPlayers(filter),
         fmt::format("SELECT {} {}", startsAndEnds(), eventsOf(filter, {"user", "session_end"}))}) {
     const auto rows = rowsOf(warehouse_.run(sql + " FORMAT TabSeparated"));
     if (rows.empty()) table.rows[0].emplace_back(std::int64_t{0});
@@ -101,9 +101,10 @@ Table WarehouseEngine::whole(const Filter& filter) {
 Table WarehouseEngine::retention(const Filter& filter) {
   Table table{{"first_day", "days_later", "players"}, {}};
   const std::string sql = fmt::format(
-      "SELECT first_day, day - first_day AS later, uniqExact(player) {} GROUP BY "
-      "first_day, later ORDER BY first_day, later FORMAT TabSeparated",
-      firstSeen(filter));
+      "SELECT first_day, day - first_day AS later, uniqExact(player) FROM player_days ALL INNER JOIN {} USING player "
+      "WHERE game = {} AND day >= first_day AND day >= {} AND day <= {} GROUP BY first_day, later ORDER BY first_day, "
+      "later FORMAT TabSeparated",
+      newPlayers(filter), literal(filter.game), filter.from, filter.to);
   for (const auto& fields : rowsOf(warehouse_.run(sql)))
     table.rows.push_back({wholeIn(fields[0]), wholeIn(fields[1]), wholeIn(fields[2])});
   return table;
@@ -117,6 +118,28 @@ Table WarehouseEngine::builds(const Filter& filter) {
       presenceOf(filter));
   for (const auto& fields : rowsOf(warehouse_.run(sql)))
     table.rows.push_back({fields[0], wholeIn(fields[1]), wholeIn(fields[2]), wholeIn(fields[3])});
+  return table;
+}
+
+Table WarehouseEngine::segments(const Filter& filter, const std::vector<Column>& by) {
+  Table table;
+  std::string texts, groups;
+  for (const Column column : by) {
+    table.columns.emplace_back(nameOf(column));
+    texts += fmt::format("{}, ", nameOf(column));
+    groups += fmt::format("{}{}", groups.empty() ? " GROUP BY " : ", ", nameOf(column));
+  }
+  table.columns.emplace_back("players");
+  const std::string sql = fmt::format(
+      "SELECT {0}uniqExact(player) AS players FROM player_days {1}{2} ORDER BY players DESC{3} LIMIT {4} "
+      "FORMAT TabSeparated",
+      texts, presenceOf(filter), groups, groups.empty() ? "" : ", " + groups.substr(groups.find("BY ") + 3),
+      kMostRows + 1);
+  for (auto& fields : rowsOf(warehouse_.run(sql))) {
+    const std::int64_t players = wholeIn(fields.back());
+    fields.pop_back();
+    table.rows.emplace_back(fields.begin(), fields.end()).emplace_back(players);
+  }
   return table;
 }
 
@@ -145,21 +168,50 @@ Table WarehouseEngine::firstPurchases(const Filter& filter) {
   return table;
 }
 
-// The last step of each player among those of their last second: few remain, of which the texts are compared.
-Table WarehouseEngine::stopped(const Filter& filter, bool byDay) {
-  const std::string where =
-      fmt::format("FROM events WHERE {} AND {} AND has_player = 1", kinds(filter, {"progression"}), within(filter));
-  const std::string day = byDay ? "day" : "0";
+Table WarehouseEngine::progress(const Filter& filter, bool byDay) {
+  Table table{{"progression01", "progression02", "progression03", "tries", "seconds", "stopped", "left"}, {}};
+  if (byDay) table.columns.insert(table.columns.begin(), "day");
+  // Levels are numbers until all is counted.
+  const std::string counted = fmt::format(
+      "SELECT day_of, level, sum(tried) AS tries, sum(lasted) AS seconds, sum(ended = last AND completed = 0) AS "
+      "stopped, sum(ended = last AND completed = 1) AS left_behind FROM (SELECT day_of, max(end) AS last, "
+      "groupArray(level) AS levels, groupArray(length(tries)) AS all_tried, groupArray(arraySum(tries)) AS all_lasted, "
+      "groupArray(end) AS ends, groupArray(is_completed) AS all_completed FROM ({}) GROUP BY player, day_of) ARRAY "
+      "JOIN levels AS level, all_tried AS tried, all_lasted AS lasted, ends AS ended, all_completed AS completed GROUP "
+      "BY day_of, level",
+      stepsAtLevels(filter, byDay));
   const std::string sql = fmt::format(
-      "SELECT day_of, last, count() FROM (SELECT player, {0} AS day_of, max({1}) AS last {2} AND (player, client_ts) "
-      "IN "
-      "(SELECT player, max(client_ts) {2} GROUP BY player, {0}) GROUP BY player, day_of) GROUP BY day_of, last FORMAT "
-      "TabSeparated",
-      day, stepText(), where);
-  Stopped stopped(byDay);
-  for (const auto& fields : rowsOf(warehouse_.run(sql)))
-    stopped.add(wholeIn(fields[0]), stepOf(fields[1]), wholeIn(fields[2]));
-  return stopped.table();
+      "SELECT day_of, name01, name02, name03, tries, seconds, stopped, left_behind FROM ({}) ANY INNER JOIN (SELECT {} "
+      "AS level, any(progression01) AS name01, any(progression02) AS name02, any(progression03) AS name03 {} GROUP BY "
+      "level) USING level ORDER BY day_of, name01, name02, name03 FORMAT TabSeparated",
+      counted, kLevel, progressions(filter));
+  for (auto& fields : rowsOf(warehouse_.run(sql))) {
+    auto& row = table.rows.emplace_back();
+    if (byDay) row.emplace_back(wholeIn(fields[0]));
+    for (std::size_t at = 1; at < 4; ++at) row.emplace_back(std::move(fields[at]));
+    for (std::size_t at = 4; at < 8; ++at) row.emplace_back(wholeIn(fields[at]));
+  }
+  return table;
+}
+
+// A decimal has the room that squares of lengths need.
+Table WarehouseEngine::squares(const Filter& filter) {
+  Table table{columnsOfSquares(), {}};
+  const std::string sql = fmt::format(
+      "SELECT ab_id, ab_variant_id, sum(begun * begun), sum(over * over), sum(lasted * lasted), sum(over * lasted) "
+      "FROM "
+      "(SELECT ab_id, ab_variant_id, toDecimal128(countIf(category = 'user'), 0) AS begun, "
+      "toDecimal128(countIf(category "
+      "= 'session_end'), 0) AS over, toDecimal128(sumIf(intDiv(measure, {}), category = 'session_end'), 0) AS lasted "
+      "{} "
+      "AND has_player = 1 GROUP BY ab_id, ab_variant_id, player) GROUP BY ab_id, ab_variant_id FORMAT TabSeparated",
+      partsOf("session_end"), eventsOf(filter, {"user", "session_end"}));
+  for (auto& fields : rowsOf(warehouse_.run(sql))) {
+    auto& row = table.rows.emplace_back(Line{std::move(fields[0]), std::move(fields[1])});
+    const Line sums = Squares{wideIn(fields[2]), wideIn(fields[3]), wideIn(fields[4]), wideIn(fields[5])}.line();
+    row.insert(row.end(), sums.begin(), sums.end());
+  }
+  return table;
 }
 
 }  // namespace collector

@@ -23,6 +23,13 @@ std::int64_t wholeIn(std::string_view text) {
   return number;
 }
 
+Wide wideIn(std::string_view text) {
+  constexpr int kTen = 10;
+  Wide number = 0;
+  for (const char digit : text) number = number * kTen + (digit - '0');
+  return number;
+}
+
 std::vector<std::vector<std::string>> rowsOf(std::string_view answer) {
   std::vector<std::vector<std::string>> rows;
   while (!answer.empty()) {

@@ -18,6 +18,7 @@ namespace collector {
 // An answer in the format TabSeparated.
 std::vector<std::vector<std::string>> rowsOf(std::string_view answer);
 std::int64_t wholeIn(std::string_view text);
+Wide wideIn(std::string_view text);  // not below 0
 
 // " AND ..." for each text that must be so.
 std::string conditions(const std::map<Column, std::string>& texts);

@@ -26,6 +26,16 @@ export const wholeShare = or((value) => wholeShare_.format(value));
 export const share = or((value) => share_.format(value));
 export const change = (value: number): string => `${value > 0 ? "+" : ""}${share_.format(value)}`;
 
+// A difference, with its sign: what isn't 0 doesn't look like it.
+const signed_ = new Intl.NumberFormat(undefined, {
+  minimumFractionDigits: 2,
+  maximumFractionDigits: 2,
+  signDisplay: "exceptZero",
+});
+const signedFine_ = new Intl.NumberFormat(undefined, {maximumSignificantDigits: 1, signDisplay: "exceptZero"});
+export const signed = (value: number): string => (Math.abs(value) < 0.01 ? signedFine_ : signed_).format(value);
+export const signedPoints = (share: number): string => signed(100 * share);
+
 export const day = (text: string): string => day_.format(new Date(`${text}T00:00:00Z`));
 export const shortDay = (seconds: number): string => shortDay_.format(new Date(seconds * 1000));
 export const moment = or((seconds) => moment_.format(new Date(seconds * 1000)));

@@ -27,6 +27,19 @@ export function meanInterval(sum: number, squares: number, count: number): Inter
   return {value: mean, low: mean - half, high: mean + half};
 }
 
+// Of what several have of one thing by what they have of another, such as the seconds of a session: each of `count`
+// counts as a whole, since the sessions of one player are alike.
+export function ratioInterval(
+  {of, by, ofSquares, bySquares, ofTimesBy}: Record<"of" | "by" | "ofSquares" | "bySquares" | "ofTimesBy", number>,
+  count: number,
+): Interval | null {
+  if (count < 2 || by === 0) return null;
+  const value = of / by;
+  const squares = Math.max(0, ofSquares - 2 * value * ofTimesBy + value * value * bySquares);
+  const half = (Z * Math.sqrt((squares * count) / (count - 1))) / by;
+  return {value, low: value - half, high: value + half};
+}
+
 // Of the difference of two independent ones, after Newcombe: by how far each may be off on the side that counts.
 export function difference(one: Interval, other: Interval): Interval {
   const value = one.value - other.value;

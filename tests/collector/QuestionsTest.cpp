@@ -26,9 +26,9 @@ class Life {
       : userId_(std::move(userId)), more_(std::move(more)) {
     platform_ = std::move(platform);
   }
-  Life& on(std::int64_t day, std::string_view category, std::string_view own = "") {
+  Life& on(std::int64_t day, std::string_view category, std::string_view own = "", std::int64_t second = 5) {
     std::string text = replaced(record(category, own), "\"user_id\":\"u\"", fmt::format("\"user_id\":\"{}\"", userId_));
-    text = replaced(text, "\"client_ts\":1700000000", fmt::format("\"client_ts\":{}", day * 86'400 + 5));
+    text = replaced(text, "\"client_ts\":1700000000", fmt::format("\"client_ts\":{}", day * 86'400 + second));
     text = replaced(text, "\"platform\":\"linux\"", fmt::format("\"platform\":\"{}\"", platform_));
     text = replaced(text, "00000000000f", fmt::format("{:012x}", ++count()));
     text = replaced(text, "\"build\":\"\"", "\"build\":\"1\"" + more_);
@@ -171,8 +171,15 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
             {{"custom_01", "knight"}},
             "first_day,days_later,players,share\n"
             "2026-01-10,0,1,1\n"
+            "2026-01-10,1,1,1\n"},
+           {"retention",
+            {{"custom_01", ""}},  // who is somewhere else later on has come back all the same
+            "first_day,days_later,players,share\n"
+            "2026-01-10,0,1,1\n"
             "2026-01-10,1,1,1\n"
-            "2026-01-11,1,1,\n"},
+            "2026-01-10,3,1,1\n"
+            "2026-01-11,0,1,1\n"
+            "2026-01-11,1,1,1\n"},
            {"revenue",
             {},
             "currency,events,players,total\n"
@@ -190,13 +197,13 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
            {"levels",
             {},
             "progression01,progression02,progression03,starts,fails,completes,players_started,players_failed,players_"
-            "completed,completed_share,mean_score,players_stopped\n"
-            "w,1,,3,1,1,2,1,1,0.5,10,1\n"},
+            "completed,completed_share,mean_score,players_stopped,players_left,timed_tries,mean_seconds\n"
+            "w,1,,3,1,1,2,1,1,0.5,10,1,1,0,\n"},
            {"levels",
             {{"daily", "yes"}, {"platform", "linux"}},
             "day,progression01,progression02,progression03,starts,fails,completes,players_started,players_failed,"
-            "players_completed,completed_share,mean_score,players_stopped\n"
-            "2026-01-10,w,1,,1,0,0,1,0,0,0,,1\n"},
+            "players_completed,completed_share,mean_score,players_stopped,players_left,timed_tries,mean_seconds\n"
+            "2026-01-10,w,1,,1,0,0,1,0,0,0,,1,0,0,\n"},
            {"sessions",
             {{"daily", "yes"}},
             "day,sessions,mean,percent10,percent25,percent50,percent75,percent90,percent99\n"
@@ -240,16 +247,18 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
             "admob,USD,1,1,0.125\n"},
            {"groups",
             {},
-            "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,currency,"
-            "purchases,payers,amount,amount_squares\n"
-            ",,1,1,2,1,9000,1,1,,0,0,,\n"
-            "test,a,1,1,2,2,90,1,1,USD,1,1,199,39601\n"
-            "test,b,1,1,1,0,0,1,1,EUR,1,1,100,10000\n"},
+            "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,"
+            "sessions_squares,ended_squares,seconds_squares,ended_by_seconds,currency,purchases,payers,amount,"
+            "amount_squares\n"
+            ",,1,1,2,1,9000,1,1,4,1,81000000,9000,,0,0,,\n"
+            "test,a,1,1,2,2,90,1,1,4,4,8100,180,USD,1,1,199,39601\n"
+            "test,b,1,1,1,0,0,1,1,1,0,0,0,EUR,1,1,100,10000\n"},
            {"groups",
             {{"ab_variant_id", "b"}},
-            "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,currency,"
-            "purchases,payers,amount,amount_squares\n"
-            "test,b,1,1,1,0,0,1,1,EUR,1,1,100,10000\n"},
+            "ab_id,ab_variant_id,players,new_players,sessions,ended,seconds,new_with_next_day,back_next_day,"
+            "sessions_squares,ended_squares,seconds_squares,ended_by_seconds,currency,purchases,payers,amount,"
+            "amount_squares\n"
+            "test,b,1,1,1,0,0,1,1,1,0,0,0,EUR,1,1,100,10000\n"},
            {"values",
             {},
             "low,high,events\n"
@@ -269,6 +278,15 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
             "2026-01-10,c,,1,1,-0.25,-0.25,-0.25\n"},
            {"builds", {}, "build,first_day,last_day,players\n1,2026-01-10,2026-01-13,3\n"},
            {"builds", {{"custom_01", "knight"}}, "build,first_day,last_day,players\n1,2026-01-10,2026-01-12,2\n"},
+           {"segments",
+            {},
+            "platform,build,custom_01,custom_02,custom_03,ab_id,ab_variant_id,players\n"
+            "ios,1,knight,,,test,a,1\n"
+            "linux,1,,,,,,1\n"
+            "linux,1,,,,test,b,1\n"
+            "linux,1,knight,,,,,1\n"},
+           {"segments", {{"by", "custom_01"}, {"to", "2026-01-11"}}, "custom_01,players\n,2\nknight,1\n"},
+           {"segments", {{"by", "platform"}, {"build", "1"}}, "platform,players\nlinux,2\nios,1\n"},
            {"players",
             {},
             "user_id,first_day,last_day\n"
@@ -347,27 +365,71 @@ TEST(Rows, AreTheEventsBehindANumber) {
   EXPECT_EQ(found(engine, {{"category", "user"}, {"limit", "3"}}), "15 user p29, 15 user p29, 15 user p28, more");
 }
 
-// The last step counts, not the furthest; of one second, the one behind the others.
-TEST(PlayersStopped, AreThoseWhoseLastStepIsNoCompletion) {
+// Each level as stopped/left, tries/their mean.
+std::string progress(Engine& engine, const std::string& to) {
+  const Table table =
+      ask(engine, *findQuestion("levels"), {{"game", ArchiveOf::kGame}, {"from", "2026-01-10"}, {"to", to}});
+  std::string all;
+  for (const Line& row : table.rows) {
+    const auto* counts = &row.back() - 3;
+    all += fmt::format("{}{}:{}/{},{}/{} ", textOf(row[0]), textOf(row[1]), wholeOf(counts[0]), wholeOf(counts[1]),
+                       wholeOf(counts[2]), numberOf(counts[3]));
+  }
+  return all;
+}
+
+TEST(Levels, SayWherePlayersEndAndHowLongTheyTry) {
+  struct Step {
+    std::int64_t second;
+    std::string_view what;
+    std::int64_t day = kDay;
+  };
+  struct Player {
+    std::vector<Step> steps;
+    std::string firstDay, bothDays;
+  };
+  for (const auto& [steps, firstDay, bothDays] : std::vector<Player>{
+           {{{5, "Start:w:1"}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "},
+           // The last one counts, not the furthest; who has ever completed a level isn't stuck there.
+           {{{5, "Complete:w:2"}, {6, "Start:w:1", kDay + 1}}, "w2:0/1,0/0 ", "w1:1/0,0/0 w2:0/0,0/0 "},
+           {{{5, "Complete:w:2"}, {6, "Start:w:2"}, {9, "Fail:w:2"}}, "w2:0/1,1/3 ", "w2:0/1,1/3 "},
+           // Of one second, the start comes last.
+           {{{5, "Start:w:1"}, {9, "Start:w:2"}, {9, "Complete:w:1"}},
+            "w1:0/0,1/4 w2:1/0,0/0 ",
+            "w1:0/0,1/4 w2:1/0,0/0 "},
+           {{{0, "Start:w:1"}, {30, "Start:w:1"}, {30, "Fail:w:1"}, {90, "Complete:w:1"}},
+            "w1:0/1,2/45 ",
+            "w1:0/1,2/45 "},
+           {{{5, "Fail:w:1"}, {5, "Complete:w:2"}}, "w1:1/0,0/0 w2:0/1,0/0 ", "w1:1/0,0/0 w2:0/1,0/0 "},
+           // A try that was given up, one with two ends, and ends without any.
+           {{{5, "Start:w:1"}, {100, "Start:w:1"}, {110, "Fail:w:1"}, {120, "Fail:w:1"}, {130, "Start:w:2"}},
+            "w1:0/0,1/10 w2:1/0,0/0 ",
+            "w1:0/0,1/10 w2:1/0,0/0 "},
+           // A day is the longest.
+           {{{5, "Start:w:1"}, {5, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,1/86400 "},
+           {{{5, "Start:w:1"}, {6, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "}}) {
+    ArchiveOf archive;
+    ArchiveEngine engine(archive.store.readers());
+    Life life("u", "linux", "");
+    for (const auto& [second, what, day] : steps)
+      life.on(day, "progression",
+              fmt::format(R"("event_id":"{}"{})", what, what.starts_with("Complete") ? R"(,"attempt_num":1)" : ""),
+              second);
+    archive.take('[' + life.records() + ']');
+    EXPECT_EQ(progress(engine, "2026-01-10"), firstDay);
+    EXPECT_EQ(progress(engine, "2026-01-11"), bothDays);
+  }
+}
+
+TEST(Values, AreSpreadThoughOneIsAbsurd) {
   ArchiveOf archive;
   ArchiveEngine engine(archive.store.readers());
-  const auto step = [](std::string_view status, const char* level) {
-    return fmt::format(R"("event_id":"{}:{}"{})", status, level, status == "Complete" ? R"(,"attempt_num":1)" : "");
-  };
-  Life through("through", "linux", ""), back("back", "linux", ""), stuck("stuck", "linux", "");
-  through.on(kDay, "progression", step("Complete", "w:2")).on(kDay, "progression", step("Start", "w:2"));
-  back.on(kDay, "progression", step("Complete", "w:2")).on(kDay + 1, "progression", step("Start", "w:1"));
-  stuck.on(kDay, "progression", step("Start", "w:2")).on(kDay, "progression", step("Complete", "w:1"));
-  archive.take('[' + through.records() + ',' + back.records() + ',' + stuck.records() + ']');
-  for (const auto& [to, expected] : {std::pair("2026-01-10", "w1:0 w2:1 "), std::pair("2026-01-11", "w1:1 w2:1 ")}) {
-    const Table table =
-        ask(engine, *findQuestion("levels"), {{"game", ArchiveOf::kGame}, {"from", "2026-01-10"}, {"to", to}});
-    std::string stopped;
-    for (const Line& row : table.rows)
-      stopped += fmt::format("{}{}:{} ", std::get<std::string>(row[0]), std::get<std::string>(row[1]),
-                             std::get<std::int64_t>(row.back()));
-    EXPECT_EQ(stopped, expected);
-  }
+  Life eve("eve", "linux", "");
+  for (int value = 0; value < 199; ++value) eve.on(kDay, "design", fmt::format(R"("event_id":"d","value":{})", value));
+  archive.take('[' + eve.on(kDay, "design", R"("event_id":"d","value":1e300)").records() + ']');
+  const auto spread = answer(engine, "values", {});
+  EXPECT_THAT(spread, StartsWith("low,high,events\n0,11.8,12\n11.8,21.6,10\n"));  // the second lowest one is 2
+  EXPECT_THAT(spread, EndsWith("\n178.4,188.2,10\n188.2,9000000000000,11\n"));
 }
 
 // A game's secret is in every copy of it: who sends nonsense must not put an end to the sums.

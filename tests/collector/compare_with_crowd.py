@@ -16,6 +16,7 @@ import urllib.request
 KEY, SECRET = '0123456789abcdef0123456789ABCDEF', '0123456789abcdef0123456789ABCDEF01234567'
 ACTIVITY = {'players': 'players', 'new_players': 'new', 'sessions': 'sessions', 'ended': 'ended', 'seconds': 'seconds'}
 LEVELS = 'starts', 'fails', 'completes', 'players_started', 'players_completed'
+SQUARES = {name: name if 'by' in name else f'{name}_squares' for name in ('sessions', 'ended', 'seconds', 'ended_by_seconds')}
 MONTH = {'from': '2026-10-02', 'to': '2026-11-01'}
 
 
@@ -105,10 +106,11 @@ def comparisons(ask, truth):
     seconds, sessions = whole['seconds'], whole['ended']
     lengths = ask('sessions')[0]
     yield 'sessions', [lengths['sessions'], lengths['mean']], [sessions, seconds / sessions]
-    returned = collections.defaultdict(dict)
-    for row in ask('retention'):
-        returned[row['first_day']][row['days_later']] = row['players']
-    yield 'retention', returned, {day: {later: count for later, count in enumerate(days) if count} for day, days in truth['returned'].items()}
+    for filter, cohorts in ({}, truth['returned']), *(({'build': build}, of) for build, of in truth['returned_of_builds'].items()):
+        returned = collections.defaultdict(dict)
+        for row in ask('retention', **filter):
+            returned[row['first_day']][row['days_later']] = row['players']
+        yield f'retention {filter}', returned, {day: {later: count for later, count in enumerate(days) if count} for day, days in cohorts.items()}
     yield 'revenue', {row['currency']: [row['events'], row['total']] for row in ask('revenue')}, {currency: [of['count'], of['amount']] for currency, of in whole['revenue'].items()}
     yield 'payers', ask('revenue', by='')[0]['players'], whole['payers']
     items = {currency: {item: [row['events'], row['total']] for item, row in by(
@@ -117,10 +119,15 @@ def comparisons(ask, truth):
     yield 'items', items, {currency: {item: [of['count'], of['amount']] for item, of in all.items()} for currency, all in truth['items'].items()}
     levels = by(ask('levels'), 'progression01', 'progression02', 'progression03')
     yield 'levels', {level: [row[name] for name in LEVELS] for level, row in levels.items()}, {level: [of[name] for name in LEVELS] for level, of in truth['levels'].items()}
-    yield 'stopped', {level: row['players_stopped'] for level, row in levels.items() if row['players_stopped']}, truth['stopped']
+    for name in 'stopped', 'left':
+        yield name, {level: row[f'players_{name}'] for level, row in levels.items() if row[f'players_{name}']}, truth[name]
+    tries = {level: [row['timed_tries'], row['mean_seconds']] for level, row in levels.items() if row['timed_tries']}
+    yield 'tries', tries, {level: [of['count'], of['amount'] / of['count']] for level, of in truth['tries'].items()}
     yield 'first purchases', {str(row['days_later']): row['players'] for row in ask('first_purchases')}, truth['first_purchases']
     yield 'hours', ask('hours', **MONTH), truth['hours']
     yield 'builds', {row['build']: row['players'] for row in ask('builds')}, {build: of['players'] for build, of in truth['builds'].items()}
+    for name, column in ('builds', 'build'), ('platforms', 'platform'):
+        yield f'segments by {column}', {row[column]: row['players'] for row in ask('segments', by=column)}, {value: of['players'] for value, of in truth[name].items()}
     yield 'players', len(ask('players', limit=10000)), whole['players']
 
     def flows(rows):
@@ -156,6 +163,8 @@ def comparisons(ask, truth):
     for row in ask('groups'):
         if row['ab_id'] and row['payers']:
             squares[f'{row["ab_id"]}:{row["ab_variant_id"]}'][row['currency']] = row['amount_squares']
+    did = {name: {each: row[column] for each, column in SQUARES.items()} for name, row in by(ask('groups'), 'ab_id', 'ab_variant_id').items() if name}
+    yield 'squares of what players did', did, truth['activity_squares']
     yield 'squares of what payers paid', squares, truth['amount_squares']
 
 

@@ -20,21 +20,6 @@ void addAll(std::map<Key, Value>& into, const std::map<Key, Value>& from) {
 
 std::string pairOf(std::string_view one, std::string_view other) { return fmt::format("{}:{}", one, other); }
 
-std::vector<std::string> partsOf(std::string_view path) {
-  std::vector<std::string> parts(1);
-  for (const char each : path) {
-    if (each == ':') parts.emplace_back();
-    else parts.back() += each;
-  }
-  return parts;
-}
-
-int rankOf(Status status) { return status == Status::start ? 0 : status == Status::fail ? 1 : 2; }
-
-void reach(LifeTruth& life, Reached step) {
-  if (!life.last || *life.last < step) life.last = std::move(step);
-}
-
 // What one record adds to each slice that it belongs to.
 struct InSlice {
   Slice& slice;
@@ -77,8 +62,11 @@ struct InTables {
 
   void operator()(const SessionStart& start) const {
     if (start.install) truth.installed[record.common->player] = record.time / kDaySeconds;
+    if (Activity* const activity = inGroup()) ++activity->sessions;
   }
-  void operator()(const SessionEnd&) const {}
+  void operator()(const SessionEnd& end) const {
+    if (Activity* const activity = inGroup()) *activity += {0, 1, end.length};
+  }
   void operator()(const Purchase& purchase) const {
     truth.items[{std::string(purchase.currency), pairOf(purchase.itemType, purchase.itemId)}].add(purchase.amount);
     LifeTruth& life = truth.lives[record.common->player];
@@ -94,7 +82,8 @@ struct InTables {
   }
   void operator()(const Progression& progression) const {
     LevelTruth& level = truth.levels[std::string(progression.path)];
-    reach(truth.lives[record.common->player], {record.time, partsOf(progression.path), rankOf(progression.status)});
+    truth.lives[record.common->player].levels[std::string(progression.path)].push_back(
+        {record.time, progression.status});
     if (progression.score) level.scores.add(*progression.score);
     switch (progression.status) {
       case Status::start: ++level.starts; return level.starters.add(record.common->player);
@@ -125,6 +114,13 @@ struct InTables {
     truth.impressions[std::string(impression.network)].add(impression.revenue);
   }
   void operator()(const SdkError& error) const { ++truth.sdkErrors[std::string(error.action)]; }
+
+ private:
+  // Of the record's player; null where there is no experiment.
+  [[nodiscard]] Activity* inGroup() const {
+    const Common& common = *record.common;
+    return common.abId.empty() ? nullptr : &truth.lives[common.player].groups[pairOf(common.abId, common.abVariant)];
+  }
 };
 
 void countIn(Slice& slice, const Record& record) {
@@ -201,7 +197,16 @@ ErrorTruth& ErrorTruth::operator+=(const ErrorTruth& other) {
 LifeTruth& LifeTruth::operator+=(const LifeTruth& other) {
   if (other.bought) bought = std::min(bought.value_or(*other.bought), *other.bought);
   addAll(paid, other.paid);
-  if (other.last) reach(*this, *other.last);
+  addAll(groups, other.groups);
+  for (const auto& [path, reports] : other.levels)
+    levels[path].insert(levels[path].end(), reports.begin(), reports.end());
+  return *this;
+}
+
+Activity& Activity::operator+=(const Activity& other) {
+  sessions += other.sessions;
+  ended += other.ended;
+  seconds += other.seconds;
   return *this;
 }
 
@@ -231,6 +236,7 @@ void Truth::count(const Record& record) {
   hour.players.add(common.player);
   if (std::holds_alternative<SessionStart>(record.what)) ++hour.sessions;
   countIn(builds[std::string(common.build)], record);
+  buildDays[{std::string(common.build), record.time / kDaySeconds}].add(common.player);
   countIn(platforms[std::string(common.platform)], record);
   if (!common.abId.empty()) countIn(groups[pairOf(common.abId, common.abVariant)], record);
   for (std::size_t each = 0; each < common.dimensions.size(); ++each)
@@ -243,6 +249,7 @@ Truth& Truth::operator+=(const Truth& other) {
   addAll(days, other.days);
   for (const auto member : {&Truth::builds, &Truth::platforms, &Truth::groups}) addAll(this->*member, other.*member);
   addAll(dimensions, other.dimensions);
+  addAll(buildDays, other.buildDays);
   addAll(categories, other.categories);
   addAll(levels, other.levels);
   addAll(items, other.items);

@@ -13,7 +13,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -69,22 +68,24 @@ struct ErrorTruth {
   ErrorTruth& operator+=(const ErrorTruth& other);
 };
 
-// A report on a level: of one second the last has the last name, and of one level the completion stands behind the
-// fail.
+// A report on a level: of one second what ends it comes before another start.
 struct Reached {
   std::int64_t time = 0;
-  std::vector<std::string> path;
-  int rank = 0;
-  bool operator<(const Reached& other) const {
-    return std::tie(time, path, rank) < std::tie(other.time, other.path, other.rank);
-  }
+  Status status = Status::start;
+  [[nodiscard]] auto order() const { return std::make_pair(time, status == Status::start); }
 };
 
-// What one player did first and last, and paid.
+struct Activity {
+  std::int64_t sessions = 0, ended = 0, seconds = 0;
+  Activity& operator+=(const Activity& other);
+};
+
+// What one player did first, and at each level, and paid.
 struct LifeTruth {
   std::optional<std::int64_t> bought;                                // the first day
   std::map<std::pair<std::string, std::string>, std::int64_t> paid;  // by A/B group and currency
-  std::optional<Reached> last;
+  std::map<std::string, Activity> groups;                            // by A/B group
+  std::map<std::string, std::vector<Reached>> levels;                // by path
   LifeTruth& operator+=(const LifeTruth& other);
 };
 
@@ -106,7 +107,8 @@ struct Truth {
   Slice all;
   std::map<std::int64_t, Slice> days;  // since 1970
   std::map<std::string, Slice> builds, platforms, groups;
-  std::map<Pair, Slice> dimensions;  // its number and its value
+  std::map<Pair, Slice> dimensions;                                    // its number and its value
+  std::map<std::pair<std::string, std::int64_t>, Distinct> buildDays;  // players by build and day
   std::map<std::string, std::int64_t> categories;
   std::map<std::string, LevelTruth> levels;                     // by path
   std::map<Pair, Sum> items;                                    // bought: currency, event id
@@ -117,8 +119,8 @@ struct Truth {
   std::map<std::string, Sum> impressions;                       // by network, in kRevenueUnit
   std::map<std::string, std::int64_t> sdkErrors;                // by action
   std::map<std::uint32_t, std::int64_t> installed;              // the day, by player
-  std::map<std::uint32_t, LifeTruth> lives;                     // of those who bought or played a level
-  std::map<std::int64_t, HourTruth> hours;                      // since 1970
+  std::map<std::uint32_t, LifeTruth> lives;
+  std::map<std::int64_t, HourTruth> hours;  // since 1970
 
   void count(const Record& record);
   Truth& operator+=(const Truth& other);

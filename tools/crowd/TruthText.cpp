@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <ctime>
 #include <map>
+#include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "crowd/World.h"
@@ -140,21 +142,35 @@ void writeCounts(Writer& out, std::string_view name, const std::map<std::string,
   });
 }
 
-// Of each day's new players, how many came on which later day.
-void writeCohorts(Writer& out, const Truth& truth) {
+// Of those of each day's new players whom `isIn` takes, how many came on which later day.
+template <class IsIn>
+void writeCohorts(Writer& out, std::string_view name, const Truth& truth, IsIn isIn) {
   std::map<std::int64_t, std::vector<std::int64_t>> returned;
   for (const auto& [day, slice] : truth.days) {
     for (const auto player : slice.players.sorted()) {
       const auto installed = truth.installed.find(player);
-      if (installed == truth.installed.end() || installed->second > day) continue;
+      if (installed == truth.installed.end() || installed->second > day || !isIn(player, installed->second)) continue;
       auto& days = returned[installed->second];
       days.resize(std::max(days.size(), static_cast<std::size_t>(day - installed->second) + 1));
       ++days.back();
     }
   }
-  out.object("returned", [&] {
+  out.object(name, [&] {
     for (const auto& [day, days] : returned)
       out.list(dateOf(day), days, [&](std::int64_t count) { out.element(count); });
+  });
+}
+
+// The same of those who had the build on their first day.
+void writeCohortsOfBuilds(Writer& out, const Truth& truth) {
+  std::map<std::pair<std::string, std::int64_t>, std::vector<std::uint32_t>> players;
+  for (const auto& [key, distinct] : truth.buildDays) players[key] = distinct.sorted();
+  out.object("returned_of_builds", [&] {
+    for (const auto& [build, slice] : truth.builds)
+      writeCohorts(out, build, truth, [&, &build = build](std::uint32_t player, std::int64_t day) {
+        const auto& there = players[{build, day}];
+        return std::binary_search(there.begin(), there.end(), player);
+      });
   });
 }
 
@@ -174,12 +190,34 @@ void writeLevels(Writer& out, const Truth& truth) {
   });
 }
 
-// Of the players who played levels, how many stopped at each: their last report isn't its completion.
-void writeStopped(Writer& out, const Truth& truth) {
-  std::map<std::string, std::int64_t> stopped;
-  for (const auto& [player, life] : truth.lives)
-    if (life.last && life.last->rank < 2) ++stopped[fmt::format("{}", fmt::join(life.last->path, ":"))];
+// Of the players who played levels: where they ended without or with its completion, and how long tries took.
+void writeProgress(Writer& out, const Truth& truth) {
+  std::map<std::string, std::int64_t> stopped, left;
+  std::map<std::string, Sum> tries;
+  for (const auto& [player, life] : truth.lives) {
+    std::pair<std::int64_t, bool> last;
+    auto levels = life.levels;
+    for (auto& [path, reports] : levels) {
+      std::sort(reports.begin(), reports.end(),
+                [](const Reached& one, const Reached& other) { return one.order() < other.order(); });
+      last = std::max(last, reports.back().order());
+      std::optional<std::int64_t> begun;
+      for (const auto& [time, status] : reports) {
+        if (status != Status::start && begun) tries[path].add(time - *begun);
+        begun = status == Status::start ? std::optional(time) : std::nullopt;
+      }
+    }
+    for (const auto& [path, reports] : levels) {
+      const bool isCompleted = std::any_of(reports.begin(), reports.end(),
+                                           [](const Reached& each) { return each.status == Status::complete; });
+      if (reports.back().order() == last) ++(isCompleted ? left : stopped)[path];
+    }
+  }
   writeCounts(out, "stopped", stopped);
+  writeCounts(out, "left", left);
+  out.object("tries", [&] {
+    for (const auto& [path, sum] : tries) writeSum(out, path, sum);
+  });
 }
 
 // How many days after their installation players first bought something, and how many did.
@@ -200,6 +238,33 @@ void writeSquares(Writer& out, const Truth& truth) {
     for (const auto& [key, paid] : life.paid) squares[key] += paid * paid;
   writePairs(out, "amount_squares", squares,
              [&](const std::string& currency, std::int64_t sum) { out.number(currency, sum); });
+}
+
+// By group, what each player did: squared and added up.
+void writeSquaresOfActivity(Writer& out, const Truth& truth) {
+  struct Squares {
+    std::int64_t sessions = 0, ended = 0, seconds = 0, endedBySeconds = 0;
+  };
+  std::map<std::string, Squares> groups;
+  for (const auto& [player, life] : truth.lives) {
+    for (const auto& [group, did] : life.groups) {
+      Squares& squares = groups[group];
+      squares.sessions += did.sessions * did.sessions;
+      squares.ended += did.ended * did.ended;
+      squares.seconds += did.seconds * did.seconds;
+      squares.endedBySeconds += did.ended * did.seconds;
+    }
+  }
+  out.object("activity_squares", [&] {
+    for (const auto& [group, squares] : groups) {
+      out.object(group, [&, &squares = squares] {
+        out.number("sessions", squares.sessions);
+        out.number("ended", squares.ended);
+        out.number("seconds", squares.seconds);
+        out.number("ended_by_seconds", squares.endedBySeconds);
+      });
+    }
+  });
 }
 
 void writeHours(Writer& out, const Truth& truth) {
@@ -271,16 +336,18 @@ std::string truthText(const Truth& truth, const RunFacts& facts) {
     out.object("days", [&] {
       for (const auto& [day, slice] : truth.days) writeSlice(out, dateOf(day), slice);
     });
-    writeCohorts(out, truth);
+    writeCohorts(out, "returned", truth, [](std::uint32_t, std::int64_t) { return true; });
+    writeCohortsOfBuilds(out, truth);
     writeSlices(out, "builds", truth.builds);
     writeSlices(out, "platforms", truth.platforms);
     writeSlices(out, "groups", truth.groups);
     writePairs(out, "dimensions", truth.dimensions,
                [&](const std::string& value, const Slice& slice) { writeSlice(out, value, slice); });
     writeLevels(out, truth);
-    writeStopped(out, truth);
+    writeProgress(out, truth);
     writeFirstPurchases(out, truth);
     writeSquares(out, truth);
+    writeSquaresOfActivity(out, truth);
     writeHours(out, truth);
     writePairs(out, "items", truth.items, [&](const std::string& id, const Sum& sum) { writeSum(out, id, sum); });
     writePairs(out, "goods", truth.goods, [&](const std::string& id, const Flow& flow) { writeFlow(out, id, flow); });

@@ -10,7 +10,7 @@ import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
-import {byDay, groupedBy, sumOf, textOf, type Row} from "../rows";
+import {byDay, byVersion, groupedBy, sumOf, textOf, type Row} from "../rows";
 
 const SEVERITIES = [
   ["critical", 5],
@@ -19,7 +19,6 @@ const SEVERITIES = [
   ["info", 1],
   ["debug", 8],
 ] as const; // and their colours
-const compare = new Intl.Collator(undefined, {numeric: true}).compare;
 
 function useDays(): string[] {
   const {from = "", to = ""} = useView().values;
@@ -53,8 +52,8 @@ function Trend() {
   );
 }
 
-// The builds that rows by severity, message and build are of, in the order of their names.
-const buildsOf = (rows: readonly Row[]): string[] => [...new Set(rows.map((row) => textOf(row.build)))].sort(compare);
+// The builds that rows by severity, message and build are of, the first version first.
+const buildsOf = (rows: readonly Row[]): string[] => [...new Set(rows.map((row) => textOf(row.build)))].sort(byVersion);
 
 function List() {
   const view = useView();
@@ -252,7 +251,7 @@ export function Errors() {
       </Section>
       <Section
         title="What happened"
-        how="One line for each message; crashes with the same frames are one, whatever the build. First and last build are those of this time, in the order of their names. Players of several messages may be the same, so their sum is the most that there can be."
+        how="One line for each message; crashes with the same frames are one, whatever the build. First and last build are those of this time, the first version first. Players of several messages may be the same, so their sum is the most that there can be."
       >
         <List />
       </Section>

@@ -1,8 +1,8 @@
 // Which group of an experiment does better, and whether that can be told yet.
 import {go, useView} from "../address";
 import {together, useQuestion} from "../asked";
-import {duration, money, number, share, whole} from "../format";
-import {difference, isSure, meanInterval, neededFor, shareInterval, type Interval} from "../intervals";
+import {duration, money, number, share, signed, signedPoints, unitsOf, whole} from "../format";
+import {difference, isSure, meanInterval, neededFor, ratioInterval, shareInterval, type Interval} from "../intervals";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
@@ -19,44 +19,75 @@ interface Measure {
   readonly title: string;
   readonly of: (group: Group) => Interval | null;
   readonly format: (value: number) => string;
-  readonly good: "more" | "less";
+  readonly difference: (value: number) => string; // with its sign, in `unit`
+  readonly unit: string;
 }
+
+// More is better, of all of them; none is ever below 0.
+const SHARE = {format: share, difference: signedPoints, unit: "percentage points"};
 
 const measuresOf = (currency: string | undefined): Measure[] => [
   {
+    ...SHARE,
     title: "New players who came back on the next day",
-    good: "more",
-    format: share,
     of: ({whole}) => shareInterval(numberOf(whole.back_next_day), numberOf(whole.new_with_next_day)),
   },
   {
+    title: "Sessions of a player",
+    format: number,
+    difference: signed,
+    unit: "sessions",
+    of: ({whole}) => meanInterval(numberOf(whole.sessions), numberOf(whole.sessions_squares), numberOf(whole.players)),
+  },
+  {
+    title: "Length of a session",
+    format: duration,
+    difference: signed,
+    unit: "seconds",
+    of: ({whole}) =>
+      ratioInterval(
+        {
+          of: numberOf(whole.seconds),
+          by: numberOf(whole.ended),
+          ofSquares: numberOf(whole.seconds_squares),
+          bySquares: numberOf(whole.ended_squares),
+          ofTimesBy: numberOf(whole.ended_by_seconds),
+        },
+        numberOf(whole.players),
+      ),
+  },
+  {
+    ...SHARE,
     title: "Players without a critical error",
-    good: "more",
-    format: share,
     of: ({whole, crashed}) => shareInterval(Math.max(0, numberOf(whole.players) - crashed), numberOf(whole.players)),
   },
   ...(currency === undefined
     ? []
     : ([
         {
+          ...SHARE,
           title: `Players who paid in ${currency}`,
-          good: "more",
-          format: share,
           of: ({whole, money}) => shareInterval(numberOf(money?.payers), numberOf(whole.players)),
         },
         {
           title: `Revenue per player in ${currency}`,
-          good: "more",
           format: (value) => money(value, currency),
+          difference: (value) => signed(value / unitsOf(currency)),
+          unit: currency,
           of: ({whole, money}) =>
             meanInterval(numberOf(money?.amount), numberOf(money?.amount_squares), numberOf(whole.players)),
         },
       ] satisfies Measure[])),
 ];
 
-function verdictOf(of: Interval, good: Measure["good"]): string {
-  if (!isSure(of)) return "can't be told";
-  return of.value > 0 === (good === "more") ? "better" : "worse";
+type Verdict = "better" | "worse" | "no difference can be told" | "too early to tell";
+const CLASSES: Partial<Record<Verdict, string>> = {better: "change good", worse: "change bad"};
+
+// While it is early, a difference is none to speak of.
+function verdictOf(of: Interval, isEarly: boolean): Verdict {
+  if (isEarly) return "too early to tell";
+  if (!isSure(of)) return "no difference can be told";
+  return of.value > 0 ? "better" : "worse";
 }
 
 // The interval as a bar on one scale for all groups.
@@ -70,10 +101,29 @@ function Bar({of, least, most}: {of: Interval; least: number; most: number}) {
   );
 }
 
-function Measured({measure, groups, reference}: {measure: Measure; groups: readonly Group[]; reference: Group}) {
-  const {title, of, format, good} = measure;
-  const all = groups.map((group) => ({group, interval: of(group)}));
-  const known = all.flatMap(({interval}) => interval ?? []);
+function Against({measure, of, isEarly}: {measure: Measure; of: Interval; isEarly: boolean}) {
+  const verdict = verdictOf(of, isEarly);
+  return (
+    <>
+      <strong class={CLASSES[verdict] ?? ""}>{verdict}</strong>: {measure.difference(of.low)} to{" "}
+      {measure.difference(of.high)} {measure.unit}
+    </>
+  );
+}
+
+interface Compared {
+  groups: readonly Group[];
+  reference: Group;
+  isEarly: boolean;
+}
+
+function Measured({measure, groups, reference, isEarly}: Compared & {measure: Measure}) {
+  const {title, of, format} = measure;
+  const all = groups.map((group) => {
+    const exact = of(group);
+    return {group, exact, shown: exact && {...exact, low: Math.max(0, exact.low)}};
+  });
+  const known = all.flatMap(({shown}) => shown ?? []);
   const least = Math.min(...known.map((each) => each.low));
   const most = Math.max(...known.map((each) => each.high));
   const base = of(reference);
@@ -84,71 +134,91 @@ function Measured({measure, groups, reference}: {measure: Measure; groups: reado
         <thead>
           <tr>
             <th scope="col">Group</th>
+            <th scope="col">Against {reference.name}</th>
             <th scope="col" class="of-numbers">
               Value
             </th>
-            <th scope="col">From</th>
+            <th scope="col" class="of-numbers">
+              From
+            </th>
+            <th scope="col" class="of-numbers">
+              to
+            </th>
             <th scope="col">
               <span class="unseen">As a picture</span>
             </th>
-            <th scope="col">to</th>
-            <th scope="col">Against {reference.name}</th>
           </tr>
         </thead>
         <tbody>
-          {all.map(({group, interval}) => {
-            if (!interval)
-              return (
-                <tr key={group.name}>
-                  <th scope="row">
-                    <bdi>{group.name}</bdi>
-                  </th>
-                  <td colSpan={5} class="none">
-                    too few players
+          {all.map(({group, exact, shown}) => (
+            <tr key={group.name}>
+              <th scope="row">
+                <bdi>{group.name}</bdi>
+              </th>
+              {exact && shown ? (
+                <>
+                  <td>
+                    {group !== reference && base && (
+                      <Against measure={measure} of={difference(exact, base)} isEarly={isEarly} />
+                    )}
                   </td>
-                </tr>
-              );
-            const against = base && group !== reference ? difference(interval, base) : null;
-            const verdict = against && verdictOf(against, good);
-            return (
-              <tr key={group.name}>
-                <th scope="row">
-                  <bdi>{group.name}</bdi>
-                </th>
-                <td class="of-numbers">{format(interval.value)}</td>
-                <td class="of-numbers">{format(interval.low)}</td>
-                <td class="picture">
-                  <Bar of={interval} least={least} most={most} />
+                  <td class="of-numbers">{format(shown.value)}</td>
+                  <td class="of-numbers">{format(shown.low)}</td>
+                  <td class="of-numbers">{format(shown.high)}</td>
+                  <td class="picture">
+                    <Bar of={shown} least={least} most={most} />
+                  </td>
+                </>
+              ) : (
+                <td colSpan={5} class="none">
+                  too few players
                 </td>
-                <td class="of-numbers">{format(interval.high)}</td>
-                <td>
-                  {against === null ? (
-                    ""
-                  ) : (
-                    <>
-                      <strong class={verdict === "better" ? "change good" : verdict === "worse" ? "change bad" : ""}>
-                        {verdict}
-                      </strong>
-                      : {format(against.low)} to {format(against.high)}
-                    </>
-                  )}
-                </td>
-              </tr>
-            );
-          })}
+              )}
+            </tr>
+          ))}
         </tbody>
       </table>
     </div>
   );
 }
 
-// Looking every day until something seems to differ finds differences that aren't there.
-function Warning({groups}: {groups: readonly Group[]}) {
-  const fewest = Math.min(...groups.map(({whole}) => numberOf(whole.new_with_next_day)));
+// What can be told of a group, in a sentence.
+function Told({group, reference, measures}: {group: Group; reference: Group; measures: readonly Measure[]}) {
+  const titlesOf = (verdict: Verdict): string =>
+    measures
+      .filter(({of}) => {
+        const [one, other] = [of(group), of(reference)];
+        return one && other && verdictOf(difference(one, other), false) === verdict;
+      })
+      .map(({title}) => title.toLowerCase())
+      .join(", ");
+  const [better, worse] = [titlesOf("better"), titlesOf("worse")];
+  return (
+    <p>
+      <strong>
+        <bdi>{group.name}</bdi>
+      </strong>{" "}
+      against <bdi>{reference.name}</bdi>:{" "}
+      {better === "" && worse === ""
+        ? "no difference can be told."
+        : [better && `better at ${better}`, worse && `worse at ${worse}`].filter(Boolean).join("; ") + "."}
+    </p>
+  );
+}
+
+// How many new players each group needs, and how many the smallest has.
+function needOf(groups: readonly Group[]): {needed: number; fewest: number} {
   const all = groups.reduce((sum, {whole}) => sum + numberOf(whole.new_with_next_day), 0);
   const back = groups.reduce((sum, {whole}) => sum + numberOf(whole.back_next_day), 0);
-  const needed = neededFor(ratio(back, all) ?? 0);
-  const isEarly = fewest < needed;
+  return {
+    needed: neededFor(ratio(back, all) ?? 0),
+    fewest: Math.min(...groups.map(({whole}) => numberOf(whole.new_with_next_day))),
+  };
+}
+
+// Looking every day until something seems to differ finds differences that aren't there.
+function Warning({groups, isEarly}: {groups: readonly Group[]; isEarly: boolean}) {
+  const {needed, fewest} = needOf(groups);
   return (
     <p class={isEarly ? "warning" : "note"}>
       {isEarly && <strong>It is too early to decide. </strong>}
@@ -180,13 +250,20 @@ function Experiment({
     crashed: numberOf(crashed.find((row) => row.ab_id === name && row.ab_variant_id === variant)?.players),
   }));
   const reference = groups.find((group) => group.name === view.values.reference) ?? groups[0]!;
+  const {needed, fewest} = needOf(groups);
+  const isEarly = fewest < needed;
+  const measures = measuresOf(currency);
   return (
     <Section
       title={name}
       rows={{category: "user", ab_id: name}}
-      how="Of players whose records name the group. The interval holds the true value in 95 of 100 cases; a difference is told only where its own interval doesn't hold 0. With several groups and measures, one in twenty looks different by chance."
+      how="Of players whose records name the group. The interval holds the true value in 95 of 100 cases; a difference from one group to the other is told only where its own interval doesn't hold 0. With several groups and measures, one in twenty looks different by chance."
     >
-      <Warning groups={groups} />
+      {!isEarly &&
+        groups
+          .filter((group) => group !== reference)
+          .map((group) => <Told key={group.name} group={group} reference={reference} measures={measures} />)}
+      <Warning groups={groups} isEarly={isEarly} />
       <label class="choice">
         Compared with
         <select value={reference.name} onChange={({currentTarget: {value}}) => go(view, {reference: value})}>
@@ -195,8 +272,8 @@ function Experiment({
           ))}
         </select>
       </label>
-      {measuresOf(currency).map((measure) => (
-        <Measured key={measure.title} measure={measure} groups={groups} reference={reference} />
+      {measures.map((measure) => (
+        <Measured key={measure.title} measure={measure} groups={groups} reference={reference} isEarly={isEarly} />
       ))}
       <DataTable
         caption="What is counted"

@@ -2,32 +2,40 @@
 import {addressElsewhere, useView} from "../address";
 import {useQuestion} from "../asked";
 import {CALLS} from "../calls";
-import {number, share, whole} from "../format";
+import {duration, number, share, whole} from "../format";
 import {DataTable} from "../parts/data-table";
 import {Funnel} from "../parts/funnel";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
-import {numberOf, ratio, textOf, type Row} from "../rows";
+import {byVersion, numberOf, numberOrNull, ratio, textOf, type Row} from "../rows";
 
 const PARTS = ["progression01", "progression02", "progression03"] as const;
 const nameOf = (row: Row): string =>
   PARTS.map((part) => textOf(row[part]))
     .filter((part) => part !== "")
     .join(" · ");
-const compare = new Intl.Collator(undefined, {numeric: true}).compare;
 // Those that more players start come before: that is how a game is played through.
 const inOrder = (one: Row, other: Row): number =>
-  numberOf(other.players_started) - numberOf(one.players_started) || compare(textOf(one.level), textOf(other.level));
+  numberOf(other.players_started) - numberOf(one.players_started) || byVersion(textOf(one.level), textOf(other.level));
 
-const measured = (row: Row): Row => ({
-  ...row,
-  level: nameOf(row),
-  failed_share: ratio(numberOf(row.fails), numberOf(row.fails) + numberOf(row.completes)),
-  tries: ratio(numberOf(row.starts), numberOf(row.players_started)),
-  stopped_share:
-    row.players_stopped === undefined ? null : ratio(numberOf(row.players_stopped), numberOf(row.players_started)),
-});
+// The last level is the end of the game: who completes it and doesn't go on isn't lost.
+const measured = (row: Row, index: number, all: readonly Row[]): Row => {
+  const [started, completed, stopped, left] = [
+    numberOf(row.players_started),
+    numberOf(row.players_completed),
+    numberOf(row.players_stopped),
+    numberOf(row.players_left),
+  ];
+  const isLast = index === all.length - 1;
+  return {
+    ...row,
+    failed_share: ratio(numberOf(row.fails), numberOf(row.fails) + numberOf(row.completes)),
+    tries: ratio(numberOf(row.starts), started),
+    went_on: isLast ? null : completed - left,
+    lost: stopped + (isLast ? 0 : left),
+  };
+};
 
 // The level with the most of something; absent where there is none of it.
 const worst = (levels: readonly Row[], column: string): Row | undefined =>
@@ -42,23 +50,27 @@ export function Levels() {
     <Answered of={useQuestion("levels")} what="the levels">
       {({rows}) => {
         if (rows.length === 0) return <Empty what="levels" call={CALLS.level} />;
-        const levels = rows.map(measured).sort(inOrder);
-        const stopper = worst(levels, "players_stopped");
+        const levels = rows
+          .map((row): Row => ({...row, level: nameOf(row)}))
+          .sort(inOrder)
+          .map(measured);
+        const loser = worst(levels, "lost");
         const hardest = worst(levels, "failed_share");
+        const longest = worst(levels, "mean_seconds");
         return (
           <>
             <Section
               title="Where it hurts"
               rows={{category: "progression"}}
-              how="Players stop at a level when their last report of a level in this time is of this one and isn't a completion. A level is hardest where the largest part of its tries that ended, failed."
+              how="Players are lost at the level of their last report in this time: they stop there without having completed it, or complete it and go on to no other. Who plays on later counts as lost all the same. A level is hardest where the largest part of its tries that ended, failed."
             >
               <Tiles>
-                {stopper && (
+                {loser && (
                   <Tile
-                    label="Most players stop at"
-                    value={numberOf(stopper.players_stopped)}
-                    format={() => textOf(stopper.level)}
-                    note={`${whole(numberOf(stopper.players_stopped))} players, ${share(numberOf(stopper.stopped_share))} of those who started it`}
+                    label="Loses most players"
+                    value={numberOf(loser.lost)}
+                    format={() => textOf(loser.level)}
+                    note={`${whole(numberOf(loser.lost))} of ${whole(numberOf(loser.players_started))} who started it: ${whole(numberOf(loser.players_stopped))} stopped there, ${whole(numberOf(loser.lost) - numberOf(loser.players_stopped))} completed it and didn't go on`}
                   />
                 )}
                 {hardest && (
@@ -69,13 +81,21 @@ export function Levels() {
                     note={`${share(numberOf(hardest.failed_share))} of its tries fail`}
                   />
                 )}
+                {longest && (
+                  <Tile
+                    label="Takes longest"
+                    value={numberOf(longest.mean_seconds)}
+                    format={() => textOf(longest.level)}
+                    note={`${duration(numberOf(longest.mean_seconds))} a try`}
+                  />
+                )}
                 <Tile label="Levels" value={levels.length} format={whole} />
               </Tiles>
             </Section>
             <Section
               title="From start to completion"
               rows={{category: "progression"}}
-              how="Different players with at least one start, and with at least one completion, level by level. Those that more players start come before."
+              how="Different players with at least one start, and with at least one completion, level by level. Stopped: of those who started it; went on: of those who completed it, to any other level. Those that more players start come before."
             >
               <Funnel
                 caption="Players who started and completed each level"
@@ -83,13 +103,14 @@ export function Levels() {
                   title: textOf(row.level),
                   whole: numberOf(row.players_started),
                   part: numberOf(row.players_completed),
-                  lost: row.players_stopped === undefined ? null : numberOf(row.players_stopped),
+                  lost: numberOf(row.players_stopped),
+                  wentOn: numberOrNull(row.went_on),
                 }))}
               />
             </Section>
             <Section
               title="Level by level"
-              how="Starts, fails and completions are reports. Tries are the starts of a player who started. The mean score is of the completions."
+              how="Starts, fails and completions are reports. Tries are the starts of a player who started. The time of a try is the mean from a start to the next fail or completion. The mean score is of the completions."
             >
               <DataTable
                 caption="Levels"
@@ -110,25 +131,21 @@ export function Levels() {
                       </a>
                     ),
                   },
-                  {name: "players_started", title: "Players started"},
-                  {name: "players_completed", title: "Completed"},
-                  {
-                    name: "completed_share",
-                    title: "Part that completed",
-                    show: (value) => share(value as number | null),
-                  },
-                  {name: "players_stopped", title: "Stopped here"},
-                  {name: "stopped_share", title: "Part that stopped", show: (value) => share(value as number | null)},
-                  {name: "starts", title: "Starts"},
-                  {name: "fails", title: "Fails"},
-                  {name: "completes", title: "Completions"},
+                  {name: "tries", title: "Tries of a player", show: (value) => number(value as number | null)},
                   {
                     name: "failed_share",
                     title: "Part of tries that fail",
                     show: (value) => share(value as number | null),
                   },
-                  {name: "tries", title: "Tries of a player", show: (value) => number(value as number | null)},
+                  {name: "mean_seconds", title: "Time of a try", show: (value) => duration(value as number | null)},
                   {name: "mean_score", title: "Mean score", show: (value) => whole(value as number | null)},
+                  {name: "players_started", title: "Players started"},
+                  {name: "players_completed", title: "Completed"},
+                  {name: "players_stopped", title: "Stopped here"},
+                  {name: "players_left", title: "Completed, not gone on"},
+                  {name: "starts", title: "Starts"},
+                  {name: "fails", title: "Fails"},
+                  {name: "completes", title: "Completions"},
                 ]}
               />
             </Section>

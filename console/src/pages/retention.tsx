@@ -1,15 +1,17 @@
 // Whether players come back: cohorts by their first day, and what part of them was there so many days later.
 import {go, useView} from "../address";
-import {useQuestion, useQuestions, type Answer, type Asked} from "../asked";
+import type {Cell} from "../api";
+import {useQuestion, useQuestions, type Answer, type Asked, type Own} from "../asked";
 import {CALLS} from "../calls";
 import {dayNumber, dayText, today} from "../days";
 import {day, share, whole} from "../format";
 import {Chart, type Series} from "../parts/chart";
+import {DataTable} from "../parts/data-table";
 import {HeatMap} from "../parts/heat-map";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
-import {numberOf, ratio, textOf} from "../rows";
+import {byVersion, numberOf, ratio, textOf} from "../rows";
 
 interface Cohort {
   firstDay: string;
@@ -43,6 +45,7 @@ function shareAfter(cohorts: readonly Cohort[], later: number, to: string): numb
   );
 }
 
+const DAYS = [1, 7, 30] as const;
 const MOST_DAYS = 30;
 const daysLater = (from: string, to: string): number[] =>
   Array.from({length: Math.min(MOST_DAYS, Math.max(0, dayNumber(to) - dayNumber(from))) + 1}, (_, index) => index);
@@ -103,38 +106,60 @@ function CurveOfAll({all, to, later}: {all: Asked<Answer>; to: string; later: re
   );
 }
 
+// A group is one of its experiment.
+const columnsOf = (by: string): readonly string[] => (by === "ab_variant_id" ? ["ab_id", by] : [by]);
+const labelOf = (part: Own): string =>
+  Object.values(part)
+    .filter((value) => value !== "")
+    .join(": ") || "none";
+
 function CurvesBy({by, to, later}: {by: string; to: string; later: readonly number[]}) {
+  const columns = columnsOf(by);
   return (
-    <Answered of={useQuestion("events", {by})} what="what to split by">
+    <Answered of={useQuestion("segments", {by: columns.join(",")})} what="what to split by">
       {({rows}) => {
-        const values = rows.map((row) => textOf(row[by])).slice(0, MOST_CURVES);
-        return <CurvesOf key={values.join("\n")} by={by} values={values} to={to} later={later} />;
+        const parts = rows
+          .slice(0, MOST_CURVES)
+          .map((row): Own => Object.fromEntries(columns.map((column) => [column, textOf(row[column])])))
+          .sort((one, other) => byVersion(labelOf(one), labelOf(other)));
+        return <CurvesOf key={JSON.stringify(parts)} by={by} parts={parts} to={to} later={later} />;
       }}
     </Answered>
   );
 }
 
-function CurvesOf({
-  by,
-  values,
-  to,
-  later,
-}: {
-  by: string;
-  values: readonly string[];
-  to: string;
-  later: readonly number[];
-}) {
+function CurvesOf({by, parts, to, later}: {by: string; parts: readonly Own[]; to: string; later: readonly number[]}) {
+  const title = SPLITS.find(([name]) => name === by)?.[1] ?? by;
   return (
-    <Answered
-      of={useQuestions(
-        "retention",
-        values.map((value) => ({[by]: value})),
-      )}
-      what="the cohorts"
-    >
+    <Answered of={useQuestions("retention", parts)} what="the cohorts">
       {(answers) => (
-        <Picture later={later} series={answers.map((answer, index) => curveOf(answer, values[index]!, to, later))} />
+        <>
+          <Picture
+            later={later}
+            series={answers.map((answer, index) => curveOf(answer, labelOf(parts[index]!), to, later))}
+          />
+          <DataTable
+            caption={`Day 1, 7 and 30 by ${title}`}
+            file="retention-by-part"
+            rows={answers.map((answer, index) => {
+              const cohorts = cohortsOf(answer);
+              return {
+                part: labelOf(parts[index]!),
+                players: cohorts.reduce((sum, cohort) => sum + cohort.size, 0),
+                ...Object.fromEntries(DAYS.map((each) => [`day${each}`, shareAfter(cohorts, each, to)])),
+              };
+            })}
+            columns={[
+              {name: "part", title: title[0]!.toUpperCase() + title.slice(1)},
+              {name: "players", title: "New players"},
+              ...DAYS.map((each) => ({
+                name: `day${each}`,
+                title: `Day ${each}`,
+                show: (value: Cell) => share(value as number | null),
+              })),
+            ]}
+          />
+        </>
       )}
     </Answered>
   );
@@ -149,7 +174,7 @@ export function Retention() {
       <Section
         title="Day 1, 7 and 30"
         rows={{category: "user"}}
-        how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. With a filter, players count where they were in it on that day."
+        how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. A filter is about the first day: players are followed wherever they go, such as to a later build."
       >
         <Answered of={all} what="the cohorts">
           {(answer) => {
@@ -157,7 +182,7 @@ export function Retention() {
             if (cohorts.length === 0) return <Empty what="new players" call={CALLS.start} />;
             return (
               <Tiles>
-                {[1, 7, 30].map((each) => (
+                {DAYS.map((each) => (
                   <Tile
                     key={each}
                     label={`Day ${each}`}
@@ -173,7 +198,7 @@ export function Retention() {
       </Section>
       <Section
         title="Curves"
-        how="The same for every day. A split compares the players who were in each part on their first day with those who were in it so many days later, so a player who updated is one of both builds."
+        how="The same for every day. A split puts players where they were on their first day and follows them wherever they go; who had two builds on that day is in both."
       >
         <Curves all={all} to={to} later={later} />
       </Section>

@@ -1,4 +1,4 @@
-// Steps as bars: how many came to each, how many of them got through, and how many were lost there.
+// Steps as bars: how many came to each, how many of them got through, were lost there, and went on.
 import {share, whole} from "../format";
 import {ratio} from "../rows";
 
@@ -6,10 +6,12 @@ export interface Step {
   readonly title: string;
   readonly whole: number;
   readonly part: number;
-  readonly lost: number | null; // null: that isn't known
+  readonly lost: number; // on the way
+  readonly wentOn: number | null; // to another step; null behind the last one
 }
 
-const widthOf = (value: number, most: number): string => `${most === 0 ? 0 : (value / most) * 100}%`;
+const partOf = (part: number, all: number): string => `${whole(part)} (${share(ratio(part, all))})`;
+const lengthOf = (value: number, most: number) => ({"--part": most === 0 ? 0 : value / most});
 
 export function Funnel({caption, steps}: {caption: string; steps: readonly Step[]}) {
   const most = Math.max(0, ...steps.map((step) => step.whole));
@@ -30,6 +32,9 @@ export function Funnel({caption, steps}: {caption: string; steps: readonly Step[
             <th scope="col" class="of-numbers">
               Stopped here
             </th>
+            <th scope="col" class="of-numbers">
+              Completed and went on
+            </th>
           </tr>
         </thead>
         <tbody>
@@ -39,17 +44,13 @@ export function Funnel({caption, steps}: {caption: string; steps: readonly Step[
                 <bdi>{step.title}</bdi>
               </th>
               <td class="bars" aria-hidden="true">
-                <span class="bar-of-whole" style={{width: widthOf(step.whole, most)}} />
-                <span class="bar-of-part" style={{width: widthOf(step.part, most)}} />
+                <span class="bar-of-whole" style={lengthOf(step.whole, most)} />
+                <span class="bar-of-part" style={lengthOf(step.part, most)} />
               </td>
               <td class="of-numbers">{whole(step.whole)}</td>
-              <td class="of-numbers">
-                {whole(step.part)} ({share(ratio(step.part, step.whole))})
-              </td>
-              <td class="of-numbers">
-                {whole(step.lost)}
-                {step.lost !== null && ` (${share(ratio(step.lost, step.whole))})`}
-              </td>
+              <td class="of-numbers">{partOf(step.part, step.whole)}</td>
+              <td class="of-numbers">{partOf(step.lost, step.whole)}</td>
+              <td class="of-numbers">{step.wentOn === null ? "the end" : partOf(step.wentOn, step.part)}</td>
             </tr>
           ))}
         </tbody>

@@ -3,7 +3,7 @@ import {FILTERS, go, useView, type FilterName} from "../address";
 import type {Json} from "../api";
 import {useQuestion} from "../asked";
 import {dayNumber, daysIn, daysLater, isDay, today} from "../days";
-import {groupedBy, sumOf, textOf, type Row} from "../rows";
+import {byVersion, groupedBy, sumOf, textOf, type Row} from "../rows";
 
 type Games = Json<"/api/games">;
 
@@ -27,15 +27,18 @@ const PRESETS = [
 ] as const;
 export const USUAL_DAYS = 30;
 
-// What the filters can be set to: what the records of these days say, the most frequent first.
+// What the filters can be set to: what the records of these days say. Builds come newest first, all else by players.
 type Choices = Readonly<Record<FilterName, readonly string[]>>;
 
 function choicesOf(rows: readonly Row[]): Choices {
-  const of = (name: FilterName) =>
-    [...groupedBy(rows, (row) => textOf(row[name]))]
-      .map(([value, group]) => ({value, events: sumOf(group, "events")}))
-      .sort((one, other) => other.events - one.events)
-      .map(({value}) => value);
+  const of = (name: FilterName) => {
+    const players = [...groupedBy(rows, (row) => textOf(row[name]))].map(
+      ([value, group]) => [value, sumOf(group, "players")] as const,
+    );
+    return players
+      .sort((one, other) => (name === "build" ? byVersion(other[0], one[0]) : other[1] - one[1]))
+      .map(([value]) => value);
+  };
   return Object.fromEntries(FILTERS.map((name) => [name, of(name)])) as Record<FilterName, string[]>;
 }
 
@@ -109,7 +112,7 @@ function Period() {
 
 export function TopBar({games}: {games: Games}) {
   const view = useView();
-  const asked = useQuestion("events", {...UNFILTERED, by: FILTERS.join(",")}); // one question for all of them
+  const asked = useQuestion("segments", UNFILTERED); // one question for all of them
   const choices = choicesOf(asked.value?.rows ?? []);
   const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
   return (
