@@ -42,3 +42,31 @@ export function wordsOfEvent(category: string, given: unknown): string {
 // The fields that reasons are about: each begins with the name of one.
 export const fieldsNamedBy = (reasons: readonly string[]): string[] =>
   reasons.flatMap((reason) => /^(\w+):/.exec(reason)?.slice(1) ?? []);
+
+// `design: "valu" is no field that is known`, `platform: "Linux" is not a word in lower case`: a kind and a field's name, or
+// a field's name and its value.
+const NOTE = /^(\w+: "(?:[^"\\]|\\.)*") (is .*)$/s;
+export type Notes = ReadonlyMap<string, string>; // from what a note is about to what it says
+
+export const notesOf = (notes: readonly string[]): Notes =>
+  new Map(
+    notes.flatMap((note) => {
+      const [, about, says] = NOTE.exec(note) ?? [];
+      return about === undefined || says === undefined ? [] : [[about, says]];
+    }),
+  );
+
+const LONGEST_NOTED = 40; // characters of a value; of longer ones a note holds the beginning alone
+
+// What the notes say of a record that was kept: by the names of its fields.
+export function notedFields(category: string, record: unknown, notes: Notes): ReadonlyMap<string, string> {
+  const fields = typeof record === "object" && record !== null ? Object.entries(record) : [];
+  return new Map(
+    fields.flatMap(([name, value]) => {
+      const ofName = notes.get(`${category}: ${JSON.stringify(name)}`);
+      const isText = typeof value === "string" && value.length < LONGEST_NOTED;
+      const said = ofName ?? (isText ? notes.get(`${name}: ${JSON.stringify(value)}`) : undefined);
+      return said === undefined ? [] : [[name, said]];
+    }),
+  );
+}
