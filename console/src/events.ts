@@ -1,9 +1,16 @@
 // Events in words.
+import {money, number} from "./format";
 
-const fieldOf = (record: unknown, name: string): string => {
-  const value = typeof record === "object" && record !== null ? (record as {[name: string]: unknown})[name] : undefined;
+// "impression_data.revenue" is a field of a field.
+function fieldOf(record: unknown, path: string): string {
+  const value = path
+    .split(".")
+    .reduce<unknown>(
+      (of, name) => (typeof of === "object" && of !== null ? (of as {[name: string]: unknown})[name] : undefined),
+      record,
+    );
   return value === undefined || value === null ? "" : String(value);
-};
+}
 
 function parsed(record: string): unknown {
   try {
@@ -20,14 +27,18 @@ const WORDS: {readonly [category: string]: (of: Of) => string} = {
   user: (of) =>
     `session ${of("session_num")} begins${of("install") === "true" ? ", the first of this installation" : ""}`,
   session_end: (of) => `the session ends after ${of("length")} s`,
-  business: (of) => `${of("event_id")} for ${of("amount")} of the smallest unit of ${of("currency")}`,
+  business: (of) => `${of("event_id")} for ${money(Number(of("amount")), of("currency"))}`,
   resource: (of) => `${of("event_id")}: ${of("amount")}`,
   progression: (of) => `${of("event_id")}${ifAny(", score ", of("score"))}`,
   design: (of) => `${of("event_id")}${ifAny(" = ", of("value"))}`,
   error: (of) => `${of("severity")}: ${of("message")}`,
   ads: (of) =>
     `${of("ad_action")} ${of("ad_type")}, ${of("ad_sdk_name")}, ${of("ad_placement")}${ifAny(": ", of("ad_fail_show_reason"))}`,
-  impression: (of) => of("ad_network_name"),
+  impression: (of) => {
+    const revenue = of("impression_data.revenue");
+    const paid = revenue === "" ? "" : `${number(Number(revenue))} ${of("impression_data.currency")}`;
+    return `${of("ad_network_name")}${ifAny(": ", paid)}`;
+  },
   // The library's own report of an argument that it refused, or of a trouble of its own.
   sdk_error: (of) =>
     `the library reports ${of("error_action").replaceAll("_", " ")} (${of("error_area")}${ifAny(", ", of("error_parameter"))})${ifAny(": ", of("reason"))}`,
