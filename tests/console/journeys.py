@@ -117,6 +117,7 @@ class Journeys(unittest.TestCase):
         self.assertGreater(len(truth['all']['revenue']), 1, 'somebody pays')
         overview(truth['all'])
         self.assertEqual(number(browser.tile('New players')), truth['all']['new'])
+        self.assertIn('no whole time before to compare with', browser.text(), 'the game began in this month')
         browser.choose('Build', '1.2.0')
         self.assertIn('build=1.2.0', browser.driver.current_url)
         overview(truth['builds']['1.2.0'])
