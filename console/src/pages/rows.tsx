@@ -22,8 +22,9 @@ function Chosen({row}: {row: Row | undefined}) {
   const place = useRef<HTMLDivElement>(null);
   useEffect(() => place.current?.focus(), [row && idOf(row)]); // what was pressed may be far below
   const close = addressOf({page: view.page, values: changed(view.values, {row: undefined})});
+  const leave = ({key}: KeyboardEvent) => key === "Escape" && (location.hash = close);
   return (
-    <div ref={place} tabIndex={-1} class="chosen">
+    <div ref={place} tabIndex={-1} class="chosen" onKeyDown={leave}>
       <Section title="The record">
         {row ? (
           <Record record={row.record} />
