@@ -7,7 +7,7 @@ import {daysLater, isDay, today} from "./days";
 import {PAGES, pageOf} from "./pages";
 import {Empty, Loading, Trouble} from "./parts/states";
 import {SignIn} from "./parts/sign-in";
-import {TopBar, USUAL_DAYS} from "./parts/top-bar";
+import {nameOf, TopBar, USUAL_DAYS} from "./parts/top-bar";
 import {session, SessionContext, signOut, type Session} from "./session";
 
 // The view that an address means: what it leaves out is said in it, so that it means the same tomorrow.
@@ -43,13 +43,13 @@ function Navigation() {
   );
 }
 
-function Page() {
+function Page({game}: {game: string}) {
   const view = useView();
   const page = pageOf(view.page);
   useEffect(() => {
-    document.title = `${page.title} · Zorvane`;
-    scrollTo(0, 0);
-  }, [page]);
+    document.title = `${page.title} · ${game} · Zorvane`;
+  }, [page, game]);
+  useEffect(() => scrollTo(0, 0), [page]);
   return (
     <main id="page" tabIndex={-1}>
       <h1>{page.title}</h1>
@@ -105,7 +105,7 @@ function Console({who, again}: {who: Session; again: () => void}) {
       </header>
       <div class="body">
         <Navigation />
-        <Page />
+        <Page game={nameOf(view.values.game, games.value)} />
       </div>
     </ViewContext.Provider>
   );

@@ -29,6 +29,12 @@ export function useAsked<T>(key: string, asking: (signal: AbortSignal) => Promis
   return {...outcome, isAsking: outcome.key !== whole, again: () => setTimes(times + 1)};
 }
 
+// For what is asked again by itself: the answer before stays as it is meanwhile.
+export const quietly = <T>(asked: Asked<T>): Asked<T> => ({
+  ...asked,
+  isAsking: asked.isAsking && asked.value === undefined,
+});
+
 // Several answers as one: all of them are needed.
 export function together<Parts extends readonly Asked<unknown>[]>(
   ...parts: Parts
@@ -62,10 +68,11 @@ const answerOf = (table: Table, own: Own): Answer => ({
   complete: table.complete || own.limit !== undefined,
 });
 
-// A question under the bar on top; a parameter that is undefined is left out, also one of the bar.
-export function useQuestion(name: QuestionName, own: Own = {}): Asked<Answer> {
+// A question under the bar on top; a parameter that is undefined is left out, also one of the bar. Another number of times
+// asks the same again.
+export function useQuestion(name: QuestionName, own: Own = {}, times = 0): Asked<Answer> {
   const parameters = {...filtersOf(useView().values), ...own};
-  return useAsked(JSON.stringify([name, parameters]), async (signal) =>
+  return useAsked(JSON.stringify([name, parameters, times]), async (signal) =>
     answerOf(await ask(name, parameters, signal), own),
   );
 }

@@ -1,6 +1,6 @@
 // What arrives at the collector, as it arrives. A thousand a second must not stall the page, so what came is handed on a
 // few times a second, and only the latest are kept.
-import {useEffect, useState} from "preact/hooks";
+import {useEffect, useRef, useState} from "preact/hooks";
 import {get, urlOf} from "./api";
 
 export interface Arrival {
@@ -20,7 +20,9 @@ export interface Stream {
   readonly arrivals: readonly Arrival[]; // the latest first
   readonly troubles: readonly Arrival[]; // of those, also longer ago, what is wrong: what goes well would crowd it out
   readonly skipped: number;
-  readonly perSecond: number;
+  readonly came: number; // of all that was said to have come, those that were skipped among them
+  readonly wrong: number; // of those, what is or may be wrong
+  readonly perSecond: number | null; // null: not counted for long enough
   readonly state: "connecting" | "open" | "away";
 }
 
@@ -30,6 +32,7 @@ export const isTrouble = (arrival: Arrival): boolean => arrival.isRefused || arr
 const MOST = 200;
 const STEP_MS = 250;
 const RATE_MS = 5000;
+const SETTLING_MS = 500; // after the connection: what comes first is what the collector remembers
 const RETRY_MS = 3000;
 
 const text = (value: unknown): string => (typeof value === "string" ? value : "");
@@ -58,17 +61,60 @@ export interface Looking {
 
 export const liveUrl = (looking: Looking): string => urlOf("/api/live", {...looking});
 
+// How many came a second, of late.
+class Rate {
+  private readonly times: {at: number; many: number}[] = [];
+  private since = Infinity;
+
+  begin(): void {
+    this.since = Date.now() + SETTLING_MS;
+    this.times.length = 0;
+  }
+  add(many: number): void {
+    const at = Date.now();
+    if (at >= this.since) this.times.push({at, many});
+  }
+  perSecond(): number | null {
+    const now = Date.now();
+    while (this.times[0] && this.times[0].at < now - RATE_MS) this.times.shift();
+    const seconds = Math.min(RATE_MS, now - this.since) / 1000;
+    if (seconds < 1) return null;
+    const many = this.times.reduce((sum, each) => sum + each.many, 0);
+    return Math.round((10 * many) / seconds) / 10;
+  }
+}
+
+const NOTHING: Stream = {
+  arrivals: [],
+  troubles: [],
+  skipped: 0,
+  came: 0,
+  wrong: 0,
+  perSecond: null,
+  state: "connecting",
+};
+
+// What came, without what a connection before it had brought already.
+function withMore(before: Stream, came: readonly Arrival[], skipped: number): Stream {
+  const known = new Set(before.arrivals.map(({id}) => id));
+  const fresh = came.filter(({id}) => !known.has(id));
+  if (fresh.length === 0 && skipped === 0) return before;
+  const troubles = fresh.filter(isTrouble);
+  return {
+    ...before,
+    arrivals: [...fresh, ...before.arrivals].slice(0, MOST),
+    troubles: [...troubles, ...before.troubles].slice(0, MOST),
+    skipped: before.skipped + skipped,
+    came: before.came + fresh.length + skipped,
+    wrong: before.wrong + troubles.length + skipped,
+  };
+}
+
 export function useLive(looking: Looking, isPaused: boolean): Stream {
   const url = liveUrl(looking);
-  const [stream, setStream] = useState<Stream>({
-    arrivals: [],
-    troubles: [],
-    skipped: 0,
-    perSecond: 0,
-    state: "connecting",
-  });
+  const [stream, setStream] = useState(NOTHING);
   const [tries, setTries] = useState(0);
-  useEffect(() => setStream((before) => ({...before, arrivals: [], troubles: [], skipped: 0})), [url]);
+  useEffect(() => setStream(({came, wrong}) => ({...NOTHING, came, wrong})), [url]);
   useEffect(() => {
     if (isPaused) return undefined;
     let waiting: Arrival[] = [];
@@ -76,22 +122,25 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
     let skipped = 0;
     let state: Stream["state"] = tries === 0 ? "connecting" : "away";
     let retry: ReturnType<typeof setTimeout> | undefined;
-    const times: {at: number; many: number}[] = [];
+    const rate = new Rate();
     const source = new EventSource(url);
     const take = (isRefused: boolean) => (event: MessageEvent<string>) => {
       const id = Number(event.lastEventId) || -++count;
       waiting.push(arrivalOf(event, isRefused, id));
       if (waiting.length > MOST) waiting = waiting.slice(-MOST);
-      times.push({at: Date.now(), many: 1});
+      rate.add(1);
     };
     source.addEventListener("record", take(false));
     source.addEventListener("refused", take(true));
     source.addEventListener("skipped", (event: MessageEvent<string>) => {
       const many = Number((JSON.parse(event.data) as {records?: number}).records ?? 0);
       skipped += many;
-      times.push({at: Date.now(), many});
+      rate.add(many);
     });
-    source.onopen = () => (state = "open");
+    source.onopen = () => {
+      state = "open";
+      rate.begin();
+    };
     source.onerror = () => {
       state = "away"; // the browser tries again by itself, unless it was answered
       if (source.readyState === EventSource.CLOSED) retry = setTimeout(openAgain, RETRY_MS);
@@ -101,24 +150,15 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
         .catch(() => {})
         .then(() => setTries(tries + 1)); // who is signed out is sent there
     const timer = setInterval(() => {
-      const since = Date.now() - RATE_MS;
-      while (times[0] && times[0].at < since) times.shift();
-      const perSecond = times.reduce((sum, each) => sum + each.many, 0) / (RATE_MS / 1000);
+      const perSecond = state === "open" ? rate.perSecond() : null;
       const came = waiting.reverse();
       const more = skipped;
       waiting = [];
       skipped = 0;
-      setStream((before) =>
-        came.length === 0 && more === 0 && before.state === state && before.perSecond === perSecond
-          ? before
-          : {
-              arrivals: came.length === 0 ? before.arrivals : [...came, ...before.arrivals].slice(0, MOST),
-              troubles: [...came.filter(isTrouble), ...before.troubles].slice(0, MOST),
-              skipped: before.skipped + more,
-              perSecond,
-              state,
-            },
-      );
+      setStream((before) => {
+        const after = withMore(before, came, more);
+        return after.state === state && after.perSecond === perSecond ? after : {...after, state, perSecond};
+      });
     }, STEP_MS);
     return () => {
       clearInterval(timer);
@@ -127,4 +167,18 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
     };
   }, [url, isPaused, tries]);
   return stream;
+}
+
+// Follows a count that may go up many times a second, in steps that are some time apart.
+export function useSteps(count: number, stepMs: number): number {
+  const [followed, setFollowed] = useState(count);
+  const latest = useRef(count);
+  latest.current = count;
+  const isBehind = followed !== count;
+  useEffect(() => {
+    if (!isBehind) return undefined;
+    const timer = setTimeout(() => setFollowed(latest.current), stepMs);
+    return () => clearTimeout(timer);
+  }, [isBehind, followed]);
+  return followed;
 }

@@ -1,12 +1,12 @@
 // What arrives this second: the page of the programmer who wants to see an event arrive, or why it was refused.
-import {useState} from "preact/hooks";
-import {addressElsewhere, go, useView} from "../address";
-import {get} from "../api";
-import {useAsked, useQuestion} from "../asked";
+import {useMemo, useState} from "preact/hooks";
+import {addressElsewhere, FILTERS, go, useView} from "../address";
+import {get, type Json} from "../api";
+import {quietly, useAsked, useQuestion} from "../asked";
 import {CALLS} from "../calls";
-import {fieldsNamedBy, wordsOfEvent} from "../events";
+import {fieldsNamedBy, notedFields, notesOf, wordsOfEvent, type Notes} from "../events";
 import {clock, many, moment, number, whole} from "../format";
-import {isTrouble, liveUrl, useLive, type Arrival, type Stream} from "../live";
+import {isTrouble, liveUrl, useLive, useSteps, type Arrival, type Looking, type Stream} from "../live";
 import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
@@ -16,18 +16,30 @@ import {numberOrNull, textOf} from "../rows";
 const markedOf = (arrival: Arrival): string[] =>
   arrival.category === "sdk_error" ? ["error_parameter", "reason"] : fieldsNamedBy(arrival.reasons);
 
-function One({arrival}: {arrival: Arrival}) {
+const LONGEST = 500; // characters of a line; three lines of them are seen
+
+function One({arrival, notes}: {arrival: Arrival; notes: Notes}) {
   const view = useView();
   const [isOpen, setOpen] = useState(false);
-  const isBad = isTrouble(arrival);
+  const noted = useMemo(() => notedFields(arrival.category, arrival.record, notes), [arrival, notes]);
+  const kind = isTrouble(arrival) ? "arrival bad" : noted.size > 0 ? "arrival noted" : "arrival";
   const words = arrival.isRefused ? arrival.reasons.join("; ") : wordsOfEvent(arrival.category, arrival.record);
+  const notedWords = [...noted].map(([name, says]) => `${name} ${says}`).join("; ");
   return (
-    <li class={isBad ? "arrival bad" : "arrival"}>
+    <li class={kind}>
       <details open={isOpen} onToggle={({currentTarget}) => setOpen(currentTarget.open)}>
         <summary>
           <time>{clock(arrival.receivedAt)}</time>
           <span class="kind">{arrival.isRefused ? "refused" : arrival.category}</span>
-          <bdi class="words">{words}</bdi>
+          <span class="words">
+            <bdi>{words.slice(0, LONGEST)}</bdi>
+            {notedWords !== "" && (
+              <>
+                {" "}
+                <bdi class="says">noted: {notedWords.slice(0, LONGEST)}</bdi>
+              </>
+            )}
+          </span>
           <bdi class="who">{[arrival.platform, arrival.build].filter((each) => each !== "").join(" ")}</bdi>
         </summary>
         {isOpen && (
@@ -52,7 +64,7 @@ function One({arrival}: {arrival: Arrival}) {
             {arrival.record === null ? (
               <p class="note">It is too long to be shown here.</p>
             ) : (
-              <Record record={arrival.record} marked={markedOf(arrival)} />
+              <Record record={arrival.record} marked={[...markedOf(arrival), ...noted.keys()]} />
             )}
           </>
         )}
@@ -110,15 +122,37 @@ function Copy({url}: {url: string}) {
 
 const WRONG = "wrong"; // among the kinds, of which it is none
 
-function Arrivals() {
-  const {game = "", live_player, live_session} = useView().values;
-  const [isPaused, setPaused] = useState(false);
+function Nothing({isAny}: {isAny: boolean}) {
+  if (isAny) return <p class="note">None of what arrived lately is of this kind.</p>;
+  return (
+    <div class="empty">
+      <p>Nothing has arrived yet. A game reports something with:</p>
+      <pre>
+        <code>{CALLS.design}</code>
+      </pre>
+      <p>
+        It arrives within seconds, or at once with <code>Zorvane::flush();</code>
+      </p>
+    </div>
+  );
+}
+
+interface ArrivalsProps {
+  looking: Looking;
+  stream: Stream;
+  notes: Notes;
+  isPaused: boolean;
+  pause: (isPaused: boolean) => void;
+}
+
+function Arrivals({looking, stream, notes, isPaused, pause}: ArrivalsProps) {
   const [kind, setKind] = useState("");
-  const looking = {game, user_id: live_player, session_id: live_session};
-  const {arrivals, troubles, skipped, perSecond, state} = useLive(looking, isPaused);
+  const {arrivals, troubles, skipped, perSecond, state} = stream;
   const good = arrivals.filter((arrival) => !isTrouble(arrival));
   const kinds = [...new Set(good.map(({category}) => category))].sort();
   const shown = kind === WRONG ? troubles : kind === "" ? arrivals : good.filter(({category}) => category === kind);
+  const rate = isPaused || perSecond === null ? "" : `${number(perSecond)} records a second. `;
+  const rest = skipped > 0 ? `${whole(skipped)} more came than are shown here; all of them are kept.` : "";
   return (
     <>
       <div class="choices">
@@ -134,15 +168,15 @@ function Arrivals() {
             ))}
           </select>
         </label>
-        <button type="button" aria-pressed={isPaused} onClick={() => setPaused(!isPaused)}>
+        <button type="button" aria-pressed={isPaused} onClick={() => pause(!isPaused)}>
           {isPaused ? "Go on" : "Pause"}
         </button>
         <Copy url={liveUrl(looking)} />
       </div>
       <p role="status">{isPaused ? "Paused: nothing is asked for meanwhile." : STATES[state]}</p>
       <p class="note">
-        {number(perSecond)} records a second.{" "}
-        {skipped > 0 && `${whole(skipped)} more came than are shown here; all of them are kept.`}
+        {rate}
+        {rest}
       </p>
       {troubles.length > 0 && kind !== WRONG && (
         <p>
@@ -152,19 +186,11 @@ function Arrivals() {
         </p>
       )}
       {shown.length === 0 ? (
-        <div class="empty">
-          <p>Nothing has arrived yet. A game reports something with:</p>
-          <pre>
-            <code>{CALLS.design}</code>
-          </pre>
-          <p>
-            It arrives within seconds, or at once with <code>Zorvane::flush();</code>
-          </p>
-        </div>
+        <Nothing isAny={arrivals.length > 0} />
       ) : (
         <ol class="arrivals latest" tabIndex={0} aria-label="Arrivals, the latest first">
           {shown.map((arrival) => (
-            <One key={arrival.id} arrival={arrival} />
+            <One key={arrival.id} arrival={arrival} notes={notes} />
           ))}
         </ol>
       )}
@@ -172,20 +198,28 @@ function Arrivals() {
   );
 }
 
-function Refused() {
-  const {game = ""} = useView().values;
+const SHOWN = 50;
+const SEARCHED = 500; // of them those of one player or session
+
+// The refused ones say nowhere whose they are: their text does.
+const isOf = (record: string, id: string | undefined): boolean =>
+  id === undefined || record.includes(JSON.stringify(id));
+
+function Refused({looking, wrong}: {looking: Looking; wrong: number}) {
+  const {game, user_id, session_id} = looking;
+  const isAll = user_id === undefined && session_id === undefined;
+  const limit = isAll ? SHOWN : SEARCHED;
+  const asked = useAsked(`refused ${game} ${limit} ${wrong}`, (signal) => get("/api/refused", {game, limit}, signal));
   return (
-    <Answered
-      of={useAsked(`refused ${game}`, (signal) => get("/api/refused", {game, limit: 50}, signal))}
-      what="the refused records"
-    >
-      {(refused) =>
-        refused.length === 0 ? (
-          <p class="note">No record of this game was refused.</p>
-        ) : (
+    <Answered of={quietly(asked)} what="the refused records">
+      {(all) => {
+        const refused = all.filter(({record}) => isOf(record, user_id) && isOf(record, session_id)).slice(0, SHOWN);
+        if (refused.length === 0)
+          return <p class="note">No record of this {isAll ? "game" : "player or session"} was refused.</p>;
+        return (
           <ol class="arrivals">
-            {refused.map((each, index) => (
-              <li key={index} class="arrival bad">
+            {refused.map((each) => (
+              <li key={`${each.received_at} ${each.index} ${each.record}`} class="arrival bad">
                 <details>
                   <summary>
                     <time>{moment(each.received_at)}</time>
@@ -196,30 +230,23 @@ function Refused() {
               </li>
             ))}
           </ol>
-        )
-      }
+        );
+      }}
     </Answered>
   );
 }
 
-function Reasons() {
-  const filters = {
-    build: undefined,
-    platform: undefined,
-    custom_01: undefined,
-    custom_02: undefined,
-    custom_03: undefined,
-    ab_id: undefined,
-    ab_variant_id: undefined,
-  };
+const UNFILTERED = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
+
+function Reasons({wrong}: {wrong: number}) {
   return (
-    <Answered of={useQuestion("refused", filters)} what="the reasons">
+    <Answered of={quietly(useQuestion("refused", UNFILTERED, wrong))} what="the reasons">
       {({rows}) =>
         rows.length === 0 ? (
           <p class="note">There are none in this time.</p>
         ) : (
           <DataTable
-            caption="Why records were refused in this time"
+            caption="Reasons in this time"
             file="refused"
             rows={rows}
             columns={[
@@ -233,20 +260,70 @@ function Reasons() {
   );
 }
 
+type Note = Json<"/api/notes">[number];
+
+function Noted({all}: {all: readonly Note[]}) {
+  const view = useView();
+  if (all.length === 0) return <p class="note">There is nothing to point out.</p>;
+  const latest = [...all].sort((one, other) => other.last_at - one.last_at).slice(0, SHOWN_NOTES);
+  return (
+    <>
+      <DataTable
+        caption="What was pointed out last"
+        file="noted"
+        rows={latest}
+        columns={[
+          {name: "note", title: "Note"},
+          {name: "times", title: "Times", show: (value) => whole(numberOrNull(value))},
+          {name: "last_at", title: "Last", show: (value) => moment(numberOrNull(value))},
+        ]}
+      />
+      {all.length > SHOWN_NOTES && (
+        <p>
+          <a href={addressElsewhere(view, "collector")}>All {many(all.length, "note")}</a>
+        </p>
+      )}
+    </>
+  );
+}
+
+const STEP_MS = 1000; // between questions about what arrives
+const MOST_NOTES = 1000;
+const SHOWN_NOTES = 20;
+
 export function Live() {
+  const {game = "", live_player, live_session} = useView().values;
+  const [isPaused, setPaused] = useState(false);
+  const looking = {game, user_id: live_player, session_id: live_session};
+  const stream = useLive(looking, isPaused);
+  const wrong = useSteps(stream.wrong, STEP_MS);
+  const came = useSteps(stream.came, STEP_MS);
+  const asked = useAsked(`notes ${game} ${came}`, (signal) => get("/api/notes", {game, limit: MOST_NOTES}, signal));
+  const notes = useMemo(() => notesOf((asked.value ?? []).map(({note}) => note)), [asked.value]);
   return (
     <>
       <Section
         title="What arrives"
-        how="Each record a moment after it was kept, whatever the bar on top says but for the game. What breaks a rule is red, with the reason, and so are the calls that the library itself refused."
+        how="Each record a moment after it was kept, whatever the bar on top says but for the game. What breaks a rule is red, with the reason, and so are the calls that the library itself refused. What was kept but pointed out, such as a field that nobody knows, is noted in its line."
       >
-        <Arrivals />
+        <Arrivals looking={looking} stream={stream} notes={notes} isPaused={isPaused} pause={setPaused} />
       </Section>
-      <Section title="Refused lately" how="The latest records that broke a rule, with the fields in question marked.">
-        <Refused />
+      <Section
+        title="Refused lately"
+        how="The latest records that broke a rule, with the fields in question marked; of one player or session where the page looks for one."
+      >
+        <Refused looking={looking} wrong={wrong} />
       </Section>
-      <Section title="Why" how="Days are those of arrival.">
-        <Reasons />
+      <Section
+        title="Noted lately"
+        how="Records that were kept, in which something doesn't count as it may be meant: a field that nobody knows, an unusual form."
+      >
+        <Answered of={quietly(asked)} what="the notes">
+          {(all) => <Noted all={all} />}
+        </Answered>
+      </Section>
+      <Section title="Why records are refused" how="Of all players. Days are those of arrival.">
+        <Reasons wrong={wrong} />
       </Section>
     </>
   );

@@ -1,9 +1,9 @@
 // How the game is doing: the numbers of the time against those of the time before, and how they went by day and by hour.
-import {go, useView} from "../address";
+import {FILTERS, go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
-import {dayNumber, dayStart, dayText, eachDay, periodBefore, today} from "../days";
-import {duration, hour, minutes, money, share, unitsOf, whole} from "../format";
+import {dayNumber, daysIn, dayStart, dayText, eachDay, periodBefore, today} from "../days";
+import {duration, hour, many, minutes, money, share, unitsOf, whole} from "../format";
 import {Chart, type Mark} from "../parts/chart";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
@@ -40,56 +40,63 @@ function useNumbers(period?: {from: string; to: string}) {
   return together(whole, revenue, errors);
 }
 
+const WHOLE = 0.8; // of its days: a game or a build that began in the time before doesn't grow as it seems to
+
+const MOST_CURRENCIES = 6;
+type Format = (value: number | null) => string;
+
 function Now() {
-  const {from = "", to = ""} = useView().values;
-  const before = useNumbers(periodBefore(from, to));
-  const now = useNumbers();
+  const {values} = useView();
+  const {from = "", to = ""} = values;
+  const period = periodBefore(from, to);
+  const all = together(useNumbers(), useNumbers(period), useQuestion("overview", period));
   return (
-    <Answered of={together(now, before)} what="the numbers of this time and of the one before">
-      {([answers, answersBefore]) => {
+    <Answered of={all} what="the numbers of this time and of the one before">
+      {([answers, answersBefore, daysBefore]) => {
         const numbers = numbersOf(answers);
-        const earlier = numbersOf(answersBefore);
-        const wasEmpty = earlier.players === 0;
-        const old = (value: number | null) => (wasEmpty ? null : value);
         if (numbers.players === 0) return <Empty what="players" call={CALLS.start} />;
-        const currencies = [...numbers.revenue];
+        const earlier = numbersOf(answersBefore);
+        const days = daysIn(period.from, period.to);
+        const had = daysBefore.rows.length;
+        const isWhole = had >= days * WHOLE;
+        const old = (value: number | null) => (isWhole ? value : undefined);
+        const tile = (label: string, of: (numbers: Numbers) => number | null, format: Format, isShare = false) => (
+          <Tile
+            key={label}
+            label={label}
+            value={of(numbers)}
+            before={old(of(earlier))}
+            format={format}
+            isShare={isShare}
+            good="more"
+          />
+        );
+        const currencies = [...numbers.revenue.keys()].slice(0, MOST_CURRENCIES);
         return (
-          <Tiles>
-            <Tile label="Players" value={numbers.players} before={old(earlier.players)} format={whole} good="more" />
-            <Tile
-              label="New players"
-              value={numbers.newPlayers}
-              before={old(earlier.newPlayers)}
-              format={whole}
-              good="more"
-            />
-            <Tile label="Sessions" value={numbers.sessions} before={old(earlier.sessions)} format={whole} good="more" />
-            <Tile
-              label="Length of a session"
-              value={numbers.length}
-              before={old(earlier.length)}
-              format={duration}
-              good="more"
-            />
-            <Tile
-              label="Crash-free players"
-              value={numbers.crashFree}
-              before={old(earlier.crashFree)}
-              format={share}
-              good="more"
-            />
-            {currencies.slice(0, 6).map(([currency, total]) => (
-              <Tile
-                key={currency}
-                label={`Revenue in ${currency}`}
-                value={total}
-                before={old(earlier.revenue.get(currency) ?? 0)}
-                format={(value) => money(value, currency)}
-                good="more"
-              />
-            ))}
-            {currencies.length === 0 && <Tile label="Revenue" value={0} format={whole} note="no purchases" />}
-          </Tiles>
+          <>
+            <Tiles>
+              {tile("Players", (of) => of.players, whole)}
+              {tile("New players", (of) => of.newPlayers, whole)}
+              {tile("Sessions", (of) => of.sessions, whole)}
+              {tile("Length of a session", (of) => of.length, duration)}
+              {tile("Crash-free players", (of) => of.crashFree, share, true)}
+              {currencies.map((currency) =>
+                tile(
+                  `Revenue in ${currency}`,
+                  (of) => of.revenue.get(currency) ?? 0,
+                  (value) => money(value, currency),
+                ),
+              )}
+              {currencies.length === 0 && <Tile label="Revenue" value={0} format={whole} note="no purchases" />}
+            </Tiles>
+            {!isWhole && (
+              <p class="note">
+                There is no whole time before to compare with: of its {many(days, "day")},{" "}
+                {had === 0 ? "none has" : had === 1 ? "one has" : `${whole(had)} have`} data
+                {FILTERS.some((name) => values[name] !== undefined) && " with these filters"}.
+              </p>
+            )}
+          </>
         );
       }}
     </Answered>
@@ -234,7 +241,7 @@ export function Overview() {
       <Section
         title="This time"
         rows={{}}
-        how="Players are different ids with a record of any kind; new ones have none of an earlier day. A session's length is the mean of those that ended. Crash-free are the players without a critical error. The time before is the one of the same length that ended the day before. Amounts of different currencies are never added up."
+        how="Players are different ids with a record of any kind; new ones have none of an earlier day. A session's length is the mean of those that ended. Crash-free are the players without a critical error. The time before is the one of the same length that ended the day before, if most of its days have data. Shares differ by percentage points. Amounts of different currencies are never added up."
       >
         <Now />
       </Section>

@@ -1,4 +1,5 @@
 // The rows behind a number: the events themselves, the newest first, as the question of that number filters them.
+import {useEffect, useRef} from "preact/hooks";
 import {addressElsewhere, addressOf, changed, sharedOf, useView} from "../address";
 import {filtersOf, useQuestion} from "../asked";
 import {questionUrl} from "../api";
@@ -8,10 +9,35 @@ import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
 import {Answered} from "../parts/states";
-import {numberOrNull, textOf} from "../rows";
+import {numberOrNull, textOf, type Row} from "../rows";
 
 const MOST = 200;
 const LONGEST = 300; // characters of an event in words
+
+// Names the row in the address: by then there may be newer ones before it.
+const idOf = (row: Row): string => /"event_uuid": ?"([^"]+)"/.exec(textOf(row.record))?.[1] ?? "";
+
+function Chosen({row}: {row: Row | undefined}) {
+  const view = useView();
+  const place = useRef<HTMLDivElement>(null);
+  useEffect(() => place.current?.focus(), [row && idOf(row)]); // what was pressed may be far below
+  const close = addressOf({page: view.page, values: changed(view.values, {row: undefined})});
+  const leave = ({key}: KeyboardEvent) => key === "Escape" && (location.hash = close);
+  return (
+    <div ref={place} tabIndex={-1} class="chosen" onKeyDown={leave}>
+      <Section title="The record">
+        {row ? (
+          <Record record={row.record} />
+        ) : (
+          <p class="note">It is no longer among the latest {MOST}: choose fewer days, or look at its player.</p>
+        )}
+        <p>
+          <a href={close}>Close it</a>
+        </p>
+      </Section>
+    </div>
+  );
+}
 
 export function Rows() {
   const view = useView();
@@ -21,18 +47,11 @@ export function Rows() {
   const what = Object.entries(own)
     .map(([name, value]) => `${name} is ${value === "" ? "empty" : value}`)
     .join(", ");
-  const chosen = view.values.row === undefined ? undefined : asked.value?.rows[Number(view.values.row)];
+  const open = view.values.row;
   const csv = questionUrl("rows", {...filtersOf(view.values), ...own, limit: 1000, form: "csv"});
   return (
     <>
-      {chosen && (
-        <Section title="The record">
-          <p>
-            <a href={addressOf({page: view.page, values: changed(view.values, {row: undefined})})}>Close it</a>
-          </p>
-          <Record record={chosen.record} />
-        </Section>
-      )}
+      {open !== undefined && asked.value && <Chosen row={asked.value.rows.find((row) => idOf(row) === open)} />}
       <Section
         title={what === "" ? "All events" : `Events whose ${what}`}
         how={`The latest ${MOST} that the bar on top and this page's own filter leave, by the time of the device.`}
@@ -47,13 +66,13 @@ export function Rows() {
             <DataTable
               caption="Events"
               file="rows"
-              rows={rows.map((row, index) => ({...row, index}))}
+              rows={rows}
               columns={[
                 {
                   name: "client_ts",
                   title: "Time",
                   show: (value, row) => (
-                    <a href={addressOf({page: view.page, values: changed(view.values, {row: textOf(row.index)})})}>
+                    <a href={addressOf({page: view.page, values: changed(view.values, {row: idOf(row)})})}>
                       {value === null ? "without a time" : moment(numberOrNull(value))}
                     </a>
                   ),
@@ -62,14 +81,24 @@ export function Rows() {
                 {
                   name: "user_id",
                   title: "Player",
-                  show: (value) => <a href={addressElsewhere(view, "players", {player: textOf(value)})}>{value}</a>,
+                  show: (value) => (
+                    <a
+                      class="cut"
+                      title={textOf(value)}
+                      href={addressElsewhere(view, "players", {player: textOf(value)})}
+                    >
+                      {value}
+                    </a>
+                  ),
                 },
                 {name: "platform", title: "Platform"},
                 {name: "build", title: "Build"},
                 {
                   name: "record",
                   title: "What",
-                  show: (value, row) => <bdi>{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>,
+                  show: (value, row) => (
+                    <bdi class="short">{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>
+                  ),
                 },
               ]}
             />

@@ -22,6 +22,8 @@ interface Props {
 }
 
 const STEP = 100; // more at once only slow the page down
+const MANY = 7; // columns, of which more have to stand closer
+const FEW = 24; // characters that aren't broken into lines
 
 // What has no value comes last, whichever way it is sorted.
 function compare(one: Cell | undefined, other: Cell | undefined, order: 1 | -1): number {
@@ -42,6 +44,8 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
   const [most, setMost] = useState(STEP);
   const sorted = by === null ? rows : [...rows].sort((one, other) => compare(one[by.name], other[by.name], by.order));
   const isNumber = (name: string) => rows.some((row) => typeof row[name] === "number");
+  const hasFew = (name: string) => rows.every((row) => String(row[name] ?? "").length <= FEW);
+  const kinds = new Map(columns.map(({name}) => [name, isNumber(name) ? "of-numbers" : hasFew(name) ? "of-few" : ""]));
   const turn = (name: string) =>
     setBy({name, order: by?.name === name ? (by.order === 1 ? -1 : 1) : isNumber(name) ? -1 : 1});
   const keep = () =>
@@ -56,7 +60,7 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
   return (
     <div class="table">
       <div class="wide" tabIndex={0} role="region" aria-label={caption}>
-        <table>
+        <table class={columns.length > MANY ? "dense" : ""}>
           <caption>{caption}</caption>
           <thead>
             <tr>
@@ -64,7 +68,7 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
                 <th
                   key={name}
                   scope="col"
-                  class={isNumber(name) ? "of-numbers" : ""}
+                  class={kinds.get(name)}
                   aria-sort={by?.name !== name ? undefined : by.order === 1 ? "ascending" : "descending"}
                 >
                   <button type="button" onClick={() => turn(name)}>
@@ -77,15 +81,19 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
           <tbody>
             {sorted.slice(0, most).map((row, index) => (
               <tr key={index}>
-                {columns.map((column) => (
-                  <td
-                    key={column.name}
-                    dir={typeof row[column.name] === "string" ? "auto" : undefined}
-                    class={isNumber(column.name) ? "of-numbers" : ""}
-                  >
-                    {shown(column, row)}
-                  </td>
-                ))}
+                {columns.map((column, at) => {
+                  const Place = at === 0 ? "th" : "td"; // the first column says what the row is about
+                  return (
+                    <Place
+                      key={column.name}
+                      scope={at === 0 ? "row" : undefined}
+                      dir={typeof row[column.name] === "string" ? "auto" : undefined}
+                      class={kinds.get(column.name)}
+                    >
+                      {shown(column, row)}
+                    </Place>
+                  );
+                })}
               </tr>
             ))}
           </tbody>

@@ -1,11 +1,18 @@
-// The bar on top: whose numbers, of which days, of which players.
-import {FILTERS, go, useView, type FilterName} from "../address";
+// The bar on top: whose numbers, of which days, of which players. A narrow window shows it in a line, which unfolds.
+import {useRef, useState} from "preact/hooks";
+import {FILTERS, go, useView, type FilterName, type Values} from "../address";
 import type {Json} from "../api";
 import {useQuestion} from "../asked";
 import {dayNumber, daysIn, daysLater, isDay, today} from "../days";
 import {byVersion, groupedBy, sumOf, textOf, type Row} from "../rows";
+import {day, many} from "../format";
 
 type Games = Json<"/api/games">;
+
+export function nameOf(key: string | undefined, games: Games): string {
+  const name = games.find((game) => game.key === key)?.name ?? "";
+  return name === "" ? (key ?? "") : name;
+}
 
 const TITLES: Record<FilterName, string> = {
   build: "Build",
@@ -68,10 +75,13 @@ function Filter({name, found}: {name: FilterName; found: readonly string[]}) {
   );
 }
 
+const presetOf = (from: string, to: string) =>
+  to === today() ? PRESETS.find(([days]) => days === daysIn(from, to)) : undefined;
+
 function Period() {
   const view = useView();
   const {from = today(), to = today()} = view.values;
-  const preset = to === today() ? PRESETS.find(([days]) => days === daysIn(from, to))?.[0] : undefined;
+  const preset = presetOf(from, to)?.[0];
   const set = (name: "from" | "to", value: string) => {
     if (!isDay(value)) return;
     const other =
@@ -110,40 +120,70 @@ function Period() {
   );
 }
 
+// What is chosen, in a line.
+function wordsOf({game, from = today(), to = today(), ...others}: Values, games: Games): string {
+  const days = presetOf(from, to)?.[1] ?? (from === to ? day(from) : `${day(from)} – ${day(to)}`);
+  const filters = FILTERS.filter((name) => others[name] !== undefined).length;
+  return [nameOf(game, games), days, filters === 0 ? "" : many(filters, "filter")]
+    .filter((each) => each !== "")
+    .join(" · ");
+}
+
 export function TopBar({games}: {games: Games}) {
   const view = useView();
+  const [isOpen, setOpen] = useState(false);
+  const fold = useRef<HTMLButtonElement>(null);
+  const leave = (event: KeyboardEvent) => {
+    if (event.key !== "Escape" || !isOpen) return;
+    setOpen(false);
+    fold.current?.focus();
+  };
   const asked = useQuestion("segments", UNFILTERED); // one question for all of them
   const choices = choicesOf(asked.value?.rows ?? []);
   const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
   return (
-    <form
-      class="bar"
-      aria-busy={asked.isAsking}
-      aria-label="Game, time and filters"
-      onSubmit={(event) => event.preventDefault()}
-    >
-      <label>
-        Game
-        <select
-          value={view.values.game}
-          onChange={({currentTarget: {value}}) => go(view, {...UNFILTERED, game: value})}
-        >
-          {games.map(({key, name}) => (
-            <option key={key} value={key}>
-              {name === "" ? key : name}
-            </option>
-          ))}
-        </select>
-      </label>
-      <Period />
-      {FILTERS.map((name) => (
-        <Filter key={name} name={name} found={choices[name]} />
-      ))}
-      {isFiltered && (
-        <button type="button" onClick={() => go(view, UNFILTERED)}>
-          No filters
-        </button>
-      )}
-    </form>
+    <>
+      <button
+        type="button"
+        class="fold"
+        ref={fold}
+        aria-expanded={isOpen}
+        aria-controls="bar"
+        onClick={() => setOpen(!isOpen)}
+      >
+        {wordsOf(view.values, games)}
+      </button>
+      <form
+        id="bar"
+        class={isOpen ? "bar" : "bar folded"}
+        onKeyDown={leave}
+        aria-busy={asked.isAsking}
+        aria-label="Game, time and filters"
+        onSubmit={(event) => event.preventDefault()}
+      >
+        <label>
+          Game
+          <select
+            value={view.values.game}
+            onChange={({currentTarget: {value}}) => go(view, {...UNFILTERED, game: value})}
+          >
+            {games.map(({key}) => (
+              <option key={key} value={key}>
+                {nameOf(key, games)}
+              </option>
+            ))}
+          </select>
+        </label>
+        <Period />
+        {FILTERS.map((name) => (
+          <Filter key={name} name={name} found={choices[name]} />
+        ))}
+        {isFiltered && (
+          <button type="button" onClick={() => go(view, UNFILTERED)}>
+            No filters
+          </button>
+        )}
+      </form>
+    </>
   );
 }
