@@ -1,14 +1,16 @@
 // What goes wrong for players: errors and crashes, since which build, and how often.
 import {addressOf, changed, useView} from "../address";
+import type {Cell} from "../api";
 import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
-import {crashReportOf} from "../crash";
+import {crashReportOf, fileOf, placeOf, type CrashReport} from "../crash";
 import {dayStart, eachDay, today} from "../days";
 import {keyOf, troublesOf, type Trouble} from "../errors";
-import {whole} from "../format";
+import {many, shortDay, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
+import {Spark} from "../parts/spark";
 import {Answered, Empty} from "../parts/states";
 import {byDay, groupedBy, sumOf, textOf, type Row} from "../rows";
 
@@ -20,6 +22,14 @@ const SEVERITIES = [
   ["debug", 8],
 ] as const; // and their colours
 const compare = new Intl.Collator(undefined, {numeric: true}).compare;
+
+const dayShown = (value: Cell) => (value === "" ? "" : shortDay(dayStart(textOf(value))));
+
+// Times by day, in the order of days.
+const countsByDay = (rows: readonly Row[]): Row[] =>
+  [...groupedBy(rows, (row) => textOf(row.day))]
+    .map(([day, of]) => ({day, events: sumOf(of, "events")}))
+    .sort((one, other) => (one.day < other.day ? -1 : 1));
 
 function useDays(): string[] {
   const {from = "", to = ""} = useView().values;
@@ -56,33 +66,49 @@ function Trend() {
 // The builds that rows by severity, message and build are of, in the order of their names.
 const buildsOf = (rows: readonly Row[]): string[] => [...new Set(rows.map((row) => textOf(row.build)))].sort(compare);
 
+const playersShown = ([least, most]: Trouble["players"]): string =>
+  least === most ? whole(most) : `${whole(least)} to ${whole(most)}`;
+
 function List() {
   const view = useView();
-  const asked = together(useQuestion("errors"), useQuestion("errors", {by: "severity,message,build"}));
+  const days = useDays();
+  const asked = together(
+    useQuestion("errors"),
+    useQuestion("errors", {by: "severity,message,build"}),
+    useQuestion("errors", {daily: "yes"}),
+  );
   return (
     <Answered of={asked} what="the errors">
-      {([{rows}, byBuild]) => {
+      {([{rows}, byBuild, daily]) => {
         if (rows.length === 0) return <Empty what="errors" call={CALLS.error} />;
-        const builds = groupedBy(byBuild.rows, keyOf);
+        const buildRows = groupedBy(byBuild.rows, keyOf);
+        const dayRows = groupedBy(daily.rows, keyOf);
         const list = troublesOf(rows).map((trouble) => {
-          const of = buildsOf(builds.get(keyOf({severity: trouble.severity, message: trouble.messages[0]!})) ?? []);
+          const builds = buildsOf(buildRows.get(trouble.key) ?? []);
+          const seen = countsByDay(dayRows.get(trouble.key) ?? []);
           return {
-            id: trouble.id,
-            severity: trouble.severity,
-            title: trouble.title,
-            events: trouble.events,
-            players: trouble.players,
-            is_exact: Number(trouble.isExact),
-            first: of[0] ?? "",
-            last: of.at(-1) ?? "",
+            trouble,
+            counts: byDay(seen, days, (row) => row.events as number),
+            cells: {
+              id: trouble.id,
+              severity: trouble.severity,
+              title: trouble.title,
+              events: trouble.events,
+              players: trouble.players[1],
+              first: builds[0] ?? "",
+              last: builds.at(-1) ?? "",
+              first_day: seen[0]?.day ?? "",
+              last_day: seen.at(-1)?.day ?? "",
+            },
           };
         });
+        const found = new Map(list.map((each) => [each.trouble.id, each]));
         return (
           <DataTable
             caption="Errors"
             file="errors"
             sort="events"
-            rows={list}
+            rows={list.map((each) => each.cells)}
             columns={[
               {
                 name: "title",
@@ -101,19 +127,55 @@ function List() {
                 title: "Severity",
                 show: (value) => <span class={`severity ${textOf(value)}`}>{value}</span>,
               },
-              {name: "events", title: "Times"},
+              {
+                name: "events",
+                title: "Times",
+                show: (value, row) => (
+                  <>
+                    <Spark values={found.get(textOf(row.id))?.counts ?? []} /> {whole(value as number)}
+                  </>
+                ),
+              },
               {
                 name: "players",
                 title: "Players",
-                show: (value, row) => `${row.is_exact === 1 ? "" : "up to "}${whole(value as number)}`,
+                show: (_, row) => playersShown(found.get(textOf(row.id))!.trouble.players),
               },
               {name: "first", title: "First build"},
               {name: "last", title: "Last build"},
+              {name: "first_day", title: "First day", show: dayShown},
+              {name: "last_day", title: "Last day", show: dayShown},
             ]}
           />
         );
       }}
     </Answered>
+  );
+}
+
+function Frames({report}: {report: CrashReport}) {
+  return (
+    <>
+      {report.culprit > 0 && (
+        <p class="note">
+          It crashed in frame {report.culprit}; the {many(report.culprit, "frame")} before are those that handled the
+          crash.
+        </p>
+      )}
+      <ol class="frames" start={0}>
+        {report.frames.map((frame, index) => (
+          <li
+            key={index}
+            class={index === report.culprit ? "culprit" : index < report.culprit || frame.isSystem ? "aside" : ""}
+          >
+            <code title={frame.module}>
+              <bdi>{placeOf(frame)}</bdi>
+            </code>{" "}
+            {frame.name !== "" && <span class="none">{fileOf(frame) + frame.offset}</span>}
+          </li>
+        ))}
+      </ol>
+    </>
   );
 }
 
@@ -132,13 +194,13 @@ function Report({message}: {message: string}) {
           <li key={fact}>{fact}</li>
         ))}
       </ul>
-      <ol class="frames" start={0}>
-        {report.frames.map((frame) => (
-          <li key={frame.number}>
-            <code>{frame.where}</code> <span class="none">{frame.module}</span>
-          </li>
-        ))}
-      </ol>
+      <Frames report={report} />
+      <details>
+        <summary>The report as it came</summary>
+        <pre class="message">
+          <code>{message}</code>
+        </pre>
+      </details>
     </div>
   );
 }
@@ -147,17 +209,16 @@ const MOST_SHOWN = 20;
 
 function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
   const days = useDays();
-  const key = keyOf({severity: trouble.severity, message: trouble.messages[0]!});
   return (
     <>
+      <p>
+        <span class={`severity ${trouble.severity}`}>{trouble.severity}</span>, {many(trouble.events, "time")}, of{" "}
+        {playersShown(trouble.players)} players
+      </p>
       <Report message={trouble.messages[0]!} />
       <Answered of={useQuestion("errors", {daily: "yes"})} what="its days">
         {({rows}) => {
-          const own = groupedBy(
-            rows.filter((row) => keyOf(row) === key),
-            (row) => textOf(row.day),
-          );
-          const counts = [...own].map(([day, of]) => ({day, events: sumOf(of, "events")}));
+          const counts = countsByDay(rows.filter((row) => keyOf(row) === trouble.key));
           return (
             <Chart
               title="Times by day"
@@ -208,13 +269,13 @@ function Chosen({id}: {id: string}) {
   const rows = trouble && {
     category: "error",
     severity: trouble.severity,
-    message: trouble.isExact && trouble.messages[0]!.length < LONGEST ? trouble.messages[0] : undefined,
+    message: trouble.messages.length === 1 && trouble.messages[0]!.length < LONGEST ? trouble.messages[0] : undefined,
   };
   return (
     <Section
       title={trouble?.title ?? "An error"}
       rows={rows}
-      how="Messages that differ only in addresses, or in the build that a crash report names, are one."
+      how="Other messages are errors of their own. Crashes of the same exception in the same functions are one error, whatever the build, the addresses and the exception's text."
     >
       <p>
         <a href={addressOf({page: view.page, values: changed(view.values, {error: undefined})})}>All errors</a>
@@ -222,13 +283,7 @@ function Chosen({id}: {id: string}) {
       <Answered of={asked} what="the error">
         {([, byBuild]) =>
           trouble ? (
-            <One
-              key={id}
-              trouble={trouble}
-              byBuild={byBuild.rows.filter(
-                (row) => keyOf(row) === keyOf({severity: trouble.severity, message: trouble.messages[0]!}),
-              )}
-            />
+            <One key={id} trouble={trouble} byBuild={byBuild.rows.filter((row) => keyOf(row) === trouble.key)} />
           ) : (
             <p class="note">It isn't there in this time, with these filters.</p>
           )
@@ -246,13 +301,13 @@ export function Errors() {
       <Section
         title="Day by day"
         rows={{category: "error"}}
-        how="Reports of errors; crashes that the library caught are critical ones."
+        how="What the game reported as errors, and the crashes that the library caught: those are critical."
       >
         <Trend />
       </Section>
       <Section
         title="What happened"
-        how="One line for each message; crashes with the same frames are one, whatever the build. First and last build are those of this time, in the order of their names. Players of several messages may be the same, so their sum is the most that there can be."
+        how="One line for each message; crashes of the same exception in the same functions are one. First and last are those of this time, builds in the order of their versions. A crash whose report differs by build has a range of players: whoever had it in two builds can't be told apart from two players."
       >
         <List />
       </Section>

@@ -3,7 +3,7 @@ import {go, useView} from "../address";
 import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
 import {dayStart, eachDay, today} from "../days";
-import {many, money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
+import {money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
@@ -155,8 +155,6 @@ function dayBy(rows: readonly Row[], players: number): number {
   return numberOf(inOrder.find((row) => (sum += numberOf(row.players)) >= players)?.days_later);
 }
 
-const later = (days: number): string => (days === 0 ? "on the first day" : `${many(days, "day")} later`);
-
 function FirstPurchases() {
   const asked = together(useQuestion("first_purchases"), useQuestion("overview", {whole: "yes"}));
   return (
@@ -178,8 +176,8 @@ function FirstPurchases() {
                 note={`${whole(all)} of ${whole(came)}`}
               />
               <Tile label="Paid on their first day" value={ratio(found.get(0) ?? 0, all)} format={share} />
-              <Tile label="Half of them had paid" value={dayBy(rows, all / 2)} format={(days) => later(days ?? 0)} />
-              <Tile label="Nine of ten had" value={dayBy(rows, all * 0.9)} format={(days) => later(days ?? 0)} />
+              <Tile label="Half of these had paid by" value={dayBy(rows, all / 2)} format={(days) => `day ${days}`} />
+              <Tile label="Nine of ten by" value={dayBy(rows, all * 0.9)} format={(days) => `day ${days}`} />
             </Tiles>
             <Chart
               title="Players by when they first paid"
