@@ -21,6 +21,15 @@ function shortened(text: string): string {
 
 export const keyOf = (row: Row): string => `${textOf(row.severity)}\n${signatureOf(textOf(row.message))}`;
 
+// Of a row of the question rows; cut short it is no JSON any more.
+export function messageOf(row: Row): string {
+  try {
+    return String((JSON.parse(textOf(row.record)) as {message?: unknown}).message ?? "");
+  } catch {
+    return "";
+  }
+}
+
 // Of rows by severity and message.
 export function troublesOf(rows: readonly Row[]): Trouble[] {
   return [...groupedBy(rows, keyOf)].map(([key, group]) => {

@@ -14,7 +14,7 @@ import {byDay, groupedBy, numberOf, numberOrNull, ratio, sumOf, textOf, type Row
 
 const each = (row: Row): number | null => ratio(numberOf(row.earned), numberOf(row.spent));
 const held = (row: Row): number | null => ratio(numberOf(row.balance), numberOf(row.players));
-const shareShown = (value: unknown) => share(value as number | null);
+const shareShown = (value: unknown) => (value === null ? "" : share(value as number));
 
 const runningSum = (values: readonly (number | null)[]): number[] => {
   let sum = 0;
@@ -59,10 +59,10 @@ function Currencies({rows}: {rows: readonly Row[]}) {
 
 const SIDES: readonly Column[] = [
   {name: "earned", title: "Earned"},
-  {name: "earned_share", title: "Part of all earned", show: shareShown},
+  {name: "earned_share", title: "Of all earned", show: shareShown},
   {name: "players_earning", title: "Players earning"},
   {name: "spent", title: "Spent"},
-  {name: "spent_share", title: "Part of all spent", show: shareShown},
+  {name: "spent_share", title: "Of all spent", show: shareShown},
   {name: "players_spending", title: "Players spending"},
 ];
 

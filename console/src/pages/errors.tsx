@@ -5,7 +5,7 @@ import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
 import {crashReportOf, fileOf, placeOf, type CrashReport} from "../crash";
 import {dayStart, eachDay, today} from "../days";
-import {keyOf, troublesOf, type Trouble} from "../errors";
+import {keyOf, messageOf, troublesOf, type Trouble} from "../errors";
 import {many, shortDay, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
@@ -98,7 +98,6 @@ function List() {
               first: builds[0] ?? "",
               last: builds.at(-1) ?? "",
               first_day: seen[0]?.day ?? "",
-              last_day: seen.at(-1)?.day ?? "",
             },
           };
         });
@@ -144,7 +143,6 @@ function List() {
               {name: "first", title: "First build"},
               {name: "last", title: "Last build"},
               {name: "first_day", title: "First day", show: dayShown},
-              {name: "last_day", title: "Last day", show: dayShown},
             ]}
           />
         );
@@ -206,6 +204,20 @@ function Report({message}: {message: string}) {
 }
 
 const MOST_SHOWN = 20;
+const MOST_READ = 1000; // rows
+
+// How many different players: counted from the rows where several messages are one error and the rows can all be read.
+function Players({trouble}: {trouble: Trouble}) {
+  const isKnown = trouble.messages.length === 1;
+  const asked = useQuestion("rows", {category: "error", severity: trouble.severity, limit: isKnown ? 1 : MOST_READ});
+  const rows = asked.value?.rows ?? [];
+  if (isKnown || rows.length === 0 || rows.length === MOST_READ) {
+    const [least, most] = trouble.players;
+    return <>{most === 1 ? "1 player" : `${playersShown([least, most])} players`}</>;
+  }
+  const own = rows.filter((row) => keyOf({severity: trouble.severity, message: messageOf(row)}) === trouble.key);
+  return <>{many(new Set(own.map((row) => row.user_id)).size, "player")}</>;
+}
 
 function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
   const days = useDays();
@@ -213,7 +225,7 @@ function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
     <>
       <p>
         <span class={`severity ${trouble.severity}`}>{trouble.severity}</span>, {many(trouble.events, "time")}, of{" "}
-        {playersShown(trouble.players)} players
+        <Players trouble={trouble} />
       </p>
       <Report message={trouble.messages[0]!} />
       <Answered of={useQuestion("errors", {daily: "yes"})} what="its days">
@@ -260,6 +272,7 @@ function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
   );
 }
 
+const LONGEST_TITLE = 200;
 const LONGEST = 2000; // an address holds no more
 
 function Chosen({id}: {id: string}) {
@@ -273,7 +286,7 @@ function Chosen({id}: {id: string}) {
   };
   return (
     <Section
-      title={trouble?.title ?? "An error"}
+      title={trouble ? trouble.title.slice(0, LONGEST_TITLE) : "An error"}
       rows={rows}
       how="Other messages are errors of their own. Crashes of the same exception in the same functions are one error, whatever the build, the addresses and the exception's text."
     >
@@ -307,7 +320,7 @@ export function Errors() {
       </Section>
       <Section
         title="What happened"
-        how="One line for each message; crashes of the same exception in the same functions are one. First and last are those of this time, builds in the order of their versions. A crash whose report differs by build has a range of players: whoever had it in two builds can't be told apart from two players."
+        how="One line for each message; crashes of the same exception in the same functions are one. First and last are those of this time, builds in the order of their versions; the bars are its days. Reports of one crash differ by build and run, so its players are given as at least and at most; its own page counts them."
       >
         <List />
       </Section>
