@@ -8,17 +8,16 @@ import {Funnel} from "../parts/funnel";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
-import {numberOf, ratio, textOf, type Row} from "../rows";
+import {byVersion, numberOf, ratio, textOf, type Row} from "../rows";
 
 const PARTS = ["progression01", "progression02", "progression03"] as const;
 const nameOf = (row: Row): string =>
   PARTS.map((part) => textOf(row[part]))
     .filter((part) => part !== "")
     .join(" · ");
-const compare = new Intl.Collator(undefined, {numeric: true}).compare;
 // Those that more players start come before: that is how a game is played through.
 const inOrder = (one: Row, other: Row): number =>
-  numberOf(other.players_started) - numberOf(one.players_started) || compare(textOf(one.level), textOf(other.level));
+  numberOf(other.players_started) - numberOf(one.players_started) || byVersion(textOf(one.level), textOf(other.level));
 
 const measured = (row: Row): Row => ({
   ...row,
