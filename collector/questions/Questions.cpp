@@ -113,15 +113,24 @@ Table revenue(Engine& engine, const Filter& filter, const Own& own) {
                       .sums = {Sum::events, Sum::players, Sum::total}});
 }
 
+// Who earned or spent isn't the sum of both. Counted for currencies alone: it takes as long as all the rest.
+void addPlayers(Engine& engine, const Filter& filter, const Query& query, Table& table) {
+  std::map<std::string, Value> players;
+  for (const Line& row : countWithin(engine, filter, query).rows) players[textOf(row[0])] = row[2];
+  table.columns.emplace_back("players");
+  for (Line& row : table.rows) row.push_back(players[textOf(row[0])]);
+}
+
 // A row for each currency, or what it is split by: both flows side by side.
 Table economy(Engine& engine, const Filter& filter, const Own& own) {
   const auto by =
       columnsOf(own, "by", {Column::currency}, withSegments({Column::currency, Column::itemType, Column::itemId}));
-  Query query{
+  const Query query{
       .category = "resource", .by = by, .byDay = isSet(own, "daily"), .sums = {Sum::events, Sum::players, Sum::total}};
-  query.by.push_back(Column::flow);
-  const Table found = countWithin(engine, filter, query);
-  const std::size_t names = query.by.size() - 1 + (query.byDay ? 1 : 0);
+  Query byFlow = query;
+  byFlow.by.push_back(Column::flow);
+  const Table found = countWithin(engine, filter, byFlow);
+  const std::size_t names = query.by.size() + (query.byDay ? 1 : 0);
   struct Flows {
     std::array<std::int64_t, 2> events{}, players{};  // sources, sinks
     std::array<double, 2> totals{};
@@ -143,6 +152,7 @@ Table economy(Engine& engine, const Filter& filter, const Own& own) {
     row.insert(row.end(), {flows.events[0], flows.players[0], earned, flows.events[1], flows.players[1],
                            spent == 0 ? 0.0 : -spent, earned + spent});
   }
+  if (!query.byDay && query.by == std::vector{Column::currency}) addPlayers(engine, filter, query, table);
   return table;
 }
 

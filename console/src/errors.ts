@@ -1,24 +1,16 @@
 // Errors in groups: messages that differ only in what changes from run to run, or in the build that a crash report names,
 // are one trouble.
-import {crashReportOf, titleOf} from "./crash";
-import {groupedBy, numberOf, textOf, type Row} from "./rows";
+import {signatureOf, titleOf} from "./crash";
+import {groupedBy, numberOf, sumOf, textOf, type Row} from "./rows";
 
 export interface Trouble {
   readonly id: string; // short, for the address
+  readonly key: string; // of keyOf()
   readonly severity: string;
   readonly title: string;
   readonly messages: readonly string[];
   readonly events: number;
-  readonly players: number; // added up over the messages: at most so many
-  readonly isExact: boolean; // one message: exactly so many
-}
-
-// By its frames, without addresses, or else by the message itself.
-function signatureOf(message: string): string {
-  const report = crashReportOf(message);
-  if (!report) return message;
-  const facts = report.facts.slice(1).join("\n");
-  return [facts, ...report.frames.map((frame) => frame.where.replace(/\+0x[0-9a-f]+|\[0x[0-9a-f]+\]/g, ""))].join("\n");
+  readonly players: readonly [number, number]; // at least and at most: those of several messages may be the same
 }
 
 function shortened(text: string): string {
@@ -29,18 +21,27 @@ function shortened(text: string): string {
 
 export const keyOf = (row: Row): string => `${textOf(row.severity)}\n${signatureOf(textOf(row.message))}`;
 
+// Of a row of the question rows; cut short it is no JSON any more.
+export function messageOf(row: Row): string {
+  try {
+    return String((JSON.parse(textOf(row.record)) as {message?: unknown}).message ?? "");
+  } catch {
+    return "";
+  }
+}
+
 // Of rows by severity and message.
 export function troublesOf(rows: readonly Row[]): Trouble[] {
   return [...groupedBy(rows, keyOf)].map(([key, group]) => {
     const first = group[0]!;
     return {
       id: shortened(key),
+      key,
       severity: textOf(first.severity),
       title: titleOf(textOf(first.message)),
       messages: group.map((row) => textOf(row.message)),
-      events: group.reduce((sum, row) => sum + numberOf(row.events), 0),
-      players: group.reduce((sum, row) => sum + numberOf(row.players), 0),
-      isExact: group.length === 1,
+      events: sumOf(group, "events"),
+      players: [Math.max(...group.map((row) => numberOf(row.players))), sumOf(group, "players")],
     };
   });
 }

@@ -4,6 +4,7 @@ const whole_ = new Intl.NumberFormat(undefined, {maximumFractionDigits: 0});
 const number_ = new Intl.NumberFormat(undefined, {maximumFractionDigits: 2});
 const fine_ = new Intl.NumberFormat(undefined, {maximumSignificantDigits: 3});
 const short_ = new Intl.NumberFormat(undefined, {notation: "compact", maximumFractionDigits: 2});
+const huge_ = new Intl.NumberFormat(undefined, {notation: "scientific", maximumFractionDigits: 2});
 const share_ = new Intl.NumberFormat(undefined, {style: "percent", maximumFractionDigits: 1});
 const wholeShare_ = new Intl.NumberFormat(undefined, {style: "percent", maximumFractionDigits: 0});
 const day_ = new Intl.DateTimeFormat(undefined, {timeZone: "UTC", dateStyle: "medium"});
@@ -18,10 +19,17 @@ const or =
   (value: number | null | undefined): string =>
     value === null || value === undefined || Number.isNaN(value) ? NONE : format(value);
 
-export const whole = or((value) => whole_.format(value));
+// Beyond this nobody counts digits, and a double has no more of them.
+const HUGE = 1e15;
+const formatOf = (value: number, usual: Intl.NumberFormat): Intl.NumberFormat => {
+  const size = Math.abs(value);
+  return size >= HUGE ? huge_ : size > 0 && size < 1 ? fine_ : usual;
+};
+
+export const whole = or((value) => (Math.abs(value) >= HUGE ? huge_ : whole_).format(value));
 // Two digits behind the point, of small numbers as many as it takes.
-export const number = or((value) => (value !== 0 && Math.abs(value) < 1 ? fine_ : number_).format(value));
-export const short = or((value) => (Math.abs(value) < 1000 ? number_ : short_).format(value));
+export const number = or((value) => formatOf(value, number_).format(value));
+export const short = or((value) => formatOf(value, Math.abs(value) < 1000 ? number_ : short_).format(value));
 export const wholeShare = or((value) => wholeShare_.format(value));
 export const share = or((value) => share_.format(value));
 export const change = (value: number): string => `${value > 0 ? "+" : ""}${share_.format(value)}`;
@@ -68,7 +76,7 @@ export const duration = or((seconds) => {
 const minutes_ = new Intl.NumberFormat(undefined, {
   style: "unit",
   unit: "minute",
-  unitDisplay: "narrow",
+  unitDisplay: "short", // a narrow one would be read as millions
   maximumFractionDigits: 1,
 });
 export const minutes = or((seconds) => minutes_.format(seconds / 60));
@@ -83,27 +91,43 @@ export const bytes = or((value) => {
   return new Intl.NumberFormat(undefined, style).format(value / 1000 ** step);
 });
 
+type Style = Pick<Intl.NumberFormatOptions, "notation" | "minimumFractionDigits" | "maximumFractionDigits">;
 const currencies = new Map<string, Intl.NumberFormat | null>();
-function currencyFormat(currency: string): Intl.NumberFormat | null {
-  if (!currencies.has(currency)) {
+function currencyFormat(currency: string, style: Style = {}): Intl.NumberFormat | null {
+  const key = JSON.stringify([currency, style]);
+  if (!currencies.has(key)) {
     try {
-      currencies.set(currency, new Intl.NumberFormat(undefined, {style: "currency", currency}));
+      currencies.set(key, new Intl.NumberFormat(undefined, {style: "currency", currency, ...style}));
     } catch {
-      currencies.set(currency, null); // games may write what no country has
+      currencies.set(key, null); // games may write what no country has
     }
   }
-  return currencies.get(currency) ?? null;
+  return currencies.get(key) ?? null;
 }
+
+const digitsOf = (currency: string): number => currencyFormat(currency)?.resolvedOptions().maximumFractionDigits ?? 2;
 
 // How many of its smallest unit a currency's unit has: 100 cents are a dollar, a yen is its own.
-export function unitsOf(currency: string): number {
-  return 10 ** (currencyFormat(currency)?.resolvedOptions().maximumFractionDigits ?? 2);
+export const unitsOf = (currency: string): number => 10 ** digitsOf(currency);
+
+// An amount of whole units, such as dollars. What a player pays on average may be a part of a cent: three digits of it
+// are shown, however small it is.
+export function moneyWhole(amount: number | null | undefined, currency: string): string {
+  return or((value) => {
+    const usual = digitsOf(currency);
+    const needed = value === 0 ? 0 : Math.min(12, 2 - Math.floor(Math.log10(Math.abs(value))));
+    const style =
+      Math.abs(value) >= HUGE
+        ? ({notation: "scientific", maximumFractionDigits: 2} as const)
+        : {minimumFractionDigits: usual, maximumFractionDigits: Math.max(usual, needed)};
+    return currencyFormat(currency, style)?.format(value) ?? `${number(value)} ${currency}`;
+  })(amount);
 }
 
-// An amount of whole units, such as dollars.
-export function moneyWhole(amount: number | null | undefined, currency: string): string {
-  return or((value) => currencyFormat(currency)?.format(value) ?? `${number_.format(value)} ${currency}`)(amount);
-}
+// The same along an axis.
+export const moneyShort = (amount: number, currency: string): string =>
+  currencyFormat(currency, {notation: "compact", minimumFractionDigits: 0, maximumFractionDigits: 2})?.format(amount) ??
+  `${short(amount)} ${currency}`;
 
 // An amount of the smallest units, as games report purchases.
 export function money(amount: number | null | undefined, currency: string): string {

@@ -211,8 +211,8 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
             "2026-01-11,2,4515,30,30,30,9000,9000,9000\n"},
            {"economy",
             {},
-            "currency,sources,players_earning,earned,sinks,players_spending,spent,balance\n"
-            "gems,2,2,12,1,1,4.5,7.5\n"},
+            "currency,sources,players_earning,earned,sinks,players_spending,spent,balance,players\n"
+            "gems,2,2,12,1,1,4.5,7.5,2\n"},
            {"economy",
             {{"by", "item_type"}, {"daily", "yes"}},
             "day,item_type,sources,players_earning,earned,sinks,players_spending,spent,balance\n"

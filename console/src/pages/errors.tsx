@@ -1,14 +1,16 @@
 // What goes wrong for players: errors and crashes, since which build, and how often.
 import {addressOf, changed, useView} from "../address";
+import type {Cell} from "../api";
 import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
-import {crashReportOf} from "../crash";
+import {crashReportOf, fileOf, placeOf, type CrashReport} from "../crash";
 import {dayStart, eachDay, today} from "../days";
-import {keyOf, troublesOf, type Trouble} from "../errors";
-import {whole} from "../format";
+import {keyOf, messageOf, troublesOf, type Trouble} from "../errors";
+import {many, shortDay, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
+import {Spark} from "../parts/spark";
 import {Answered, Empty} from "../parts/states";
 import {byDay, byVersion, groupedBy, sumOf, textOf, type Row} from "../rows";
 
@@ -19,6 +21,14 @@ const SEVERITIES = [
   ["info", 1],
   ["debug", 8],
 ] as const; // and their colours
+
+const dayShown = (value: Cell) => (value === "" ? "" : shortDay(dayStart(textOf(value))));
+
+// Times by day, in the order of days.
+const countsByDay = (rows: readonly Row[]): Row[] =>
+  [...groupedBy(rows, (row) => textOf(row.day))]
+    .map(([day, of]) => ({day, events: sumOf(of, "events")}))
+    .sort((one, other) => (one.day < other.day ? -1 : 1));
 
 function useDays(): string[] {
   const {from = "", to = ""} = useView().values;
@@ -55,33 +65,48 @@ function Trend() {
 // The builds that rows by severity, message and build are of, the first version first.
 const buildsOf = (rows: readonly Row[]): string[] => [...new Set(rows.map((row) => textOf(row.build)))].sort(byVersion);
 
+const playersShown = ([least, most]: Trouble["players"]): string =>
+  least === most ? whole(most) : `${whole(least)} to ${whole(most)}`;
+
 function List() {
   const view = useView();
-  const asked = together(useQuestion("errors"), useQuestion("errors", {by: "severity,message,build"}));
+  const days = useDays();
+  const asked = together(
+    useQuestion("errors"),
+    useQuestion("errors", {by: "severity,message,build"}),
+    useQuestion("errors", {daily: "yes"}),
+  );
   return (
     <Answered of={asked} what="the errors">
-      {([{rows}, byBuild]) => {
+      {([{rows}, byBuild, daily]) => {
         if (rows.length === 0) return <Empty what="errors" call={CALLS.error} />;
-        const builds = groupedBy(byBuild.rows, keyOf);
+        const buildRows = groupedBy(byBuild.rows, keyOf);
+        const dayRows = groupedBy(daily.rows, keyOf);
         const list = troublesOf(rows).map((trouble) => {
-          const of = buildsOf(builds.get(keyOf({severity: trouble.severity, message: trouble.messages[0]!})) ?? []);
+          const builds = buildsOf(buildRows.get(trouble.key) ?? []);
+          const seen = countsByDay(dayRows.get(trouble.key) ?? []);
           return {
-            id: trouble.id,
-            severity: trouble.severity,
-            title: trouble.title,
-            events: trouble.events,
-            players: trouble.players,
-            is_exact: Number(trouble.isExact),
-            first: of[0] ?? "",
-            last: of.at(-1) ?? "",
+            trouble,
+            counts: byDay(seen, days, (row) => row.events as number),
+            cells: {
+              id: trouble.id,
+              severity: trouble.severity,
+              title: trouble.title,
+              events: trouble.events,
+              players: trouble.players[1],
+              first: builds[0] ?? "",
+              last: builds.at(-1) ?? "",
+              first_day: seen[0]?.day ?? "",
+            },
           };
         });
+        const found = new Map(list.map((each) => [each.trouble.id, each]));
         return (
           <DataTable
             caption="Errors"
             file="errors"
             sort="events"
-            rows={list}
+            rows={list.map((each) => each.cells)}
             columns={[
               {
                 name: "title",
@@ -100,19 +125,54 @@ function List() {
                 title: "Severity",
                 show: (value) => <span class={`severity ${textOf(value)}`}>{value}</span>,
               },
-              {name: "events", title: "Times"},
+              {
+                name: "events",
+                title: "Times",
+                show: (value, row) => (
+                  <>
+                    <Spark values={found.get(textOf(row.id))?.counts ?? []} /> {whole(value as number)}
+                  </>
+                ),
+              },
               {
                 name: "players",
                 title: "Players",
-                show: (value, row) => `${row.is_exact === 1 ? "" : "up to "}${whole(value as number)}`,
+                show: (_, row) => playersShown(found.get(textOf(row.id))!.trouble.players),
               },
               {name: "first", title: "First build"},
               {name: "last", title: "Last build"},
+              {name: "first_day", title: "First day", show: dayShown},
             ]}
           />
         );
       }}
     </Answered>
+  );
+}
+
+function Frames({report}: {report: CrashReport}) {
+  return (
+    <>
+      {report.culprit > 0 && (
+        <p class="note">
+          It crashed in frame {report.culprit}; the {many(report.culprit, "frame")} before are those that handled the
+          crash.
+        </p>
+      )}
+      <ol class="frames" start={0}>
+        {report.frames.map((frame, index) => (
+          <li
+            key={index}
+            class={index === report.culprit ? "culprit" : index < report.culprit || frame.isSystem ? "aside" : ""}
+          >
+            <code title={frame.module}>
+              <bdi>{placeOf(frame)}</bdi>
+            </code>{" "}
+            {frame.name !== "" && <span class="none">{fileOf(frame) + frame.offset}</span>}
+          </li>
+        ))}
+      </ol>
+    </>
   );
 }
 
@@ -131,32 +191,45 @@ function Report({message}: {message: string}) {
           <li key={fact}>{fact}</li>
         ))}
       </ul>
-      <ol class="frames" start={0}>
-        {report.frames.map((frame) => (
-          <li key={frame.number}>
-            <code>{frame.where}</code> <span class="none">{frame.module}</span>
-          </li>
-        ))}
-      </ol>
+      <Frames report={report} />
+      <details>
+        <summary>The report as it came</summary>
+        <pre class="message">
+          <code>{message}</code>
+        </pre>
+      </details>
     </div>
   );
 }
 
 const MOST_SHOWN = 20;
+const MOST_READ = 1000; // rows
+
+// How many different players: counted from the rows where several messages are one error and the rows can all be read.
+function Players({trouble}: {trouble: Trouble}) {
+  const isKnown = trouble.messages.length === 1;
+  const asked = useQuestion("rows", {category: "error", severity: trouble.severity, limit: isKnown ? 1 : MOST_READ});
+  const rows = asked.value?.rows ?? [];
+  if (isKnown || rows.length === 0 || rows.length === MOST_READ) {
+    const [least, most] = trouble.players;
+    return <>{most === 1 ? "1 player" : `${playersShown([least, most])} players`}</>;
+  }
+  const own = rows.filter((row) => keyOf({severity: trouble.severity, message: messageOf(row)}) === trouble.key);
+  return <>{many(new Set(own.map((row) => row.user_id)).size, "player")}</>;
+}
 
 function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
   const days = useDays();
-  const key = keyOf({severity: trouble.severity, message: trouble.messages[0]!});
   return (
     <>
+      <p>
+        <span class={`severity ${trouble.severity}`}>{trouble.severity}</span>, {many(trouble.events, "time")}, of{" "}
+        <Players trouble={trouble} />
+      </p>
       <Report message={trouble.messages[0]!} />
       <Answered of={useQuestion("errors", {daily: "yes"})} what="its days">
         {({rows}) => {
-          const own = groupedBy(
-            rows.filter((row) => keyOf(row) === key),
-            (row) => textOf(row.day),
-          );
-          const counts = [...own].map(([day, of]) => ({day, events: sumOf(of, "events")}));
+          const counts = countsByDay(rows.filter((row) => keyOf(row) === trouble.key));
           return (
             <Chart
               title="Times by day"
@@ -198,6 +271,7 @@ function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
   );
 }
 
+const LONGEST_TITLE = 200;
 const LONGEST = 2000; // an address holds no more
 
 function Chosen({id}: {id: string}) {
@@ -207,13 +281,13 @@ function Chosen({id}: {id: string}) {
   const rows = trouble && {
     category: "error",
     severity: trouble.severity,
-    message: trouble.isExact && trouble.messages[0]!.length < LONGEST ? trouble.messages[0] : undefined,
+    message: trouble.messages.length === 1 && trouble.messages[0]!.length < LONGEST ? trouble.messages[0] : undefined,
   };
   return (
     <Section
-      title={trouble?.title ?? "An error"}
+      title={trouble ? trouble.title.slice(0, LONGEST_TITLE) : "An error"}
       rows={rows}
-      how="Messages that differ only in addresses, or in the build that a crash report names, are one."
+      how="Other messages are errors of their own. Crashes of the same exception in the same functions are one error, whatever the build, the addresses and the exception's text."
     >
       <p>
         <a href={addressOf({page: view.page, values: changed(view.values, {error: undefined})})}>All errors</a>
@@ -221,13 +295,7 @@ function Chosen({id}: {id: string}) {
       <Answered of={asked} what="the error">
         {([, byBuild]) =>
           trouble ? (
-            <One
-              key={id}
-              trouble={trouble}
-              byBuild={byBuild.rows.filter(
-                (row) => keyOf(row) === keyOf({severity: trouble.severity, message: trouble.messages[0]!}),
-              )}
-            />
+            <One key={id} trouble={trouble} byBuild={byBuild.rows.filter((row) => keyOf(row) === trouble.key)} />
           ) : (
             <p class="note">It isn't there in this time, with these filters.</p>
           )
@@ -245,13 +313,13 @@ export function Errors() {
       <Section
         title="Day by day"
         rows={{category: "error"}}
-        how="Reports of errors; crashes that the library caught are critical ones."
+        how="What the game reported as errors, and the crashes that the library caught: those are critical."
       >
         <Trend />
       </Section>
       <Section
         title="What happened"
-        how="One line for each message; crashes with the same frames are one, whatever the build. First and last build are those of this time, the first version first. Players of several messages may be the same, so their sum is the most that there can be."
+        how="One line for each message; crashes of the same exception in the same functions are one. First and last are those of this time, the first version first; the bars are its days. Reports of one crash differ by build and run, so its players are given as at least and at most; its own page counts them."
       >
         <List />
       </Section>

@@ -3,13 +3,13 @@ import {go, useView} from "../address";
 import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
 import {dayStart, eachDay, today} from "../days";
-import {money, moneyWhole, number, share, unitsOf, whole} from "../format";
+import {money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
-import {byDay, currenciesOf, numberOf, numberOrNull, ratio, sumOf, textOf} from "../rows";
+import {byDay, currenciesOf, numberOf, numberOrNull, ratio, sumOf, textOf, type Row} from "../rows";
 
 function Purchases() {
   const overview = useQuestion("overview", {whole: "yes"});
@@ -26,7 +26,7 @@ function Purchases() {
             <Tiles>
               <Tile label="Purchases" value={sumOf(rows, "events")} format={whole} />
               <Tile label="Payers" value={payers} format={whole} />
-              <Tile label="Part of the players who pay" value={ratio(payers, players)} format={share} />
+              <Tile label="Players who pay" value={ratio(payers, players)} format={share} />
             </Tiles>
             <DataTable
               caption="Revenue by currency"
@@ -92,7 +92,9 @@ function Days() {
                 file={`revenue-${chosen}`}
                 x={x}
                 xTitle="Day"
+                bars
                 format={(value) => moneyWhole(value, chosen)}
+                formatAxis={(value) => moneyShort(value, chosen)}
                 series={[
                   {
                     label: `Revenue in ${chosen}`,
@@ -146,25 +148,48 @@ function Items() {
   );
 }
 
+// The first day by which at least so many of them had paid.
+function dayBy(rows: readonly Row[], players: number): number {
+  const inOrder = [...rows].sort((one, other) => numberOf(one.days_later) - numberOf(other.days_later));
+  let sum = 0;
+  return numberOf(inOrder.find((row) => (sum += numberOf(row.players)) >= players)?.days_later);
+}
+
 function FirstPurchases() {
+  const asked = together(useQuestion("first_purchases"), useQuestion("overview", {whole: "yes"}));
   return (
-    <Answered of={useQuestion("first_purchases")} what="the first purchases">
-      {({rows}) => {
-        if (rows.length === 0) return <Empty what="first purchases" call={CALLS.purchase} />;
+    <Answered of={asked} what="the first purchases">
+      {([{rows}, overview]) => {
+        if (rows.length === 0) return <Empty what="first purchases of new players" call={CALLS.purchase} />;
         const most = Math.max(...rows.map((row) => numberOf(row.days_later)));
         const x = Array.from({length: most + 1}, (_, index) => index);
         const found = new Map(rows.map((row) => [row.days_later, numberOf(row.players)]));
+        const all = sumOf(rows, "players");
+        const came = numberOf(overview.rows[0]?.new_players);
         return (
-          <Chart
-            title="Players by when they first paid"
-            file="first-purchases"
-            x={x}
-            xTitle="Days after the first day"
-            bars
-            format={whole}
-            formatX={(value) => `day ${value}`}
-            series={[{label: "Players", values: x.map((each) => found.get(each) ?? 0)}]}
-          />
+          <>
+            <Tiles>
+              <Tile
+                label="New players who have paid"
+                value={ratio(all, came)}
+                format={share}
+                note={`${whole(all)} of ${whole(came)}`}
+              />
+              <Tile label="Paid on their first day" value={ratio(found.get(0) ?? 0, all)} format={share} />
+              <Tile label="Half of these had paid by" value={dayBy(rows, all / 2)} format={(days) => `day ${days}`} />
+              <Tile label="Nine of ten by" value={dayBy(rows, all * 0.9)} format={(days) => `day ${days}`} />
+            </Tiles>
+            <Chart
+              title="Players by when they first paid"
+              file="first-purchases"
+              x={x}
+              xTitle="Days after the first day"
+              bars
+              format={whole}
+              formatX={(value) => `day ${value}`}
+              series={[{label: "Players", values: x.map((each) => found.get(each) ?? 0)}]}
+            />
+          </>
         );
       }}
     </Answered>
@@ -197,6 +222,7 @@ function Impressions() {
                 [
                   ["total", "Revenue"],
                   ["thousand", "Per thousand"],
+                  ["per_player", "Per player"],
                 ] as const
               ).map(([name, title]) => ({
                 name,
@@ -204,11 +230,6 @@ function Impressions() {
                 show: (value: unknown, row: {readonly currency?: unknown}) =>
                   moneyWhole(value as number | null, String(row.currency)),
               })),
-              {
-                name: "per_player",
-                title: "Per player",
-                show: (value, row) => `${number(numberOrNull(value))} ${textOf(row.currency)}`,
-              },
             ]}
           />
         );
@@ -223,27 +244,35 @@ export function Money() {
       <Section
         title="Purchases"
         rows={{category: "business"}}
-        how="Purchases as the game reported them; refunds aren't reported, receipts aren't checked. Per player divides by all players of this time, per paying player by those who paid in this currency."
+        how="Purchases as the game reported them, without refunds, receipts not checked. Per player divides by all players of this time, per paying player by those who paid in that currency; different currencies are never added up."
       >
         <Purchases />
       </Section>
-      <Section title="Day by day" rows={{category: "business"}} how="Of one currency; nothing is converted.">
+      <Section
+        title="Day by day"
+        rows={{category: "business"}}
+        how="The purchases of each UTC day in one currency; nothing is converted."
+      >
         <Days />
       </Section>
-      <Section title="By item" rows={{category: "business"}}>
+      <Section
+        title="By item"
+        rows={{category: "business"}}
+        how="Purchases of each item, a row for each currency that it was paid in."
+      >
         <Items />
       </Section>
       <Section
         title="How long until the first purchase"
         rows={{category: "business"}}
-        how="Of the players whose first day lies in this time, by the days from it to their first purchase. Those who came last had little time yet."
+        how="Of the players whose first day lies in this time, by the days from it to their first purchase. Who came in the last days had little time for one yet."
       >
         <FirstPurchases />
       </Section>
       <Section
-        title="Ads beside it"
+        title="Revenue of ads"
         rows={{category: "impression"}}
-        how="The revenue that networks stated for impressions, in whole units of their currency; it is an estimate of theirs."
+        how="What the networks stated for the impressions they reported: an estimate of theirs. Per player divides by all players of this time."
       >
         <Impressions />
       </Section>

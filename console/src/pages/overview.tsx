@@ -160,6 +160,7 @@ function Days() {
                 xTitle="Day"
                 format={duration}
                 formatAxis={minutes}
+                axisUnit={60}
                 marks={marks}
                 series={[{label: "Mean length", values: lengths}]}
               />

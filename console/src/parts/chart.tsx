@@ -3,20 +3,10 @@
 import {useEffect, useRef, useState} from "preact/hooks";
 import UPlot from "uplot";
 import "uplot/dist/uPlot.min.css";
-import {dayText} from "../days";
+import {dayStart, dayText, today} from "../days";
 import {day, number, short, shortDay} from "../format";
 import {DataTable} from "./data-table";
-
-export interface Series {
-  readonly label: string;
-  readonly values: readonly (number | null)[];
-  readonly color?: number; // one of eight; else the next one
-}
-
-export interface Mark {
-  readonly at: number; // on the x axis
-  readonly label: string;
-}
+import {colorOf, hasNumbers, optionsOf, type Mark, type Series} from "./plot";
 
 interface Props {
   title: string;
@@ -26,97 +16,16 @@ interface Props {
   series: readonly Series[];
   format?: (value: number | null) => string; // of the values
   formatAxis?: (value: number) => string; // of the values along the axis
+  axisUnit?: number; // steps along the axis are multiples of it
   formatX?: (value: number) => string; // else x are days, in seconds
   formatXAxis?: (value: number) => string; // along the axis, where there is less room
   marks?: readonly Mark[];
   bars?: boolean;
 }
 
-const HEIGHT = 240;
+export type {Mark, Series};
+
 const DAY = 86_400; // seconds
-const COLORS = 8;
-
-const colorOf = (series: Series, index: number): string => `--series-${series.color ?? (index % COLORS) + 1}`;
-
-// The canvas takes no variables of the style sheet.
-function styled(name: string): string {
-  return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
-}
-
-// Marks above the lines: where a build first came.
-function drawMarks(plot: UPlot, marks: readonly Mark[]): void {
-  const {ctx, bbox} = plot;
-  const ratio = devicePixelRatio;
-  ctx.save();
-  ctx.strokeStyle = ctx.fillStyle = styled("--mark");
-  ctx.font = `${11 * ratio}px system-ui, sans-serif`;
-  ctx.setLineDash([3 * ratio, 3 * ratio]);
-  marks.forEach(({at, label}, index) => {
-    const x = plot.valToPos(at, "x", true);
-    if (x < bbox.left || x > bbox.left + bbox.width) return;
-    ctx.beginPath();
-    ctx.moveTo(x, bbox.top);
-    ctx.lineTo(x, bbox.top + bbox.height);
-    ctx.stroke();
-    const isRight = x > bbox.left + bbox.width * 0.85;
-    ctx.textAlign = isRight ? "right" : "left";
-    ctx.fillText(label.slice(0, 24), x + (isRight ? -4 : 4) * ratio, bbox.top + (12 + (index % 2) * 13) * ratio);
-  });
-  ctx.restore();
-}
-
-function optionsOf(
-  props: Props,
-  width: number,
-  hidden: ReadonlySet<string>,
-  onCursor: (index: number | null) => void,
-): UPlot.Options {
-  const {series, format = number, formatAxis = short, formatX, marks = [], bars} = props;
-  const axis = {
-    stroke: styled("--quiet"),
-    grid: {stroke: styled("--grid"), width: 1},
-    ticks: {stroke: styled("--grid"), width: 1},
-  };
-  const ofX = props.formatXAxis ?? formatX ?? shortDay;
-  const step = formatX ? undefined : [1, 2, 7, 14, 28, 91, 182, 364].map((days) => days * DAY);
-  const paths = bars ? UPlot.paths.bars!({size: [0.8, 60]}) : undefined;
-  const ground = series.length > 1 ? undefined : `${styled("--series-1")}22`;
-  return {
-    width,
-    height: HEIGHT,
-    legend: {show: false},
-    cursor: {drag: {setScale: false, x: false, y: false}, points: {size: 6}},
-    scales: {
-      x: {time: false, range: bars ? (_, min, max) => [min - 0.6, max + 0.6] : undefined},
-      y: {range: (_, min, max) => [Math.min(0, min), max <= 0 && min >= 0 ? 1 : Math.max(0, max) * 1.08]},
-    },
-    axes: [
-      {
-        ...axis,
-        incrs: step ?? undefined,
-        values: (_, splits) => splits.map((at) => (Number.isInteger(at) ? ofX(at) : "")),
-      },
-      {...axis, size: 64, values: (_, splits) => splits.map(formatAxis)},
-    ],
-    series: [
-      {},
-      ...series.map((each, index) => ({
-        label: each.label,
-        show: !hidden.has(each.label),
-        stroke: styled(colorOf(each, index)),
-        fill: bars ? styled(colorOf(each, index)) : ground,
-        width: bars ? 0 : 2,
-        paths,
-        points: {show: !bars && props.x.length < 3},
-        value: (_: UPlot, value: number | null) => format(value),
-      })),
-    ],
-    hooks: {
-      draw: marks.length === 0 ? [] : [(plot) => drawMarks(plot, marks)],
-      setCursor: [(plot) => onCursor(plot.cursor.idx ?? null)],
-    },
-  };
-}
 
 // The width of an element, and whether the colours are dark: both make another picture.
 function useSurroundings(element: {current: HTMLElement | null}): string {
@@ -137,19 +46,23 @@ function useSurroundings(element: {current: HTMLElement | null}): string {
 }
 
 export function Chart(props: Props) {
-  const {title, file, x, xTitle, series, format = number, formatX = shortDay} = props;
+  const {title, file, x, xTitle, series, format = number, formatAxis = short, formatX = shortDay, marks = []} = props;
   const place = useRef<HTMLDivElement>(null);
   const plot = useRef<UPlot | null>(null);
   const surroundings = useSurroundings(place);
   const [hidden, setHidden] = useState<ReadonlySet<string>>(new Set());
   const [cursor, setCursor] = useState<number | null>(null);
-  const shown = JSON.stringify([x, series, props.marks, [...hidden]]);
+  const shown = JSON.stringify([x, series, marks, [...hidden]]);
+  const isDays = props.formatX === undefined;
+  const isOpen = isDays && x.at(-1) === dayStart(today());
+  const isDrawn = hasNumbers(series);
 
   useEffect(() => {
     const width = Number.parseInt(surroundings, 10);
-    if (!place.current || width < 50) return undefined;
+    if (!place.current || width < 50 || !isDrawn) return undefined;
     const data = [x, ...series.map((each) => each.values)] as unknown as UPlot.AlignedData;
-    plot.current = new UPlot(optionsOf(props, width, hidden, setCursor), data, place.current);
+    const picture = {...props, formatAxis, marks, isOpen};
+    plot.current = new UPlot(optionsOf(picture, width, hidden, setCursor), data, place.current);
     return () => {
       plot.current?.destroy();
       plot.current = null;
@@ -175,38 +88,56 @@ export function Chart(props: Props) {
       ...series.map((each, index) => [names[index]!, each.values[row] ?? null]),
     ]),
   );
-  const label = cursor === null || x[cursor] === undefined ? null : formatX(x[cursor]);
+  const at = cursor === null ? undefined : x[cursor];
+  const marksAt = (place: number) => marks.filter((mark) => mark.at === place).map((mark) => mark.label);
+  const label =
+    at === undefined
+      ? null
+      : [formatX(at) + (isOpen && at === x.at(-1) ? ", so far" : ""), ...marksAt(at)].filter(Boolean).join(" · ");
+  const valueOf = (each: Series) => format((cursor === null ? null : each.values[cursor]) ?? null);
   return (
     <figure class="chart">
       <figcaption>
         <span class="title">{title}</span>
-        <span class="at">{label}</span>
+        <span class="at">
+          {label}
+          {label !== null && series.length === 1 && <strong> {valueOf(series[0]!)}</strong>}
+        </span>
       </figcaption>
       <ul class="legend">
-        {series.map((each, index) => (
-          <li key={each.label}>
-            <button type="button" aria-pressed={!hidden.has(each.label)} onClick={() => turn(each.label)}>
-              <span class="swatch" style={{background: `var(${colorOf(each, index)})`}} />
-              <bdi>{each.label === "" ? "none" : each.label}</bdi>
-              {cursor !== null && <strong> {format(each.values[cursor] ?? null)}</strong>}
-            </button>
+        {series.length > 1 &&
+          series.map((each, index) => (
+            <li key={each.label}>
+              <button type="button" aria-pressed={!hidden.has(each.label)} onClick={() => turn(each.label)}>
+                <span class="swatch" style={{background: `var(${colorOf(each, index)})`}} />
+                <bdi>{each.label === "" ? "none" : each.label}</bdi>
+                {cursor !== null && <strong> {valueOf(each)}</strong>}
+              </button>
+            </li>
+          ))}
+        {isOpen && (
+          <li class="open">
+            <span class="swatch" /> today isn't over
           </li>
-        ))}
+        )}
       </ul>
+      {!isDrawn && <p class="note">There is no number to draw in this time.</p>}
       <div
-        class="plot"
+        class={isDrawn ? "plot" : ""}
         ref={place}
-        tabIndex={0}
+        tabIndex={isDrawn ? 0 : undefined}
         role="img"
         onKeyDown={move}
         aria-label={`${title}: a chart; its numbers are in the table below. The arrow keys read it point by point.`}
       />
       <p class="unseen" aria-live="polite">
-        {label !== null &&
-          `${label}: ${series.map((each) => `${each.label} ${format(each.values[cursor!] ?? null)}`).join(", ")}`}
+        {label !== null && `${label}: ${series.map((each) => `${each.label} ${valueOf(each)}`).join(", ")}`}
       </p>
       <details>
         <summary>The numbers as a table</summary>
+        {marks.length > 0 && (
+          <p class="note">Marked above: {marks.map((mark) => `${mark.label} (${formatX(mark.at)})`).join(", ")}</p>
+        )}
         <DataTable
           caption={title}
           file={file}
