@@ -23,6 +23,7 @@
 #include "collector/questions/WarehouseEngine.h"
 #include "collector/visits/Visits.h"
 #include "collector/warehouse/Credentials.h"
+#include "collector/warehouse/Erasure.h"
 #include "collector/warehouse/Shipper.h"
 
 namespace collector {
@@ -117,6 +118,7 @@ struct Service::Parts {
         reception({archive, configurations, games, api, access, hub, counters, log,
                    [this] { return watched(metricsText); }, [this] { return readiness.trouble(); }}),
         journal(log) {
+    hub.expectErased(lastErasure(archive));
     if (!options.configsFile.empty()) importConfigurations(options.configsFile, configurations);
     if (!options.configurationsHome.empty())
       follower.emplace(homeOf(options), archive, configurations, [&log](std::string_view line) { log.write(line); });

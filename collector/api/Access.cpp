@@ -1,5 +1,6 @@
 #include "collector/api/Access.h"
 
+#include <fmt/format.h>
 #include <openssl/crypto.h>
 
 #include <algorithm>
@@ -59,6 +60,12 @@ std::vector<std::string_view> passesIn(const front::Head& head) {
   return passes;
 }
 
+Access::Look lookOf(Level level, std::optional<std::chrono::seconds> pause) {
+  if (!pause) return {level};
+  return {Level::none,
+          Access::Refusal{429, fmt::format("too many were wrong; try again in {} s", pause->count()), pause}};
+}
+
 }  // namespace
 
 std::optional<Access::Refusal> Access::refusalWithoutTokens(const front::Head& head) const {
@@ -78,20 +85,25 @@ std::optional<Access::Refusal> Access::refusal(const front::Head& head, Level le
     return Refusal{403, "signing in is for the collector's own page"};
   }
   if (!hasTokens()) return refusalWithoutTokens(head);
-  const auto brought = tokenOf(head);
-  const bool isByCookie = brought.empty();
-  const auto has = isByCookie ? levelOfCookies(head) : levelOfToken(brought);
+  const auto [has, unseen] = look(head);
+  if (unseen) return unseen;
   if (has == Level::none) return Refusal{401, "it takes a token (Authorization: Bearer TOKEN), or signing in"};
   if (has < level) return Refusal{403, "this token is for reading alone"};
+  const bool isByCookie = tokenOf(head).empty();
   if (isByCookie && !isReading && (head.field("Origin").empty() || isAnotherPages(head)))
     return Refusal{403, "with the cookie, changes are for the collector's own page"};
   return std::nullopt;
 }
 
-Level Access::levelOf(const front::Head& head) const {
-  if (!hasTokens()) return refusalWithoutTokens(head) ? Level::none : Level::editing;
+Access::Look Access::look(const front::Head& head) const {
+  if (!hasTokens()) return {refusalWithoutTokens(head) ? Level::none : Level::editing};
   const auto brought = tokenOf(head);
-  return brought.empty() ? levelOfCookies(head) : levelOfToken(brought);
+  return brought.empty() ? lookAtCookies(head) : look(brought, head.address);
+}
+
+Access::Look Access::look(std::string_view token, const std::string& address) const {
+  const auto level = levelOfToken(token);
+  return lookOf(level, tokensTried_.pause(address, token, level != Level::none, Tries::Clock::now()));
 }
 
 Level Access::levelOfToken(std::string_view token) const {
@@ -100,12 +112,16 @@ Level Access::levelOfToken(std::string_view token) const {
   return fits(tokens_.reading) ? Level::reading : Level::none;
 }
 
-Level Access::levelOfCookies(const front::Head& head) const {
-  const auto now = std::time(nullptr);
-  auto most = Level::none;
+// One that is over was right once.
+Access::Look Access::lookAtCookies(const front::Head& head) const {
+  Look most;
   for (const auto pass : passesIn(head)) {
     const auto level = claimedBy(pass).value_or(Level::none);
-    if (level > most && isPassOf(level == Level::editing ? tokens_.editing : tokens_.reading, pass, now)) most = level;
+    const auto& token = level == Level::editing ? tokens_.editing : tokens_.reading;
+    const bool isSigned = level != Level::none && isPassOf(token, pass, 0);
+    const auto pause = passesTried_.pause(head.address, pass, isSigned, Tries::Clock::now());
+    if (pause) return lookOf(level, pause);
+    if (isSigned && level > most.level && isPassOf(token, pass, std::time(nullptr))) most.level = level;
   }
   return most;
 }

@@ -165,6 +165,7 @@ front::Response Api::listen(const front::Request& request, Parameters& parameter
   wish.behind = eventNumber(request.head.field("Last-Event-ID"));
   front::Response response{200, "text/event-stream", ""};
   response.fields = {{"Cache-Control", "no-store"}, {"X-Accel-Buffering", "no"}};  // the latter for nginx
+  parts_.hub.expectErased(lastErasure(parts_.archive));
   response.stream = parts_.hub.listen(std::move(wish));
   return response;
 }
@@ -228,7 +229,7 @@ front::Response Api::erase(const front::Request&, Parameters& parameters) const 
   parameters.expectNoOthers();
   const auto erased = collector::erase(parts_.archive, game, userId, kForWarehouse);
   if (!erased) throw std::runtime_error("a player can't be erased from the archive");
-  parts_.hub.forget(game, userId);
+  parts_.hub.forget(game, userId, erased->number);
   return json(fmt::format(R"({{"events":{},"pending":{}}})", erased->events, erased->isPending),
               erased->isPending ? 202 : 200);
 }

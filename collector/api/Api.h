@@ -33,7 +33,7 @@ class Api {
     ConfigurationStore& configurations;
     const Games& games;
     const Access& access;
-    Session& session;
+    const Session& session;
     Hub& hub;
     const RefusedVisits& refusedVisits;
     std::function<std::string()> status;  // JSON

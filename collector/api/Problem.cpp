@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <utility>
 
 #include "collector/base/Json.h"
@@ -34,6 +35,7 @@ front::Response problem(int status, std::string_view detail) {
 
 front::Response problem(const Access::Refusal& refusal) {
   auto answer = problem(refusal.status, refusal.reason);
+  if (refusal.pause) answer.fields.push_back({"Retry-After", std::to_string(refusal.pause->count())});
   if (refusal.status == 401) answer.fields.push_back({"WWW-Authenticate", "Bearer"});
   return answer;
 }

@@ -35,29 +35,27 @@ front::Response Session::answer(Level level) const {
   return response;
 }
 
-front::Response Session::show(const front::Head& head) const { return answer(access_.levelOf(head)); }
+front::Response Session::show(const front::Head& head) const {
+  const auto look = access_.look(head);
+  return look.refusal ? problem(*look.refusal) : answer(look.level);
+}
 
-front::Response Session::signIn(const front::Request& request) {
-  if (!access_.hasTokens()) return answer(access_.levelOf(request.head));
+front::Response Session::signIn(const front::Request& request) const {
+  if (!access_.hasTokens()) return show(request.head);
   const auto parsed = parseJson(request.body);
   const auto token =
       parsed.failure.empty() && parsed.document.IsObject() ? textMember(parsed.document, "token") : std::string_view();
   if (token.empty()) return problem(400, R"(the body must be {"token": "..."})");
-  if (const auto pause = tries_.take(request.head.address, Tries::Clock::now())) {
-    auto response = problem(429, fmt::format("too many wrong tokens; try again in {} s", pause->count()));
-    response.fields.push_back({"Retry-After", std::to_string(pause->count())});
-    return response;
-  }
+  if (const auto look = access_.look(token, request.head.address); look.refusal) return problem(*look.refusal);
   const auto pass = access_.passFor(token, std::time(nullptr));
   if (!pass) return problem(Access::Refusal{401, "this is no token of the collector"});
-  tries_.giveBack(request.head.address);
   auto response = answer(claimedBy(*pass).value_or(Level::none));
   response.fields.push_back(cookie(*pass, kPassSeconds, request.head.isSecure));
   return response;
 }
 
 front::Response Session::signOut(const front::Head& head) const {
-  auto response = answer(access_.hasTokens() ? Level::none : access_.levelOf(head));
+  auto response = access_.hasTokens() ? answer(Level::none) : show(head);
   response.fields.push_back(cookie("", 0, head.isSecure));
   return response;
 }

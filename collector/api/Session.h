@@ -5,7 +5,6 @@
 #pragma once
 
 #include "collector/api/Access.h"
-#include "collector/api/Tries.h"
 #include "collector/front/Http.h"
 
 namespace collector {
@@ -17,14 +16,13 @@ class Session {
   // {"level": "reading", "needed": true}
   [[nodiscard]] front::Response show(const front::Head& head) const;
   // Body: {"token": "..."}. The same answer with the cookie; 401 for a token that is none, 429 after too many of them.
-  front::Response signIn(const front::Request& request);
+  [[nodiscard]] front::Response signIn(const front::Request& request) const;
   [[nodiscard]] front::Response signOut(const front::Head& head) const;
 
  private:
   [[nodiscard]] front::Response answer(Level level) const;
 
   const Access& access_;
-  Tries tries_;
 };
 
 }  // namespace collector

@@ -1,27 +1,30 @@
 #include "collector/api/Tries.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "collector/front/Address.h"
 
 namespace collector {
 
-std::optional<std::chrono::seconds> Tries::take(const std::string& address, Clock::time_point now) {
-  const std::scoped_lock lock(guard_);
+std::optional<std::chrono::seconds> Tries::pause(const std::string& address, std::string_view brought, bool isRight,
+                                                 Clock::time_point now) {
   const auto network = front::networkOf(address);
-  if (!known_.contains(network)) makeRoom(now);
-  auto& wrong = known_.try_emplace(network, Wrong{0, now}).first->second;
-  if (now - wrong.since >= kWindow) wrong = {0, now};
-  if (wrong.times >= kMost) return std::chrono::ceil<std::chrono::seconds>(wrong.since + kWindow - now);
-  ++wrong.times;
-  return std::nullopt;
-}
-
-void Tries::giveBack(const std::string& address) {
   const std::scoped_lock lock(guard_);
-  const auto found = known_.find(front::networkOf(address));
-  if (found == known_.end()) return;
-  if (--found->second.times <= 0) known_.erase(found);
+  auto known = known_.find(network);
+  if (known != known_.end() && now - known->second.since >= kWindow) {
+    known_.erase(known);
+    known = known_.end();
+  }
+  if (known != known_.end() && known->second.different.size() >= kMost)
+    return std::chrono::ceil<std::chrono::seconds>(known->second.since + kWindow - now);
+  if (isRight) return std::nullopt;
+  if (known == known_.end()) {
+    makeRoom(now);
+    known = known_.try_emplace(network, Wrong{{}, now}).first;
+  }
+  known->second.different.insert(std::hash<std::string_view>()(brought));
+  return std::nullopt;
 }
 
 void Tries::makeRoom(Clock::time_point now) {

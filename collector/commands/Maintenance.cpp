@@ -25,10 +25,8 @@ void expectArchive(const std::string& path) {
 
 int run(const AddGame& command) {
   const Game game = Games::add(command.gamesFile, command.name);
-  fmt::print(
-      "key     {}\nsecret  {}\n\nIt is in {}. A collector that runs takes its reports after a SIGHUP:\n"
-      "systemctl reload zorvane-collector\n",
-      game.key, game.secret, command.gamesFile);
+  fmt::print("key     {}\nsecret  {}\n\nIt is in {}. A collector that runs takes its reports after a SIGHUP.\n",
+             game.key, game.secret, command.gamesFile);
   return 0;
 }
 

@@ -108,6 +108,11 @@ void Feed::forget(const std::string& userId) {
   });
 }
 
+void Feed::forgetAll() {
+  entries_.clear();
+  bytes_ = 0;
+}
+
 bool Feed::fits(const Entry& entry, const Interest& interest) {
   return entry.isRefused ? interest.fits(entry.refused) : interest.fits(entry.userId, entry.sessionId);
 }

@@ -61,6 +61,7 @@ class Feed {
   void add(const Taken& taken, const std::vector<const Interest*>& wanted, Clock::time_point now);
   // All of a player who is to be erased.
   void forget(const std::string& userId);
+  void forgetAll();
   // Those behind that number which fit, of them the latest ones.
   [[nodiscard]] Entries after(std::uint64_t number, const Interest& interest, std::size_t most) const;
   [[nodiscard]] std::uint64_t last() const { return last_; }

@@ -54,9 +54,16 @@ std::uint64_t Hub::countFor(const Interest& interest, const Taken& taken) {
 
 Feed& Hub::feedOf(const std::string& game) { return feeds_.try_emplace(game, firstNumber()).first->second; }
 
-void Hub::forget(const std::string& game, const std::string& userId) {
+void Hub::forget(const std::string& game, const std::string& userId, std::int64_t erasure) {
   const std::scoped_lock lock(guard_);
   feedOf(game).forget(userId);
+  if (erasures_ == erasure - 1) erasures_ = erasure;
+}
+
+void Hub::expectErased(std::int64_t last) {
+  const std::scoped_lock lock(guard_);
+  if (std::exchange(erasures_, last) == last) return;
+  for (auto& [game, feed] : feeds_) feed.forgetAll();
 }
 
 std::shared_ptr<front::Stream> Hub::listen(Wish wish) {

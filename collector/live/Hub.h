@@ -45,8 +45,11 @@ class Hub {
   // What is on the disk. It costs little, whoever listens, and never fails.
   void add(const Taken& taken) noexcept;
 
-  // What is remembered of a player who is to be erased.
-  void forget(const std::string& game, const std::string& userId);
+  // What is remembered of a player who was erased, as the archive's erasure of that number.
+  void forget(const std::string& game, const std::string& userId, std::int64_t erasure);
+  // The last erasure. Those that this process has no part in don't say whom: then nothing that came before is
+  // remembered. To be said before anything is added, and before each listener comes.
+  void expectErased(std::int64_t last);
 
   struct Wish {
     std::string game;
@@ -80,6 +83,7 @@ class Hub {
   std::condition_variable changed_;
   std::map<std::string, Feed> feeds_;  // guarded by guard_, and so is what follows
   std::list<Listener> listeners_;
+  std::int64_t erasures_ = 0;
   bool isEnding_ = false;
   std::thread thread_;
 };

@@ -31,6 +31,15 @@ void note(sqlite3* archive, std::string_view game, std::string_view userId) {
       .run();
 }
 
+// Who was erased isn't kept, but that somebody was: processes that remember players see by it that they have to forget.
+std::int64_t count(sqlite3* archive) {
+  Statement next(archive,
+                 "INSERT INTO facts(name, value) VALUES('erased', 1) ON CONFLICT(name) DO UPDATE SET value = value + 1 "
+                 "RETURNING CAST(value AS INTEGER)");
+  next.step();
+  return next.integer(0);
+}
+
 bool isNoted(Store& archive, std::string_view game, std::string_view userId) {
   bool isThere = false;
   archive.read([&](sqlite3* database) {
@@ -73,6 +82,7 @@ std::optional<Erased> erase(Store& archive, const std::string& game, const std::
   Erased erased;
   const bool kept = archive.writeNow([&](sqlite3* database) {
     erased.events = erasePlayer(database, game, userId);
+    erased.number = count(database);
     note(database, game, userId);
   });
   if (!kept) return std::nullopt;
@@ -91,6 +101,15 @@ std::int64_t pendingErasures(sqlite3* archive) {
   Statement count(archive, "SELECT count(*) FROM erasures");
   count.step();
   return count.integer(0);
+}
+
+std::int64_t lastErasure(Store& archive) {
+  std::int64_t number = 0;
+  archive.read([&](sqlite3* database) {
+    Statement last(database, "SELECT CAST(value AS INTEGER) FROM facts WHERE name = 'erased'");
+    if (last.step()) number = last.integer(0);
+  });
+  return number;
 }
 
 bool eraseNoted(Store& archive, const ClickHouse& warehouse, std::string_view name) {

@@ -17,6 +17,7 @@ namespace collector {
 
 struct Erased {
   std::int64_t events = 0;  // those that the archive held
+  std::int64_t number = 0;  // of this erasure, in the order of the archive's
   bool isPending = false;   // in the warehouse
   bool isInLog = false;     // of the archive, which somebody read for too long to empty it
 };
@@ -29,6 +30,9 @@ std::optional<Erased> erase(Store& archive, const std::string& game, const std::
 void noteErasuresFromNowOn(sqlite3* archive);
 
 std::int64_t pendingErasures(sqlite3* archive);
+
+// The number of the last erasure, by whichever process; 0: there was none.
+std::int64_t lastErasure(Store& archive);
 
 // One step of what is noted, while no events of this archive are on their way: asks the warehouse to remove, or sees
 // that it has and takes the note away. Nothing waits, for a removal rewrites tables and may take long. `name` is the

@@ -312,26 +312,62 @@ TEST(SigningIn, EndsAfterSomeHours) {
   EXPECT_FALSE(access.passFor("", now));
 }
 
-TEST(SigningIn, IsTriedSoOftenAMinute) {
-  const Asked asked("", {"read", ""});
-  const auto status = [&](const std::string& token, const std::string& from) {
-    return asked.browse("POST", "/api/session", "", "", fmt::format(R"({{"token":"{}"}})", token), from).status;
-  };
-  for (int each = 0; each < 20; ++each) EXPECT_EQ(status("read", "192.0.2.1"), 200) << "who is right isn't counted";
-  for (int each = 0; each < Tries::kMost; ++each) EXPECT_EQ(status("x", fmt::format("2001:db8::{}", each)), 401);
-  EXPECT_EQ(status("read", "2001:db8::1"), 429);
-  EXPECT_EQ(status("read", "2001:db8:0:1::1"), 200);
-  const auto answer = asked.browse("POST", "/api/session", "", "", R"({"token":"x"})", "2001:db8::1");
-  EXPECT_THAT(answer.fields, Contains(AllOf(testing::Field(&front::Field::name, "Retry-After"),
-                                            testing::Field(&front::Field::value, AnyOf("60", "59", "58")))));
-  EXPECT_EQ(YAML::Load(answer.body)["title"].as<std::string>(), "Too Many Requests");
+const auto kPausesAMinute = Contains(AllOf(testing::Field(&front::Field::name, "Retry-After"),
+                                           testing::Field(&front::Field::value, AnyOf("60", "59", "58"))));
 
+TEST(Tokens, AreGuessedSoOftenAMinute) {
+  const Asked asked("", {"read", ""});
+  const auto signIn = [&](const std::string& token, const std::string& from) {
+    return asked.browse("POST", "/api/session", "", "", fmt::format(R"({{"token":"{}"}})", token), from);
+  };
+  const auto bring = [&](const std::string& token, const std::string& from, const std::string& path = "/api/games") {
+    front::Head head{"GET", path, {{"Host", "h"}, {"Authorization", "Bearer " + token}}, from};
+    return asked.api.answer({std::move(head), ""});
+  };
+  const std::string proxy = "192.0.2.1", guesser = "2001:db8::1";
+  for (std::size_t each = 0; each < 2 * Tries::kMost; ++each) {
+    EXPECT_EQ(signIn("read", proxy).status, 200) << "who is right isn't counted";
+    EXPECT_EQ(bring("outdated", proxy).status, 401) << "it is no guess again";
+    EXPECT_EQ(asked.browse("GET", "/api/games", "", "", "", proxy).status, 401) << "nor is nothing at all";
+  }
+  EXPECT_EQ(bring("read", proxy).status, 200);
+
+  const auto pass = passOf(signIn("read", guesser));
+  for (std::size_t each = 0; each < Tries::kMost; ++each) {  // in each way in which one could be found
+    const auto token = fmt::format("x{}", each), from = fmt::format("2001:db8::{}", each);
+    const auto answer =
+        each % 3 == 0 ? signIn(token, from) : bring(token, from, each % 3 == 1 ? "/api/games" : "/api/session");
+    if (each % 3 == 2) EXPECT_THAT(answer.body, HasSubstr(R"("level":"none")"));
+    else EXPECT_EQ(answer.status, 401);
+  }
+  for (const auto& answer : {signIn("read", guesser), bring("read", guesser), bring("read", guesser, "/api/session"),
+                             signIn("x0", guesser)}) {
+    EXPECT_EQ(answer.status, 429);
+    EXPECT_THAT(answer.fields, kPausesAMinute);
+    EXPECT_EQ(YAML::Load(answer.body)["title"].as<std::string>(), "Too Many Requests");
+  }
+  EXPECT_EQ(signIn("read", "2001:db8:0:1::1").status, 200) << "another network";
+  EXPECT_EQ(asked.browse("GET", "/api/games", pass, "", "", guesser).status, 200) << "who has signed in goes on";
+  std::string passes;
+  for (std::size_t each = 0; each <= Tries::kMost; ++each)
+    passes += fmt::format("{}=reading.9999999999.x{}; ", Access::kCookie, each);
+  EXPECT_EQ(asked.browse("GET", "/api/games", passes + pass, "", "", guesser).status, 429) << "many in one request";
+}
+
+TEST(Tokens, MayBeTriedAgainAfterAMinute) {
   Tries tries;
   Tries::Clock::time_point now{};
-  for (int each = 0; each < Tries::kMost; ++each) EXPECT_FALSE(tries.take("a", now));
-  EXPECT_EQ(tries.take("a", now + 59s), 1s);
-  EXPECT_FALSE(tries.take("a", now + 60s));
-  for (std::size_t each = 0; each < 2 * Tries::kKnown; ++each) tries.take(fmt::format("b{}", each), now += 1ms);
+  const auto pause = [&](std::size_t each, bool isRight = false) {
+    return tries.pause("a", std::to_string(each), isRight, now);
+  };
+  for (std::size_t each = 0; each < Tries::kMost; ++each) EXPECT_FALSE(pause(each));
+  now += 59s;
+  EXPECT_EQ(pause(0), 1s);
+  EXPECT_EQ(pause(0, true), 1s);
+  now += 1s;
+  EXPECT_FALSE(pause(0));
+  for (std::size_t each = 0; each < 2 * Tries::kKnown; ++each)
+    tries.pause(fmt::format("b{}", each), "x", false, now += 1ms);
 }
 
 TEST(TheApi, StreamsWhatArrives) {

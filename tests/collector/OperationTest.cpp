@@ -26,6 +26,7 @@ namespace collector {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -77,6 +78,20 @@ class OperationTest : public testing::Test {
   httplib::Response get(const std::string& path, const httplib::Headers& headers = {}) {
     const auto answer = client_->Get(path, headers);
     return answer ? *answer : httplib::Response();
+  }
+  // What a listener gets from the beginning, upon which `body` is sent, to that text.
+  std::string heardUntil(const std::string& text, const std::string& body = "[]") {
+    httplib::Client listener(url_);
+    std::string heard;
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    listener.Get("/api/live?game=" + kKey, [&](const char* data, std::size_t size) {
+      if (heard.empty()) {
+        EXPECT_EQ(post(body), 200);
+      }
+      heard.append(data, size);
+      return heard.find(text) == std::string::npos && std::chrono::steady_clock::now() < end;
+    });
+    return heard;
   }
   int stop() {
     process_->kill(SIGTERM);
@@ -176,8 +191,12 @@ TEST_F(OperationTest, CopiesAndErasesWhileItRuns) {
   const auto erase = [&] {
     return collector({"erase", "--game", kKey, "--user", "u", "--database", database_}).output;
   };
+  EXPECT_THAT(heardUntil(R"("user_id":"w")"), HasSubstr(R"("user_id":"u")"));
   EXPECT_THAT(erase(), StartsWith("1 events"));
   EXPECT_THAT(erase(), StartsWith("0 events"));
+  EXPECT_THAT(heardUntil(R"("user_id":"x")", '[' + replaced(kDesign, R"("user_id":"u")", R"("user_id":"x")") + ']'),
+              AllOf(HasSubstr(R"("user_id":"x")"), Not(HasSubstr(R"("user_id":"u")"))))
+      << "it doesn't remember the player either";
   const std::vector<std::string> life{"player",     "--user-id", "u",          "--from",
                                       "2023-11-01", "--to",      "2023-11-30", "--csv"};
   EXPECT_THAT(report(life).output, Not(HasSubstr("design")));
