@@ -1,7 +1,7 @@
 // Whether players come back: cohorts by their first day, and what part of them was there so many days later.
 import {go, useView} from "../address";
 import type {Cell} from "../api";
-import {useQuestion, useQuestions, type Answer, type Asked, type Own} from "../asked";
+import {useQuestion, useQuestions, type Answer, type Own} from "../asked";
 import {CALLS} from "../calls";
 import {dayNumber, dayText, today} from "../days";
 import {day, share, whole} from "../format";
@@ -58,7 +58,7 @@ const SPLITS = [
 ] as const;
 const MOST_CURVES = 8;
 
-function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
+function Curves({all, to, later}: {all: Answer; to: string; later: readonly number[]}) {
   const view = useView();
   const by = view.values.by ?? "";
   return (
@@ -73,7 +73,11 @@ function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readon
           ))}
         </select>
       </label>
-      {by === "" ? <CurveOfAll all={all} to={to} later={later} /> : <CurvesBy key={by} by={by} to={to} later={later} />}
+      {by === "" ? (
+        <Picture later={later} series={[curveOf(all, "All players", to, later)]} />
+      ) : (
+        <CurvesBy key={by} by={by} to={to} later={later} />
+      )}
     </>
   );
 }
@@ -97,14 +101,6 @@ const curveOf = (answer: Answer, label: string, to: string, later: readonly numb
   label,
   values: later.slice(1).map((each) => shareAfter(cohortsOf(answer), each, to)),
 });
-
-function CurveOfAll({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
-  return (
-    <Answered of={all} what="the cohorts">
-      {(answer) => <Picture later={later} series={[curveOf(answer, "All players", to, later)]} />}
-    </Answered>
-  );
-}
 
 // A group is one of its experiment.
 const columnsOf = (by: string): readonly string[] => (by === "ab_variant_id" ? ["ab_id", by] : [by]);
@@ -170,17 +166,17 @@ export function Retention() {
   const later = daysLater(from, to);
   const all = useQuestion("retention");
   return (
-    <>
-      <Section
-        title="Day 1, 7 and 30"
-        rows={{category: "user"}}
-        how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. A filter is about the first day: players are followed wherever they go, such as to a later build."
-      >
-        <Answered of={all} what="the cohorts">
-          {(answer) => {
-            const cohorts = cohortsOf(answer);
-            if (cohorts.length === 0) return <Empty what="new players" call={CALLS.start} />;
-            return (
+    <Answered of={all} what="the cohorts">
+      {(answer) => {
+        const cohorts = cohortsOf(answer);
+        if (cohorts.length === 0) return <Empty what="new players" call={CALLS.start} />;
+        return (
+          <>
+            <Section
+              title="Day 1, 7 and 30"
+              rows={{category: "user"}}
+              how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. A filter is about the first day: players are followed wherever they go, such as to a later build."
+            >
               <Tiles>
                 {DAYS.map((each) => (
                   <Tile
@@ -192,36 +188,35 @@ export function Retention() {
                   />
                 ))}
               </Tiles>
-            );
-          }}
-        </Answered>
-      </Section>
-      <Section
-        title="Curves"
-        how="The same for every day. A split puts players where they were on their first day and follows them wherever they go; who had two builds on that day is in both."
-      >
-        <Curves all={all} to={to} later={later} />
-      </Section>
-      <Section title="Cohorts" how="A row for the players of each first day. A day that isn't over yet stays empty.">
-        <Answered of={all} what="the cohorts">
-          {(answer) => (
-            <HeatMap
-              caption="The part of a day's new players who are there so many days later (0 is the first day itself)"
-              file="cohorts"
-              corner="First day"
-              sizeTitle="Players"
-              columns={later.map(String)}
-              rows={cohortsOf(answer).map((cohort) => ({
-                title: day(dayText(dayNumber(cohort.firstDay))),
-                size: whole(cohort.size),
-                shares: later.map((each) =>
-                  isOver(cohort, each, to) ? ratio(cohort.players.get(each) ?? 0, cohort.size) : null,
-                ),
-              }))}
-            />
-          )}
-        </Answered>
-      </Section>
-    </>
+            </Section>
+            <Section
+              title="Curves"
+              how="The same for every day. A split puts players where they were on their first day and follows them wherever they go; who had two builds on that day is in both."
+            >
+              <Curves all={answer} to={to} later={later} />
+            </Section>
+            <Section
+              title="Cohorts"
+              how="A row for the players of each first day. A day that isn't over yet stays empty."
+            >
+              <HeatMap
+                caption="The part of a day's new players who are there so many days later (0 is the first day itself)"
+                file="cohorts"
+                corner="First day"
+                sizeTitle="Players"
+                columns={later.map(String)}
+                rows={cohorts.map((cohort) => ({
+                  title: day(dayText(dayNumber(cohort.firstDay))),
+                  size: whole(cohort.size),
+                  shares: later.map((each) =>
+                    isOver(cohort, each, to) ? ratio(cohort.players.get(each) ?? 0, cohort.size) : null,
+                  ),
+                }))}
+              />
+            </Section>
+          </>
+        );
+      }}
+    </Answered>
   );
 }
