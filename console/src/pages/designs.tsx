@@ -199,7 +199,7 @@ export function Designs() {
       <Section
         title="How the values spread"
         rows={rows}
-        how="At most 20 steps of equal width from the least value of this branch to its greatest."
+        how="At most 20 steps of equal width that leave out the hundredth with the lowest values and the one with the highest: those are in the first and the last step."
       >
         <Values key={under} under={under} />
       </Section>

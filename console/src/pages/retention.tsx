@@ -5,6 +5,7 @@ import {useQuestion, useQuestions, type Answer, type Own} from "../asked";
 import {CALLS} from "../calls";
 import {dayNumber, dayText, today} from "../days";
 import {day, share, whole} from "../format";
+import {shareInterval} from "../intervals";
 import {Chart, type Series} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {HeatMap} from "../parts/heat-map";
@@ -35,14 +36,23 @@ const isOver = (cohort: Cohort, later: number, to: string): boolean => {
   return at <= dayNumber(to) && at < dayNumber(today());
 };
 
-// The share of all cohorts together that have had the day.
-function shareAfter(cohorts: readonly Cohort[], later: number, to: string): number | null {
+// Of all cohorts together that have had the day, how many were there.
+function countedAfter(cohorts: readonly Cohort[], later: number, to: string): {back: number; all: number} {
   const had = cohorts.filter((cohort) => cohort.size > 0 && isOver(cohort, later, to));
   const of = (value: (cohort: Cohort) => number) => had.reduce((sum, cohort) => sum + value(cohort), 0);
-  return ratio(
-    of((cohort) => cohort.players.get(later) ?? 0),
-    of((cohort) => cohort.size),
-  );
+  return {back: of((cohort) => cohort.players.get(later) ?? 0), all: of((cohort) => cohort.size)};
+}
+
+function shareAfter(cohorts: readonly Cohort[], later: number, to: string): number | null {
+  const {back, all} = countedAfter(cohorts, later, to);
+  return ratio(back, all);
+}
+
+// Between what the true share lies in 95 of 100 cases.
+function rangeAfter(cohorts: readonly Cohort[], later: number, to: string): string | null {
+  const {back, all} = countedAfter(cohorts, later, to);
+  const interval = shareInterval(back, all);
+  return interval && `${share(interval.low)} to ${share(interval.high)}`;
 }
 
 const DAYS = [1, 7, 30] as const;
@@ -143,6 +153,7 @@ function CurvesOf({by, parts, to, later}: {by: string; parts: readonly Own[]; to
                 part: labelOf(parts[index]!),
                 players: cohorts.reduce((sum, cohort) => sum + cohort.size, 0),
                 ...Object.fromEntries(DAYS.map((each) => [`day${each}`, shareAfter(cohorts, each, to)])),
+                range: rangeAfter(cohorts, DAYS[0], to),
               };
             })}
             columns={[
@@ -153,6 +164,7 @@ function CurvesOf({by, parts, to, later}: {by: string; parts: readonly Own[]; to
                 title: `Day ${each}`,
                 show: (value: Cell) => share(value as number | null),
               })),
+              {name: "range", title: "Day 1, in 95 of 100 cases"},
             ]}
           />
         </>
@@ -191,7 +203,7 @@ export function Retention() {
             </Section>
             <Section
               title="Curves"
-              how="The same for every day. A split puts players where they were on their first day and follows them wherever they go; who had two builds on that day is in both."
+              how="The same for every day. A split puts players where they were on their first day and follows them wherever they go; who had two builds on that day is in both. Parts whose day 1 lies within the range of each other can't be told apart."
             >
               <Curves all={answer} to={to} later={later} />
             </Section>
