@@ -139,17 +139,39 @@ class Journeys(unittest.TestCase):
         cohorts = {day: days for day, days in truth['returned'].items() if len(days) > 0}
         sizes = [number(row['Players']) for row in browser.table("The part of a day's new players who are there so many days later (0 is the first day itself)")]
         self.assertEqual(sizes, [days[0] for days in cohorts.values()])
-        had = [days for day, days in cohorts.items() if day < '2026-11-01']
-        shown = number(browser.tile('Day 1'))
-        self.assertAlmostEqual(shown, 100 * sum((days + [0, 0])[1] for days in had) / sum(days[0] for days in had), delta=0.051)
+
+        def next_day(cohorts):
+            had = [days for day, days in cohorts.items() if day < '2026-11-01']
+            return 100 * sum((days + [0, 0])[1] for days in had) / sum(days[0] for days in had)
+        self.assertAlmostEqual(number(browser.tile('Day 1')), next_day(cohorts), delta=0.051)
+        browser.choose('Split by', 'build')
+        browser.settle()
+        builds = {build: days for build, days in truth['returned_of_builds'].items() if days}
+        shown = {row['Build']: [number(row['New players']), number(row['Day 1'])] for row in browser.table('Day 1, 7 and 30 by build')}
+        self.assertEqual(list(shown), sorted(builds), 'in the order of versions')
+        for build, (players, day) in shown.items():
+            self.assertEqual(players, sum(days[0] for days in builds[build].values()), build)
+            self.assertAlmostEqual(day, next_day(builds[build]), delta=0.051, msg=build)
+        browser.choose('Build', '1.2.0')
+        browser.settle()
+        self.assertAlmostEqual(number(browser.tile('Day 1')), next_day(builds['1.2.0']), delta=0.051)
+        browser.press('No filters')
+        browser.settle()
 
         browser.visit('levels')
         levels = {row['Level'].replace(' · ', ':'): [number(row[name]) for name in ('Starts', 'Fails', 'Completions', 'Players started', 'Completed')]
                   for row in browser.table('Levels')}
         self.assertEqual(levels, {name: [of[each] for each in ('starts', 'fails', 'completes', 'players_started', 'players_completed')]
                                   for name, of in truth['levels'].items()})
-        stopped = {row['Level'].replace(' · ', ':'): number(row['Stopped here']) for row in browser.table('Levels')}
-        self.assertEqual({level: count for level, count in stopped.items() if count}, truth['stopped'])
+        for title, ends in ('Stopped here', truth['stopped']), ('Completed, not gone on', truth['left']):
+            shown = {row['Level'].replace(' · ', ':'): number(row[title]) for row in browser.table('Levels')}
+            self.assertEqual({level: count for level, count in shown.items() if count}, ends)
+        lost = {level: truth['stopped'].get(level, 0) + truth['left'].get(level, 0) for level in truth['levels']}
+        del lost[min(truth['levels'], key=lambda level: truth['levels'][level]['players_started'])]  # the end of the game
+        self.assertEqual(lost[browser.tile('Loses most players').replace(' · ', ':')], max(lost.values()))
+        for row in browser.table('Levels'):
+            tries = truth['tries'][row['Level'].replace(' · ', ':')]
+            self.assertAlmostEqual(number(row['Time of a try']), tries['amount'] / tries['count'], delta=0.5)
 
         browser.visit('money')
         self.assertEqual(number(browser.tile('Payers')), truth['all']['payers'])
@@ -184,14 +206,17 @@ class Journeys(unittest.TestCase):
         self.assertEqual({f'shop_position:{row["Group"]}': [number(row['Players']), number(row['Sessions'])] for row in browser.table('What is counted')},
                          {name: [of['players'], of['sessions']] for name, of in truth['groups'].items()})
         currency = browser.field('Currency').get_attribute('value')
-        for row in browser.table(f'Revenue per player in {currency}'):
-            group = f'shop_position:{row["Group"]}'
-            players, amount = truth['groups'][group]['players'], truth['groups'][group]['revenue'].get(currency, {'amount': 0})['amount']
-            squares = truth['amount_squares'].get(group, {}).get(currency, 0)
-            half = 1.96 * math.sqrt((squares - amount ** 2 / players) / (players - 1) / players)
-            shown = [100 * number(row[name]) for name in ('Value', 'From', 'to')]
-            for one, other in zip(shown, (amount / players, max(0, amount / players - half), amount / players + half)):
-                self.assertAlmostEqual(one, other, delta=0.51)
+        for title, unit in (f'Revenue per player in {currency}', 100), ('Sessions of a player', 1):
+            for row in browser.table(title):
+                group = f'shop_position:{row["Group"]}'
+                of = truth['groups'][group]
+                amount, squares = of['revenue'].get(currency, {'amount': 0})['amount'], truth['amount_squares'].get(group, {}).get(currency, 0)
+                if unit == 1:
+                    amount, squares = of['sessions'], truth['activity_squares'][group]['sessions']
+                mean = amount / of['players']
+                half = 1.96 * math.sqrt((squares - amount * mean) / (of['players'] - 1) / of['players'])
+                for column, expected in ('Value', mean), ('From', max(0, mean - half)), ('to', mean + half):
+                    self.assertAlmostEqual(unit * number(row[column]), expected, delta=0.0051 * unit, msg=f'{title} {column}')
         self.assertEqual(browser.complaints(), [])
 
     def test_hostile_texts_stay_texts(self):

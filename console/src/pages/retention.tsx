@@ -1,10 +1,11 @@
 // Whether players come back: cohorts by their first day, and what part of them was there so many days later.
 import {go, useView} from "../address";
 import type {Cell} from "../api";
-import {useQuestion, useQuestions, type Answer, type Asked, type Own} from "../asked";
+import {useQuestion, useQuestions, type Answer, type Own} from "../asked";
 import {CALLS} from "../calls";
 import {dayNumber, dayText, today} from "../days";
 import {day, share, whole} from "../format";
+import {shareInterval} from "../intervals";
 import {Chart, type Series} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {HeatMap} from "../parts/heat-map";
@@ -35,14 +36,23 @@ const isOver = (cohort: Cohort, later: number, to: string): boolean => {
   return at <= dayNumber(to) && at < dayNumber(today());
 };
 
-// The share of all cohorts together that have had the day.
-function shareAfter(cohorts: readonly Cohort[], later: number, to: string): number | null {
+// Of all cohorts together that have had the day, how many were there.
+function countedAfter(cohorts: readonly Cohort[], later: number, to: string): {back: number; all: number} {
   const had = cohorts.filter((cohort) => cohort.size > 0 && isOver(cohort, later, to));
   const of = (value: (cohort: Cohort) => number) => had.reduce((sum, cohort) => sum + value(cohort), 0);
-  return ratio(
-    of((cohort) => cohort.players.get(later) ?? 0),
-    of((cohort) => cohort.size),
-  );
+  return {back: of((cohort) => cohort.players.get(later) ?? 0), all: of((cohort) => cohort.size)};
+}
+
+function shareAfter(cohorts: readonly Cohort[], later: number, to: string): number | null {
+  const {back, all} = countedAfter(cohorts, later, to);
+  return ratio(back, all);
+}
+
+// Between what the true share lies in 95 of 100 cases.
+function rangeAfter(cohorts: readonly Cohort[], later: number, to: string): string | null {
+  const {back, all} = countedAfter(cohorts, later, to);
+  const interval = shareInterval(back, all);
+  return interval && `${share(interval.low)} to ${share(interval.high)}`;
 }
 
 const DAYS = [1, 7, 30] as const;
@@ -58,7 +68,7 @@ const SPLITS = [
 ] as const;
 const MOST_CURVES = 8;
 
-function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
+function Curves({all, to, later}: {all: Answer; to: string; later: readonly number[]}) {
   const view = useView();
   const by = view.values.by ?? "";
   return (
@@ -73,7 +83,11 @@ function Curves({all, to, later}: {all: Asked<Answer>; to: string; later: readon
           ))}
         </select>
       </label>
-      {by === "" ? <CurveOfAll all={all} to={to} later={later} /> : <CurvesBy key={by} by={by} to={to} later={later} />}
+      {by === "" ? (
+        <Picture later={later} series={[curveOf(all, "All players", to, later)]} />
+      ) : (
+        <CurvesBy key={by} by={by} to={to} later={later} />
+      )}
     </>
   );
 }
@@ -97,14 +111,6 @@ const curveOf = (answer: Answer, label: string, to: string, later: readonly numb
   label,
   values: later.slice(1).map((each) => shareAfter(cohortsOf(answer), each, to)),
 });
-
-function CurveOfAll({all, to, later}: {all: Asked<Answer>; to: string; later: readonly number[]}) {
-  return (
-    <Answered of={all} what="the cohorts">
-      {(answer) => <Picture later={later} series={[curveOf(answer, "All players", to, later)]} />}
-    </Answered>
-  );
-}
 
 // A group is one of its experiment.
 const columnsOf = (by: string): readonly string[] => (by === "ab_variant_id" ? ["ab_id", by] : [by]);
@@ -147,6 +153,7 @@ function CurvesOf({by, parts, to, later}: {by: string; parts: readonly Own[]; to
                 part: labelOf(parts[index]!),
                 players: cohorts.reduce((sum, cohort) => sum + cohort.size, 0),
                 ...Object.fromEntries(DAYS.map((each) => [`day${each}`, shareAfter(cohorts, each, to)])),
+                range: rangeAfter(cohorts, DAYS[0], to),
               };
             })}
             columns={[
@@ -157,6 +164,7 @@ function CurvesOf({by, parts, to, later}: {by: string; parts: readonly Own[]; to
                 title: `Day ${each}`,
                 show: (value: Cell) => share(value as number | null),
               })),
+              {name: "range", title: "Day 1, in 95 of 100 cases"},
             ]}
           />
         </>
@@ -170,17 +178,17 @@ export function Retention() {
   const later = daysLater(from, to);
   const all = useQuestion("retention");
   return (
-    <>
-      <Section
-        title="Day 1, 7 and 30"
-        rows={{category: "user"}}
-        how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. A filter is about the first day: players are followed wherever they go, such as to a later build."
-      >
-        <Answered of={all} what="the cohorts">
-          {(answer) => {
-            const cohorts = cohortsOf(answer);
-            if (cohorts.length === 0) return <Empty what="new players" call={CALLS.start} />;
-            return (
+    <Answered of={all} what="the cohorts">
+      {(answer) => {
+        const cohorts = cohortsOf(answer);
+        if (cohorts.length === 0) return <Empty what="new players" call={CALLS.start} />;
+        return (
+          <>
+            <Section
+              title="Day 1, 7 and 30"
+              rows={{category: "user"}}
+              how="Of the players first seen in this time, the part with a record so many days later: of all cohorts together whose day is over and lies in this time. A filter is about the first day: players are followed wherever they go, such as to a later build."
+            >
               <Tiles>
                 {DAYS.map((each) => (
                   <Tile
@@ -192,36 +200,35 @@ export function Retention() {
                   />
                 ))}
               </Tiles>
-            );
-          }}
-        </Answered>
-      </Section>
-      <Section
-        title="Curves"
-        how="The same for every day. A split puts players where they were on their first day and follows them wherever they go; who had two builds on that day is in both."
-      >
-        <Curves all={all} to={to} later={later} />
-      </Section>
-      <Section title="Cohorts" how="A row for the players of each first day. A day that isn't over yet stays empty.">
-        <Answered of={all} what="the cohorts">
-          {(answer) => (
-            <HeatMap
-              caption="The part of a day's new players who are there so many days later (0 is the first day itself)"
-              file="cohorts"
-              corner="First day"
-              sizeTitle="Players"
-              columns={later.map(String)}
-              rows={cohortsOf(answer).map((cohort) => ({
-                title: day(dayText(dayNumber(cohort.firstDay))),
-                size: whole(cohort.size),
-                shares: later.map((each) =>
-                  isOver(cohort, each, to) ? ratio(cohort.players.get(each) ?? 0, cohort.size) : null,
-                ),
-              }))}
-            />
-          )}
-        </Answered>
-      </Section>
-    </>
+            </Section>
+            <Section
+              title="Curves"
+              how="The same for every day. A split puts players where they were on their first day and follows them wherever they go; who had two builds on that day is in both. Parts whose day 1 lies within the range of each other can't be told apart."
+            >
+              <Curves all={answer} to={to} later={later} />
+            </Section>
+            <Section
+              title="Cohorts"
+              how="A row for the players of each first day. A day that isn't over yet stays empty."
+            >
+              <HeatMap
+                caption="The part of a day's new players who are there so many days later (0 is the first day itself)"
+                file="cohorts"
+                corner="First day"
+                sizeTitle="Players"
+                columns={later.map(String)}
+                rows={cohorts.map((cohort) => ({
+                  title: day(dayText(dayNumber(cohort.firstDay))),
+                  size: whole(cohort.size),
+                  shares: later.map((each) =>
+                    isOver(cohort, each, to) ? ratio(cohort.players.get(each) ?? 0, cohort.size) : null,
+                  ),
+                }))}
+              />
+            </Section>
+          </>
+        );
+      }}
+    </Answered>
   );
 }

@@ -27,10 +27,10 @@ export function Funnel({caption, steps}: {caption: string; steps: readonly Step[
               Started
             </th>
             <th scope="col" class="of-numbers">
-              Completed
+              Stopped here
             </th>
             <th scope="col" class="of-numbers">
-              Stopped here
+              Completed
             </th>
             <th scope="col" class="of-numbers">
               Completed and went on
@@ -48,8 +48,8 @@ export function Funnel({caption, steps}: {caption: string; steps: readonly Step[
                 <span class="bar-of-part" style={lengthOf(step.part, most)} />
               </td>
               <td class="of-numbers">{whole(step.whole)}</td>
-              <td class="of-numbers">{partOf(step.part, step.whole)}</td>
               <td class="of-numbers">{partOf(step.lost, step.whole)}</td>
+              <td class="of-numbers">{partOf(step.part, step.whole)}</td>
               <td class="of-numbers">{step.wentOn === null ? "the end" : partOf(step.wentOn, step.part)}</td>
             </tr>
           ))}
