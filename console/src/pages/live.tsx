@@ -16,6 +16,7 @@ import {numberOrNull, textOf} from "../rows";
 const markedOf = (arrival: Arrival): string[] =>
   arrival.category === "sdk_error" ? ["error_parameter", "reason"] : fieldsNamedBy(arrival.reasons);
 
+const TOO_LONG = "the record is too long to be shown here";
 const LONGEST = 500; // characters of a line; three lines of them are seen
 
 function One({arrival, notes}: {arrival: Arrival; notes: Notes}) {
@@ -23,7 +24,11 @@ function One({arrival, notes}: {arrival: Arrival; notes: Notes}) {
   const [isOpen, setOpen] = useState(false);
   const noted = useMemo(() => notedFields(arrival.category, arrival.record, notes), [arrival, notes]);
   const kind = isTrouble(arrival) ? "arrival bad" : noted.size > 0 ? "arrival noted" : "arrival";
-  const words = arrival.isRefused ? arrival.reasons.join("; ") : wordsOfEvent(arrival.category, arrival.record);
+  const words = arrival.isRefused
+    ? arrival.reasons.join("; ")
+    : arrival.record === null
+      ? TOO_LONG
+      : wordsOfEvent(arrival.category, arrival.record);
   const notedWords = [...noted].map(([name, says]) => `${name} ${says}`).join("; ");
   return (
     <li class={kind}>
@@ -62,7 +67,7 @@ function One({arrival, notes}: {arrival: Arrival; notes: Notes}) {
               </p>
             )}
             {arrival.record === null ? (
-              <p class="note">It is too long to be shown here.</p>
+              <p class="note">{TOO_LONG}</p>
             ) : (
               <Record record={arrival.record} marked={[...markedOf(arrival), ...noted.keys()]} />
             )}

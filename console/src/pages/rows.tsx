@@ -2,7 +2,7 @@
 import {useEffect, useRef} from "preact/hooks";
 import {addressElsewhere, addressOf, changed, sharedOf, useView} from "../address";
 import {filtersOf, useQuestion} from "../asked";
-import {questionUrl} from "../api";
+import {questionUrl, type Cell} from "../api";
 import {wordsOfEvent} from "../events";
 import {moment} from "../format";
 import {DataTable} from "../parts/data-table";
@@ -13,6 +13,8 @@ import {numberOrNull, textOf, type Row} from "../rows";
 
 const MOST = 200;
 const LONGEST = 300; // characters of an event in words
+
+const shortOf = (value: Cell): string => textOf(value).slice(0, LONGEST);
 
 // Names the row in the address: by then there may be newer ones before it.
 const idOf = (row: Row): string => /"event_uuid": ?"([^"]+)"/.exec(textOf(row.record))?.[1] ?? "";
@@ -84,10 +86,10 @@ export function Rows() {
                   show: (value) => (
                     <a
                       class="cut"
-                      title={textOf(value)}
+                      title={shortOf(value)}
                       href={addressElsewhere(view, "players", {player: textOf(value)})}
                     >
-                      {value}
+                      {shortOf(value)}
                     </a>
                   ),
                 },

@@ -1,11 +1,16 @@
 // Who may look: the token of the studio is asked for once, and kept where no script can read it.
-import {useState} from "preact/hooks";
+import {useEffect, useRef, useState} from "preact/hooks";
 import {wordsOf} from "../asked";
 import {signIn} from "../session";
 
 export function SignIn({onSignedIn}: {onSignedIn: () => void}) {
   const [token, setToken] = useState("");
   const [state, setState] = useState<{busy?: boolean; failure?: string}>({});
+  const field = useRef<HTMLInputElement>(null);
+  useEffect(() => {
+    document.title = "Sign in · Zorvane";
+    field.current?.focus();
+  }, []);
   const submit = async (event: Event) => {
     event.preventDefault();
     setState({busy: true});
@@ -14,17 +19,20 @@ export function SignIn({onSignedIn}: {onSignedIn: () => void}) {
       onSignedIn();
     } catch (failure) {
       setState({failure: wordsOf(failure)});
+      field.current?.select();
     }
   };
   return (
     <main class="sign-in">
       <h1>Zorvane</h1>
+      <p class="question">See your game</p>
       <form onSubmit={submit}>
         <input type="text" autocomplete="username" value="zorvane" readOnly hidden />
         {/* for what keeps passwords */}
         <label>
           Token for reading or for editing
           <input
+            ref={field}
             type="password"
             name="token"
             autocomplete="current-password"
@@ -38,7 +46,7 @@ export function SignIn({onSignedIn}: {onSignedIn: () => void}) {
         </button>
         {state.failure !== undefined && (
           <p class="trouble" role="alert">
-            {state.failure}.
+            <strong>You aren't signed in:</strong> {state.failure}.
           </p>
         )}
       </form>

@@ -120,6 +120,12 @@ function Period() {
   );
 }
 
+// Also one that the address names and nobody knows, which the page then says.
+function keysOf(games: Games, chosen: string | undefined): string[] {
+  const keys = games.map(({key}) => key);
+  return chosen === undefined || keys.includes(chosen) ? keys : [chosen, ...keys];
+}
+
 // What is chosen, in a line.
 function wordsOf({game, from = today(), to = today(), ...others}: Values, games: Games): string {
   const days = presetOf(from, to)?.[1] ?? (from === to ? day(from) : `${day(from)} – ${day(to)}`);
@@ -167,7 +173,7 @@ export function TopBar({games}: {games: Games}) {
             value={view.values.game}
             onChange={({currentTarget: {value}}) => go(view, {...UNFILTERED, game: value})}
           >
-            {games.map(({key}) => (
+            {keysOf(games, view.values.game).map((key) => (
               <option key={key} value={key}>
                 {nameOf(key, games)}
               </option>
