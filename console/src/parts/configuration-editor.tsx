@@ -20,21 +20,27 @@ interface ListProps<Item> {
 }
 
 function Order<Item>({items, index, set, isOff, what}: ListProps<Item> & {index: number; what: string}) {
+  if (isOff) return null;
   return (
     <div class="order">
-      <button type="button" disabled={isOff || index === 0} onClick={() => set(movedUp(items, index))}>
+      <button type="button" disabled={index === 0} onClick={() => set(movedUp(items, index))}>
         Up
       </button>
-      <button
-        type="button"
-        class="danger"
-        disabled={isOff}
-        onClick={() => set(withoutAt(items, index))}
-        aria-label={`Remove ${what}`}
-      >
+      <button type="button" class="danger" onClick={() => set(withoutAt(items, index))} aria-label={`Remove ${what}`}>
         Remove
       </button>
     </div>
+  );
+}
+
+function Add({what, add, isOff}: {what: string; add: () => void; isOff: boolean}) {
+  if (isOff) return null;
+  return (
+    <p>
+      <button type="button" onClick={add}>
+        Add {what}
+      </button>
+    </p>
   );
 }
 
@@ -59,11 +65,7 @@ function Entries({items, set, isOff, isPlain}: ListProps<Entry> & {isPlain?: boo
           );
         })}
       </ol>
-      <p>
-        <button type="button" disabled={isOff} onClick={() => set([...items, {key: "", value: ""}])}>
-          Add a value
-        </button>
-      </p>
+      <Add what="a value" add={() => set([...items, {key: "", value: ""}])} isOff={isOff} />
     </>
   );
 }
@@ -82,6 +84,7 @@ function Groups({items, set, isOff}: ListProps<Group>) {
                   title="Weight"
                   value={group.weight}
                   most={1_000_000}
+                  usual={1}
                   set={(weight) => change({weight})}
                   isOff={isOff}
                 />
@@ -97,11 +100,7 @@ function Groups({items, set, isOff}: ListProps<Group>) {
           );
         })}
       </ol>
-      <p>
-        <button type="button" disabled={isOff} onClick={() => set([...items, {id: ""}])}>
-          Add a group
-        </button>
-      </p>
+      <Add what="a group" add={() => set([...items, {id: ""}])} isOff={isOff} />
     </>
   );
 }
@@ -131,11 +130,7 @@ function Experiments({items, set, isOff}: ListProps<Experiment>) {
           </fieldset>
         );
       })}
-      <p>
-        <button type="button" disabled={isOff} onClick={() => set([...items, fresh])}>
-          Add an experiment
-        </button>
-      </p>
+      <Add what="an experiment" add={() => set([...items, fresh])} isOff={isOff} />
     </>
   );
 }
@@ -152,7 +147,9 @@ export function ConfigurationEditor({
   return (
     <>
       <h3>Values</h3>
-      <p class="how">The last entry of a key that fits a player counts: the general one first, exceptions below it.</p>
+      <p class="how">
+        Of the values of a key that fit a player, the last counts: put the general one first, exceptions below it.
+      </p>
       <Entries
         items={document.configurations ?? []}
         set={(configurations) => set({...document, configurations})}
@@ -160,8 +157,8 @@ export function ConfigurationEditor({
       />
       <h3>Experiments</h3>
       <p class="how">
-        A player is in the first experiment that fits. To have more players in it, raise its percentage: other weights
-        would move players between groups.
+        A player is in the first experiment that fits, and stays in a group. To have more players in it, raise its
+        percentage: other weights would move players between groups.
       </p>
       <Experiments
         items={document.experiments ?? []}
