@@ -24,6 +24,7 @@
 #include "collector/visits/Visits.h"
 #include "collector/warehouse/Credentials.h"
 #include "collector/warehouse/Erasure.h"
+#include "collector/warehouse/Settling.h"
 #include "collector/warehouse/Shipper.h"
 
 namespace collector {
@@ -93,10 +94,12 @@ struct Beyond {
       : warehouse(warehouseAddress(options.warehouse, options.warehouseCredentialsFile)),
         shipper(archive, warehouseAddress(options.warehouse, options.warehouseCredentialsFile),
                 [&log](const std::string& line) { log.write(line); }, {}),
+        settler(warehouseAddress(options.warehouse, options.warehouseCredentialsFile)),
         engine(warehouse, &archive.readers()) {}
 
   ClickHouse warehouse;
   Shipper shipper;
+  Settler settler;
   WarehouseEngine engine;
 };
 

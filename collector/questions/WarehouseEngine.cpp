@@ -83,7 +83,7 @@ constexpr std::size_t kSparePerEvent = 2;  // few come more often than twice
 constexpr std::int64_t kFurther = 8;
 
 // The time of the event that so many come behind, as a text; empty where there are fewer. Among the last days first.
-std::string timeOf(const ClickHouse& warehouse, const Filter& filter, const Search& search, std::size_t reach) {
+std::string timeOf(const EventsOnce& warehouse, const Filter& filter, const Search& search, std::size_t reach) {
   for (std::int64_t days = 1;; days *= kFurther) {
     Filter last = filter;
     last.from = std::max(filter.from, filter.to + 1 - days);

@@ -6,6 +6,7 @@
 
 #include "collector/archive/Readers.h"
 #include "collector/questions/Engine.h"
+#include "collector/questions/EventsOnce.h"
 #include "collector/warehouse/ClickHouse.h"
 
 namespace collector {
@@ -36,7 +37,7 @@ class WarehouseEngine final : public Engine {
   Table refused(const Filter& filter, bool byDay) override;
 
  private:
-  const ClickHouse& warehouse_;
+  const EventsOnce warehouse_;
   Readers* const archive_;
 };
 

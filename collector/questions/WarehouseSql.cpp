@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "collector/archive/Schema.h"
+#include "collector/questions/EventsOnce.h"
 #include "collector/records/Fields.h"
 #include "collector/warehouse/Literals.h"
 
@@ -69,7 +70,7 @@ std::string within(const Filter& filter) {
 }
 
 std::string eventsOf(const Filter& filter, std::initializer_list<std::string_view> categories) {
-  return fmt::format("FROM events FINAL WHERE {} AND {}", kinds(filter, categories), within(filter));
+  return eachOnce(fmt::format("{} AND {}", kinds(filter, categories), within(filter)));
 }
 
 std::string askedForTotal() { return fmt::format("sum(intDiv(measure, {0})), sum(measure % {0})", kPart); }

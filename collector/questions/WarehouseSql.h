@@ -26,7 +26,7 @@ std::string conditions(const std::map<Column, std::string>& texts);
 std::string kinds(const Filter& filter, std::initializer_list<std::string_view> categories);
 // The filter's days and segment.
 std::string within(const Filter& filter);
-// "FROM events FINAL WHERE ...": each event once, which costs a merge in one thread.
+// "FROM ... WHERE ...": each event once, as EventsOnce asks for it.
 std::string eventsOf(const Filter& filter, std::initializer_list<std::string_view> categories);
 
 // A total of measures as two columns, of which neither overflows, and what they are together.

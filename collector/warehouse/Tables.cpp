@@ -46,15 +46,15 @@ std::string eachColumn(Form form) {
 }
 
 // A number is compared and grouped sooner than a text, so game and category are one in the key, and so is the player. A
-// partition holds thirty days; a clock that is wrong by years doesn't make partitions of its own.
+// partition holds a day, so that those of the past settle, and each thousandth day shares one, so that wrong or hostile
+// clocks can't make more than so many.
 std::string eventsTable() {
   const auto typed = [](std::string_view name, std::string_view type) { return fmt::format("{} {}", name, type); };
   return fmt::format(
       "CREATE TABLE IF NOT EXISTS events ({}, kind UInt64 DEFAULT sipHash64(game, category), day Int64 "
       "DEFAULT intDiv(client_ts, {}), player UInt64 DEFAULT sipHash64(user_id)) ENGINE = ReplacingMergeTree "
-      "PARTITION BY if(client_ts < 1500000000 OR client_ts > 4000000000, 0, intDiv(client_ts, 2592000)) ORDER BY "
-      "(kind, client_ts, event_uuid)",
-      eachColumn(typed), kSecondsADay);
+      "PARTITION BY intDiv(client_ts, {}) % 1000 ORDER BY (kind, client_ts, event_uuid)",
+      eachColumn(typed), kSecondsADay, kSecondsADay);
 }
 
 std::string segmentColumns(const char* after) {

@@ -25,6 +25,7 @@
 #include "collector/questions/WarehouseEngine.h"
 #include "collector/warehouse/Erasure.h"
 #include "collector/warehouse/Literals.h"
+#include "collector/warehouse/Settling.h"
 #include "collector/warehouse/Shipper.h"
 #include "collector/warehouse/Tables.h"
 
@@ -145,6 +146,10 @@ class Warehouse : public testing::Test {
     await([&] { return archive.waiting() == 0; });
   }
   std::string ask(const std::string& sql) { return clickHouse_.run(sql); }
+  void settle() {
+    using std::chrono::seconds;
+    await([&] { return !settleOne(clickHouse_, seconds(0)); });
+  }
   // Events, and different ones among them.
   std::string counted() { return ask("SELECT count(), uniqExact(event_uuid) FROM events FINAL"); }
 
@@ -245,6 +250,42 @@ TEST_F(Warehouse, CountsWhatTwoCollectorsTookOnce) {
           filter, {.category = "design", .by = {Column::part1}, .sums = {Sum::events, Sum::players, Sum::total}})),
       "part1,events,players,total\r\na,1500,15,2250\r\n");
   EXPECT_EQ(engine.life(filter, "player7", 1000).rows.size(), 100U);
+}
+
+// Some of it settled, some of it not, while it grows, and while it is being settled.
+TEST_F(Warehouse, CountsOnceWhateverIsSettled) {
+  constexpr int kDay = 24 * 60;  // an event a minute
+  Archive one, other;
+  WarehouseEngine engine(clickHouse_);
+  const auto counted = [&](std::map<Column, std::string> where = {}) {
+    return asCsv(engine.events({kGame, 0, 40'000, {}}, {.category = "design",
+                                                        .by = {Column::part1},
+                                                        .sums = {Sum::events, Sum::players, Sum::total},
+                                                        .where = std::move(where)}));
+  };
+  const auto said = [](int number) {
+    return fmt::format("part1,events,players,total\r\na,{},{},{}\r\n", number, (number + 99) / 100, 1.5 * number);
+  };
+  prepareWarehouse(clickHouse_);
+  EXPECT_EQ(settledParts(clickHouse_), "");
+  one.keep(events(0, 3 * kDay), kGame, kNow);
+  shipAll(one);
+  EXPECT_EQ(counted(), said(3 * kDay));
+  settle();
+  EXPECT_EQ(std::ranges::count(settledParts(clickHouse_), ','), 3) << "days";
+  EXPECT_EQ(counted(), said(3 * kDay));
+  EXPECT_EQ(counted({{Column::part1, "\f' OR '\f"}}), "part1,events,players,total\r\n") << "a mark in a text is text";
+
+  other.keep(events(2 * kDay, 4 * kDay), kGame, kNow);  // what is settled once more, and what isn't
+  shipAll(other);
+  EXPECT_EQ(ask("SELECT count() FROM events"), fmt::format("{}\n", 5 * kDay));
+  EXPECT_NE(settledParts(clickHouse_), "");
+  EXPECT_EQ(counted(), said(4 * kDay));
+  std::thread settling([&] { settle(); });
+  for (int each = 0; each < 20; ++each) EXPECT_EQ(counted(), said(4 * kDay));
+  settling.join();
+  EXPECT_EQ(ask("SELECT count() FROM events"), fmt::format("{}\n", 4 * kDay));
+  EXPECT_EQ(counted(), said(4 * kDay));
 }
 
 // A server that refuses what it finds too much, as a proxy or a limit on memory does.
@@ -427,11 +468,16 @@ TEST_F(Warehouse, AnswersLikeTheArchive) {
     ASSERT_EQ(collector.wait(), 0) << collector.errors();
   }
   Store store(path);
-  {
+  for (int round = 0; round < 2; ++round) {  // all of it twice
     Shipper shipper(
         store, address_, [](const std::string&) {}, kPace);
     await([&] { return shipper.lag().waiting == 0; });
+    if (round > 0) break;
+    ASSERT_TRUE(store.writeNow(
+        [](sqlite3* database) { execute(database, "UPDATE facts SET value = 0 WHERE name = 'handed_on'"); }));
   }
+  for (int day = 0; day < 6; ++day) EXPECT_TRUE(settleOne(clickHouse_, std::chrono::seconds(0)));
+  EXPECT_NE(settledParts(clickHouse_), "");
   ArchiveEngine archive(store.readers());
   WarehouseEngine warehouse(clickHouse_);
   const auto users = archive.events({kGame, 0, 40'000, {}}, {.category = "user", .by = {}, .sums = {Sum::players}});
