@@ -286,7 +286,7 @@ export function Designs() {
       <Section
         title="How the values spread"
         rows={rows}
-          how="At most 20 steps of equal width; the text below a bar is the least value in it. The hundredth with the lowest values and the one with the highest are in the first and the last step."
+        how="At most 20 steps of equal width; the text below a bar is the least value in it. The hundredth with the lowest values and the one with the highest are in the first and the last step."
       >
         <Values key={under} under={under} />
       </Section>
