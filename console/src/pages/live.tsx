@@ -151,7 +151,9 @@ interface ArrivalsProps {
 }
 
 function Arrivals({looking, stream, notes, isPaused, pause}: ArrivalsProps) {
-  const [kind, setKind] = useState("");
+  const view = useView();
+  const kind = view.values.live_kind ?? "";
+  const setKind = (value: string) => go(view, {live_kind: value === "" ? undefined : value});
   const {arrivals, troubles, skipped, perSecond, state} = stream;
   const good = arrivals.filter((arrival) => !isTrouble(arrival));
   const kinds = [...new Set(good.map(({category}) => category))].sort();
