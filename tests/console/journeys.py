@@ -230,6 +230,11 @@ class Journeys(unittest.TestCase):
             browser.visit(page, **time_of)
             self.assertNotIn(MARKUP, browser.text(), page)
 
+    def sign_out_and_in(self, token):
+        self.browser.press('Sign out')
+        self.browser.until(lambda: 'Token for reading' in self.browser.text(), 'the way in')
+        self.sign_in(token)
+
     def test_narrow_windows_and_the_keyboard(self):
         browser, driver = self.browser, self.browser.driver
         self.sign_in()
@@ -264,11 +269,6 @@ class Journeys(unittest.TestCase):
         driver.get(address)
         browser.settle()
         self.assertEqual(browser.text_of('.record'), record_of)
-
-    def sign_out_and_in(self, token):
-        self.browser.press('Sign out')
-        self.browser.until(lambda: 'Token for reading' in self.browser.text(), 'the way in')
-        self.sign_in(token)
 
     def test_what_arrives_is_there_within_a_second(self):
         browser = self.browser
