@@ -22,8 +22,6 @@ interface Props {
 }
 
 const STEP = 100; // more at once only slow the page down
-const MANY = 7; // columns, of which more have to stand closer
-const FEW = 24; // characters that aren't broken into lines
 
 // What has no value comes last, whichever way it is sorted.
 function compare(one: Cell | undefined, other: Cell | undefined, order: 1 | -1): number {
@@ -38,6 +36,9 @@ function shown(column: Column, row: Row): ComponentChildren {
   if (column.show) return column.show(value, row);
   return typeof value === "number" ? number(value) : value === "" ? <span class="none">none</span> : value;
 }
+
+const MANY = 7; // columns, of which more have to stand closer
+const FEW = 24; // characters that aren't broken into lines
 
 export function DataTable({caption, file, columns, rows, sort, order = -1}: Props) {
   const [by, setBy] = useState<{name: string; order: 1 | -1} | null>(sort === undefined ? null : {name: sort, order});
