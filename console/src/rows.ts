@@ -12,6 +12,9 @@ export const numberOrNull = (cell: Cell | undefined): number | null => (typeof c
 export const textOf = (cell: Cell | undefined): string => (cell === null || cell === undefined ? "" : String(cell));
 export const ratio = (of: number, to: number): number | null => (to === 0 ? null : of / to);
 
+// The order of versions, and of whatever else has numbers in it: 1.9 comes before 1.10.
+export const byVersion = new Intl.Collator(undefined, {numeric: true}).compare;
+
 export function sumOf(rows: readonly Row[], column: string): number {
   return rows.reduce((sum, row) => sum + numberOf(row[column]), 0);
 }

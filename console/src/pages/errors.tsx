@@ -12,7 +12,7 @@ import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Spark} from "../parts/spark";
 import {Answered, Empty} from "../parts/states";
-import {byDay, groupedBy, sumOf, textOf, type Row} from "../rows";
+import {byDay, byVersion, groupedBy, sumOf, textOf, type Row} from "../rows";
 
 const SEVERITIES = [
   ["critical", 5],
@@ -21,7 +21,6 @@ const SEVERITIES = [
   ["info", 1],
   ["debug", 8],
 ] as const; // and their colours
-const compare = new Intl.Collator(undefined, {numeric: true}).compare;
 
 const dayShown = (value: Cell) => (value === "" ? "" : shortDay(dayStart(textOf(value))));
 
@@ -63,8 +62,8 @@ function Trend() {
   );
 }
 
-// The builds that rows by severity, message and build are of, in the order of their names.
-const buildsOf = (rows: readonly Row[]): string[] => [...new Set(rows.map((row) => textOf(row.build)))].sort(compare);
+// The builds that rows by severity, message and build are of, the first version first.
+const buildsOf = (rows: readonly Row[]): string[] => [...new Set(rows.map((row) => textOf(row.build)))].sort(byVersion);
 
 const playersShown = ([least, most]: Trouble["players"]): string =>
   least === most ? whole(most) : `${whole(least)} to ${whole(most)}`;
@@ -320,7 +319,7 @@ export function Errors() {
       </Section>
       <Section
         title="What happened"
-        how="One line for each message; crashes of the same exception in the same functions are one. First and last are those of this time, builds in the order of their versions; the bars are its days. Reports of one crash differ by build and run, so its players are given as at least and at most; its own page counts them."
+        how="One line for each message; crashes of the same exception in the same functions are one. First and last are those of this time, the first version first; the bars are its days. Reports of one crash differ by build and run, so its players are given as at least and at most; its own page counts them."
       >
         <List />
       </Section>

@@ -4,7 +4,7 @@ import {useState} from "preact/hooks";
 import type {Cell} from "../api";
 import {csvOf, keepFile} from "../csv";
 import {number} from "../format";
-import type {Row} from "../rows";
+import {byVersion, type Row} from "../rows";
 
 export interface Column {
   readonly name: string; // in the rows
@@ -22,14 +22,13 @@ interface Props {
 }
 
 const STEP = 100; // more at once only slow the page down
-const compareTexts = new Intl.Collator(undefined, {numeric: true}).compare;
 
 // What has no value comes last, whichever way it is sorted.
 function compare(one: Cell | undefined, other: Cell | undefined, order: 1 | -1): number {
   const missing = Number(one === null || one === undefined) - Number(other === null || other === undefined);
   if (missing !== 0 || one === null || one === undefined || other === null || other === undefined) return missing;
   if (typeof one === "number" && typeof other === "number") return order * (one - other);
-  return order * compareTexts(String(one), String(other));
+  return order * byVersion(String(one), String(other));
 }
 
 function shown(column: Column, row: Row): ComponentChildren {
