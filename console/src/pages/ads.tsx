@@ -8,7 +8,7 @@ import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
-import {byDay, groupedBy, numberOf, ratio, textOf, type Row} from "../rows";
+import {byDay, groupedBy, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
 
 const ACTIONS = ["request", "loaded", "show", "clicked", "reward_received", "failed_show"] as const;
 const TITLES: Record<(typeof ACTIONS)[number], string> = {
@@ -69,6 +69,11 @@ function By({
   );
 }
 
+const CHARTS = [
+  {title: "Ads asked for and shown by day", file: "ads-shown", actions: ["loaded", "request", "show"]},
+  {title: "What came of them by day", file: "ads-outcome", actions: ["clicked", "reward_received", "failed_show"]},
+] as const;
+
 function Days() {
   const {from = "", to = ""} = useView().values;
   const days = eachDay(from, to < today() ? to : today());
@@ -76,43 +81,66 @@ function Days() {
     <Answered of={useQuestion("ads", {by: "ad_action", daily: "yes"})} what="the days">
       {({rows}) => {
         const byAction = groupedBy(rows, (row) => textOf(row.ad_action));
-        const series = ACTIONS.filter((action) => byAction.has(action)).map((action) => ({
-          label: TITLES[action],
-          values: byDay(byAction.get(action)!, days, (row) => numberOf(row.events)),
-        }));
-        if (series.length === 0) return <Empty what="ads" call={CALLS.ad} />;
+        if (byAction.size === 0) return <Empty what="ads" call={CALLS.ad} />;
         return (
-          <Chart
-            title="Ads by day"
-            file="ads-by-day"
-            x={days.map(dayStart)}
-            xTitle="Day"
-            format={whole}
-            series={series}
-          />
+          <div class="beside">
+            {CHARTS.map(({title, file, actions}) => (
+              <Chart
+                key={file}
+                title={title}
+                file={file}
+                x={days.map(dayStart)}
+                xTitle="Day"
+                format={whole}
+                series={actions.map((action) => ({
+                  label: TITLES[action],
+                  color: ACTIONS.indexOf(action) + 1,
+                  isBroad: action === "loaded", // as a rule, what is loaded is shown
+                  values: byDay(byAction.get(action) ?? [], days, (row) => numberOf(row.events)),
+                }))}
+              />
+            ))}
+          </div>
         );
       }}
     </Answered>
   );
 }
 
+// A row for each reason, a column for each network.
 function Failures() {
   return (
     <Answered of={useQuestion("ads", {by: "ad_network,ad_action,ad_fail_reason"})} what="the failures">
       {({rows}) => {
         const failed = rows.filter((row) => row.ad_action === "failed_show");
         if (failed.length === 0) return <p class="note">No show of an ad failed in this time.</p>;
+        const networks = [...groupedBy(failed, (row) => textOf(row.ad_network)).keys()].sort();
+        const all = sumOf(failed, "events");
+        const reasons = [...groupedBy(failed, (row) => textOf(row.ad_fail_reason))].map(([reason, of]) => ({
+          reason,
+          events: sumOf(of, "events"),
+          part: ratio(sumOf(of, "events"), all),
+          ...Object.fromEntries(
+            networks.map((name) => [
+              `of ${name}`,
+              sumOf(
+                of.filter((row) => textOf(row.ad_network) === name),
+                "events",
+              ),
+            ]),
+          ),
+        }));
         return (
           <DataTable
-            caption="Failed shows by network and reason"
+            caption="Failed shows by reason and network"
             file="ad-failures"
             sort="events"
-            rows={failed}
+            rows={reasons}
             columns={[
-              {name: "ad_network", title: "Network"},
-              {name: "ad_fail_reason", title: "Reason"},
+              {name: "reason", title: "Reason"},
               {name: "events", title: "Failures"},
-              {name: "players", title: "Players"},
+              {name: "part", title: "Part", show: (value) => share(value as number | null)},
+              ...networks.map((name) => ({name: `of ${name}`, title: name === "" ? "no network" : name})),
             ]}
           />
         );
@@ -124,17 +152,25 @@ function Failures() {
 export function Ads() {
   return (
     <>
-      <Section title="Day by day" rows={{category: "ads"}}>
+      <Section
+        title="Day by day"
+        rows={{category: "ads"}}
+        how="Reports of each action on each UTC day. A broad line is one that another may lie on."
+      >
         <Days />
       </Section>
       <Section
         title="By network"
         rows={{category: "ads"}}
-        how="Each number counts reports of that action. The part that fails is of shows and failures together."
+        how="Each number counts reports of that action. Clicks are divided by shows, failures by shows and failures together."
       >
         <By names={["ad_network"]} titles={["Network"]} caption="Ads by network" file="ads-by-network" />
       </Section>
-      <Section title="By placement" rows={{category: "ads"}}>
+      <Section
+        title="By placement"
+        rows={{category: "ads"}}
+        how="The same, by where in the game and by the kind of ad."
+      >
         <By
           names={["ad_placement", "ad_type"]}
           titles={["Placement", "Type"]}
@@ -142,7 +178,11 @@ export function Ads() {
           file="ads-by-placement"
         />
       </Section>
-      <Section title="Why they fail" rows={{category: "ads", ad_action: "failed_show"}}>
+      <Section
+        title="Why they fail"
+        rows={{category: "ads", ad_action: "failed_show"}}
+        how="Reports of shows that failed, by the reason that the game gave."
+      >
         <Failures />
       </Section>
     </>

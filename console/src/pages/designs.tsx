@@ -1,4 +1,5 @@
 // What else the game counts and measures: the tree of its event ids, any branch over time, its values, and split by a field.
+import {useState} from "preact/hooks";
 import {addressOf, changed, go, useView} from "../address";
 import {useQuestion} from "../asked";
 import {CALLS} from "../calls";
@@ -12,10 +13,17 @@ import {byDay, groupedBy, numberOf, ratio, sumOf, textOf, type Row} from "../row
 
 const MOST_LINES = 6;
 const MOST_PARTS = 5;
+const MANY = 20; // parts that are searched rather than read
+const MOST_READ = 100; // events whose fields are offered
+
+const branchOf = (under: string) => ({under: under === "" ? undefined : under});
 
 // The column that a branch's parts stand in.
 const partOf = (row: Row): string =>
   Object.keys(row).find((name) => name.startsWith("part") || name === "event_id") ?? "";
+
+const perEvent = (row: Row): number | null =>
+  typeof row.total === "number" ? ratio(row.total, numberOf(row.events)) : null;
 
 function Path({under}: {under: string}) {
   const view = useView();
@@ -48,49 +56,59 @@ function Path({under}: {under: string}) {
 function Branch({under}: {under: string}) {
   const view = useView();
   const depth = under === "" ? 0 : under.split(":").length;
+  const [wanted, setWanted] = useState("");
   return (
-    <Answered of={useQuestion("designs", {under: under === "" ? undefined : under})} what="the events">
+    <Answered of={useQuestion("designs", branchOf(under))} what="the events">
       {({rows}) => {
         if (rows.length === 0) return <Empty what="events of this branch" call={CALLS.design} />;
         const named = rows.map((row) => ({
           ...row,
           part: textOf(row[partOf(row)]),
-          mean: typeof row.total === "number" ? ratio(row.total, numberOf(row.events)) : null,
+          mean: perEvent(row),
         }));
+        const found = named.filter((row) => row.part.toLowerCase().includes(wanted.toLowerCase()));
         return (
-          <DataTable
-            caption={under === "" ? "Events by the first part of their ids" : `Events below ${under}`}
-            file="designs"
-            sort="events"
-            rows={named}
-            columns={[
-              {
-                name: "part",
-                title: "Part",
-                show: (value) =>
-                  value === "" || depth === MOST_PARTS ? (
-                    <span class="none">ends here</span>
-                  ) : (
-                    <a
-                      href={addressOf({
-                        page: view.page,
-                        values: changed(view.values, {
-                          under: under === "" ? textOf(value) : `${under}:${textOf(value)}`,
-                        }),
-                      })}
-                    >
-                      <bdi>{value}</bdi>
-                    </a>
-                  ),
-              },
-              {name: "events", title: "Events"},
-              {name: "players", title: "Players"},
-              {name: "total", title: "Sum of values"},
-              {name: "mean", title: "Value per event"},
-              {name: "least", title: "Least"},
-              {name: "most", title: "Greatest"},
-            ]}
-          />
+          <>
+            {named.length > MANY && (
+              <label class="choice">
+                Parts with
+                <input type="search" value={wanted} onInput={({currentTarget: {value}}) => setWanted(value)} />
+              </label>
+            )}
+            <DataTable
+              caption={under === "" ? "Events by the first part of their ids" : `Events below ${under}`}
+              file="designs"
+              sort="events"
+              rows={found}
+              columns={[
+                {
+                  name: "part",
+                  title: "Part",
+                  show: (value) =>
+                    value === "" || depth === MOST_PARTS ? (
+                      <span class="none">ends here</span>
+                    ) : (
+                      <a
+                        href={addressOf({
+                          page: view.page,
+                          values: changed(view.values, {
+                            under: under === "" ? textOf(value) : `${under}:${textOf(value)}`,
+                          }),
+                        })}
+                      >
+                        <bdi>{value}</bdi>
+                      </a>
+                    ),
+                },
+                {name: "events", title: "Events"},
+                {name: "players", title: "Players"},
+                {name: "total", title: "Sum of values"},
+                {name: "mean", title: "Value per event"},
+                {name: "least", title: "Least"},
+                {name: "most", title: "Greatest"},
+              ]}
+            />
+          </>
         );
       }}
     </Answered>
@@ -101,24 +119,46 @@ function Days({under}: {under: string}) {
   const {from = "", to = ""} = useView().values;
   const days = eachDay(from, to < today() ? to : today());
   return (
-    <Answered of={useQuestion("designs", {under: under === "" ? undefined : under, daily: "yes"})} what="the days">
+    <Answered of={useQuestion("designs", {...branchOf(under), daily: "yes"})} what="the days">
       {({rows}) => {
         const parts = [...groupedBy(rows, (row) => textOf(row[partOf(row)]))]
           .sort((one, other) => sumOf(other[1], "events") - sumOf(one[1], "events"))
           .slice(0, MOST_LINES);
         if (parts.length === 0) return <Empty what="events of this branch" call={CALLS.design} />;
+        const x = days.map(dayStart);
+        const label = (part: string) => (part === "" ? "ends here" : part);
+        const valued = parts.filter(([, of]) => of.some((row) => perEvent(row) !== null));
+        const means = (of: readonly Row[]) => {
+          const found = new Map(of.map((row) => [textOf(row.day), perEvent(row)]));
+          return days.map((day) => found.get(day) ?? null);
+        };
         return (
-          <Chart
-            title="Events by day, the most frequent parts"
-            file="designs-by-day"
-            x={days.map(dayStart)}
-            xTitle="Day"
-            format={whole}
-            series={parts.map(([label, of]) => ({
-              label: label === "" ? "ends here" : label,
-              values: byDay(of, days, (row) => numberOf(row.events)),
-            }))}
-          />
+          <div class="beside">
+            <Chart
+              title="Events by day, the most frequent parts"
+              file="designs-by-day"
+              x={x}
+              xTitle="Day"
+              format={whole}
+              series={parts.map(([part, of]) => ({
+                label: label(part),
+                values: byDay(of, days, (row) => numberOf(row.events)),
+              }))}
+            />
+            {valued.length > 0 && (
+              <Chart
+                title="Value per event by day"
+                file="values-by-day"
+                x={x}
+                xTitle="Day"
+                series={parts.flatMap(([part, of], index) =>
+                  valued.some(([name]) => name === part)
+                    ? [{label: label(part), color: index + 1, values: means(of)}]
+                    : [],
+                )}
+              />
+            )}
+          </div>
         );
       }}
     </Answered>
@@ -126,8 +166,9 @@ function Days({under}: {under: string}) {
 }
 
 function Values({under}: {under: string}) {
+  if (under === "") return <p class="note">Choose a branch above: values of different events don't compare.</p>;
   return (
-    <Answered of={useQuestion("values", {under: under === "" ? undefined : under})} what="the values">
+    <Answered of={useQuestion("values", branchOf(under))} what="the values">
       {({rows}) => {
         if (rows.length === 0) return <p class="note">No event of this branch has a value.</p>;
         const titleOf = (row: Row) => `${number(numberOf(row.low))} to ${number(numberOf(row.high))}`;
@@ -151,10 +192,7 @@ function Values({under}: {under: string}) {
 
 function ByField({under, field}: {under: string; field: string}) {
   return (
-    <Answered
-      of={useQuestion("designs", {under: under === "" ? undefined : under, by: `field:${field}`})}
-      what="the field"
-    >
+    <Answered of={useQuestion("designs", {...branchOf(under), by: `field:${field}`})} what="the field">
       {({rows}) => {
         const column = Object.keys(rows[0] ?? {}).find((name) => name === field || name === `field:${field}`);
         if (column === undefined) return <p class="note">No event of this branch is there to be split.</p>;
@@ -163,8 +201,9 @@ function ByField({under, field}: {under: string; field: string}) {
             caption={`Events by the custom field ${field}`}
             file="field"
             sort="events"
-            rows={rows.map((row) => ({...row, of_field: row[column] ?? ""}))}
+            rows={rows.map((row) => ({...row, of_field: row[column] ?? "", part: row[partOf(row)] ?? ""}))}
             columns={[
+              {name: "part", title: "Part"},
               {name: "of_field", title: field},
               {name: "events", title: "Events"},
               {name: "players", title: "Players"},
@@ -179,44 +218,83 @@ function ByField({under, field}: {under: string; field: string}) {
   );
 }
 
+// The names of the fields that the latest events have.
+function namesOf(rows: readonly Row[]): string[] {
+  const names = rows.flatMap((row) => {
+    try {
+      return Object.keys((JSON.parse(textOf(row.record)) as {custom_fields?: object}).custom_fields ?? {});
+    } catch {
+      return []; // its beginning only
+    }
+  });
+  return [...new Set(names)].sort();
+}
+
+function FieldChoice({under}: {under: string}) {
+  const view = useView();
+  const latest = useQuestion("rows", {category: "design", ...branchOf(under), limit: MOST_READ});
+  const names = namesOf(latest.value?.rows ?? []);
+  return (
+    <>
+      <label class="choice">
+        Name of the field
+        <input
+          type="search"
+          list="field-names"
+          value={view.values.field ?? ""}
+          onChange={({currentTarget: {value}}) => go(view, {field: value.trim() === "" ? undefined : value.trim()})}
+        />
+        <datalist id="field-names">
+          {names.map((name) => (
+            <option key={name} value={name} />
+          ))}
+        </datalist>
+      </label>
+      {latest.value && (
+        <p class="note">
+          {names.length === 0
+            ? "The latest events of this branch have no custom fields."
+            : `The latest events have: ${names.join(", ")}.`}
+        </p>
+      )}
+    </>
+  );
+}
+
 export function Designs() {
   const view = useView();
   const {under = "", field} = view.values;
-  const rows = {category: "design", under: under === "" ? undefined : under};
+  const rows = {category: "design", ...branchOf(under)};
   return (
     <>
       <Section
         title="The tree of events"
         rows={rows}
-        how="One part of the ids at a time; a line counts all that stands below it. Different players of two lines may be the same."
+        how="One part of the ids at a time; a line counts all events below it, and values only where events have one. A player of two lines counts in both."
       >
         <Path under={under} />
         <Branch key={under} under={under} />
       </Section>
-      <Section title="Over time" rows={rows}>
+      <Section
+        title="Over time"
+        rows={rows}
+        how={`The ${MOST_LINES} parts with the most events. The value per event is the sum of a day's values by its events.`}
+      >
         <Days key={under} under={under} />
       </Section>
       <Section
         title="How the values spread"
         rows={rows}
-        how="At most 20 steps of equal width from the least value of this branch to its greatest."
+        how="The events of this branch by their value, in at most 20 steps; the text below a bar is the least value in it."
       >
         <Values key={under} under={under} />
       </Section>
       <Section
         title="Split by a custom field"
         rows={rows}
-        how="Custom fields may be anything, so each event is read for this: of 20,000 events at most."
+        how="Each event is read for this, so a branch may have 30,000 at most: choose a smaller one, or fewer days. Without the field an event counts as none."
       >
-        <label class="choice">
-          Name of the field
-          <input
-            type="search"
-            value={field ?? ""}
-            placeholder="difficulty"
-            onChange={({currentTarget: {value}}) => go(view, {field: value.trim() === "" ? undefined : value.trim()})}
-          />
-        </label>
+        <FieldChoice key={`of ${under}`} under={under} />
         {field !== undefined && <ByField key={`${under} ${field}`} under={under} field={field} />}
       </Section>
     </>

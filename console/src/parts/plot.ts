@@ -6,6 +6,7 @@ export interface Series {
   readonly label: string;
   readonly values: readonly (number | null)[];
   readonly color?: number; // one of eight; else the next one
+  readonly isBroad?: boolean; // seen under another line that has the same values
 }
 
 export interface Mark {
@@ -124,6 +125,12 @@ function drawOpenDay(plot: UPlot, picture: Picture): void {
   ctx.restore();
 }
 
+// Between two that are missing there is no line to be seen.
+function aloneIn(values: readonly (number | null)[]): number[] {
+  const isThere = (index: number) => typeof values[index] === "number";
+  return values.flatMap((_, index) => (isThere(index) && !isThere(index - 1) && !isThere(index + 1) ? [index] : []));
+}
+
 export function optionsOf(
   picture: Picture,
   width: number,
@@ -156,7 +163,7 @@ export function optionsOf(
       {
         ...axis,
         size: 40,
-        incrs: formatX ? undefined : DAY_STEPS,
+        incrs: formatX ? WHOLE_STEPS : DAY_STEPS,
         values: (_, splits) => splits.map((at) => (Number.isInteger(at) ? ofX(at) : "")),
       },
       {
@@ -173,9 +180,9 @@ export function optionsOf(
         show: !hidden.has(each.label),
         stroke: styled(colorOf(each, index)),
         fill: bars ? styled(colorOf(each, index)) : ground,
-        width: bars ? 0 : 2,
+        width: bars ? 0 : each.isBroad ? 6 : 2,
         paths,
-        points: {show: !bars && x.length < 3},
+        points: {show: !bars && x.length < 3, filter: (_, __, show) => (show || bars ? null : aloneIn(each.values))},
       })),
     ],
     hooks: {
