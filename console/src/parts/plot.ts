@@ -182,7 +182,7 @@ export function optionsOf(
         fill: bars ? styled(colorOf(each, index)) : ground,
         width: bars ? 0 : each.isBroad ? 6 : 2,
         paths,
-        points: {show: !bars && x.length < 3, filter: (_, __, show) => (show || bars ? null : aloneIn(each.values))},
+        points: {show: !bars && x.length < 3, filter: bars || x.length < 3 ? undefined : () => aloneIn(each.values)},
       })),
     ],
     hooks: {
