@@ -29,6 +29,53 @@ export interface Document {
   readonly experiments?: readonly Experiment[];
 }
 
+export interface Version {
+  readonly version: number; // 0: there is none yet
+  readonly at: number;
+  readonly author: string;
+  readonly note: string;
+  readonly document: Document;
+}
+
+// As far as the form relies on it; the collector says what else is wrong.
+export function hasShape(value: unknown): value is Document {
+  const isObject = (item: unknown): item is {[name: string]: unknown} =>
+    typeof item === "object" && item !== null && !Array.isArray(item);
+  const areAll = (items: unknown, fits: (item: {[name: string]: unknown}) => boolean) =>
+    items === undefined || (Array.isArray(items) && items.every((item) => isObject(item) && fits(item)));
+  const isText = (text: unknown) => text === undefined || typeof text === "string";
+  const areTexts = (texts: unknown) => texts === undefined || (Array.isArray(texts) && texts.every(isText));
+  const fitsAnybody = (item: {[name: string]: unknown}) => areTexts(item.platforms) && areTexts(item.builds);
+  const areEntries = (items: unknown) => areAll(items, (entry) => isText(entry.key) && fitsAnybody(entry));
+  const isGroup = (group: {[name: string]: unknown}) => isText(group.id) && areEntries(group.configurations);
+  return (
+    isObject(value) &&
+    areEntries(value.configurations) &&
+    areAll(
+      value.experiments,
+      (each) => isText(each.id) && fitsAnybody(each) && Array.isArray(each.groups) && areAll(each.groups, isGroup),
+    )
+  );
+}
+
+// Whether two players of different platforms or builds may get different values.
+export function dependsOnKind({configurations = [], experiments = []}: Document): boolean {
+  return [...configurations, ...experiments].some(
+    ({platforms = [], builds = []}) => platforms.length > 0 || builds.length > 0,
+  );
+}
+
+// "document.experiments[0].groups[1].id: it must be text" as what the form shows: "experiment 1, group 2, id: ..."
+const NAMES: {readonly [name: string]: string} = {configurations: "value", experiments: "experiment", groups: "group"};
+export function placesInWords(reason: string): string {
+  return reason.replace(/\bdocument\.([\w.[\]]+)/g, (_, path: string) =>
+    path
+      .split(".")
+      .map((part) => part.replace(/^(\w+)\[(\d+)\]$/, (__, name, at) => `${NAMES[name] ?? name} ${Number(at) + 1}`))
+      .join(", "),
+  );
+}
+
 // The game's readers take text; what isn't one stays what it is, written as JSON.
 export const textOfValue = (value: unknown): string =>
   typeof value === "string" ? value : (JSON.stringify(value) ?? "");

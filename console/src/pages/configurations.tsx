@@ -3,9 +3,11 @@ import {useContext, useState} from "preact/hooks";
 import {FILTERS, useView} from "../address";
 import {change, get} from "../api";
 import {useAsked, useQuestion, wordsOf} from "../asked";
-import {inForce, type Document} from "../configuration";
+import {CALLS} from "../calls";
+import {dependsOnKind, hasShape, inForce, type Document, type Version} from "../configuration";
 import {moment} from "../format";
 import {ConfigurationEditor} from "../parts/configuration-editor";
+import {author, Saving} from "../parts/configuration-saving";
 import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
@@ -13,63 +15,17 @@ import {Answered} from "../parts/states";
 import {numberOf, textOf, type Row} from "../rows";
 import {SessionContext} from "../session";
 
-interface Version {
-  readonly version: number;
-  readonly at: number;
-  readonly author: string;
-  readonly note: string;
-  readonly document: Document;
-}
-
-const AUTHOR = "zorvane-author"; // who edited here last, so that it needn't be typed again
-
-function Saving({current, draft, onSaved}: {current: Version; draft: Document; onSaved: () => void}) {
-  const {game = ""} = useView().values;
-  const [author, setAuthor] = useState(localStorage.getItem(AUTHOR) ?? "");
-  const [note, setNote] = useState("");
-  const [said, setSaid] = useState("");
-  const save = async (event: Event) => {
-    event.preventDefault();
-    setSaid("Saving.");
-    try {
-      localStorage.setItem(AUTHOR, author);
-      const {version} = await change(
-        "put",
-        "/api/configurations",
-        {game, version: current.version, author, note},
-        draft,
-      );
-      setSaid(`Saved as version ${version}: games have it at their next session.`);
-      setNote("");
-      onSaved();
-    } catch (failure) {
-      setSaid(`Nothing was saved: ${wordsOf(failure)}.`);
-    }
-  };
-  return (
-    <form class="choices" onSubmit={save}>
-      <label>
-        Your name
-        <input name="author" required value={author} onInput={({currentTarget: {value}}) => setAuthor(value)} />
-      </label>
-      <label>
-        Why
-        <input name="note" value={note} onInput={({currentTarget: {value}}) => setNote(value)} />
-      </label>
-      <button type="submit" class="main" disabled={draft === current.document}>
-        Save
-      </button>
-      <p role="status">{said}</p>
-    </form>
-  );
-}
-
 // The same document as text, for what is quicker to paste.
 function AsText({draft, set, isOff}: {draft: Document; set: (document: Document) => void; isOff: boolean}) {
   const [wrong, setWrong] = useState("");
   const take = (text: string) => {
     try {
-      set(JSON.parse(text) as Document);
+      const document: unknown = JSON.parse(text);
+      if (!hasShape(document)) {
+        setWrong("it isn't a document of configurations and experiments");
+        return;
+      }
+      set(document);
       setWrong("");
     } catch (failure) {
       setWrong(wordsOf(failure));
@@ -83,41 +39,50 @@ function AsText({draft, set, isOff}: {draft: Document; set: (document: Document)
         <textarea
           rows={16}
           spellcheck={false}
-          disabled={isOff}
+          readOnly={isOff}
           value={JSON.stringify(draft, null, 2)}
           onChange={({currentTarget}) => take(currentTarget.value)}
         />
       </label>
       {wrong !== "" && (
         <p class="trouble" role="alert">
-          This is no JSON, so it isn't taken: {wrong}
+          This isn't taken: {wrong}. The form still has what was there before.
         </p>
       )}
     </details>
   );
 }
 
-function Editing({current, onSaved, again}: {current: Version; onSaved: () => void; again: () => void}) {
+function Nothing() {
+  return (
+    <div class="empty">
+      <p>There are no values yet, so each game goes by the defaults in its code. It reads a value with:</p>
+      <pre>
+        <code>{CALLS.configuration}</code>
+      </pre>
+    </div>
+  );
+}
+
+function Editing({current, onSaved, again}: {current: Version; onSaved: (version: number) => void; again: () => void}) {
   const isOff = useContext(SessionContext).level !== "editing";
   const [drafts, setDrafts] = useState<readonly Document[]>([current.document]);
   const draft = drafts.at(-1)!;
   const set = (document: Document) => setDrafts([...drafts, document]);
   return (
     <>
-      <p>
-        {current.version === 0 ? (
-          "There are none yet."
-        ) : (
-          <>
-            Version {current.version}, by <bdi>{current.author}</bdi> on {moment(current.at)}
-            {current.note !== "" && (
-              <>
-                : <bdi>{current.note}</bdi>
-              </>
-            )}
-          </>
-        )}
-      </p>
+      {current.version === 0 ? (
+        <Nothing />
+      ) : (
+        <p>
+          Version {current.version}, by <bdi>{current.author}</bdi> on {moment(current.at)}
+          {current.note !== "" && (
+            <>
+              : <bdi>{current.note}</bdi>
+            </>
+          )}
+        </p>
+      )}
       {isOff && <p class="note">You are signed in for reading. To edit, sign in with the token for editing.</p>}
       <ConfigurationEditor document={draft} set={set} isOff={isOff} />
       <AsText draft={draft} set={set} isOff={isOff} />
@@ -131,7 +96,7 @@ function Editing({current, onSaved, again}: {current: Version; onSaved: () => vo
               Load what is in force
             </button>
           </p>
-          <Saving current={current} draft={draft} onSaved={onSaved} />
+          <Saving current={current} draft={draft} isSaved={isSaved} onSaved={onSaved} load={again} />
         </>
       )}
     </>
@@ -144,6 +109,8 @@ interface Kind {
   readonly platform: string;
   readonly build: string;
 }
+
+const EVERYBODY: Kind = {platform: "", build: ""};
 
 function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
   const {game = ""} = useView().values;
@@ -167,8 +134,9 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
       </label>
       <Answered of={asked} what="what they get">
         {(all) => {
+          const isOne = kinds.length === 1 && kinds[0] === EVERYBODY;
           const rows = all.map(({kind, given}): Row => ({
-            ...kind,
+            ...(isOne ? {platform: "all", build: "all"} : kind),
             group: [given.ab_id, given.ab_variant_id].filter((each) => each !== undefined && each !== "").join(": "),
             ...Object.fromEntries(
               [...inForce(given.configs ?? [], Date.now() / 1000)].map(([key, value]) => [`=${key}`, value]),
@@ -196,7 +164,7 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
   );
 }
 
-function Preview({version}: {version: number}) {
+function EachKind({version}: {version: number}) {
   const none = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
   return (
     <Answered of={useQuestion("events", {...none, by: "platform,build"})} what="the kinds of players">
@@ -204,10 +172,16 @@ function Preview({version}: {version: number}) {
         const found = rows
           .map((row) => ({platform: textOf(row.platform), build: textOf(row.build)}))
           .slice(0, MOST_KINDS);
-        return <Kinds kinds={found.length === 0 ? [{platform: "", build: ""}] : found} version={version} />;
+        return <Kinds kinds={found.length === 0 ? [EVERYBODY] : found} version={version} />;
       }}
     </Answered>
   );
+}
+
+function Preview({current}: {current: Version}) {
+  if (current.version === 0) return <p class="note">Nobody gets anything yet.</p>;
+  if (dependsOnKind(current.document)) return <EachKind version={current.version} />;
+  return <Kinds kinds={[EVERYBODY]} version={current.version} />;
 }
 
 function Older({version}: {version: number}) {
@@ -229,9 +203,11 @@ function History({current, onSaved}: {current: number; onSaved: () => void}) {
   const [said, setSaid] = useState("");
   const restore = async (version: number) => {
     try {
-      const author = localStorage.getItem(AUTHOR) || "the console";
-      const saved = await change("post", "/api/configurations/restore", {game, version, current, author});
-      setSaid(`Version ${version} is in force again, as version ${saved.version}.`);
+      const who = author() || "the console";
+      const saved = await change("post", "/api/configurations/restore", {game, version, current, author: who});
+      setSaid(
+        `Version ${version} is in force again, as version ${saved.version}: players have it from their next session on.`,
+      );
       onSaved();
     } catch (failure) {
       setSaid(`Nothing was restored: ${wordsOf(failure)}.`);
@@ -247,7 +223,7 @@ function History({current, onSaved}: {current: number; onSaved: () => void}) {
       >
         {(versions) =>
           versions.length === 0 ? (
-            <p class="note">There are none yet.</p>
+            <p class="note">There is no version yet.</p>
           ) : (
             <DataTable
               caption="Versions, the newest first"
@@ -300,9 +276,14 @@ export function Configurations() {
     async (signal) => (await get("/api/configurations", {game}, signal)) as unknown as Version,
   );
   const [loads, setLoads] = useState(0);
+  const [saved, setSaved] = useState<number | null>(null);
   const again = () => {
     setLoads(loads + 1);
     asked.again();
+  };
+  const onSaved = (version: number) => {
+    setSaved(version);
+    again();
   };
   return (
     <Answered of={asked} what="the configurations">
@@ -310,15 +291,21 @@ export function Configurations() {
         <>
           <Section
             title="Values and experiments"
-            how="A game has a change at its next session. Every version stays in the history."
+            how="A game asks for these at the start of each session. Every version stays in the history, to be restored."
           >
-            <Editing key={`${current.version} ${loads}`} current={current} onSaved={again} again={again} />
+            <Editing
+              key={`${current.version} ${loads}`}
+              current={current}
+              isSaved={saved === current.version}
+              onSaved={onSaved}
+              again={again}
+            />
           </Section>
           <Section
             title="Who has what now"
-            how="Of the version in force, without what isn't saved yet: the platforms and builds of this time, and a player whose id decides about percentages and groups."
+            how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} kinds of players with the most events; the id decides about percentages and groups.`}
           >
-            <Preview version={current.version} />
+            <Preview current={current} />
           </Section>
           <Section title="History">
             <History current={current.version} onSaved={again} />

@@ -82,6 +82,7 @@ function Groups({items, set, isOff}: ListProps<Group>) {
                   title="Weight"
                   value={group.weight}
                   most={1_000_000}
+                  usual={1}
                   set={(weight) => change({weight})}
                   isOff={isOff}
                 />
@@ -152,7 +153,9 @@ export function ConfigurationEditor({
   return (
     <>
       <h3>Values</h3>
-      <p class="how">The last entry of a key that fits a player counts: the general one first, exceptions below it.</p>
+      <p class="how">
+        Of the values of a key that fit a player, the last counts: put the general one first, exceptions below it.
+      </p>
       <Entries
         items={document.configurations ?? []}
         set={(configurations) => set({...document, configurations})}
@@ -160,8 +163,8 @@ export function ConfigurationEditor({
       />
       <h3>Experiments</h3>
       <p class="how">
-        A player is in the first experiment that fits. To have more players in it, raise its percentage: other weights
-        would move players between groups.
+        A player is in the first experiment that fits, and stays in a group. To have more players in it, raise its
+        percentage: other weights would move players between groups.
       </p>
       <Experiments
         items={document.experiments ?? []}

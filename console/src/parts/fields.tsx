@@ -24,7 +24,14 @@ export function TextField({title, value, set, isOff, placeholder}: Props<string>
   );
 }
 
-export function NumberField({title, value, set, isOff, most}: Props<number | undefined> & {most: number}) {
+export function NumberField({
+  title,
+  value,
+  set,
+  isOff,
+  most,
+  usual,
+}: Props<number | undefined> & {most: number; usual: number}) {
   return (
     <label>
       {title}
@@ -33,6 +40,7 @@ export function NumberField({title, value, set, isOff, most}: Props<number | und
         min={0}
         max={most}
         step={1}
+        placeholder={String(usual)}
         value={value ?? ""}
         disabled={isOff}
         onChange={({currentTarget}) => set(currentTarget.value === "" ? undefined : Number(currentTarget.value))}
@@ -119,11 +127,12 @@ export function ConditionFields({
           title="Percent of players"
           value={of.share}
           most={100}
+          usual={100}
           set={(share) => set({share})}
           isOff={isOff}
         />
-        <TimeField title="From" value={of.start_ts} set={(start_ts) => set({start_ts})} isOff={isOff} />
-        <TimeField title="Until" value={of.end_ts} set={(end_ts) => set({end_ts})} isOff={isOff} />
+        <TimeField title="From (your clock)" value={of.start_ts} set={(start_ts) => set({start_ts})} isOff={isOff} />
+        <TimeField title="Until (your clock)" value={of.end_ts} set={(end_ts) => set({end_ts})} isOff={isOff} />
       </div>
     </details>
   );
