@@ -64,7 +64,17 @@ function Nothing() {
   );
 }
 
-function Editing({current, onSaved, again}: {current: Version; onSaved: (version: number) => void; again: () => void}) {
+function Editing({
+  current,
+  isSaved,
+  onSaved,
+  again,
+}: {
+  current: Version;
+  isSaved: boolean; // by this reader, a moment ago
+  onSaved: (version: number) => void;
+  again: () => void;
+}) {
   const isOff = useContext(SessionContext).level !== "editing";
   const [drafts, setDrafts] = useState<readonly Document[]>([current.document]);
   const draft = drafts.at(-1)!;

@@ -20,21 +20,27 @@ interface ListProps<Item> {
 }
 
 function Order<Item>({items, index, set, isOff, what}: ListProps<Item> & {index: number; what: string}) {
+  if (isOff) return null;
   return (
     <div class="order">
-      <button type="button" disabled={isOff || index === 0} onClick={() => set(movedUp(items, index))}>
+      <button type="button" disabled={index === 0} onClick={() => set(movedUp(items, index))}>
         Up
       </button>
-      <button
-        type="button"
-        class="danger"
-        disabled={isOff}
-        onClick={() => set(withoutAt(items, index))}
-        aria-label={`Remove ${what}`}
-      >
+      <button type="button" class="danger" onClick={() => set(withoutAt(items, index))} aria-label={`Remove ${what}`}>
         Remove
       </button>
     </div>
+  );
+}
+
+function Add({what, add, isOff}: {what: string; add: () => void; isOff: boolean}) {
+  if (isOff) return null;
+  return (
+    <p>
+      <button type="button" onClick={add}>
+        Add {what}
+      </button>
+    </p>
   );
 }
 
@@ -59,11 +65,7 @@ function Entries({items, set, isOff, isPlain}: ListProps<Entry> & {isPlain?: boo
           );
         })}
       </ol>
-      <p>
-        <button type="button" disabled={isOff} onClick={() => set([...items, {key: "", value: ""}])}>
-          Add a value
-        </button>
-      </p>
+      <Add what="a value" add={() => set([...items, {key: "", value: ""}])} isOff={isOff} />
     </>
   );
 }
@@ -98,11 +100,7 @@ function Groups({items, set, isOff}: ListProps<Group>) {
           );
         })}
       </ol>
-      <p>
-        <button type="button" disabled={isOff} onClick={() => set([...items, {id: ""}])}>
-          Add a group
-        </button>
-      </p>
+      <Add what="a group" add={() => set([...items, {id: ""}])} isOff={isOff} />
     </>
   );
 }
@@ -132,11 +130,7 @@ function Experiments({items, set, isOff}: ListProps<Experiment>) {
           </fieldset>
         );
       })}
-      <p>
-        <button type="button" disabled={isOff} onClick={() => set([...items, fresh])}>
-          Add an experiment
-        </button>
-      </p>
+      <Add what="an experiment" add={() => set([...items, fresh])} isOff={isOff} />
     </>
   );
 }
