@@ -1,16 +1,20 @@
 // One player: found by the beginning of an id, and their life, session by session. Their data can be taken out and erased.
-import {useState} from "preact/hooks";
+import {useContext, useState} from "preact/hooks";
 import {addressOf, changed, FILTERS, go, useView} from "../address";
 import {change, questionUrl} from "../api";
 import {useQuestion, wordsOf, type Own} from "../asked";
 import {CALLS} from "../calls";
+import {dayStart, dayText, eachDay} from "../days";
 import {wordsOfEvent} from "../events";
 import {clock, day, duration, many, moment, whole} from "../format";
+import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
+import {Tile, Tiles} from "../parts/tile";
 import {groupedBy, numberOf, numberOrNull, textOf, type Row} from "../rows";
+import {SessionContext} from "../session";
 
 function Find() {
   const view = useView();
@@ -19,7 +23,7 @@ function Find() {
     <Section
       title="Find a player"
       rows={{category: "user"}}
-      how="The first hundred players who began a session in this time, in the order of their ids; the days are the first and the last on which they did."
+      how="The first hundred players who began a session in this time, in the order of their ids, with the first and the last day on which they did."
     >
       <form class="choices" onSubmit={(event) => event.preventDefault()}>
         <label>
@@ -33,7 +37,7 @@ function Find() {
         </label>
         {starts !== "" && (
           <button type="button" onClick={() => go(view, {player: starts})}>
-            This is the whole id
+            Open it as a whole id
           </button>
         )}
       </form>
@@ -42,7 +46,12 @@ function Find() {
         what="the players"
       >
         {({rows}) =>
-          rows.length === 0 ? (
+          rows.length === 0 && starts !== "" ? (
+            <p class="note">
+              Nobody with such an id began a session in this time, with these filters. Ask for more days; if this is the
+              whole id, open it: a life is shown whatever the bar on top says.
+            </p>
+          ) : rows.length === 0 ? (
             <Empty what="players" call={CALLS.start} />
           ) : (
             <DataTable
@@ -71,6 +80,7 @@ function Find() {
 }
 
 const MOST = 2000;
+const MOST_SEARCHED = 4000; // characters of a record
 // All of a life, whatever the bar on top says.
 const wholeLife = (player: string): Own => ({
   ...Object.fromEntries(FILTERS.map((name) => [name, undefined])),
@@ -85,7 +95,7 @@ function Event({row}: {row: Row}) {
   const category = textOf(row.category);
   const record = textOf(row.record);
   return (
-    <li class={category === "error" || category === "sdk_error" ? "arrival bad" : "arrival"}>
+    <li class={isBad(row) ? "arrival bad" : "arrival"}>
       <details open={isOpen} onToggle={({currentTarget}) => setOpen(currentTarget.open)}>
         <summary>
           <time>{row.client_ts === null ? "no time" : clock(numberOf(row.client_ts))}</time>
@@ -103,22 +113,41 @@ function Event({row}: {row: Row}) {
   );
 }
 
-function Session({number, rows, isOpen}: {number: number; rows: readonly Row[]; isOpen: boolean}) {
-  const times = rows.map((row) => numberOrNull(row.client_ts)).filter((time) => time !== null);
+const dayOf = (seconds: number): string => dayText(Math.floor(seconds / 86_400));
+const isBad = (row: Row): boolean => row.category === "error" || row.category === "sdk_error";
+const timesOf = (rows: readonly Row[]): number[] =>
+  rows.map((row) => numberOrNull(row.client_ts)).filter((time) => time !== null);
+
+// Of one second, a session's beginning comes first and its end last.
+const PLACES: {readonly [category: string]: number} = {user: -1, session_end: 1};
+const placeOf = (row: Row): number => PLACES[textOf(row.category)] ?? 0;
+const inOrder = (rows: readonly Row[]): Row[] =>
+  [...rows].sort((one, other) => numberOf(one.client_ts) - numberOf(other.client_ts) || placeOf(one) - placeOf(other));
+
+// As the game counts them; cut short a record is no JSON any more.
+const numberOfSession = (row: Row | undefined): string =>
+  /"session_num":\s*(\d+)/.exec(textOf(row?.record).slice(0, MOST_SEARCHED))?.[1] ?? "";
+
+function Session({rows, isOpen}: {rows: readonly Row[]; isOpen: boolean}) {
+  const times = timesOf(rows);
+  const bad = rows.filter(isBad).length;
   const begin = times.length === 0 ? null : Math.min(...times);
   const [isShown, setShown] = useState(isOpen);
   return (
     <li class="session">
       <details open={isShown} onToggle={({currentTarget}) => setShown(currentTarget.open)}>
         <summary>
-          <strong>{textOf(rows[0]?.session_id) === "" ? "Outside of sessions" : `Session ${number}`}</strong>{" "}
+          <strong>
+            {textOf(rows[0]?.session_id) === "" ? "Outside of sessions" : `Session ${numberOfSession(rows[0])}`}
+          </strong>{" "}
           {begin === null ? "without a time" : moment(begin)},{" "}
           {begin === null ? "" : `${duration(Math.max(...times) - begin)}, `}
           {many(rows.length, "event")}
+          {bad > 0 && <span class="severity error">, {many(bad, "error")}</span>}
         </summary>
         {isShown && (
           <ol class="arrivals">
-            {rows.map((row, index) => (
+            {inOrder(rows).map((row, index) => (
               <Event key={index} row={row} />
             ))}
           </ol>
@@ -128,9 +157,39 @@ function Session({number, rows, isOpen}: {number: number; rows: readonly Row[]; 
   );
 }
 
+// When they played, and how much: a bar for each day from their first to their latest.
+function Times({rows}: {rows: readonly Row[]}) {
+  const times = timesOf(rows);
+  if (times.length === 0) return null;
+  const days = eachDay(dayOf(Math.min(...times)), dayOf(Math.max(...times)));
+  const counts = new Map([...groupedBy(times, (time) => dayOf(time))].map(([day_, of]) => [day_, of.length]));
+  return (
+    <>
+      <Tiles>
+        <Tile label="First event" value={Math.min(...times)} format={moment} />
+        <Tile label="Latest event shown" value={Math.max(...times)} format={moment} />
+        <Tile label="Errors" value={rows.filter(isBad).length} format={whole} />
+        <Tile label="Purchases" value={rows.filter((row) => row.category === "business").length} format={whole} />
+      </Tiles>
+      {days.length > 1 && (
+        <Chart
+          title="Events by day"
+          file="life"
+          x={days.map(dayStart)}
+          xTitle="Day"
+          bars
+          format={whole}
+          series={[{label: "Events", values: days.map((each) => counts.get(each) ?? 0)}]}
+        />
+      )}
+    </>
+  );
+}
+
 function Erase({player, say}: {player: string; say: (words: string) => void}) {
   const view = useView();
   const [typed, setTyped] = useState("");
+  const isOff = useContext(SessionContext).level !== "editing";
   const erase = async (event: Event_) => {
     event.preventDefault();
     say("Erasing.");
@@ -146,18 +205,23 @@ function Erase({player, say}: {player: string; say: (words: string) => void}) {
   return (
     <details>
       <summary>Erase this player</summary>
+      {isOff && <p class="note">You are signed in for reading. To erase, sign in with the token for editing.</p>}
       <form class="choices" onSubmit={erase}>
-        <p>All events of this player are removed for good, here and in the warehouse. Type the id to go on.</p>
+        <p>
+          All events of this player in this game are removed for good, here and in the warehouse. Type the id, or copy
+          it from above, to go on.
+        </p>
         <label>
           Id
           <input
             value={typed}
             name="erase"
+            disabled={isOff}
             autocomplete="off"
             onInput={({currentTarget: {value}}) => setTyped(value)}
           />
         </label>
-        <button type="submit" class="danger" disabled={typed !== player}>
+        <button type="submit" class="danger" disabled={isOff || typed !== player}>
           Erase for good
         </button>
       </form>
@@ -178,7 +242,7 @@ function Life({player}: {player: string}) {
   return (
     <Section
       title="The life of a player"
-      how={`The first ${whole(MOST)} events in the order of their times, each as the game sent it; the export has up to 10,000. All of the time counts, whatever the bar on top says but for the game.`}
+      how={`All that this player sent to this game, at any time and whatever else the bar on top says: the first ${whole(MOST)} events in the order of their times. The export has up to 10,000.`}
     >
       <p>
         <a href={addressOf({page: view.page, values: changed(view.values, {player: undefined})})}>Find another</a>
@@ -193,7 +257,9 @@ function Life({player}: {player: string}) {
           const sessions = [...groupedBy(rows, (row) => textOf(row.session_id)).values()];
           return (
             <>
+              <Times rows={rows} />
               <p>
+                {rows.length === MOST && "The first "}
                 {many(rows.length, "event")} in {many(sessions.length, "session")}.{" "}
                 <a href={questionUrl("player", own)} download="player.json">
                   Export as JSON
@@ -204,7 +270,7 @@ function Life({player}: {player: string}) {
               </p>
               <ol class="sessions">
                 {sessions.map((each, index) => (
-                  <Session key={index} number={index + 1} rows={each} isOpen={index === 0} />
+                  <Session key={index} rows={each} isOpen={index === 0} />
                 ))}
               </ol>
               <Erase player={player} say={say} />
