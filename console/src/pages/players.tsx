@@ -12,7 +12,6 @@ import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
-import {Tile, Tiles} from "../parts/tile";
 import {groupedBy, numberOf, numberOrNull, textOf, type Row} from "../rows";
 import {SessionContext} from "../session";
 
@@ -160,33 +159,23 @@ function Session({rows, isOpen}: {rows: readonly Row[]; isOpen: boolean}) {
 // When they played, and how much: a bar for each day from their first to their latest.
 function Times({rows}: {rows: readonly Row[]}) {
   const times = timesOf(rows);
-  if (times.length === 0) return null;
-  const days = eachDay(dayOf(Math.min(...times)), dayOf(Math.max(...times)));
+  const days = times.length === 0 ? [] : eachDay(dayOf(Math.min(...times)), dayOf(Math.max(...times)));
+  if (days.length < 2) return null;
   const counts = new Map([...groupedBy(times, (time) => dayOf(time))].map(([day_, of]) => [day_, of.length]));
   return (
-    <>
-      <Tiles>
-        <Tile label="First event" value={Math.min(...times)} format={moment} />
-        <Tile label="Latest event shown" value={Math.max(...times)} format={moment} />
-        <Tile label="Errors" value={rows.filter(isBad).length} format={whole} />
-        <Tile label="Purchases" value={rows.filter((row) => row.category === "business").length} format={whole} />
-      </Tiles>
-      {days.length > 1 && (
-        <Chart
-          title="Events by day"
-          file="life"
-          x={days.map(dayStart)}
-          xTitle="Day"
-          bars
-          format={whole}
-          series={[{label: "Events", values: days.map((each) => counts.get(each) ?? 0)}]}
-        />
-      )}
-    </>
+    <Chart
+      title="Events by day"
+      file="life"
+      x={days.map(dayStart)}
+      xTitle="Day"
+      bars
+      format={whole}
+      series={[{label: "Events", values: days.map((each) => counts.get(each) ?? 0)}]}
+    />
   );
 }
 
-function Erase({player, say}: {player: string; say: (words: string) => void}) {
+function Erase({player, say, onErased}: {player: string; say: (words: string) => void; onErased: () => void}) {
   const view = useView();
   const [typed, setTyped] = useState("");
   const isOff = useContext(SessionContext).level !== "editing";
@@ -196,8 +185,9 @@ function Erase({player, say}: {player: string; say: (words: string) => void}) {
     try {
       const {events, pending} = await change("delete", "/api/player", {game: view.values.game ?? "", user_id: player});
       say(
-        `Erased: ${many(events, "event")}.${pending ? " The warehouse follows as soon as it is there." : ""} Backups still hold them.`,
+        `Erased: ${many(events, "event")} of this player.${pending ? " The warehouse follows as soon as it is there." : ""} Backups still hold them.`,
       );
+      onErased();
     } catch (failure) {
       say(`Nothing was erased: ${wordsOf(failure)}.`);
     }
@@ -234,10 +224,6 @@ function Life({player}: {player: string}) {
   const view = useView();
   const asked = useQuestion("player", wholeLife(player));
   const [said, setSaid] = useState("");
-  const say = (words: string) => {
-    setSaid(words);
-    asked.again();
-  };
   const own = {game: view.values.game, ...wholeLife(player), limit: 10_000};
   return (
     <Section
@@ -260,7 +246,11 @@ function Life({player}: {player: string}) {
               <Times rows={rows} />
               <p>
                 {rows.length === MOST && "The first "}
-                {many(rows.length, "event")} in {many(sessions.length, "session")}.{" "}
+                {many(rows.length, "event")} in {many(sessions.length, "session")}
+                {timesOf(rows).length > 0 &&
+                  `, from ${moment(Math.min(...timesOf(rows)))} to ${moment(Math.max(...timesOf(rows)))}`}
+                . {many(rows.filter(isBad).length, "error")},{" "}
+                {many(rows.filter((row) => row.category === "business").length, "purchase")}.{" "}
                 <a href={questionUrl("player", own)} download="player.json">
                   Export as JSON
                 </a>{" "}
@@ -273,7 +263,7 @@ function Life({player}: {player: string}) {
                   <Session key={index} rows={each} isOpen={index === 0} />
                 ))}
               </ol>
-              <Erase player={player} say={say} />
+              <Erase player={player} say={setSaid} onErased={asked.again} />
             </>
           );
         }}
