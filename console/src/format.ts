@@ -77,7 +77,8 @@ export const many = (count: number, one: string, more = `${one}s`): string =>
 const BYTES = ["byte", "kilobyte", "megabyte", "gigabyte", "terabyte"];
 export const bytes = or((value) => {
   const step = Math.min(BYTES.length - 1, Math.max(0, Math.floor(Math.log(Math.max(1, value)) / Math.log(1000))));
-  const style = {style: "unit", unit: BYTES[step], maximumFractionDigits: 1} as const;
+  const unitDisplay = step === 0 ? "long" : "short";
+  const style = {style: "unit", unit: BYTES[step], unitDisplay, maximumFractionDigits: 1} as const;
   return new Intl.NumberFormat(undefined, style).format(value / 1000 ** step);
 });
 

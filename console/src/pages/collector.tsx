@@ -1,10 +1,10 @@
 // How the collector itself does: what came, what it refused, whether it keeps up, and who is connected.
 import type {ComponentChildren} from "preact";
-import {useEffect} from "preact/hooks";
+import {useEffect, useRef} from "preact/hooks";
 import {useView} from "../address";
 import {get, type Json} from "../api";
 import {useAsked} from "../asked";
-import {bytes, duration, moment, number, share, whole} from "../format";
+import {bytes, duration, many, moment, number, share, whole} from "../format";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered} from "../parts/states";
@@ -23,6 +23,22 @@ function useStatus() {
     return () => clearTimeout(timer);
   });
   return {...asked, isAsking: asked.isAsking && asked.value === undefined}; // nothing is dimmed meanwhile
+}
+
+// The one before the latest, to say what comes now and not only since the start.
+function useBefore(status: Status | undefined): Status | undefined {
+  const kept = useRef<{before?: Status; latest?: Status}>({});
+  const {latest} = kept.current;
+  if (status && status !== latest)
+    kept.current = {before: latest?.since === status.since ? latest : undefined, latest: status};
+  return kept.current.before;
+}
+
+function rateNow(status: Status, before: Status | undefined): string {
+  const seconds = before === undefined ? 0 : status.uptime_seconds - before.uptime_seconds;
+  const perSecond = seconds > 0 ? (status.intake.events - before!.intake.events) / seconds : null;
+  const mean = ratio(status.intake.events, status.uptime_seconds);
+  return `${perSecond === null ? "" : `${number(perSecond)} a second now, `}${number(mean)} a second on average`;
 }
 
 function Facts({of}: {of: readonly (readonly [string, ComponentChildren])[]}) {
@@ -44,23 +60,18 @@ const counted = (counts: {readonly [name: string]: number} | null | undefined): 
     .map(([name, count]) => `${name}: ${whole(count)}`)
     .join(", ") || "none";
 
-function Traffic({status}: {status: Status}) {
-  const {intake, uptime_seconds} = status;
+function Traffic({status, before}: {status: Status; before: Status | undefined}) {
+  const {intake} = status;
   const refused = intake.refused_records;
   return (
     <>
       <Tiles>
-        <Tile
-          label="Events"
-          value={intake.events}
-          format={whole}
-          note={`${number(ratio(intake.events, uptime_seconds))} a second`}
-        />
+        <Tile label="Events" value={intake.events} format={whole} note={rateNow(status, before)} />
         <Tile
           label="Refused records"
           value={refused}
           format={whole}
-          note={`${share(ratio(refused, refused + intake.events))} of all`}
+          note={refused === 0 ? "" : `${share(ratio(refused, refused + intake.events))} of all records`}
         />
         <Tile label="Sessions begun" value={intake.init_calls} format={whole} note="init calls" />
         <Tile
@@ -73,16 +84,21 @@ function Traffic({status}: {status: Status}) {
       </Tiles>
       <Facts
         of={[
-          ["Wrong signatures", whole(intake.bad_signatures)],
-          ["Unknown games", whole(intake.unknown_games)],
-          ["Unreadable bodies", whole(intake.unreadable_bodies)],
-          ["Too large", whole(intake.too_large)],
+          ["Refused: wrong signature", many(intake.bad_signatures, "request")],
+          ["Refused: unknown game", many(intake.unknown_games, "request")],
+          ["Refused: unreadable body", many(intake.unreadable_bodies, "request")],
+          ["Refused: too large", many(intake.too_large, "request")],
           ["Answers by status", counted(status.answers)],
         ]}
       />
     </>
   );
 }
+
+// A disk that fills up is worth a warning long before the archive can't be written.
+const LITTLE = 2e9; // bytes
+const freeShown = (used: number, free: number): string =>
+  `${bytes(free)}${free < LITTLE || free < used / 10 ? ": little, keep fewer days or add space" : ""}`;
 
 function Health({status: {archive, warehouse, configurations_age_seconds, lost_log_lines}}: {status: Status}) {
   return (
@@ -100,14 +116,14 @@ function Health({status: {archive, warehouse, configurations_age_seconds, lost_l
       <Facts
         of={[
           ["Archive", bytes(archive.bytes)],
-          ["Free on its disk", archive.free_bytes === null ? "unknown" : bytes(archive.free_bytes)],
-          ["Waiting to be written", whole(archive.waiting)],
+          ["Free on its disk", archive.free_bytes === null ? "unknown" : freeShown(archive.bytes, archive.free_bytes)],
+          ["Waiting to be written", many(archive.waiting, "request or task", "requests and tasks")],
           ["The latest write took", `${number(archive.last_write_seconds * 1000)} ms`],
           [
             "Warehouse",
             warehouse === null
               ? "there is none"
-              : `${whole(warehouse.waiting_events)} events wait, the oldest for ${duration(warehouse.lag_seconds)}; ${whole(warehouse.handed_on)} handed on; ${whole(warehouse.pending_erasures)} players to erase`,
+              : `${many(warehouse.waiting_events, "event")} wait, the oldest for ${duration(warehouse.lag_seconds)}; ${whole(warehouse.handed_on)} handed on; ${many(warehouse.pending_erasures, "player")} to erase`,
           ],
           [
             "Configurations",
@@ -115,7 +131,7 @@ function Health({status: {archive, warehouse, configurations_age_seconds, lost_l
               ? "at home here"
               : `confirmed by their home ${duration(configurations_age_seconds)} ago`,
           ],
-          ["Log lines that nobody took", whole(lost_log_lines)],
+          ["Log lines lost", whole(lost_log_lines)],
         ]}
       />
     </>
@@ -127,9 +143,9 @@ function Connections({connections}: {connections: Status["connections"]}) {
   return (
     <Facts
       of={[
-        ["Open now", `${whole(connections.open)}: ${counted(connections.by_phase)}`],
-        ["Accepted", whole(connections.accepted)],
-        ["Requests", whole(connections.requests)],
+        ["Open now", `${many(connections.open, "connection")} (${counted(connections.by_phase)})`],
+        ["Accepted since the start", many(connections.accepted, "connection")],
+        ["Served since the start", many(connections.requests, "request")],
         ["Memory of requests under way", bytes(connections.memory_bytes)],
         ["Closed without an answer", counted(connections.closed)],
       ]}
@@ -145,7 +161,7 @@ function RefusedVisits() {
     >
       {(visits) =>
         visits.length === 0 ? (
-          <p class="note">There are none in its memory.</p>
+          <p class="note">None since the start.</p>
         ) : (
           <DataTable
             caption="Requests that were refused, the latest first"
@@ -196,6 +212,7 @@ function Notes() {
 
 export function Collector() {
   const asked = useStatus();
+  const before = useBefore(asked.value);
   return (
     <>
       <Answered of={asked} what="the collector">
@@ -203,14 +220,20 @@ export function Collector() {
           <>
             <Section
               title="What came"
-              how={`Since its start on ${moment(status.since)}, ${duration(status.uptime_seconds)} ago, of all games. zorvane-collector ${status.version}.`}
+              how={`Of all games, since the start of zorvane-collector ${status.version} on ${moment(status.since)}, ${duration(status.uptime_seconds)} ago. Asked again every ${STEP_MS / 1000} seconds.`}
             >
-              <Traffic status={status} />
+              <Traffic status={status} before={before} />
             </Section>
-            <Section title="Whether it keeps up">
+            <Section
+              title="Whether it keeps up"
+              how="What waits to be written is in memory: games are answered once it is in the archive. What waits for the warehouse is safe in the archive."
+            >
               <Health status={status} />
             </Section>
-            <Section title="Who is connected">
+            <Section
+              title="Who is connected"
+              how="Connections of games, of the pages here and of other readers; those that wait are open for a next request."
+            >
               <Connections connections={status.connections} />
             </Section>
           </>
@@ -218,7 +241,7 @@ export function Collector() {
       </Answered>
       <Section
         title="Refused requests"
-        how="Those that were refused as a whole, or closed without an answer; the latest 300 are in memory. What is wrong with a single record is on the page Live."
+        how="Requests that were refused as a whole, or closed without an answer: the latest 100 of those in memory. What is wrong with single records is on the page Live."
       >
         <RefusedVisits />
       </Section>

@@ -69,7 +69,7 @@ export function Answered<T>({
       )}
       {isCut(of.value) && (
         <p class="warning">
-          There is more than an answer holds, so these are parts of the numbers only. Ask for fewer days, or filter
+          These numbers aren't complete: there are more rows than one answer may have. Ask for fewer days, or filter
           more.
         </p>
       )}
