@@ -54,7 +54,7 @@ function By({
     <Answered of={useQuestion("ads", {by: [...names, "ad_action"].join(",")})} what="the ads">
       {({rows}) =>
         rows.length === 0 ? (
-          <Empty what="ads" call={CALLS.ad} />
+          <Empty what="ads" />
         ) : (
           <DataTable
             caption={caption}

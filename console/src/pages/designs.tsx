@@ -60,7 +60,8 @@ function Branch({under}: {under: string}) {
   return (
     <Answered of={useQuestion("designs", branchOf(under))} what="the events">
       {({rows}) => {
-        if (rows.length === 0) return <Empty what="events of this branch" call={CALLS.design} />;
+        if (rows.length === 0)
+          return <Empty what={under === "" ? "design events" : "events of this branch"} call={CALLS.design} />;
         const named = rows.map((row) => ({
           ...row,
           part: textOf(row[partOf(row)]),
@@ -124,7 +125,7 @@ function Days({under}: {under: string}) {
         const parts = [...groupedBy(rows, (row) => textOf(row[partOf(row)]))]
           .sort((one, other) => sumOf(other[1], "events") - sumOf(one[1], "events"))
           .slice(0, MOST_LINES);
-        if (parts.length === 0) return <Empty what="events of this branch" call={CALLS.design} />;
+        if (parts.length === 0) return <Empty what="events of this branch" />;
         const x = days.map(dayStart);
         const label = (part: string) => (part === "" ? "ends here" : part);
         const valued = parts.filter(([, of]) => of.some((row) => perEvent(row) !== null));

@@ -79,7 +79,7 @@ function List() {
   return (
     <Answered of={asked} what="the errors">
       {([{rows}, byBuild, daily]) => {
-        if (rows.length === 0) return <Empty what="errors" call={CALLS.error} />;
+        if (rows.length === 0) return <Empty what="errors" />;
         const buildRows = groupedBy(byBuild.rows, keyOf);
         const dayRows = groupedBy(daily.rows, keyOf);
         const list = troublesOf(rows).map((trouble) => {

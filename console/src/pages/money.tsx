@@ -73,7 +73,7 @@ function Days() {
       {({rows}) => {
         const currencies = currenciesOf(rows);
         const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0];
-        if (chosen === undefined) return <Empty what="purchases" call={CALLS.purchase} />;
+        if (chosen === undefined) return <Empty what="purchases" />;
         const purchases = rows.filter((row) => row.currency === chosen);
         const x = days.map(dayStart);
         return (
@@ -126,7 +126,7 @@ function Items() {
     <Answered of={useQuestion("revenue", {by: "item_type,item_id,currency"})} what="the items">
       {({rows}) =>
         rows.length === 0 ? (
-          <Empty what="purchases" call={CALLS.purchase} />
+          <Empty what="purchases" />
         ) : (
           <DataTable
             caption="Purchases by item and currency"
@@ -160,7 +160,7 @@ function FirstPurchases() {
   return (
     <Answered of={asked} what="the first purchases">
       {([{rows}, overview]) => {
-        if (rows.length === 0) return <Empty what="first purchases of new players" call={CALLS.purchase} />;
+        if (rows.length === 0) return <Empty what="first purchases of new players" />;
         const most = Math.max(...rows.map((row) => numberOf(row.days_later)));
         const x = Array.from({length: most + 1}, (_, index) => index);
         const found = new Map(rows.map((row) => [row.days_later, numberOf(row.players)]));
