@@ -286,7 +286,7 @@ export function Designs() {
       <Section
         title="How the values spread"
         rows={rows}
-        how="The events of this branch by their value, in at most 20 steps; the text below a bar is the least value in it."
+        how="At most 20 steps of equal width that leave out the hundredth with the lowest values and the one with the highest: those are in the first and the last step."
       >
         <Values key={under} under={under} />
       </Section>
