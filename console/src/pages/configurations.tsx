@@ -106,7 +106,14 @@ function Editing({
               Load what is in force
             </button>
           </p>
-          <Saving current={current} draft={draft} isSaved={isSaved} onSaved={onSaved} load={again} />
+          <Saving
+            current={current}
+            draft={draft}
+            isChanged={drafts.length > 1}
+            isSaved={isSaved}
+            onSaved={onSaved}
+            load={again}
+          />
         </>
       )}
     </>
