@@ -65,6 +65,19 @@ export function dependsOnKind({configurations = [], experiments = []}: Document)
   );
 }
 
+export interface Kind {
+  readonly platform: string;
+  readonly build: string;
+}
+
+// The kinds of players that conditions name; of what they leave open, any other.
+export function kindsNamed({configurations = [], experiments = []}: Document): Kind[] {
+  const orOther = (names: readonly string[] | undefined) => (names === undefined || names.length === 0 ? [""] : names);
+  return [...configurations, ...experiments].flatMap(({platforms, builds}) =>
+    orOther(platforms).flatMap((platform) => orOther(builds).map((build) => ({platform, build}))),
+  );
+}
+
 // "document.experiments[0].groups[1].id: it must be text" as what the form shows: "experiment 1, group 2, id: ..."
 const NAMES: {readonly [name: string]: string} = {
   configurations: "value",
