@@ -23,6 +23,15 @@ CONFIGURATIONS = {
     COIN_CAVE[0]: {'configurations': [{'key': 'coin_value', 'value': '2'}]},
 }
 MARKUP = '<img src=x onerror="window.hacked=1"><script>window.hacked=1</script>'
+# As the library reports a signal: the handler's frames first, then the system's, then what crashed.
+FALL = """Game version {build} build (null)
+Stack trace:n
+   0 - /opt/game/game(+0x9e734) [0x{base}9e734]
+   1 - /lib/x86_64-linux-gnu/libc.so.6(+0x3c050) [0x7f5ca7c5a050]
+   2 - /opt/game/game(levels::fallOut(std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> > const&)+0x{offset}) [0x{base}a4681]
+   3 - /opt/game/game(main+0x5f8) [0x{base}a7d5e]
+   4 - /lib/x86_64-linux-gnu/libc.so.6(__libc_start_main+0x85) [0x7f5ca7c45305]
+"""
 DEATH = 'connect\n2\n1 Return\n90 Down\n2\n'  # into the spikes of the first cave
 options = None
 
@@ -255,6 +264,22 @@ class Journeys(unittest.TestCase):
             browser.visit(page, **time_of)
             self.assertNotIn(MARKUP, browser.text(), page)
 
+    def test_a_crash_is_one_error_whatever_the_build_and_the_addresses(self):
+        browser, then = self.browser, int(time.time()) - 3 * 86_400
+        for player, build, base, offset in ('one', '1.9', '562e9d27c', '10'), ('one', '1.10', '55d0c0de4', '24'), ('two', '1.10', '7f0c8a031', '24'):
+            message = FALL.format(build=build, base=base, offset=offset)
+            self.stage.send(record('error', player, severity='critical', message=message, build=build, client_ts=then))
+        self.sign_in()
+        day = time.strftime('%Y-%m-%d', time.gmtime(then))
+        browser.visit('errors', **{'from': day, 'to': day})
+        row, = browser.table('Errors')
+        self.assertEqual([row[name] for name in ('Message', 'Times', 'Players', 'First build', 'Last build')],
+                         ['Crash in levels::fallOut(std::string const&)', '3', '1 to 3', '1.9', '1.10'])
+        browser.find('.short').click()
+        browser.settle()
+        browser.until(lambda: 'critical, 3 times, of 2 players' in browser.text(), 'how many players it was')
+        self.assertEqual(browser.text_of('.culprit code'), 'levels::fallOut(std::string const&)')
+
     def sign_out_and_in(self, token):
         self.browser.press('Sign out')
         self.browser.until(lambda: 'Token for reading' in self.browser.text(), 'the way in')
@@ -332,21 +357,26 @@ class Journeys(unittest.TestCase):
         self.assertEqual(status, 403)
         self.sign_out_and_in(EDITING)
         browser.visit('configurations')
+        browser.driver.execute_async_script(f'''fetch("./api/configurations?game={KEY}&version=1&author=ben",
+            {{method: "PUT", body: JSON.stringify({{configurations: [{{key: "lives", value: "6"}}]}})}}).then(arguments[0])''')
         value = browser.field('Value')
         value.clear()
         value.send_keys('7\n')
         browser.field('Your name').send_keys('anna')
         browser.field('Why').send_keys(MARKUP)
         browser.press('Save')
+        browser.until(lambda: 'What you edited is still here' in browser.text(), 'that somebody was faster')
+        browser.press('Save mine in place of theirs')
         browser.until(lambda: 'by anna' in browser.text(), 'the new version')
         browser.settle()
+        self.assertIn('Saved as version', browser.text())
         self.assertEqual({row['lives'] for row in browser.table('What each kind of player has now')}, {'7'})
         self.assertEqual([(row['Who'], row['Why'].split('/')[-1]) for row in browser.table('Versions, the newest first')],
-                         [('anna', MARKUP.split('/')[-1]), ('import', 'configurations.json')])
+                         [('anna', MARKUP.split('/')[-1]), ('ben', 'none'), ('import', 'configurations.json')])
         browser.press('Restore')
         browser.until(lambda: 'is in force again' in browser.text(), 'the old version as a new one')
         browser.settle()
-        self.assertEqual({row['lives'] for row in browser.table('What each kind of player has now')}, {'5'})
+        self.assertEqual({row['lives'] for row in browser.table('What each kind of player has now')}, {'6'})
         self.assert_unharmed()
 
     def test_a_game_has_the_edit_at_its_next_session(self):

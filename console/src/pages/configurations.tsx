@@ -4,7 +4,7 @@ import {FILTERS, useView} from "../address";
 import {change, get} from "../api";
 import {useAsked, useQuestion, wordsOf} from "../asked";
 import {CALLS} from "../calls";
-import {dependsOnKind, hasShape, inForce, type Document, type Version} from "../configuration";
+import {dependsOnKind, hasShape, inForce, kindsNamed, type Document, type Kind, type Version} from "../configuration";
 import {moment} from "../format";
 import {ConfigurationEditor} from "../parts/configuration-editor";
 import {author, Saving} from "../parts/configuration-saving";
@@ -106,7 +106,14 @@ function Editing({
               Load what is in force
             </button>
           </p>
-          <Saving current={current} draft={draft} isSaved={isSaved} onSaved={onSaved} load={again} />
+          <Saving
+            current={current}
+            draft={draft}
+            isChanged={drafts.length > 1}
+            isSaved={isSaved}
+            onSaved={onSaved}
+            load={again}
+          />
         </>
       )}
     </>
@@ -114,11 +121,6 @@ function Editing({
 }
 
 const MOST_KINDS = 12;
-
-interface Kind {
-  readonly platform: string;
-  readonly build: string;
-}
 
 const EVERYBODY: Kind = {platform: "", build: ""};
 
@@ -146,7 +148,8 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
         {(all) => {
           const isOne = kinds.length === 1 && kinds[0] === EVERYBODY;
           const rows = all.map(({kind, given}): Row => ({
-            ...(isOne ? {platform: "all", build: "all"} : kind),
+            platform: kind.platform || (isOne ? "all" : "any other"),
+            build: kind.build || (isOne ? "all" : "any other"),
             group: [given.ab_id, given.ab_variant_id].filter((each) => each !== undefined && each !== "").join(": "),
             ...Object.fromEntries(
               [...inForce(given.configs ?? [], Date.now() / 1000)].map(([key, value]) => [`=${key}`, value]),
@@ -174,7 +177,8 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
   );
 }
 
-function EachKind({version}: {version: number}) {
+// Those who play, and those who are named but don't play yet.
+function EachKind({current}: {current: Version}) {
   const none = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
   return (
     <Answered of={useQuestion("events", {...none, by: "platform,build"})} what="the kinds of players">
@@ -182,7 +186,9 @@ function EachKind({version}: {version: number}) {
         const found = rows
           .map((row) => ({platform: textOf(row.platform), build: textOf(row.build)}))
           .slice(0, MOST_KINDS);
-        return <Kinds kinds={found.length === 0 ? [EVERYBODY] : found} version={version} />;
+        const all = [...found, ...kindsNamed(current.document)];
+        const kinds = [...new Map(all.map((kind) => [`${kind.platform}\n${kind.build}`, kind])).values()];
+        return <Kinds kinds={kinds.slice(0, 2 * MOST_KINDS)} version={current.version} />;
       }}
     </Answered>
   );
@@ -190,7 +196,7 @@ function EachKind({version}: {version: number}) {
 
 function Preview({current}: {current: Version}) {
   if (current.version === 0) return <p class="note">Nobody gets anything yet.</p>;
-  if (dependsOnKind(current.document)) return <EachKind version={current.version} />;
+  if (dependsOnKind(current.document)) return <EachKind current={current} />;
   return <Kinds kinds={[EVERYBODY]} version={current.version} />;
 }
 
@@ -313,7 +319,7 @@ export function Configurations() {
           </Section>
           <Section
             title="Who has what now"
-            how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} kinds of players with the most events; the id decides about percentages and groups.`}
+            how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} kinds of players with the most events and those that the version names; the id decides about percentages and groups.`}
           >
             <Preview current={current} />
           </Section>
