@@ -46,7 +46,9 @@ export function DataTable({caption, file, columns, rows, sort, order = -1}: Prop
   const sorted = by === null ? rows : [...rows].sort((one, other) => compare(one[by.name], other[by.name], by.order));
   const isNumber = (name: string) => rows.some((row) => typeof row[name] === "number");
   const hasFew = (name: string) => rows.every((row) => String(row[name] ?? "").length <= FEW);
-  const kinds = new Map(columns.map(({name}) => [name, isNumber(name) ? "of-numbers" : hasFew(name) ? "of-few" : ""]));
+  const kinds = new Map(
+    columns.map(({name}) => [name, isNumber(name) ? "of-numbers" : hasFew(name) ? "of-few" : "of-words"]),
+  );
   const turn = (name: string) =>
     setBy({name, order: by?.name === name ? (by.order === 1 ? -1 : 1) : isNumber(name) ? -1 : 1});
   const keep = () =>
