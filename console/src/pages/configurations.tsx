@@ -1,5 +1,5 @@
 // What running games read: values and experiments, for whom and when; what each kind of player gets; every version.
-import {useContext, useState} from "preact/hooks";
+import {useContext, useEffect, useState} from "preact/hooks";
 import {FILTERS, useView} from "../address";
 import {change, get} from "../api";
 import {useAsked, useQuestion, wordsOf} from "../asked";
@@ -64,6 +64,27 @@ function Nothing() {
   );
 }
 
+// What isn't saved yet, by game and the version it began with: who looks at another page meanwhile finds it again.
+const unsaved = new Map<string, readonly Document[]>();
+
+function useDrafts(game: string, {version, document}: Version) {
+  const key = `${game} ${version}`;
+  const [drafts, setDrafts] = useState(unsaved.get(key) ?? [document]);
+  const isChanged = drafts.length > 1;
+  useEffect(() => {
+    if (!isChanged) return;
+    unsaved.set(key, drafts);
+    const warn = (event: Event) => event.preventDefault(); // closing the page would lose it
+    addEventListener("beforeunload", warn);
+    return () => removeEventListener("beforeunload", warn);
+  }, [drafts]);
+  const set = (next: readonly Document[]) => {
+    unsaved.delete(key);
+    setDrafts(next);
+  };
+  return [drafts, set] as const;
+}
+
 function Editing({
   current,
   isSaved,
@@ -76,8 +97,13 @@ function Editing({
   again: () => void;
 }) {
   const isOff = useContext(SessionContext).level !== "editing";
-  const [drafts, setDrafts] = useState<readonly Document[]>([current.document]);
+  const {game = ""} = useView().values;
+  const [drafts, setDrafts] = useDrafts(game, current);
   const draft = drafts.at(-1)!;
+  const load = () => {
+    setDrafts([current.document]);
+    again();
+  };
   const set = (document: Document) => setDrafts([...drafts, document]);
   return (
     <>
@@ -102,7 +128,7 @@ function Editing({
             <button type="button" disabled={drafts.length < 2} onClick={() => setDrafts(drafts.slice(0, -1))}>
               Undo the latest change
             </button>
-            <button type="button" onClick={again}>
+            <button type="button" onClick={load}>
               Load what is in force
             </button>
           </p>
@@ -112,7 +138,7 @@ function Editing({
             isChanged={drafts.length > 1}
             isSaved={isSaved}
             onSaved={onSaved}
-            load={again}
+            load={load}
           />
         </>
       )}
@@ -181,7 +207,7 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
 function EachKind({current}: {current: Version}) {
   const none = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
   return (
-    <Answered of={useQuestion("events", {...none, by: "platform,build"})} what="the kinds of players">
+    <Answered of={useQuestion("segments", {...none, by: "platform,build"})} what="the kinds of players">
       {({rows}) => {
         const found = rows
           .map((row) => ({platform: textOf(row.platform), build: textOf(row.build)}))
@@ -319,7 +345,7 @@ export function Configurations() {
           </Section>
           <Section
             title="Who has what now"
-            how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} kinds of players with the most events and those that the version names; the id decides about percentages and groups.`}
+            how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} most frequent kinds of players and those that the version names; the id decides about percentages and groups.`}
           >
             <Preview current={current} />
           </Section>
