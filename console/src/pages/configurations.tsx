@@ -64,22 +64,20 @@ function Nothing() {
   );
 }
 
-// What isn't saved yet, by game and the version it began with: who looks at another page meanwhile finds it again.
-const unsaved = new Map<string, readonly Document[]>();
+// What isn't saved yet, by game, with the version it began from: who looks at another page meanwhile finds it again.
+const unsaved = new Map<string, {base: Version; drafts: readonly Document[]}>();
 
-function useDrafts(game: string, {version, document}: Version) {
-  const key = `${game} ${version}`;
-  const [drafts, setDrafts] = useState(unsaved.get(key) ?? [document]);
-  const isChanged = drafts.length > 1;
+function useDrafts(game: string, base: Version) {
+  const [drafts, setDrafts] = useState(unsaved.get(game)?.drafts ?? [base.document]);
   useEffect(() => {
-    if (!isChanged) return;
-    unsaved.set(key, drafts);
+    if (drafts.length < 2) return;
+    unsaved.set(game, {base, drafts});
     const warn = (event: Event) => event.preventDefault(); // closing the page would lose it
     addEventListener("beforeunload", warn);
     return () => removeEventListener("beforeunload", warn);
   }, [drafts]);
   const set = (next: readonly Document[]) => {
-    unsaved.delete(key);
+    unsaved.delete(game);
     setDrafts(next);
   };
   return [drafts, set] as const;
@@ -324,36 +322,40 @@ export function Configurations() {
     asked.again();
   };
   const onSaved = (version: number) => {
+    unsaved.delete(game);
     setSaved(version);
     again();
   };
   return (
     <Answered of={asked} what="the configurations">
-      {(current) => (
-        <>
-          <Section
-            title="Values and experiments"
-            how="A game asks for these at the start of each session. Every version stays in the history, to be restored."
-          >
-            <Editing
-              key={`${current.version} ${loads}`}
-              current={current}
-              isSaved={saved === current.version}
-              onSaved={onSaved}
-              again={again}
-            />
-          </Section>
-          <Section
-            title="Who has what now"
-            how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} most frequent kinds of players and those that the version names; the id decides about percentages and groups.`}
-          >
-            <Preview current={current} />
-          </Section>
-          <Section title="History">
-            <History current={current.version} onSaved={again} />
-          </Section>
-        </>
-      )}
+      {(current) => {
+        const base = unsaved.get(game)?.base ?? current;
+        return (
+          <>
+            <Section
+              title="Values and experiments"
+              how="A game asks for these at the start of each session. Every version stays in the history, to be restored."
+            >
+              <Editing
+                key={`${base.version} ${loads}`}
+                current={base}
+                isSaved={saved === base.version}
+                onSaved={onSaved}
+                again={again}
+              />
+            </Section>
+            <Section
+              title="Who has what now"
+              how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} most frequent kinds of players and those that the version names; the id decides about percentages and groups.`}
+            >
+              <Preview current={current} />
+            </Section>
+            <Section title="History">
+              <History current={current.version} onSaved={again} />
+            </Section>
+          </>
+        );
+      }}
     </Answered>
   );
 }
