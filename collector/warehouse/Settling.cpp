@@ -31,11 +31,10 @@ std::string partsPerPartition(const ClickHouse& warehouse, std::string_view sele
 
 // One that was never merged may hold an event twice, if two collectors took it and one archive had both.
 std::string settledParts(const ClickHouse& warehouse) {
-  std::string_view names;
   const std::string answer = warehouse.run(partsPerPartition(warehouse, "any(name) AS part") +
                                            " HAVING count() = 1 AND any(level) > 0 ORDER BY part FORMAT TabSeparated");
   std::string all;
-  for (names = answer; !names.empty(); names.remove_prefix(names.find('\n') + 1))
+  for (std::string_view names = answer; !names.empty(); names.remove_prefix(names.find('\n') + 1))
     all += fmt::format("{}{}", all.empty() ? "" : ", ", literal(names.substr(0, names.find('\n'))));
   return all;
 }
