@@ -368,7 +368,7 @@ TEST(Rows, AreTheEventsBehindANumber) {
 // Each level as stopped/left, tries/their mean.
 std::string progress(Engine& engine, const std::string& to) {
   const Table table =
-      ask(engine, *findQuestion("levels"), {{"game", ArchiveOf::kGame}, {"from", "2026-01-10"}, {"to", to}});
+      ask(engine, *findQuestion("levels"), {{"game", ArchiveOf::kGame}, {"from", "1970-01-01"}, {"to", to}});
   std::string all;
   for (const Line& row : table.rows) {
     const auto* counts = &row.back() - 3;
@@ -407,7 +407,9 @@ TEST(Levels, SayWherePlayersEndAndHowLongTheyTry) {
             "w1:0/0,1/10 w2:1/0,0/0 "},
            // A day is the longest.
            {{{5, "Start:w:1"}, {5, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,1/86400 "},
-           {{{5, "Start:w:1"}, {6, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "}}) {
+           {{{5, "Start:w:1"}, {6, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "},
+           // Of the first day of 1970 no time is known.
+           {{{5, "Start:w:1", 0}, {9, "Fail:w:1", 0}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "}}) {
     ArchiveOf archive;
     ArchiveEngine engine(archive.store.readers());
     Life life("u", "linux", "");
