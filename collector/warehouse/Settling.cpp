@@ -29,7 +29,7 @@ std::string partsPerPartition(const ClickHouse& warehouse, std::string_view sele
 
 }  // namespace
 
-// One that was never merged may hold an event twice, if two collectors took it and one archive had both.
+// One that was never merged is as it was inserted, be it with an event twice.
 std::string settledParts(const ClickHouse& warehouse) {
   const std::string answer = warehouse.run(partsPerPartition(warehouse, "any(name) AS part") +
                                            " HAVING count() = 1 AND any(level) > 0 ORDER BY part FORMAT TabSeparated");

@@ -432,6 +432,12 @@ TEST(Values, AreSpreadThoughOneIsAbsurd) {
   const auto spread = answer(engine, "values", {});
   EXPECT_THAT(spread, StartsWith("low,high,events\n0,11.8,12\n11.8,21.6,10\n"));  // the second lowest one is 2
   EXPECT_THAT(spread, EndsWith("\n178.4,188.2,10\n188.2,9000000000000,11\n"));
+  for (int times = 0; times < 301; ++times) eve.on(kDay, "design", R"("event_id":"same:but","value":7)");
+  eve.on(kDay, "design", R"("event_id":"same:two","value":4)").on(kDay, "design", R"("event_id":"same:two","value":8)");
+  archive.take('[' + eve.records() + ']');
+  const auto nearlyAll = answer(engine, "values", {{"under", "same"}});
+  EXPECT_THAT(nearlyAll, StartsWith("low,high,events\n4,4.2,1\n4.2,4.4,0\n")) << "no percentiles to go by";
+  EXPECT_THAT(nearlyAll, AllOf(HasSubstr("\n7,7.2,301\n"), EndsWith("\n7.8,8,1\n")));
 }
 
 // A game's secret is in every copy of it: who sends nonsense must not put an end to the sums.
