@@ -171,14 +171,16 @@ Table WarehouseEngine::rows(const Filter& filter, const Search& search) {
 }
 
 Table WarehouseEngine::hours(const Filter& filter) {
+  constexpr std::int64_t kHours = 24;  // a day
   Table table{{"day", "hour", "players", "sessions", "events"}, {}};
   const std::string sql = fmt::format(
-      "SELECT day, intDiv(client_ts % {}, 3600) AS hour, uniqExactIf(player, has_player = 1), countIf({}), count() {} "
-      "GROUP BY day, hour ORDER BY day, hour FORMAT TabSeparated",
-      kSecondsADay, kinds(filter, {"user"}), eventsOf(filter, {""}));
+      "SELECT intDiv(client_ts, {}) AS hour, uniqExactIf(player, has_player = 1), countIf({}), count() {} GROUP BY "
+      "hour ORDER BY hour FORMAT TabSeparated",
+      kSecondsADay / kHours, kinds(filter, {"user"}), eventsOf(filter, {""}));
   for (const auto& fields : rowsOf(warehouse_.run(sql))) {
-    auto& row = table.rows.emplace_back();
-    for (const std::string& field : fields) row.emplace_back(wholeIn(field));
+    const std::int64_t hour = wholeIn(fields[0]);
+    auto& row = table.rows.emplace_back(Line{hour / kHours, hour % kHours});
+    for (std::size_t field = 1; field < fields.size(); ++field) row.emplace_back(wholeIn(fields[field]));
   }
   return table;
 }

@@ -26,7 +26,7 @@ export function useAsked<T>(key: string, asking: (signal: AbortSignal) => Promis
     );
     return () => controller.abort();
   }, [whole]);
-  return {...outcome, isAsking: outcome.key !== whole, again: () => setTimes(times + 1)};
+  return {...outcome, isAsking: outcome.key !== whole, again: () => setTimes((asked) => asked + 1)};
 }
 
 // For what is asked again by itself: the answer before stays as it is meanwhile.

@@ -65,15 +65,37 @@ export function dependsOnKind({configurations = [], experiments = []}: Document)
   );
 }
 
-// "document.experiments[0].groups[1].id: it must be text" as what the form shows: "experiment 1, group 2, id: ..."
-const NAMES: {readonly [name: string]: string} = {configurations: "value", experiments: "experiment", groups: "group"};
-export function placesInWords(reason: string): string {
-  return reason.replace(/\bdocument\.([\w.[\]]+)/g, (_, path: string) =>
-    path
-      .split(".")
-      .map((part) => part.replace(/^(\w+)\[(\d+)\]$/, (__, name, at) => `${NAMES[name] ?? name} ${Number(at) + 1}`))
-      .join(", "),
+export interface Kind {
+  readonly platform: string;
+  readonly build: string;
+}
+
+// The kinds of players that conditions name; of what they leave open, any other.
+export function kindsNamed({configurations = [], experiments = []}: Document): Kind[] {
+  const orOther = (names: readonly string[] | undefined) => (names === undefined || names.length === 0 ? [""] : names);
+  return [...configurations, ...experiments].flatMap(({platforms, builds}) =>
+    orOther(platforms).flatMap((platform) => orOther(builds).map((build) => ({platform, build}))),
   );
+}
+
+// "document.experiments[0].groups[1].id: it must be text" as what the form shows: "experiment 1, group 2, id: ..."
+const NAMES: {readonly [name: string]: string} = {
+  configurations: "value",
+  experiments: "experiment",
+  groups: "group",
+  share: "percent of players",
+  start_ts: "from",
+  end_ts: "until",
+};
+export function placesInWords(reason: string): string {
+  const named = (name: string) => NAMES[name] ?? name;
+  const inWords = (part: string) =>
+    part.replace(/^(\w+)(?:\[(\d+)\])?$/, (_, name: string, at?: string) =>
+      at === undefined ? named(name) : `${named(name)} ${Number(at) + 1}`,
+    );
+  return reason
+    .replace(/\bdocument\.([\w.[\]]+)/g, (_, path: string) => path.split(".").map(inWords).join(", "))
+    .replace(/\b(start|end)_ts\b/g, named);
 }
 
 // The game's readers take text; what isn't one stays what it is, written as JSON.

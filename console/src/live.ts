@@ -169,16 +169,17 @@ export function useLive(looking: Looking, isPaused: boolean): Stream {
   return stream;
 }
 
-// Follows a count that may go up many times a second, in steps that are some time apart.
+// Follows a count that may go up many times a second: at once, then in steps that are some time apart.
 export function useSteps(count: number, stepMs: number): number {
-  const [followed, setFollowed] = useState(count);
+  const [followed, setFollowed] = useState({count, at: 0});
   const latest = useRef(count);
   latest.current = count;
-  const isBehind = followed !== count;
+  const isBehind = followed.count !== count;
   useEffect(() => {
     if (!isBehind) return undefined;
-    const timer = setTimeout(() => setFollowed(latest.current), stepMs);
+    const step = () => setFollowed({count: latest.current, at: Date.now()});
+    const timer = setTimeout(step, Math.max(0, followed.at + stepMs - Date.now()));
     return () => clearTimeout(timer);
   }, [isBehind, followed]);
-  return followed;
+  return followed.count;
 }

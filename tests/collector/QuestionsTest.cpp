@@ -440,6 +440,21 @@ TEST(Values, AreSpreadThoughOneIsAbsurd) {
   EXPECT_THAT(nearlyAll, AllOf(HasSubstr("\n7,7.2,301\n"), EndsWith("\n7.8,8,1\n")));
 }
 
+TEST(PlayersOfACurrency, AreThoseWhoEarnedOrSpentItEachOnce) {
+  ArchiveOf archive;
+  ArchiveEngine engine(archive.store.readers());
+  constexpr auto kEarned = R"("event_id":"Source:gems:quest:daily","amount":10)";
+  constexpr auto kSpent = R"("event_id":"Sink:gems:shop:hat","amount":-4)";
+  Life saver("saver", "linux", ""), spender("spender", "linux", ""), both("both", "linux", "");
+  saver.on(kDay, "resource", kEarned);
+  spender.on(kDay, "resource", kSpent);  // of what came before
+  both.on(kDay, "resource", kEarned).on(kDay + 1, "resource", kSpent);
+  archive.take('[' + saver.records() + ',' + spender.records() + ',' + both.records() + ']');
+  EXPECT_EQ(answer(engine, "economy", {}),
+            "currency,sources,players_earning,earned,sinks,players_spending,spent,balance,players\n"
+            "gems,2,2,20,2,2,8,12,3\n");
+}
+
 // A game's secret is in every copy of it: who sends nonsense must not put an end to the sums.
 TEST(AQuestion, IsAnsweredWhateverARecordSays) {
   ArchiveOf archive;

@@ -199,7 +199,8 @@ class Browser:
 
     def complaints(self):
         """What the browser wrote into its console since the last time, without answers that were refused on purpose."""
-        return [line['message'] for line in self.driver.get_log('browser') if 'status of 401' not in line['message'] and 'status of 403' not in line['message']]
+        return [line['message'] for line in self.driver.get_log('browser')
+                if not any(f'status of {status}' in line['message'] for status in (401, 403, 409))]
 
 
 def number(text):

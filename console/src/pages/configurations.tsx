@@ -1,10 +1,10 @@
 // What running games read: values and experiments, for whom and when; what each kind of player gets; every version.
-import {useContext, useState} from "preact/hooks";
+import {useContext, useEffect, useState} from "preact/hooks";
 import {FILTERS, useView} from "../address";
 import {change, get} from "../api";
 import {useAsked, useQuestion, wordsOf} from "../asked";
 import {CALLS} from "../calls";
-import {dependsOnKind, hasShape, inForce, type Document, type Version} from "../configuration";
+import {dependsOnKind, hasShape, inForce, kindsNamed, type Document, type Kind, type Version} from "../configuration";
 import {moment} from "../format";
 import {ConfigurationEditor} from "../parts/configuration-editor";
 import {author, Saving} from "../parts/configuration-saving";
@@ -64,6 +64,25 @@ function Nothing() {
   );
 }
 
+// What isn't saved yet, by game, with the version it began from: who looks at another page meanwhile finds it again.
+const unsaved = new Map<string, {base: Version; drafts: readonly Document[]}>();
+
+function useDrafts(game: string, base: Version) {
+  const [drafts, setDrafts] = useState(unsaved.get(game)?.drafts ?? [base.document]);
+  useEffect(() => {
+    if (drafts.length < 2) return;
+    unsaved.set(game, {base, drafts});
+    const warn = (event: Event) => event.preventDefault(); // closing the page would lose it
+    addEventListener("beforeunload", warn);
+    return () => removeEventListener("beforeunload", warn);
+  }, [drafts]);
+  const set = (next: readonly Document[]) => {
+    unsaved.delete(game);
+    setDrafts(next);
+  };
+  return [drafts, set] as const;
+}
+
 function Editing({
   current,
   isSaved,
@@ -76,8 +95,13 @@ function Editing({
   again: () => void;
 }) {
   const isOff = useContext(SessionContext).level !== "editing";
-  const [drafts, setDrafts] = useState<readonly Document[]>([current.document]);
+  const {game = ""} = useView().values;
+  const [drafts, setDrafts] = useDrafts(game, current);
   const draft = drafts.at(-1)!;
+  const load = () => {
+    setDrafts([current.document]);
+    again();
+  };
   const set = (document: Document) => setDrafts([...drafts, document]);
   return (
     <>
@@ -102,11 +126,18 @@ function Editing({
             <button type="button" disabled={drafts.length < 2} onClick={() => setDrafts(drafts.slice(0, -1))}>
               Undo the latest change
             </button>
-            <button type="button" onClick={again}>
+            <button type="button" onClick={load}>
               Load what is in force
             </button>
           </p>
-          <Saving current={current} draft={draft} isSaved={isSaved} onSaved={onSaved} load={again} />
+          <Saving
+            current={current}
+            draft={draft}
+            isChanged={drafts.length > 1}
+            isSaved={isSaved}
+            onSaved={onSaved}
+            load={load}
+          />
         </>
       )}
     </>
@@ -114,11 +145,6 @@ function Editing({
 }
 
 const MOST_KINDS = 12;
-
-interface Kind {
-  readonly platform: string;
-  readonly build: string;
-}
 
 const EVERYBODY: Kind = {platform: "", build: ""};
 
@@ -146,7 +172,8 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
         {(all) => {
           const isOne = kinds.length === 1 && kinds[0] === EVERYBODY;
           const rows = all.map(({kind, given}): Row => ({
-            ...(isOne ? {platform: "all", build: "all"} : kind),
+            platform: kind.platform || (isOne ? "all" : "any other"),
+            build: kind.build || (isOne ? "all" : "any other"),
             group: [given.ab_id, given.ab_variant_id].filter((each) => each !== undefined && each !== "").join(": "),
             ...Object.fromEntries(
               [...inForce(given.configs ?? [], Date.now() / 1000)].map(([key, value]) => [`=${key}`, value]),
@@ -174,15 +201,18 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
   );
 }
 
-function EachKind({version}: {version: number}) {
+// Those who play, and those who are named but don't play yet.
+function EachKind({current}: {current: Version}) {
   const none = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
   return (
-    <Answered of={useQuestion("events", {...none, by: "platform,build"})} what="the kinds of players">
+    <Answered of={useQuestion("segments", {...none, by: "platform,build"})} what="the kinds of players">
       {({rows}) => {
         const found = rows
           .map((row) => ({platform: textOf(row.platform), build: textOf(row.build)}))
           .slice(0, MOST_KINDS);
-        return <Kinds kinds={found.length === 0 ? [EVERYBODY] : found} version={version} />;
+        const all = [...found, ...kindsNamed(current.document)];
+        const kinds = [...new Map(all.map((kind) => [`${kind.platform}\n${kind.build}`, kind])).values()];
+        return <Kinds kinds={kinds.slice(0, 2 * MOST_KINDS)} version={current.version} />;
       }}
     </Answered>
   );
@@ -190,7 +220,7 @@ function EachKind({version}: {version: number}) {
 
 function Preview({current}: {current: Version}) {
   if (current.version === 0) return <p class="note">Nobody gets anything yet.</p>;
-  if (dependsOnKind(current.document)) return <EachKind version={current.version} />;
+  if (dependsOnKind(current.document)) return <EachKind current={current} />;
   return <Kinds kinds={[EVERYBODY]} version={current.version} />;
 }
 
@@ -292,36 +322,40 @@ export function Configurations() {
     asked.again();
   };
   const onSaved = (version: number) => {
+    unsaved.delete(game);
     setSaved(version);
     again();
   };
   return (
     <Answered of={asked} what="the configurations">
-      {(current) => (
-        <>
-          <Section
-            title="Values and experiments"
-            how="A game asks for these at the start of each session. Every version stays in the history, to be restored."
-          >
-            <Editing
-              key={`${current.version} ${loads}`}
-              current={current}
-              isSaved={saved === current.version}
-              onSaved={onSaved}
-              again={again}
-            />
-          </Section>
-          <Section
-            title="Who has what now"
-            how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} kinds of players with the most events; the id decides about percentages and groups.`}
-          >
-            <Preview current={current} />
-          </Section>
-          <Section title="History">
-            <History current={current.version} onSaved={again} />
-          </Section>
-        </>
-      )}
+      {(current) => {
+        const base = unsaved.get(game)?.base ?? current;
+        return (
+          <>
+            <Section
+              title="Values and experiments"
+              how="A game asks for these at the start of each session. Every version stays in the history, to be restored."
+            >
+              <Editing
+                key={`${base.version} ${loads}`}
+                current={base}
+                isSaved={saved === base.version}
+                onSaved={onSaved}
+                again={again}
+              />
+            </Section>
+            <Section
+              title="Who has what now"
+              how={`Of the version that is in force, without what isn't saved yet. Where values depend on platform or build, these are the ${MOST_KINDS} most frequent kinds of players and those that the version names; the id decides about percentages and groups.`}
+            >
+              <Preview current={current} />
+            </Section>
+            <Section title="History">
+              <History current={current.version} onSaved={again} />
+            </Section>
+          </>
+        );
+      }}
     </Answered>
   );
 }

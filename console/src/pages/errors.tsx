@@ -130,7 +130,8 @@ function List() {
                 title: "Times",
                 show: (value, row) => (
                   <>
-                    <Spark values={found.get(textOf(row.id))?.counts ?? []} /> {whole(value as number)}
+                    <Spark values={found.get(textOf(row.id))?.counts ?? []} />
+                    {whole(value as number)}
                   </>
                 ),
               },

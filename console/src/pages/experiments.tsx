@@ -142,7 +142,7 @@ function Measured({measure, groups, reference, isEarly}: Compared & {measure: Me
               From
             </th>
             <th scope="col" class="of-numbers">
-              to
+              To
             </th>
             <th scope="col">
               <span class="unseen">As a picture</span>

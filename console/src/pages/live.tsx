@@ -101,21 +101,23 @@ function Filter({name, title}: {name: "live_player" | "live_session"; title: str
 
 function Copy({url}: {url: string}) {
   const [isCopied, setCopied] = useState(false);
+  const [isOpen, setOpen] = useState(false);
   const command = `curl -N -H "Authorization: Bearer $TOKEN" "${new URL(url, location.href).href}"`;
+  // Browsers keep the clipboard from pages that came neither over HTTPS nor from this machine.
+  const copy = async () => {
+    try {
+      await navigator.clipboard.writeText(command);
+      setCopied(true);
+    } catch {
+      setOpen(true);
+    }
+  };
   return (
     <>
-      <button
-        type="button"
-        onClick={() =>
-          navigator.clipboard.writeText(command).then(
-            () => setCopied(true),
-            () => setCopied(false),
-          )
-        }
-      >
+      <button type="button" onClick={copy}>
         {isCopied ? "Copied" : "Copy as curl"}
       </button>
-      <details>
+      <details open={isOpen} onToggle={({currentTarget}) => setOpen(currentTarget.open)}>
         <summary>The same on a command line</summary>
         <pre>
           <code>{command}</code>
@@ -151,7 +153,9 @@ interface ArrivalsProps {
 }
 
 function Arrivals({looking, stream, notes, isPaused, pause}: ArrivalsProps) {
-  const [kind, setKind] = useState("");
+  const view = useView();
+  const kind = view.values.live_kind ?? "";
+  const setKind = (value: string) => go(view, {live_kind: value === "" ? undefined : value});
   const {arrivals, troubles, skipped, perSecond, state} = stream;
   const good = arrivals.filter((arrival) => !isTrouble(arrival));
   const kinds = [...new Set(good.map(({category}) => category))].sort();
@@ -182,6 +186,7 @@ function Arrivals({looking, stream, notes, isPaused, pause}: ArrivalsProps) {
       <p class="note">
         {rate}
         {rest}
+        {"\u00a0" /* what is below stays where it is */}
       </p>
       {troubles.length > 0 && kind !== WRONG && (
         <p>

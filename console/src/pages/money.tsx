@@ -109,7 +109,7 @@ function Days() {
                 xTitle="Day"
                 format={whole}
                 series={[
-                  {label: "Purchases", values: byDay(purchases, days, (row) => numberOf(row.events))},
+                  {label: "Purchases", isBroad: true, values: byDay(purchases, days, (row) => numberOf(row.events))},
                   {label: "Payers", values: byDay(purchases, days, (row) => numberOf(row.players))},
                 ]}
               />

@@ -3,7 +3,7 @@ import {FILTERS, go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
 import {dayNumber, daysIn, dayStart, dayText, eachDay, periodBefore, today} from "../days";
-import {duration, hour, many, minutes, money, share, unitsOf, whole} from "../format";
+import {duration, hour, minutes, money, share, unitsOf, whole} from "../format";
 import {Chart, type Mark} from "../parts/chart";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
@@ -44,6 +44,12 @@ const WHOLE = 0.8; // of its days: a game or a build that began in the time befo
 
 const MOST_CURRENCIES = 6;
 type Format = (value: number | null) => string;
+
+function wordsOfBefore(days: number, had: number): string {
+  if (days === 1) return "There is nothing to compare with: the day before has no data";
+  const some = had === 0 ? "none has" : had === 1 ? "one has" : `${whole(had)} have`;
+  return `There is no whole time before to compare with: of its ${whole(days)} days, ${some} data`;
+}
 
 function Now() {
   const {values} = useView();
@@ -91,8 +97,7 @@ function Now() {
             </Tiles>
             {!isWhole && (
               <p class="note">
-                There is no whole time before to compare with: of its {many(days, "day")},{" "}
-                {had === 0 ? "none has" : had === 1 ? "one has" : `${whole(had)} have`} data
+                {wordsOfBefore(days, had)}
                 {FILTERS.some((name) => values[name] !== undefined) && " with these filters"}.
               </p>
             )}

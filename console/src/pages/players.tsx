@@ -258,12 +258,12 @@ function Life({player}: {player: string}) {
                   as CSV
                 </a>
               </p>
+              <Erase player={player} say={setSaid} onErased={asked.again} />
               <ol class="sessions">
                 {sessions.map((each, index) => (
                   <Session key={index} rows={each} isOpen={index === 0} />
                 ))}
               </ol>
-              <Erase player={player} say={setSaid} onErased={asked.again} />
             </>
           );
         }}

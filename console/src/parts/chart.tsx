@@ -128,7 +128,11 @@ export function Chart(props: Props) {
         tabIndex={isDrawn ? 0 : undefined}
         role="img"
         onKeyDown={move}
-        aria-label={`${title}: a chart; its numbers are in the table below. The arrow keys read it point by point.`}
+        aria-label={
+          isDrawn
+            ? `${title}: a chart; its numbers are in the table below. The arrow keys read it point by point.`
+            : `${title}: no number to draw.`
+        }
       />
       <p class="unseen" aria-live="polite">
         {label !== null && `${label}: ${series.map((each) => `${each.label} ${valueOf(each)}`).join(", ")}`}

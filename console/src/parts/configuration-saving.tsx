@@ -1,6 +1,6 @@
 // Saves what was edited as a new version, and says what became of it. Whoever was overtaken by somebody else keeps what
 // they edited, and decides with both before them.
-import {useState} from "preact/hooks";
+import {useEffect, useState} from "preact/hooks";
 import {useView} from "../address";
 import {change, Failure, get} from "../api";
 import {wordsOf} from "../asked";
@@ -40,12 +40,14 @@ function Overtaken({by, over, load}: {by: Version; over: () => void; load: () =>
 export function Saving({
   current,
   draft,
+  isChanged,
   isSaved,
   onSaved,
   load,
 }: {
   current: Version;
   draft: Document;
+  isChanged: boolean;
   isSaved: boolean; // by this reader, a moment ago
   onSaved: (version: number) => void;
   load: () => void;
@@ -55,7 +57,7 @@ export function Saving({
   const [note, setNote] = useState("");
   const [said, setSaid] = useState("");
   const [other, setOther] = useState<Version | null>(null);
-  const isChanged = draft !== current.document;
+  useEffect(() => setSaid(""), [draft]); // it was said of another draft
 
   const explain = async (failure: unknown, version: number) => {
     if (failure instanceof Failure && failure.status === CONFLICT) {

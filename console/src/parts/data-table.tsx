@@ -22,8 +22,6 @@ interface Props {
 }
 
 const STEP = 100; // more at once only slow the page down
-const MANY = 7; // columns, of which more have to stand closer
-const FEW = 24; // characters that aren't broken into lines
 
 // What has no value comes last, whichever way it is sorted.
 function compare(one: Cell | undefined, other: Cell | undefined, order: 1 | -1): number {
@@ -39,13 +37,18 @@ function shown(column: Column, row: Row): ComponentChildren {
   return typeof value === "number" ? number(value) : value === "" ? <span class="none">none</span> : value;
 }
 
+const MANY = 7; // columns, of which more have to stand closer
+const FEW = 24; // characters that aren't broken into lines
+
 export function DataTable({caption, file, columns, rows, sort, order = -1}: Props) {
   const [by, setBy] = useState<{name: string; order: 1 | -1} | null>(sort === undefined ? null : {name: sort, order});
   const [most, setMost] = useState(STEP);
   const sorted = by === null ? rows : [...rows].sort((one, other) => compare(one[by.name], other[by.name], by.order));
   const isNumber = (name: string) => rows.some((row) => typeof row[name] === "number");
   const hasFew = (name: string) => rows.every((row) => String(row[name] ?? "").length <= FEW);
-  const kinds = new Map(columns.map(({name}) => [name, isNumber(name) ? "of-numbers" : hasFew(name) ? "of-few" : ""]));
+  const kinds = new Map(
+    columns.map(({name}) => [name, isNumber(name) ? "of-numbers" : hasFew(name) ? "of-few" : "of-words"]),
+  );
   const turn = (name: string) =>
     setBy({name, order: by?.name === name ? (by.order === 1 ? -1 : 1) : isNumber(name) ? -1 : 1});
   const keep = () =>

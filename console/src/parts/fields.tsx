@@ -75,6 +75,7 @@ function localText(seconds: number | undefined): string {
   return `${at.getFullYear()}-${two(at.getMonth() + 1)}-${two(at.getDate())}T${two(at.getHours())}:${two(at.getMinutes())}`;
 }
 
+// A browser says "change" at each digit of a year, so a time counts on leaving the field.
 function TimeField({title, value, set, isOff}: Props<number | undefined>) {
   return (
     <label>
@@ -83,9 +84,9 @@ function TimeField({title, value, set, isOff}: Props<number | undefined>) {
         type="datetime-local"
         value={localText(value)}
         disabled={isOff}
-        onChange={({currentTarget}) =>
-          set(currentTarget.value === "" ? undefined : Math.floor(new Date(currentTarget.value).getTime() / 1000))
-        }
+        onBlur={({currentTarget: {value: text}}) => {
+          if (text !== localText(value)) set(text === "" ? undefined : Math.floor(new Date(text).getTime() / 1000));
+        }}
       />
     </label>
   );

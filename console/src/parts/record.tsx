@@ -17,7 +17,7 @@ export function Record({record, marked = []}: {record: unknown; marked?: readonl
   const text = readable(record);
   const lines = text.slice(0, MOST).split("\n");
   return (
-    <pre class="record" dir="ltr">
+    <pre class="record" dir="ltr" tabIndex={0} role="region" aria-label="The record as JSON">
       <code>
         {lines.map((line, index) => {
           const name = /^[\s{]*"([^"]+)":/.exec(line)?.[1];

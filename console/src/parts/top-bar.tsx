@@ -3,9 +3,9 @@ import {useRef, useState} from "preact/hooks";
 import {FILTERS, go, useView, type FilterName, type Values} from "../address";
 import type {Json} from "../api";
 import {useQuestion} from "../asked";
+import {day, many} from "../format";
 import {dayNumber, daysIn, daysLater, isDay, today} from "../days";
 import {byVersion, groupedBy, sumOf, textOf, type Row} from "../rows";
-import {day, many} from "../format";
 
 type Games = Json<"/api/games">;
 
@@ -136,7 +136,6 @@ function wordsOf({game, from = today(), to = today(), ...others}: Values, games:
 }
 
 export function TopBar({games}: {games: Games}) {
-  const view = useView();
   const [isOpen, setOpen] = useState(false);
   const fold = useRef<HTMLButtonElement>(null);
   const leave = (event: KeyboardEvent) => {
@@ -144,6 +143,7 @@ export function TopBar({games}: {games: Games}) {
     setOpen(false);
     fold.current?.focus();
   };
+  const view = useView();
   const asked = useQuestion("segments", UNFILTERED); // one question for all of them
   const choices = choicesOf(asked.value?.rows ?? []);
   const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
