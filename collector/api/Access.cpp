@@ -62,8 +62,10 @@ std::vector<std::string_view> passesIn(const front::Head& head) {
 
 Access::Look lookOf(Level level, std::optional<std::chrono::seconds> pause) {
   if (!pause) return {level};
-  return {Level::none,
-          Access::Refusal{429, fmt::format("too many were wrong; try again in {} s", pause->count()), pause}};
+  return {
+      Level::none,
+      Access::Refusal{
+          429, fmt::format("too many wrong tokens came from this address; try again in {} s", pause->count()), pause}};
 }
 
 }  // namespace
@@ -112,7 +114,7 @@ Level Access::levelOfToken(std::string_view token) const {
   return fits(tokens_.reading) ? Level::reading : Level::none;
 }
 
-// One that is over was right once.
+// One that is over was right once, so it is no guess.
 Access::Look Access::lookAtCookies(const front::Head& head) const {
   Look most;
   for (const auto pass : passesIn(head)) {

@@ -47,8 +47,8 @@ class Hub {
 
   // What is remembered of a player who was erased, as the archive's erasure of that number.
   void forget(const std::string& game, const std::string& userId, std::int64_t erasure);
-  // The last erasure. Those that this process has no part in don't say whom: then nothing that came before is
-  // remembered. To be said before anything is added, and before each listener comes.
+  // The number of the archive's last erasure, to be said before anything is added and before each listener comes. If
+  // it was another process that erased, nobody knows whom, so all that is remembered is forgotten.
   void expectErased(std::int64_t last);
 
   struct Wish {

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kMostGroups = 50;  // each costs questions of its own
 constexpr std::size_t kSquares = 4;      // of a player's activity
 
-// The players who came back on the day after their first: of those whose next day is over.
+// The players who came back on the day after their first: of those whose next day lies in the time.
 std::pair<std::int64_t, std::int64_t> backNextDay(const Table& retention, std::int64_t lastDay) {
   std::int64_t players = 0, back = 0;
   for (const auto& row : retention.rows) {

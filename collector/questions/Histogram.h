@@ -16,7 +16,7 @@ namespace collector {
 
 class Histogram {
  public:
-  // Of n measures in their order, that one counts as a percentile which has so many n before it, rounded down.
+  // A percentile is the measure that has n * kLow (n * kHigh) of all n before it, rounded down.
   static constexpr double kLow = 0.01, kHigh = 0.99;
   struct Range {
     std::int64_t least, low, high, most;

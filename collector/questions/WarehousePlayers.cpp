@@ -181,7 +181,7 @@ Table WarehouseEngine::progress(const Filter& filter, bool byDay) {
       "BY day_of, level",
       stepsAtLevels(filter, byDay));
   const std::string sql = fmt::format(
-      "SELECT day_of, name01, name02, name03, tries, seconds, stopped, left_behind FROM ({}) ANY INNER JOIN (SELECT {} "
+      "SELECT day_of, name01, name02, name03, tries, seconds, stopped, left_behind FROM ({}) ALL INNER JOIN (SELECT {} "
       "AS level, any(progression01) AS name01, any(progression02) AS name02, any(progression03) AS name03 {} GROUP BY "
       "level) USING level ORDER BY day_of, name01, name02, name03 FORMAT TabSeparated",
       counted, kLevel, progressions(filter));
@@ -199,12 +199,10 @@ Table WarehouseEngine::squares(const Filter& filter) {
   Table table{columnsOfSquares(), {}};
   const std::string sql = fmt::format(
       "SELECT ab_id, ab_variant_id, sum(begun * begun), sum(over * over), sum(lasted * lasted), sum(over * lasted) "
-      "FROM "
-      "(SELECT ab_id, ab_variant_id, toDecimal128(countIf(category = 'user'), 0) AS begun, "
-      "toDecimal128(countIf(category "
-      "= 'session_end'), 0) AS over, toDecimal128(sumIf(intDiv(measure, {}), category = 'session_end'), 0) AS lasted "
-      "{} "
-      "AND has_player = 1 GROUP BY ab_id, ab_variant_id, player) GROUP BY ab_id, ab_variant_id FORMAT TabSeparated",
+      "FROM (SELECT ab_id, ab_variant_id, toDecimal128(countIf(category = 'user'), 0) AS begun, "
+      "toDecimal128(countIf(category = 'session_end'), 0) AS over, "
+      "toDecimal128(sumIf(intDiv(measure, {}), category = 'session_end'), 0) AS lasted {} AND has_player = 1 "
+      "GROUP BY ab_id, ab_variant_id, player) GROUP BY ab_id, ab_variant_id FORMAT TabSeparated",
       partsOf("session_end"), eventsOf(filter, {"user", "session_end"}));
   for (auto& fields : rowsOf(warehouse_.run(sql))) {
     auto& row = table.rows.emplace_back(Line{std::move(fields[0]), std::move(fields[1])});

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "collector/base/Text.h"
 #include "collector/warehouse/Literals.h"
 #include "collector/warehouse/Tables.h"
 
@@ -29,15 +30,14 @@ std::string partsPerPartition(const ClickHouse& warehouse, std::string_view sele
 
 }  // namespace
 
-// One that was never merged may hold an event twice, if two collectors took it and one archive had both.
-std::string settledParts(const ClickHouse& warehouse) {
-  std::string_view names;
+// One that was never merged is as it was inserted, be it with an event twice.
+std::set<std::string> settledParts(const ClickHouse& warehouse) {
   const std::string answer = warehouse.run(partsPerPartition(warehouse, "any(name) AS part") +
-                                           " HAVING count() = 1 AND any(level) > 0 ORDER BY part FORMAT TabSeparated");
-  std::string all;
-  for (names = answer; !names.empty(); names.remove_prefix(names.find('\n') + 1))
-    all += fmt::format("{}{}", all.empty() ? "" : ", ", literal(names.substr(0, names.find('\n'))));
-  return all;
+                                           " HAVING count() = 1 AND any(level) > 0 FORMAT TabSeparated");
+  std::set<std::string> names;
+  for (const auto line : splitAt(answer, '\n'))
+    if (!line.empty()) names.emplace(line);
+  return names;
 }
 
 bool settleOne(const ClickHouse& warehouse, std::chrono::seconds untouched) {

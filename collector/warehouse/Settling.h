@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -13,9 +14,9 @@
 
 namespace collector {
 
-// The parts that hold each of their events once, and share none with another: literals with commas between; "" for
-// none. Parts come and go; one of the same name holds the same.
-std::string settledParts(const ClickHouse& warehouse);
+// The names of the parts that hold each of their events once, and share none with another. Parts come and go; one of
+// the same name holds the same.
+std::set<std::string> settledParts(const ClickHouse& warehouse);
 
 // Settles the partition to which nothing was added for the longest time, if that is long enough; false: there is none.
 // Questions are right either way.

@@ -309,6 +309,11 @@ TEST(SigningIn, EndsAfterSomeHours) {
     const auto refusal = access.refusal({"GET", "/", {{"Cookie", cookie}}}, Level::reading);
     EXPECT_EQ(refusal ? refusal->status : 0, status);
   }
+  for (std::size_t each = 0; each <= Tries::kMost; ++each) {
+    const auto old = access.passFor("read", now - kPassSeconds - static_cast<std::int64_t>(each)).value();
+    const auto refusal = access.refusal({"GET", "/", {{"Cookie", "zorvane_session=" + old}}}, Level::reading);
+    EXPECT_EQ(refusal ? refusal->status : 0, 401) << "an old one is no guess";
+  }
   EXPECT_FALSE(access.passFor("", now));
 }
 
@@ -366,8 +371,10 @@ TEST(Tokens, MayBeTriedAgainAfterAMinute) {
   EXPECT_EQ(pause(0, true), 1s);
   now += 1s;
   EXPECT_FALSE(pause(0));
-  for (std::size_t each = 0; each < 2 * Tries::kKnown; ++each)
-    tries.pause(fmt::format("b{}", each), "x", false, now += 1ms);
+  for (std::size_t each = 1; each < Tries::kMost; ++each) EXPECT_FALSE(pause(each));
+  EXPECT_EQ(pause(0), 60s);
+  for (std::size_t each = 0; each < Tries::kKnown; ++each) tries.pause(fmt::format("b{}", each), "x", false, now);
+  EXPECT_FALSE(pause(0)) << "who was wrong longest ago is forgotten";
 }
 
 TEST(TheApi, StreamsWhatArrives) {

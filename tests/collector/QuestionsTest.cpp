@@ -368,7 +368,7 @@ TEST(Rows, AreTheEventsBehindANumber) {
 // Each level as stopped/left, tries/their mean.
 std::string progress(Engine& engine, const std::string& to) {
   const Table table =
-      ask(engine, *findQuestion("levels"), {{"game", ArchiveOf::kGame}, {"from", "2026-01-10"}, {"to", to}});
+      ask(engine, *findQuestion("levels"), {{"game", ArchiveOf::kGame}, {"from", "1970-01-01"}, {"to", to}});
   std::string all;
   for (const Line& row : table.rows) {
     const auto* counts = &row.back() - 3;
@@ -407,7 +407,9 @@ TEST(Levels, SayWherePlayersEndAndHowLongTheyTry) {
             "w1:0/0,1/10 w2:1/0,0/0 "},
            // A day is the longest.
            {{{5, "Start:w:1"}, {5, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,1/86400 "},
-           {{{5, "Start:w:1"}, {6, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "}}) {
+           {{{5, "Start:w:1"}, {6, "Fail:w:1", kDay + 1}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "},
+           // Of the first day of 1970 no time is known.
+           {{{5, "Start:w:1", 0}, {9, "Fail:w:1", 0}}, "w1:1/0,0/0 ", "w1:1/0,0/0 "}}) {
     ArchiveOf archive;
     ArchiveEngine engine(archive.store.readers());
     Life life("u", "linux", "");
@@ -430,6 +432,12 @@ TEST(Values, AreSpreadThoughOneIsAbsurd) {
   const auto spread = answer(engine, "values", {});
   EXPECT_THAT(spread, StartsWith("low,high,events\n0,11.8,12\n11.8,21.6,10\n"));  // the second lowest one is 2
   EXPECT_THAT(spread, EndsWith("\n178.4,188.2,10\n188.2,9000000000000,11\n"));
+  for (int times = 0; times < 301; ++times) eve.on(kDay, "design", R"("event_id":"same:but","value":7)");
+  eve.on(kDay, "design", R"("event_id":"same:two","value":4)").on(kDay, "design", R"("event_id":"same:two","value":8)");
+  archive.take('[' + eve.records() + ']');
+  const auto nearlyAll = answer(engine, "values", {{"under", "same"}});
+  EXPECT_THAT(nearlyAll, StartsWith("low,high,events\n4,4.2,1\n4.2,4.4,0\n")) << "no percentiles to go by";
+  EXPECT_THAT(nearlyAll, AllOf(HasSubstr("\n7,7.2,301\n"), EndsWith("\n7.8,8,1\n")));
 }
 
 TEST(PlayersOfACurrency, AreThoseWhoEarnedOrSpentItEachOnce) {

@@ -1,4 +1,4 @@
-#include "collector/questions/PlayerCount.h"
+#include "collector/questions/FirstPurchases.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Counts the archive's players by what they did first.
+// When the archive's players first bought something.
 //
 // Thread: of the database.
 #pragma once
