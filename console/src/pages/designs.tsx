@@ -23,7 +23,7 @@ const partOf = (row: Row): string =>
   Object.keys(row).find((name) => name.startsWith("part") || name === "event_id") ?? "";
 
 const perEvent = (row: Row): number | null =>
-  typeof row.total === "number" ? ratio(row.total, numberOf(row.events)) : null;
+  typeof row.total === "number" ? ratio(row.total, numberOf(row.valued)) : null; // an event may have none
 
 function Path({under}: {under: string}) {
   const view = useView();
@@ -103,6 +103,7 @@ function Branch({under}: {under: string}) {
                 },
                 {name: "events", title: "Events"},
                 {name: "players", title: "Players"},
+                {name: "valued", title: "With a value"},
                 {name: "total", title: "Sum of values"},
                 {name: "mean", title: "Value per event"},
                 {name: "least", title: "Least"},
@@ -271,7 +272,7 @@ export function Designs() {
       <Section
         title="The tree of events"
         rows={rows}
-        how="One part of the ids at a time; a line counts all events below it, and values only where events have one. A player of two lines counts in both."
+        how="One part of the ids at a time; a line counts all events below it, and values only where events have one: the value per event is the mean of those. A player of two lines counts in both."
       >
         <Path under={under} />
         <Branch key={under} under={under} />
@@ -279,7 +280,7 @@ export function Designs() {
       <Section
         title="Over time"
         rows={rows}
-        how={`The ${MOST_LINES} parts with the most events. The value per event is the sum of a day's values by its events.`}
+        how={`The ${MOST_LINES} parts with the most events. The value per event is the sum of a day's values divided by the events that have one.`}
       >
         <Days key={under} under={under} />
       </Section>
