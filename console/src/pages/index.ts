@@ -45,4 +45,4 @@ export const PAGES: readonly PageOfConsole[] = [
   {name: "rows", title: "Rows", question: "Which events are behind this number?", Page: Rows, isHidden: true},
 ];
 
-export const pageOf = (name: string): PageOfConsole => PAGES.find((page) => page.name === name) ?? PAGES[0]!;
+export const pageOf = (name: string): PageOfConsole | undefined => PAGES.find((page) => page.name === name);
