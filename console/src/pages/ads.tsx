@@ -95,7 +95,7 @@ function Days() {
                 series={actions.map((action) => ({
                   label: TITLES[action],
                   color: ACTIONS.indexOf(action) + 1,
-                  isBroad: action === "loaded", // as a rule, what is loaded is shown
+                  isDashed: action === "show", // as a rule, what is loaded is shown
                   values: byDay(byAction.get(action) ?? [], days, (row) => numberOf(row.events)),
                 }))}
               />
