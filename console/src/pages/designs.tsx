@@ -138,7 +138,7 @@ function Days({under}: {under: string}) {
         const valued = parts.filter(([, of]) => of.some((row) => perEvent(row) !== null));
         return (
           <>
-            <Beginning days={days} from={from} />
+            <Beginning what="events" days={days} from={from} />
             <div class="beside">
               <Chart
                 title="Events by day, the most frequent parts"

@@ -86,7 +86,7 @@ function Days() {
                 ))}
               </select>
             </label>
-            <Beginning days={days} from={from} />
+            <Beginning what="purchases" days={days} from={from} />
             <div class="beside">
               <Chart
                 title={`Revenue in ${chosen} by day`}

@@ -48,8 +48,8 @@ const OPEN = "Today isn't over";
 
 function wordsOfOpen(days: number): string {
   if (days === 1) return `${OPEN}: there is nothing to compare a part of a day with.`;
-  const few = days < MANY_DAYS ? " Of so few days that is much, so no change is called good or bad." : "";
-  return `${OPEN}: this time is shorter than the time before by what is left of it.${few}`;
+  const few = days < MANY_DAYS ? " Of so few days that is much: no change is called good or bad." : "";
+  return `${OPEN}: this time is a part of a day shorter than the time before.${few}`;
 }
 
 const MOST_CURRENCIES = 6;
@@ -149,7 +149,7 @@ function Days() {
         const lengths = byDay(rows, days, (row) => ratio(numberOf(row.seconds), numberOf(row.ended)), null);
         return (
           <>
-            <Beginning days={days} from={from} />
+            <Beginning what="players" days={days} from={from} />
             <Chart
               title="Players by day"
               file="players-by-day"

@@ -28,7 +28,7 @@ export interface Picture {
 
 const HEIGHT = 240;
 const AXIS = 72; // of the y axis, with its texts
-const RIGHT = 16;
+const RIGHT = 24; // half of a day's text stands there
 const DAY = 86_400; // seconds
 const COLORS = 8;
 const WHOLE_STEPS = Array.from({length: 300}, (_, power) => [1, 2, 5].map((digit) => digit * 10 ** power)).flat();

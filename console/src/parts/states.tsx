@@ -37,7 +37,7 @@ export function Empty({what, call}: {what: string; call?: string}) {
         There are no {what} {view.values.game === undefined ? "yet" : "in this time"}
         {isFiltered && ", with these filters"}.
       </p>
-      {isFiltered && (
+      {isFiltered && call !== undefined && (
         <p>
           <button type="button" onClick={() => go(view, UNFILTERED)}>
             No filters
@@ -57,10 +57,14 @@ export function Empty({what, call}: {what: string; call?: string}) {
 }
 
 // Where the charts by day begin, if that is later than what was asked for.
-export function Beginning({days, from}: {days: readonly string[]; from: string}) {
+export function Beginning({what, days, from}: {what: string; days: readonly string[]; from: string}) {
   const [first] = days;
   if (first === undefined || first <= from) return null;
-  return <p class="note">There is no data of the days before {day(first)}.</p>;
+  return (
+    <p class="note">
+      There are no {what} before {day(first)}.
+    </p>
+  );
 }
 
 // Whether an answer, or one of several, has its first rows only.
