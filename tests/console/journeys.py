@@ -238,7 +238,7 @@ class Journeys(unittest.TestCase):
                     amount, squares = of['sessions'], truth['activity_squares'][group]['sessions']
                 mean = amount / of['players']
                 half = 1.96 * math.sqrt((squares - amount * mean) / (of['players'] - 1) / of['players'])
-                for column, expected in ('Value', mean), ('From', max(0, mean - half)), ('to', mean + half):
+                for column, expected in ('Value', mean), ('From', max(0, mean - half)), ('To', mean + half):
                     self.assertAlmostEqual(unit * number(row[column]), expected, delta=0.0051 * unit, msg=f'{title} {column}')
         self.assertEqual(browser.complaints(), [])
 
