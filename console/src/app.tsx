@@ -59,20 +59,9 @@ function Page({game}: {game: string}) {
   const view = useView();
   const page = pageOf(view.page);
   useEffect(() => {
-    document.title = `${page?.title ?? "No page"} · ${game} · Zorvane`;
+    document.title = `${page.title} · ${game} · Zorvane`;
   }, [page, game]);
   useEffect(() => scrollTo(0, 0), [page]);
-  if (!page)
-    return (
-      <main id="page" tabIndex={-1}>
-        <h1>
-          There is no page “<bdi>{view.page}</bdi>”
-        </h1>
-        <p>
-          <a href={addressElsewhere(view, PAGES[0]!.name)}>{PAGES[0]!.title}</a>
-        </p>
-      </main>
-    );
   return (
     <main id="page" tabIndex={-1}>
       <h1>{page.title}</h1>

@@ -135,13 +135,14 @@ function Days() {
   const view = useView();
   const {from = "", to = "", currency} = view.values;
   const builds = useQuestion("builds", {build: undefined, from: dayText(Math.max(0, dayNumber(from) - LOOK_BACK))});
+  const releases = releasesOf(builds.value, from);
   return (
     <Answered of={together(useQuestion("overview"), useQuestion("revenue", {daily: "yes"}))} what="the days">
       {([{rows}, revenue]) => {
         if (rows.length === 0) return <Empty what="players" call={CALLS.start} />;
         const days = daysWithData(rows, from, to);
         const x = days.map(dayStart);
-        const marks = releasesOf(builds.value, days[0] ?? from);
+        const marks = releases.filter(({at}) => at >= (x[0] ?? 0));
         const of = (rows: readonly Row[], column: string) => byDay(rows, days, (row) => numberOf(row[column]));
         const currencies = currenciesOf(revenue.rows);
         const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0];

@@ -72,7 +72,7 @@ export function Rows() {
               columns={[
                 {
                   name: "client_ts",
-                  title: "Time (yours)",
+                  title: "Time",
                   show: (value, row) => (
                     <a href={addressOf({page: view.page, values: changed(view.values, {row: idOf(row)})})}>
                       {value === null ? "without a time" : moment(numberOrNull(value))}
