@@ -155,7 +155,7 @@ export function Ads() {
       <Section
         title="Day by day"
         rows={{category: "ads"}}
-        how="Reports of each action on each UTC day. A broad line is one that another may lie on."
+        how="Reports of each action on each UTC day. A dashed line may lie on another."
       >
         <Days />
       </Section>
