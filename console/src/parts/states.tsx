@@ -62,7 +62,7 @@ export function Beginning({what, days, from}: {what: string; days: readonly stri
   if (first === undefined || first <= from) return null;
   return (
     <p class="note">
-      There are no {what} before {day(first)}.
+      In this time there are no {what} before {day(first)}.
     </p>
   );
 }
