@@ -26,7 +26,8 @@ struct Filter {
 enum class Sum {
   events,   // how many
   players,  // how many different ones
-  total,    // of the measure: see archive/Measure.h
+  valued,   // how many that have a measure: see archive/Measure.h
+  total,    // of the measure
   least,
   most,
 };

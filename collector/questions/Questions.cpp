@@ -162,7 +162,7 @@ constexpr std::string_view kField = "field:";
 Table designs(Engine& engine, const Filter& filter, const Own& own) {
   Query query{.category = "design",
               .byDay = isSet(own, "daily"),
-              .sums = {Sum::events, Sum::players, Sum::total, Sum::least, Sum::most},
+              .sums = {Sum::events, Sum::players, Sum::valued, Sum::total, Sum::least, Sum::most},
               .where = branchOf(own)};
   query.by = {below(query.where)};
   const auto by = own.find("by");

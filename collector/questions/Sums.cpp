@@ -8,6 +8,7 @@ const char* titleOf(Sum sum) {
   switch (sum) {
     case Sum::events: return "events";
     case Sum::players: return "players";
+    case Sum::valued: return "valued";
     case Sum::total: return "total";
     case Sum::least: return "least";
     case Sum::most: return "most";
@@ -28,7 +29,8 @@ void Players::tidy() { tidyAt_ = std::max(tidyAt_, 2 * static_cast<std::size_t>(
 Value Sums::of(Sum sum, std::int64_t parts) {
   if (sum == Sum::events) return events_;
   if (sum == Sum::players) return players_.count();
-  if (!isMeasured_) return std::monostate();
+  if (sum == Sum::valued) return measured_;
+  if (measured_ == 0) return std::monostate();
   return unitsOf(sum == Sum::total ? total_ : sum == Sum::least ? least_ : most_, parts);
 }
 

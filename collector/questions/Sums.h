@@ -42,7 +42,7 @@ class Sums {
  public:
   void addEvent() { ++events_; }
   void addMeasure(std::int64_t measure) {
-    isMeasured_ = true;
+    ++measured_;
     total_ += measure;
     if (measure < least_) least_ = measure;
     if (measure > most_) most_ = measure;
@@ -55,10 +55,10 @@ class Sums {
 
  private:
   std::int64_t events_ = 0;
+  std::int64_t measured_ = 0;
   Wide total_ = 0;
   std::int64_t least_ = std::numeric_limits<std::int64_t>::max();
   std::int64_t most_ = std::numeric_limits<std::int64_t>::min();
-  bool isMeasured_ = false;
   Players players_;
 };
 

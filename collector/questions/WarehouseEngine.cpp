@@ -27,6 +27,7 @@ std::string askedFor(Sum sum) {
   switch (sum) {
     case Sum::events: return "count()";
     case Sum::players: return "uniqExactIf(player, has_player = 1)";
+    case Sum::valued: return "sum(is_measured)";
     case Sum::total: return "sum(is_measured), " + askedForTotal();
     case Sum::least: return "sum(is_measured), minIf(measure, is_measured = 1)";
     case Sum::most: return "sum(is_measured), maxIf(measure, is_measured = 1)";
@@ -36,7 +37,7 @@ std::string askedFor(Sum sum) {
 
 Value read(Sum sum, const std::string*& field, std::int64_t parts) {
   const std::int64_t first = wholeIn(*field++);
-  if (sum == Sum::events || sum == Sum::players) return first;
+  if (sum == Sum::events || sum == Sum::players || sum == Sum::valued) return first;
   const std::int64_t second = wholeIn(*field++);
   const Wide measures = sum == Sum::total ? totalOf(second, wholeIn(*field++)) : Wide{second};
   return first != 0 ? unitsOf(measures, parts) : Value();

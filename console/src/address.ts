@@ -4,6 +4,7 @@ import {createContext} from "preact";
 import {useContext, useEffect, useState} from "preact/hooks";
 
 export const FILTERS = ["build", "platform", "custom_01", "custom_02", "custom_03", "ab_id", "ab_variant_id"] as const;
+export const UNFILTERED: Changes = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
 export type FilterName = (typeof FILTERS)[number];
 const SHARED: readonly string[] = ["game", "from", "to", ...FILTERS]; // what goes along to another page
 

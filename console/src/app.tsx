@@ -13,12 +13,24 @@ import {session, SessionContext, signOut, type Session} from "./session";
 // The view that an address means: what it leaves out is said in it, so that it means the same tomorrow.
 function completed(view: View, games: readonly {key: string}[]): View {
   const {game, from, to} = view.values;
-  const last = isDay(to) ? to : today();
-  const first = isDay(from) && from <= last ? from : daysLater(last, 1 - USUAL_DAYS);
+  const end = isDay(to) ? to : today();
+  const begin = isDay(from) ? from : daysLater(end, 1 - USUAL_DAYS);
+  const [first, last] = begin <= end ? [begin, end] : [end, begin];
   return {
-    page: pageOf(view.page).name,
+    page: view.page === "" ? PAGES[0]!.name : view.page,
     values: changed(view.values, {game: game ?? games[0]?.key, from: first, to: last}),
   };
+}
+
+// Before there is a page: its frame.
+function Waiting({what}: {what: string}) {
+  return (
+    <main>
+      <section>
+        <Loading what={what} />
+      </section>
+    </main>
+  );
 }
 
 function Navigation() {
@@ -74,7 +86,7 @@ function Console({who, again}: {who: Session; again: () => void}) {
         <Trouble what="the games" why={games.failure} again={games.again} />
       </main>
     );
-  if (!games.value) return <Loading what="the games" />;
+  if (!games.value) return <Waiting what="the games" />;
   if (games.value.length === 0)
     return (
       <main>
@@ -120,7 +132,7 @@ export function App() {
         <Trouble what="who is signed in" why={who.failure} again={who.again} />
       </main>
     );
-  if (!who.value) return <Loading what="who is signed in" />;
+  if (!who.value) return <Waiting what="who is signed in" />;
   if (who.value.needed && who.value.level === "none") return <SignIn onSignedIn={who.again} />;
   return (
     <SessionContext.Provider value={who.value}>

@@ -6,7 +6,7 @@ export const dayText = (day: number): string => new Date(day * DAY_MS).toISOStri
 export const dayNumber = (text: string): number => Math.floor(Date.parse(`${text}T00:00:00Z`) / DAY_MS);
 export const dayStart = (text: string): number => dayNumber(text) * (DAY_MS / 1000); // seconds
 export const isDay = (text: string | undefined): text is string =>
-  text !== undefined && /^\d{4}-\d\d-\d\d$/.test(text) && !Number.isNaN(Date.parse(text)) && dayNumber(text) >= 0;
+  text !== undefined && /^\d{4}-\d\d-\d\d$/.test(text) && dayNumber(text) >= 0 && dayText(dayNumber(text)) === text;
 export const today = (): string => dayText(Math.floor(Date.now() / DAY_MS));
 export const daysLater = (text: string, days: number): string => dayText(dayNumber(text) + days);
 export const daysIn = (from: string, to: string): number => dayNumber(to) - dayNumber(from) + 1;

@@ -111,16 +111,19 @@ const digitsOf = (currency: string): number => currencyFormat(currency)?.resolve
 // How many of its smallest unit a currency's unit has: 100 cents are a dollar, a yen is its own.
 export const unitsOf = (currency: string): number => 10 ** digitsOf(currency);
 
-// An amount of whole units, such as dollars. What a player pays on average may be a part of a cent: three digits of it
-// are shown, however small it is.
+// An amount of whole units, such as dollars. What a player pays on average may be a part of a cent: below a unit three
+// digits of it are shown, however small it is, zeros too, so that a column has as many throughout. A price is shown as it is.
 export function moneyWhole(amount: number | null | undefined, currency: string): string {
   return or((value) => {
     const usual = digitsOf(currency);
-    const needed = value === 0 ? 0 : Math.min(12, 2 - Math.floor(Math.log10(Math.abs(value))));
+    const smallest = value * 10 ** usual;
+    const isPrice = Math.abs(smallest - Math.round(smallest)) < 1e-6;
+    const needed = isPrice ? 0 : Math.min(12, 2 - Math.floor(Math.log10(Math.abs(value))));
+    const digits = Math.max(usual, needed);
     const style =
       Math.abs(value) >= HUGE
         ? ({notation: "scientific", maximumFractionDigits: 2} as const)
-        : {minimumFractionDigits: usual, maximumFractionDigits: Math.max(usual, needed)};
+        : {minimumFractionDigits: Math.abs(value) < 1 ? digits : usual, maximumFractionDigits: digits};
     return currencyFormat(currency, style)?.format(value) ?? `${number(value)} ${currency}`;
   })(amount);
 }

@@ -1,5 +1,6 @@
 // Answers row by row, by the names of their columns.
 import type {Cell, Table} from "./api";
+import {eachDay, today} from "./days";
 
 export type Row = Readonly<Record<string, Cell>>;
 
@@ -29,14 +30,21 @@ export function groupedBy<Item>(items: readonly Item[], key: (item: Item) => str
   return groups;
 }
 
-// The column's values for each of the days; 0 where nothing was counted.
+// The days of a time up to today, from the first on that has data: a year isn't drawn for a game of a month.
+export function daysWithData(rows: readonly Row[], from: string, to: string): string[] {
+  const first = rows.map((row) => textOf(row.day)).reduce((least, day) => (day < least ? day : least), "9999-12-31");
+  return eachDay(first > from ? first : from, to < today() ? to : today());
+}
+
+// The column's values for each of the days; where nothing was counted 0, or null of what isn't a count.
 export function byDay(
   rows: readonly Row[],
   days: readonly string[],
   value: (row: Row) => number | null,
+  none: number | null = 0,
 ): (number | null)[] {
   const found = new Map(rows.map((row) => [textOf(row.day), value(row)]));
-  return days.map((day) => (found.has(day) ? found.get(day)! : 0));
+  return days.map((day) => (found.has(day) ? found.get(day)! : none));
 }
 
 // The currencies of purchases, that of the most first.

@@ -221,17 +221,17 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
             "2026-01-11,quest,1,1,2,0,0,0,2\n"},
            {"designs",
             {},
-            "part1,events,players,total,least,most\n"
-            "a,2,1,1.25,-0.25,1.5\n"},
+            "part1,events,players,valued,total,least,most\n"
+            "a,2,1,2,1.25,-0.25,1.5\n"},
            {"designs",
             {{"under", "a"}},
-            "part2,events,players,total,least,most\n"
-            "b,1,1,1.5,1.5,1.5\n"
-            "c,1,1,-0.25,-0.25,-0.25\n"},
+            "part2,events,players,valued,total,least,most\n"
+            "b,1,1,1,1.5,1.5,1.5\n"
+            "c,1,1,1,-0.25,-0.25,-0.25\n"},
            {"designs",
             {{"from", "1970-01-01"}},
-            "part1,events,players,total,least,most\n"
-            "a,4,3,1.25,-0.25,1.5\n"},
+            "part1,events,players,valued,total,least,most\n"
+            "a,4,3,2,1.25,-0.25,1.5\n"},
            {"errors",
             {},
             "severity,message,events,players\n"
@@ -269,13 +269,13 @@ TEST(AQuestion, IsAnsweredByCountingEachRecordOnce) {
            {"values", {{"under", "a:b"}}, "low,high,events\n1.5,1.5,1\n"},
            {"designs",
             {{"by", "field:weapon"}},
-            "part1,field:weapon,events,players,total,least,most\n"
-            "a,sword,2,1,1.25,-0.25,1.5\n"},
+            "part1,field:weapon,events,players,valued,total,least,most\n"
+            "a,sword,2,1,2,1.25,-0.25,1.5\n"},
            {"designs",
             {{"by", "field:perfect"}, {"daily", "yes"}, {"under", "a"}},
-            "day,part2,field:perfect,events,players,total,least,most\n"
-            "2026-01-10,b,true,1,1,1.5,1.5,1.5\n"
-            "2026-01-10,c,,1,1,-0.25,-0.25,-0.25\n"},
+            "day,part2,field:perfect,events,players,valued,total,least,most\n"
+            "2026-01-10,b,true,1,1,1,1.5,1.5,1.5\n"
+            "2026-01-10,c,,1,1,1,-0.25,-0.25,-0.25\n"},
            {"builds", {}, "build,first_day,last_day,players\n1,2026-01-10,2026-01-13,3\n"},
            {"builds", {{"custom_01", "knight"}}, "build,first_day,last_day,players\n1,2026-01-10,2026-01-12,2\n"},
            {"segments",

@@ -63,15 +63,15 @@ def by(rows, *names):
 
 def branches(truth):
     """Exact ids added up to the branches that they are in, below which branch they stand."""
-    tree = collections.defaultdict(lambda: [0, 0, False])
+    tree = collections.defaultdict(lambda: [0, 0, 0])
     for event, counted in truth.items():
         parts = event.split(':')
         for depth in range(1, len(parts) + 1):
             branch = tree[':'.join(parts[:depth])]
             branch[0] += counted['count']
             branch[1] += counted['sum']
-            branch[2] = branch[2] or counted['values'] > 0
-    return {name: [count, total if valued else None] for name, (count, total, valued) in tree.items()}
+            branch[2] += counted['values']
+    return {name: [count, valued, total if valued else None] for name, (count, total, valued) in tree.items()}
 
 
 def design_tree(ask, under=''):
@@ -80,7 +80,7 @@ def design_tree(ask, under=''):
         part = next(value for name, value in row.items() if name.startswith('part'))
         if part:
             name = f'{under}:{part}' if under else part
-            found[name] = [row['events'], row['total']]
+            found[name] = [row['events'], row['valued'], row['total']]
             if name.count(':') < 4:
                 found.update(design_tree(ask, name))
     return found

@@ -13,7 +13,7 @@ import time
 import unittest
 
 from selenium.webdriver.common.keys import Keys
-from stage import COIN_CAVE, EDITING, KEY, READING, Browser, By, Prefix, Stage, number, record
+from stage import COIN_CAVE, EDITING, KEY, MONTH, READING, Browser, By, Prefix, Stage, number, record
 
 CONFIGURATIONS = {
     KEY: {
@@ -143,7 +143,12 @@ class Journeys(unittest.TestCase):
 
         hours = [number(row['Sessions in an hour']) for row in browser.table('A day, hour by hour (UTC)')]
         sessions = [sum(of['sessions'] for of in truth['hours'] if of['hour'] == hour and of['day'] > '2026-10-01') for hour in range(24)]
-        self.assertEqual(hours, [round(count / 31 + 1e-9, 2) for count in sessions])
+        had = len([day for day in truth['days'] if day > '2026-10-01'])
+        self.assertEqual(hours, [round(count / had + 1e-9, 2) for count in sessions])
+        browser.visit('overview', **{'from': MONTH['to'], 'to': MONTH['from']})
+        overview(truth['all'])
+        browser.visit('overviews')
+        self.assertIn('There is no page “overviews”', browser.text())
 
         browser.visit('retention')
         cohorts = {day: days for day, days in truth['returned'].items() if len(days) > 0}
@@ -209,8 +214,16 @@ class Journeys(unittest.TestCase):
         browser.visit('designs')
         tree = {}
         for name, of in truth['designs'].items():
-            tree[name.split(':')[0]] = tree.get(name.split(':')[0], 0) + of['count']
-        self.assertEqual({row['Part']: number(row['Events']) for row in browser.table('Events by the first part of their ids')}, tree)
+            counted = tree.setdefault(name.split(':')[0], {'count': 0, 'values': 0, 'sum': 0})
+            for each in counted:
+                counted[each] += of[each]
+        shown = {row['Part']: row for row in browser.table('Events by the first part of their ids')}
+        self.assertEqual({part: [number(row['Events']), number(row['With a value'])] for part, row in shown.items()},
+                         {part: [of['count'], of['values']] for part, of in tree.items()})
+        mixed = [part for part, of in tree.items() if 0 < of['values'] < of['count']]
+        self.assertNotEqual(mixed, [])
+        for part in mixed:
+            self.assertAlmostEqual(number(shown[part]['Value per event']), tree[part]['sum'] / tree[part]['values'], delta=0.0051, msg=part)
 
         browser.visit('experiments')
         self.assertEqual({f'shop_position:{row["Group"]}': [number(row['Players']), number(row['Sessions'])] for row in browser.table('What is counted')},
@@ -225,7 +238,7 @@ class Journeys(unittest.TestCase):
                     amount, squares = of['sessions'], truth['activity_squares'][group]['sessions']
                 mean = amount / of['players']
                 half = 1.96 * math.sqrt((squares - amount * mean) / (of['players'] - 1) / of['players'])
-                for column, expected in ('Value', mean), ('From', max(0, mean - half)), ('to', mean + half):
+                for column, expected in ('Value', mean), ('From', max(0, mean - half)), ('To', mean + half):
                     self.assertAlmostEqual(unit * number(row[column]), expected, delta=0.0051 * unit, msg=f'{title} {column}')
         self.assertEqual(browser.complaints(), [])
 
@@ -346,6 +359,12 @@ class Journeys(unittest.TestCase):
         command = browser.driver.execute_script('return [...document.querySelectorAll("code")].map((each) => each.textContent).find((text) => text.startsWith("curl"))')
         self.assertIn(f'/api/live?game={KEY}', command)
         self.assertNotIn(READING.strip(), command)
+        browser.visit('live', live_player='nobody')
+        browser.until(lambda: 'Nothing of this player or session lately' in browser.text(), 'that it is nothing of theirs')
+        self.assertNotIn('Nothing has arrived yet', browser.text())
+        browser.visit('overview', **{'from': now, 'to': now})
+        self.assertIn("Today isn't over", browser.text())
+        self.assertEqual(browser.driver.find_elements(By.CSS_SELECTOR, '.change'), [])
 
     def test_what_is_edited_is_in_force_and_in_the_history(self):
         browser = self.browser

@@ -95,7 +95,7 @@ function Days() {
                 series={actions.map((action) => ({
                   label: TITLES[action],
                   color: ACTIONS.indexOf(action) + 1,
-                  isBroad: action === "loaded", // as a rule, what is loaded is shown
+                  isDashed: action === "show", // as a rule, what is loaded is shown
                   values: byDay(byAction.get(action) ?? [], days, (row) => numberOf(row.events)),
                 }))}
               />
@@ -155,7 +155,7 @@ export function Ads() {
       <Section
         title="Day by day"
         rows={{category: "ads"}}
-        how="Reports of each action on each UTC day. A broad line is one that another may lie on."
+        how="Reports of each action on each UTC day. A dashed line may lie on another."
       >
         <Days />
       </Section>

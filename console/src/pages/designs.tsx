@@ -1,20 +1,21 @@
 // What else the game counts and measures: the tree of its event ids, any branch over time, its values, and split by a field.
 import {useState} from "preact/hooks";
 import {addressOf, changed, go, useView} from "../address";
-import {useQuestion} from "../asked";
+import {useQuestion, type Answer, type Asked} from "../asked";
 import {CALLS} from "../calls";
-import {dayStart, eachDay, today} from "../days";
-import {number, short, whole} from "../format";
+import {dayStart} from "../days";
+import {many, number, short, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
-import {Answered, Empty} from "../parts/states";
-import {byDay, groupedBy, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
+import {Answered, Beginning, Empty} from "../parts/states";
+import {byDay, daysWithData, groupedBy, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
 
 const MOST_LINES = 6;
 const MOST_PARTS = 5;
 const MANY = 20; // parts that are searched rather than read
 const MOST_READ = 100; // events whose fields are offered
+const MOST_SPLIT = 30_000; // events that the collector reads the fields of
 
 const branchOf = (under: string) => ({under: under === "" ? undefined : under});
 
@@ -23,7 +24,7 @@ const partOf = (row: Row): string =>
   Object.keys(row).find((name) => name.startsWith("part") || name === "event_id") ?? "";
 
 const perEvent = (row: Row): number | null =>
-  typeof row.total === "number" ? ratio(row.total, numberOf(row.events)) : null;
+  typeof row.total === "number" ? ratio(row.total, numberOf(row.valued)) : null; // an event may have none
 
 function Path({under}: {under: string}) {
   const view = useView();
@@ -53,12 +54,17 @@ function Path({under}: {under: string}) {
   );
 }
 
-function Branch({under}: {under: string}) {
+interface OfBranch {
+  under: string;
+  asked: Asked<Answer>;
+}
+
+function Branch({under, asked}: OfBranch) {
   const view = useView();
   const depth = under === "" ? 0 : under.split(":").length;
   const [wanted, setWanted] = useState("");
   return (
-    <Answered of={useQuestion("designs", branchOf(under))} what="the events">
+    <Answered of={asked} what="the events">
       {({rows}) => {
         if (rows.length === 0)
           return <Empty what={under === "" ? "design events" : "events of this branch"} call={CALLS.design} />;
@@ -103,6 +109,7 @@ function Branch({under}: {under: string}) {
                 },
                 {name: "events", title: "Events"},
                 {name: "players", title: "Players"},
+                {name: "valued", title: "With a value"},
                 {name: "total", title: "Sum of values"},
                 {name: "mean", title: "Value per event"},
                 {name: "least", title: "Least"},
@@ -118,7 +125,6 @@ function Branch({under}: {under: string}) {
 
 function Days({under}: {under: string}) {
   const {from = "", to = ""} = useView().values;
-  const days = eachDay(from, to < today() ? to : today());
   return (
     <Answered of={useQuestion("designs", {...branchOf(under), daily: "yes"})} what="the days">
       {({rows}) => {
@@ -126,40 +132,40 @@ function Days({under}: {under: string}) {
           .sort((one, other) => sumOf(other[1], "events") - sumOf(one[1], "events"))
           .slice(0, MOST_LINES);
         if (parts.length === 0) return <Empty what="events of this branch" />;
+        const days = daysWithData(rows, from, to);
         const x = days.map(dayStart);
         const label = (part: string) => (part === "" ? "ends here" : part);
         const valued = parts.filter(([, of]) => of.some((row) => perEvent(row) !== null));
-        const means = (of: readonly Row[]) => {
-          const found = new Map(of.map((row) => [textOf(row.day), perEvent(row)]));
-          return days.map((day) => found.get(day) ?? null);
-        };
         return (
-          <div class="beside">
-            <Chart
-              title="Events by day, the most frequent parts"
-              file="designs-by-day"
-              x={x}
-              xTitle="Day"
-              format={whole}
-              series={parts.map(([part, of]) => ({
-                label: label(part),
-                values: byDay(of, days, (row) => numberOf(row.events)),
-              }))}
-            />
-            {valued.length > 0 && (
+          <>
+            <Beginning what="events" days={days} from={from} />
+            <div class="beside">
               <Chart
-                title="Value per event by day"
-                file="values-by-day"
+                title="Events by day, the most frequent parts"
+                file="designs-by-day"
                 x={x}
                 xTitle="Day"
-                series={parts.flatMap(([part, of], index) =>
-                  valued.some(([name]) => name === part)
-                    ? [{label: label(part), color: index + 1, values: means(of)}]
-                    : [],
-                )}
+                format={whole}
+                series={parts.map(([part, of]) => ({
+                  label: label(part),
+                  values: byDay(of, days, (row) => numberOf(row.events)),
+                }))}
               />
-            )}
-          </div>
+              {valued.length > 0 && (
+                <Chart
+                  title="Value per event by day"
+                  file="values-by-day"
+                  x={x}
+                  xTitle="Day"
+                  series={parts.flatMap(([part, of], index) =>
+                    valued.some(([name]) => name === part)
+                      ? [{label: label(part), color: index + 1, values: byDay(of, days, perEvent, null)}]
+                      : [],
+                  )}
+                />
+              )}
+            </div>
+          </>
         );
       }}
     </Answered>
@@ -253,51 +259,83 @@ function FieldChoice({under}: {under: string}) {
       </label>
       {latest.value && (
         <p class="note">
-          {names.length === 0
-            ? "The latest events of this branch have no custom fields."
-            : `The latest events have: ${names.join(", ")}.`}
+          {names.length === 0 ? "The latest events of this branch have no custom fields." : "The latest events have: "}
+          {names.map((name) => (
+            <>
+              <button type="button" onClick={() => go(view, {field: name})}>
+                <bdi>{name}</bdi>
+              </button>{" "}
+            </>
+          ))}
         </p>
       )}
     </>
   );
 }
 
-export function Designs() {
-  const view = useView();
-  const {under = "", field} = view.values;
+function Split({under, asked}: OfBranch) {
+  const {field} = useView().values;
+  return (
+    <Answered of={asked} what="the events">
+      {({rows}) => {
+        const events = sumOf(rows, "events");
+        if (events > MOST_SPLIT)
+          return (
+            <p class="note">
+              This branch has {many(events, "event")}, more than {whole(MOST_SPLIT)}: choose a smaller one above, fewer
+              days or one build.
+            </p>
+          );
+        return (
+          <>
+            <FieldChoice under={under} />
+            {field !== undefined && <ByField key={field} under={under} field={field} />}
+          </>
+        );
+      }}
+    </Answered>
+  );
+}
+
+function Sections({under}: {under: string}) {
+  const asked = useQuestion("designs", branchOf(under));
   const rows = {category: "design", ...branchOf(under)};
   return (
     <>
       <Section
         title="The tree of events"
         rows={rows}
-        how="One part of the ids at a time; a line counts all events below it, and values only where events have one. A player of two lines counts in both."
+        how="One part of the ids at a time; a line counts all events below it, and values only where events have one: the value per event is the mean of those. A player of two lines counts in both."
       >
         <Path under={under} />
-        <Branch key={under} under={under} />
+        <Branch under={under} asked={asked} />
       </Section>
       <Section
         title="Over time"
         rows={rows}
-        how={`The ${MOST_LINES} parts with the most events. The value per event is the sum of a day's values by its events.`}
+        how={`At most ${MOST_LINES} parts, those with the most events. The value per event is the sum of a day's values divided by the events that have one.`}
       >
-        <Days key={under} under={under} />
+        <Days under={under} />
       </Section>
       <Section
         title="How the values spread"
         rows={rows}
         how="At most 20 steps of equal width; the text below a bar is the least value in it. The hundredth with the lowest values and the one with the highest are in the first and the last step."
       >
-        <Values key={under} under={under} />
+        <Values under={under} />
       </Section>
       <Section
         title="Split by a custom field"
         rows={rows}
-        how="Each event is read for this, so a branch may have 30,000 at most: choose a smaller one, or fewer days. Without the field an event counts as none."
+        how={`Each event is read for this, so a branch may have ${whole(MOST_SPLIT)} at most. Without the field an event counts as none.`}
       >
-        <FieldChoice key={`of ${under}`} under={under} />
-        {field !== undefined && <ByField key={`${under} ${field}`} under={under} field={field} />}
+        <Split under={under} asked={asked} />
       </Section>
     </>
   );
+}
+
+export function Designs() {
+  const {under = ""} = useView().values;
+  return <Sections key={under} under={under} />; // what is known of one branch says nothing of another
 }

@@ -10,6 +10,7 @@ import {Experiments} from "./experiments";
 import {Levels} from "./levels";
 import {Live} from "./live";
 import {Money} from "./money";
+import {Nowhere} from "./nowhere";
 import {Overview} from "./overview";
 import {Players} from "./players";
 import {Retention} from "./retention";
@@ -45,4 +46,6 @@ export const PAGES: readonly PageOfConsole[] = [
   {name: "rows", title: "Rows", question: "Which events are behind this number?", Page: Rows, isHidden: true},
 ];
 
-export const pageOf = (name: string): PageOfConsole => PAGES.find((page) => page.name === name) ?? PAGES[0]!;
+const NOWHERE: PageOfConsole = {name: "", title: "No such page", question: "", Page: Nowhere, isHidden: true};
+
+export const pageOf = (name: string): PageOfConsole => PAGES.find((page) => page.name === name) ?? NOWHERE;

@@ -1,6 +1,6 @@
 // What arrives this second: the page of the programmer who wants to see an event arrive, or why it was refused.
 import {useMemo, useState} from "preact/hooks";
-import {addressElsewhere, FILTERS, go, useView} from "../address";
+import {addressElsewhere, go, UNFILTERED, useView} from "../address";
 import {get, type Json} from "../api";
 import {quietly, useAsked, useQuestion} from "../asked";
 import {CALLS} from "../calls";
@@ -129,8 +129,17 @@ function Copy({url}: {url: string}) {
 
 const WRONG = "wrong"; // among the kinds, of which it is none
 
-function Nothing({isAny}: {isAny: boolean}) {
+interface NothingProps {
+  looking: Looking;
+  state: Stream["state"];
+  isAny: boolean;
+}
+
+function Nothing({looking, state, isAny}: NothingProps) {
   if (isAny) return <p class="note">None of what arrived lately is of this kind.</p>;
+  if (state !== "open") return null; // who isn't connected doesn't know what arrives
+  if (looking.user_id !== undefined || looking.session_id !== undefined)
+    return <p class="note">Nothing of this player or session lately.</p>;
   return (
     <div class="empty">
       <p>Nothing has arrived yet. A game reports something with:</p>
@@ -182,7 +191,9 @@ function Arrivals({looking, stream, notes, isPaused, pause}: ArrivalsProps) {
         </button>
         <Copy url={liveUrl(looking)} />
       </div>
-      <p role="status">{isPaused ? "Paused: nothing is asked for meanwhile." : STATES[state]}</p>
+      <p role="status" class={state === "away" && !isPaused ? "trouble" : undefined}>
+        {isPaused ? "Paused: nothing is asked for meanwhile." : STATES[state]}
+      </p>
       <p class="note">
         {rate}
         {rest}
@@ -196,7 +207,7 @@ function Arrivals({looking, stream, notes, isPaused, pause}: ArrivalsProps) {
         </p>
       )}
       {shown.length === 0 ? (
-        <Nothing isAny={arrivals.length > 0} />
+        <Nothing looking={looking} state={state} isAny={arrivals.length > 0} />
       ) : (
         <ol class="arrivals latest" tabIndex={0} aria-label="Arrivals, the latest first">
           {shown.map((arrival) => (
@@ -246,8 +257,6 @@ function Refused({looking, wrong}: {looking: Looking; wrong: number}) {
   );
 }
 
-const UNFILTERED = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
-
 function Reasons({wrong}: {wrong: number}) {
   return (
     <Answered of={quietly(useQuestion("refused", UNFILTERED, wrong))} what="the reasons">
@@ -285,7 +294,7 @@ function Noted({all}: {all: readonly Note[]}) {
         columns={[
           {name: "note", title: "Note"},
           {name: "times", title: "Times", show: (value) => whole(numberOrNull(value))},
-          {name: "last_at", title: "Last", show: (value) => moment(numberOrNull(value))},
+          {name: "last_at", title: "Last (your time)", show: (value) => moment(numberOrNull(value))},
         ]}
       />
       {all.length > SHOWN_NOTES && (
@@ -314,13 +323,13 @@ export function Live() {
     <>
       <Section
         title="What arrives"
-        how="Each record a moment after it was kept, whatever the bar on top says but for the game. What breaks a rule is red, with the reason, and so are the calls that the library itself refused. What was kept but pointed out, such as a field that nobody knows, is noted in its line."
+        how="Each record a moment after it was kept, whatever the bar on top says but for the game. What breaks a rule is red, with the reason, and so are the calls that the library itself refused. What was kept but pointed out, such as a field that nobody knows, is noted in its line. Times of day are in your time zone."
       >
         <Arrivals looking={looking} stream={stream} notes={notes} isPaused={isPaused} pause={setPaused} />
       </Section>
       <Section
         title="Refused lately"
-        how="The latest records that broke a rule, with the fields in question marked; of one player or session where the page looks for one."
+        how="The latest records that broke a rule, with the fields in question marked; of one player or session where the page looks for one. Times are in your time zone."
       >
         <Refused looking={looking} wrong={wrong} />
       </Section>

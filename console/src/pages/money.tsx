@@ -2,14 +2,14 @@
 import {go, useView} from "../address";
 import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
-import {dayStart, eachDay, today} from "../days";
+import {dayStart} from "../days";
 import {money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
-import {Answered, Empty} from "../parts/states";
+import {Answered, Beginning, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
-import {byDay, currenciesOf, numberOf, numberOrNull, ratio, sumOf, textOf, type Row} from "../rows";
+import {byDay, currenciesOf, daysWithData, numberOf, numberOrNull, ratio, sumOf, textOf, type Row} from "../rows";
 
 function Purchases() {
   const overview = useQuestion("overview", {whole: "yes"});
@@ -67,7 +67,6 @@ function Purchases() {
 function Days() {
   const view = useView();
   const {from = "", to = "", currency} = view.values;
-  const days = eachDay(from, to < today() ? to : today());
   return (
     <Answered of={useQuestion("revenue", {daily: "yes"})} what="the days">
       {({rows}) => {
@@ -75,6 +74,7 @@ function Days() {
         const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0];
         if (chosen === undefined) return <Empty what="purchases" />;
         const purchases = rows.filter((row) => row.currency === chosen);
+        const days = daysWithData(rows, from, to);
         const x = days.map(dayStart);
         return (
           <>
@@ -86,6 +86,7 @@ function Days() {
                 ))}
               </select>
             </label>
+            <Beginning what="purchases" days={days} from={from} />
             <div class="beside">
               <Chart
                 title={`Revenue in ${chosen} by day`}
@@ -109,8 +110,8 @@ function Days() {
                 xTitle="Day"
                 format={whole}
                 series={[
-                  {label: "Purchases", isBroad: true, values: byDay(purchases, days, (row) => numberOf(row.events))},
-                  {label: "Payers", values: byDay(purchases, days, (row) => numberOf(row.players))},
+                  {label: "Purchases", values: byDay(purchases, days, (row) => numberOf(row.events))},
+                  {label: "Payers", isDashed: true, values: byDay(purchases, days, (row) => numberOf(row.players))},
                 ]}
               />
             </div>

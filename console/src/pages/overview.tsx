@@ -2,13 +2,13 @@
 import {FILTERS, go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
-import {dayNumber, daysIn, dayStart, dayText, eachDay, periodBefore, today} from "../days";
-import {duration, hour, minutes, money, share, unitsOf, whole} from "../format";
+import {dayNumber, daysIn, daysLater, dayStart, dayText, periodBefore, today} from "../days";
+import {duration, hour, minutes, money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
 import {Chart, type Mark} from "../parts/chart";
 import {Section} from "../parts/section";
-import {Answered, Empty} from "../parts/states";
+import {Answered, Beginning, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
-import {byDay, currenciesOf, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
+import {byDay, currenciesOf, daysWithData, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
 
 interface Numbers {
   players: number;
@@ -42,6 +42,16 @@ function useNumbers(period?: {from: string; to: string}) {
 
 const WHOLE = 0.8; // of its days: a game or a build that began in the time before doesn't grow as it seems to
 
+// Of fewer days, what is left of today weighs too much for a change to be called good or bad.
+const MANY_DAYS = 14;
+const OPEN = "Today isn't over";
+
+function wordsOfOpen(days: number): string {
+  if (days === 1) return `${OPEN}: there is nothing to compare a part of a day with.`;
+  const few = days < MANY_DAYS ? " Of so few days that is much: no change is called good or bad." : "";
+  return `${OPEN}: this time is a part of a day shorter than the time before.${few}`;
+}
+
 const MOST_CURRENCIES = 6;
 type Format = (value: number | null) => string;
 
@@ -65,7 +75,9 @@ function Now() {
         const days = daysIn(period.from, period.to);
         const had = daysBefore.rows.length;
         const isWhole = had >= days * WHOLE;
-        const old = (value: number | null) => (isWhole ? value : undefined);
+        const isOpen = to >= today();
+        const isCompared = isWhole && !(isOpen && days === 1);
+        const old = (value: number | null) => (isCompared ? value : undefined);
         const tile = (label: string, of: (numbers: Numbers) => number | null, format: Format, isShare = false) => (
           <Tile
             key={label}
@@ -74,7 +86,7 @@ function Now() {
             before={old(of(earlier))}
             format={format}
             isShare={isShare}
-            good="more"
+            good={isOpen && days < MANY_DAYS ? undefined : "more"}
           />
         );
         const currencies = [...numbers.revenue.keys()].slice(0, MOST_CURRENCIES);
@@ -95,7 +107,8 @@ function Now() {
               )}
               {currencies.length === 0 && <Tile label="Revenue" value={0} format={whole} note="no purchases" />}
             </Tiles>
-            {!isWhole && (
+            {isOpen && (isWhole || days === 1) && <p class="note">{wordsOfOpen(days)}</p>}
+            {!isWhole && !(isOpen && days === 1) && (
               <p class="note">
                 {wordsOfBefore(days, had)}
                 {FILTERS.some((name) => values[name] !== undefined) && " with these filters"}.
@@ -122,20 +135,22 @@ function Days() {
   const view = useView();
   const {from = "", to = "", currency} = view.values;
   const builds = useQuestion("builds", {build: undefined, from: dayText(Math.max(0, dayNumber(from) - LOOK_BACK))});
-  const days = eachDay(from, to < today() ? to : today());
-  const x = days.map(dayStart);
-  const marks = releasesOf(builds.value, from);
-  const of = (rows: readonly Row[], column: string) => byDay(rows, days, (row) => numberOf(row[column]));
+  const releases = releasesOf(builds.value, from);
   return (
     <Answered of={together(useQuestion("overview"), useQuestion("revenue", {daily: "yes"}))} what="the days">
       {([{rows}, revenue]) => {
         if (rows.length === 0) return <Empty what="players" call={CALLS.start} />;
+        const days = daysWithData(rows, from, to);
+        const x = days.map(dayStart);
+        const marks = releases.filter(({at}) => at >= (x[0] ?? 0));
+        const of = (rows: readonly Row[], column: string) => byDay(rows, days, (row) => numberOf(row[column]));
         const currencies = currenciesOf(revenue.rows);
         const chosen = currency !== undefined && currencies.includes(currency) ? currency : currencies[0];
         const purchases = revenue.rows.filter((row) => row.currency === chosen);
-        const lengths = byDay(rows, days, (row) => ratio(numberOf(row.seconds), numberOf(row.ended)));
+        const lengths = byDay(rows, days, (row) => ratio(numberOf(row.seconds), numberOf(row.ended)), null);
         return (
           <>
+            <Beginning what="players" days={days} from={from} />
             <Chart
               title="Players by day"
               file="players-by-day"
@@ -178,7 +193,8 @@ function Days() {
                   x={x}
                   xTitle="Day"
                   marks={marks}
-                  format={(value) => money(value === null ? null : value * unitsOf(chosen), chosen)}
+                  format={(value) => moneyWhole(value, chosen)}
+                  formatAxis={(value) => moneyShort(value, chosen)}
                   series={[
                     {
                       label: `Revenue in ${chosen}`,
@@ -208,23 +224,32 @@ function Days() {
 const HOURS = Array.from({length: 24}, (_, index) => index);
 const MOST_DAYS = 31;
 
+// What an hour's sessions are divided by: the days with data, without today where the hour isn't over.
 function Hours() {
   const {from = "", to = ""} = useView().values;
   const last = to < today() ? to : today();
-  const days = eachDay(from, last).slice(-MOST_DAYS);
-  const asked = useQuestion("hours", {from: days[0] ?? last, to: last});
+  const earliest = daysLater(last, 1 - MOST_DAYS);
+  const first = from > earliest ? from : earliest;
+  const isOpen = last === today();
+  const asked = together(
+    useQuestion("hours", {from: first, to: last}),
+    useQuestion("hours", {from: last, to: last}),
+    useQuestion("overview", {from: first, to: last}),
+  );
   return (
     <Answered of={asked} what="the hours">
-      {({rows}) => {
-        if (rows.length === 0) return <Empty what="sessions" call={CALLS.start} />;
-        const mean = (column: string) =>
-          HOURS.map(
-            (at) =>
-              sumOf(
-                rows.filter((row) => row.hour === at),
-                column,
-              ) / Math.max(1, days.length),
-          );
+      {([all, ofLast, days]) => {
+        if (all.rows.length === 0) return <Empty what="sessions" call={CALLS.start} />;
+        const now = new Date().getUTCHours();
+        const hadLast = days.rows.some((row) => row.day === last) ? 1 : 0;
+        const sessions = ({rows}: Answer, at: number) => {
+          const ofHour = rows.filter((row) => row.hour === at);
+          return sumOf(ofHour, "sessions");
+        };
+        const mean = (at: number) =>
+          isOpen && at >= now
+            ? ratio(sessions(all, at) - sessions(ofLast, at), days.rows.length - hadLast)
+            : ratio(sessions(all, at), days.rows.length);
         return (
           <Chart
             title="A day, hour by hour (UTC)"
@@ -233,7 +258,7 @@ function Hours() {
             xTitle="Hour"
             bars
             formatX={hour}
-            series={[{label: "Sessions in an hour", values: mean("sessions")}]}
+            series={[{label: "Sessions in an hour", values: HOURS.map(mean)}]}
           />
         );
       }}
@@ -261,7 +286,7 @@ export function Overview() {
       <Section
         title="Hour by hour"
         rows={{category: "user"}}
-        how="Sessions that began in this hour of a UTC day, the mean of the latest 31 days of this time."
+        how="Sessions that began in this hour of a UTC day: the mean of the days with data among the latest 31 of this time. An hour of today counts once it is over."
       >
         <Hours />
       </Section>

@@ -6,7 +6,7 @@ export interface Series {
   readonly label: string;
   readonly values: readonly (number | null)[];
   readonly color?: number; // one of eight; else the next one
-  readonly isBroad?: boolean; // seen under another line that has the same values
+  readonly isDashed?: boolean; // lets another line that has the same values be seen
 }
 
 export interface Mark {
@@ -28,7 +28,7 @@ export interface Picture {
 
 const HEIGHT = 240;
 const AXIS = 72; // of the y axis, with its texts
-const RIGHT = 16;
+const RIGHT = 24; // half of a day's text stands there
 const DAY = 86_400; // seconds
 const COLORS = 8;
 const WHOLE_STEPS = Array.from({length: 300}, (_, power) => [1, 2, 5].map((digit) => digit * 10 ** power)).flat();
@@ -65,8 +65,19 @@ interface Label {
   readonly isLeft: boolean; // of its line
 }
 
-// Labels above the picture so that none lies on another, or on another's line: a line goes up to its label's row.
+// The latest is what is looked for: where there is no room for it, the ones before it give theirs.
 function labelsOf(picture: Picture, width: number): Label[] {
+  const silent = new Set<number>();
+  for (;;) {
+    const labels = placedLabels(picture, width, silent);
+    const shown = labels.filter(({text}) => text !== "");
+    if (shown.length === 0 || labels.at(-1)!.text !== "") return labels;
+    silent.add(shown.at(-1)!.at);
+  }
+}
+
+// Labels above the picture so that none lies on another, or on another's line: a line goes up to its label's row.
+function placedLabels(picture: Picture, width: number, silent: ReadonlySet<number>): Label[] {
   const [least, most] = rangeOf(picture);
   const room = width - AXIS - RIGHT;
   const pen = document.createElement("canvas").getContext("2d")!;
@@ -86,7 +97,7 @@ function labelsOf(picture: Picture, width: number): Label[] {
     const isFree = (row: number) =>
       ends.every((end, other) => end < (isLeft ? (other <= row ? start : x) : other >= row ? start : Infinity));
     const row = rows.find(isFree);
-    if (row === undefined) return {at, text: "", row: LABEL_ROWS, isLeft};
+    if (row === undefined || silent.has(at)) return {at, text: "", row: LABEL_ROWS, isLeft};
     ends[row] = start + length;
     return {at, text, row, isLeft};
   });
@@ -113,11 +124,11 @@ function drawLabels(plot: UPlot, labels: readonly Label[], rows: number): void {
   ctx.restore();
 }
 
-// The ground of a day that isn't over: its numbers still grow.
+// The ground of a day that isn't over: its numbers still grow. Not back to the point of the day before, which is over.
 function drawOpenDay(plot: UPlot, picture: Picture): void {
   const {ctx, bbox} = plot;
   const step = stepOf(picture);
-  const from = picture.x.at(-1)! - (picture.bars || picture.x.length < 2 ? step / 2 : step);
+  const from = picture.x.at(-1)! - step / 2;
   const x = Math.max(bbox.left, plot.valToPos(from, "x", true));
   ctx.save();
   ctx.fillStyle = styled("--open");
@@ -180,7 +191,8 @@ export function optionsOf(
         show: !hidden.has(each.label),
         stroke: styled(colorOf(each, index)),
         fill: bars ? styled(colorOf(each, index)) : ground,
-        width: bars ? 0 : each.isBroad ? 6 : 2,
+        width: bars ? 0 : 2,
+        dash: each.isDashed ? [6, 6] : undefined,
         paths,
         points: {show: !bars && x.length < 3, filter: bars || x.length < 3 ? undefined : () => aloneIn(each.values)},
       })),

@@ -1,6 +1,8 @@
 // What stands where an answer will be: that it is asked for, why there is none, or what would fill it.
 import type {ComponentChildren} from "preact";
+import {FILTERS, go, UNFILTERED, useView} from "../address";
 import type {Asked} from "../asked";
+import {day} from "../format";
 
 export function Loading({what}: {what: string}) {
   return (
@@ -27,9 +29,21 @@ export function Trouble({what, why, again}: {what: string; why: string; again?: 
 
 // `call`: the line of code that a game would fill this with.
 export function Empty({what, call}: {what: string; call?: string}) {
+  const view = useView();
+  const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
   return (
     <div class="empty">
-      <p>There are no {what} in this time, with these filters.</p>
+      <p>
+        There are no {what} {view.values.game === undefined ? "yet" : "in this time"}
+        {isFiltered && ", with these filters"}.
+      </p>
+      {isFiltered && call !== undefined && (
+        <p>
+          <button type="button" onClick={() => go(view, UNFILTERED)}>
+            No filters
+          </button>
+        </p>
+      )}
       {call !== undefined && (
         <>
           <p>A game reports them with:</p>
@@ -39,6 +53,17 @@ export function Empty({what, call}: {what: string; call?: string}) {
         </>
       )}
     </div>
+  );
+}
+
+// Where the charts by day begin, if that is later than what was asked for.
+export function Beginning({what, days, from}: {what: string; days: readonly string[]; from: string}) {
+  const [first] = days;
+  if (first === undefined || first <= from) return null;
+  return (
+    <p class="note">
+      In this time there are no {what} before {day(first)}.
+    </p>
   );
 }
 
