@@ -2,13 +2,16 @@
 import {FILTERS, go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
-import {dayNumber, daysIn, dayStart, dayText, eachDay, periodBefore, today} from "../days";
+import {daysIn, dayStart, eachDay, periodBefore, today} from "../days";
+import {crashFreeOf} from "../errors";
 import {duration, hour, minutes, money, share, unitsOf, whole} from "../format";
-import {Chart, type Mark} from "../parts/chart";
+import {Chart} from "../parts/chart";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
+import {useReleases} from "../releases";
 import {byDay, currenciesOf, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
+import {Builds} from "./overview-builds";
 
 interface Numbers {
   players: number;
@@ -22,14 +25,13 @@ interface Numbers {
 function numbersOf([overview, revenue, errors]: readonly [Answer, Answer, Answer]): Numbers {
   const all = overview.rows[0] ?? {};
   const players = numberOf(all.players);
-  const crashed = numberOf(errors.rows.find((row) => row.severity === "critical")?.players);
   return {
     players,
     newPlayers: numberOf(all.new_players),
     sessions: numberOf(all.sessions),
     length: ratio(numberOf(all.seconds), numberOf(all.ended)),
     revenue: new Map(revenue.rows.map((row) => [textOf(row.currency), numberOf(row.total)])), // most purchases first
-    crashFree: players === 0 ? null : 1 - crashed / players,
+    crashFree: crashFreeOf(players, errors.rows),
   };
 }
 
@@ -108,23 +110,12 @@ function Now() {
   );
 }
 
-// Where each build first came. One that was there before has an earlier day.
-const LOOK_BACK = 400;
-function releasesOf(builds: Answer | undefined, from: string): Mark[] {
-  return (builds?.rows ?? []).flatMap((row) =>
-    row.build !== "" && textOf(row.first_day) >= from
-      ? [{at: dayStart(textOf(row.first_day)), label: textOf(row.build)}]
-      : [],
-  );
-}
-
 function Days() {
   const view = useView();
   const {from = "", to = "", currency} = view.values;
-  const builds = useQuestion("builds", {build: undefined, from: dayText(Math.max(0, dayNumber(from) - LOOK_BACK))});
   const days = eachDay(from, to < today() ? to : today());
   const x = days.map(dayStart);
-  const marks = releasesOf(builds.value, from);
+  const marks = useReleases();
   const of = (rows: readonly Row[], column: string) => byDay(rows, days, (row) => numberOf(row[column]));
   return (
     <Answered of={together(useQuestion("overview"), useQuestion("revenue", {daily: "yes"}))} what="the days">
@@ -258,6 +249,7 @@ export function Overview() {
       >
         <Days />
       </Section>
+      <Builds />
       <Section
         title="Hour by hour"
         rows={{category: "user"}}
