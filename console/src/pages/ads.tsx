@@ -35,8 +35,8 @@ function actionsOf(rows: readonly Row[], names: readonly string[]): Row[] {
 
 const COLUMNS = [
   ...ACTIONS.map((name) => ({name, title: TITLES[name]})),
-  {name: "clicked_share", title: "Clicks of shows", show: (value: unknown) => share(value as number | null)},
-  {name: "failed_share", title: "Part that fails", show: (value: unknown) => share(value as number | null)},
+  {name: "clicked_share", title: "Click rate", show: (value: unknown) => share(value as number | null)},
+  {name: "failed_share", title: "Fail rate", show: (value: unknown) => share(value as number | null)},
 ];
 
 function By({
@@ -139,7 +139,7 @@ function Failures() {
             columns={[
               {name: "reason", title: "Reason"},
               {name: "events", title: "Failures"},
-              {name: "part", title: "Part", show: (value) => share(value as number | null)},
+              {name: "part", title: "Share", show: (value) => share(value as number | null)},
               ...networks.map((name) => ({name: `of ${name}`, title: name === "" ? "no network" : name})),
             ]}
           />

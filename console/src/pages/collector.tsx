@@ -128,8 +128,8 @@ function Health({status: {archive, warehouse, configurations_age_seconds, lost_l
           [
             "Configurations",
             configurations_age_seconds === null
-              ? "at home here"
-              : `confirmed by their home ${duration(configurations_age_seconds)} ago`,
+              ? "kept here"
+              : `confirmed by the collector that keeps them, ${duration(configurations_age_seconds)} ago`,
           ],
           ["Log lines lost", whole(lost_log_lines)],
         ]}
