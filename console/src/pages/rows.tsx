@@ -44,9 +44,11 @@ function Chosen({row}: {row: Row | undefined}) {
 // How many there are, where that is known: of one kind or of all the question `events` counts them.
 function Count({own, shown}: {own: Readonly<Record<string, string>>; shown: number}) {
   const {category, ...others} = own;
-  const {rows} = useQuestion("events").value ?? {rows: []};
+  const asked = useQuestion("events");
+  const rows = asked.value?.rows ?? [];
   const counted = sumOf(category === undefined ? rows : rows.filter((row) => row.category === category), "events");
   if (shown < MOST) return <p>{shown === 1 ? "This is the only one." : `These are all ${whole(shown)}.`}</p>;
+  if (asked.isAsking) return <p>The latest {MOST}.</p>;
   if (Object.keys(others).length > 0 || counted < shown) return <p>The latest {MOST}: there may be more.</p>;
   return (
     <p>

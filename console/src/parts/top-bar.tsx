@@ -136,17 +136,18 @@ function wordsOf({game, from = today(), to = today(), ...others}: Values, games:
     .join(" · ");
 }
 
+const isFiltered = (values: Values): boolean => FILTERS.some((name) => values[name] !== undefined);
+
 function Players() {
   const view = useView();
   const asked = useQuestion("segments", UNFILTERED); // one question for all of them
   const choices = choicesOf(asked.value?.rows ?? []);
-  const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
   return (
     <div class="filters" aria-busy={asked.isAsking}>
       {FILTERS.map((name) => (
         <Filter key={name} name={name} found={choices[name]} />
       ))}
-      {isFiltered && (
+      {isFiltered(view.values) && (
         <button type="button" onClick={() => go(view, UNFILTERED)}>
           No filters
         </button>
@@ -180,7 +181,7 @@ export function TopBar({games, isOfNow}: {games: Games; isOfNow: boolean}) {
       </button>
       <form
         id="bar"
-        class={isOpen ? "bar" : "bar folded"}
+        class={`bar ${isOpen ? "" : "folded"} ${isFiltered(view.values) ? "filtered" : ""}`}
         onKeyDown={leave}
         aria-label={isOfNow ? "Game" : "Game, time and filters"}
         onSubmit={(event) => event.preventDefault()}
