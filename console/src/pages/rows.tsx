@@ -74,11 +74,6 @@ export function Rows() {
         title={what === "" ? "All events" : `Events whose ${what}`}
         how={`The latest ${MOST} that the bar on top and this page's own filter leave, by the time of the device.`}
       >
-        <p>
-          <a href={csv} download="rows.csv">
-            Keep the latest 1,000 as CSV
-          </a>
-        </p>
         <Answered of={asked} what="the rows">
           {({rows}) =>
             rows.length === 0 ? (
@@ -86,6 +81,11 @@ export function Rows() {
             ) : (
               <>
                 <Count own={own} shown={rows.length} />
+                <p>
+                  <a href={csv} download="rows.csv">
+                    Keep the latest 1,000 as CSV
+                  </a>
+                </p>
                 <DataTable
                   caption="Events"
                   file="rows"
@@ -102,6 +102,13 @@ export function Rows() {
                     },
                     {name: "category", title: "Kind"},
                     {
+                      name: "record",
+                      title: "What",
+                      show: (value, row) => (
+                        <bdi class="short">{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>
+                      ),
+                    },
+                    {
                       name: "user_id",
                       title: "Player",
                       show: (value) => (
@@ -116,13 +123,6 @@ export function Rows() {
                     },
                     {name: "platform", title: "Platform"},
                     {name: "build", title: "Build"},
-                    {
-                      name: "record",
-                      title: "What",
-                      show: (value, row) => (
-                        <bdi class="short">{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>
-                      ),
-                    },
                   ]}
                 />
               </>
