@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "collector/base/Json.h"
+#include "collector/visits/Account.h"
 
 namespace collector {
 
@@ -30,6 +31,7 @@ front::Response problem(int status, std::string_view detail) {
                          fmt::format(R"({{"type":"about:blank","title":"{}","status":{},"detail":{}}})",
                                      title != kTitles.end() ? title->second : "", status, quotedJson(detail))};
   answer.mayFail = true;
+  answer.account = Account{.refusal = std::string(detail)};
   return answer;
 }
 

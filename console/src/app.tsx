@@ -1,7 +1,7 @@
 // The frame of all pages: who is signed in, which games there are, the bar, the navigation, and the page itself.
 import {useEffect, useRef} from "preact/hooks";
 import {addressElsewhere, addressOf, changed, correct, useAddress, useView, ViewContext, type View} from "./address";
-import {get, onSignedOut} from "./api";
+import {get, onSignedOut, type Json} from "./api";
 import {useAsked} from "./asked";
 import {daysLater, isDay, today} from "./days";
 import {PAGES, pageOf} from "./pages";
@@ -72,6 +72,26 @@ function Page({game}: {game: string}) {
   );
 }
 
+// The address names a game that isn't here.
+function Unknown({games}: {games: Json<"/api/games">}) {
+  const view = useView();
+  return (
+    <main id="page" tabIndex={-1}>
+      <h1>No such game</h1>
+      <p>
+        No game here has the key <bdi>{view.values.game}</bdi>. These are here:
+      </p>
+      <ul>
+        {games.map(({key}) => (
+          <li key={key}>
+            <a href={addressOf({page: view.page, values: changed(view.values, {game: key})})}>{nameOf(key, games)}</a>
+          </li>
+        ))}
+      </ul>
+    </main>
+  );
+}
+
 function Console({who, again}: {who: Session; again: () => void}) {
   const address = useAddress();
   const games = useAsked("games", (signal) => get("/api/games", {}, signal));
@@ -108,7 +128,7 @@ function Console({who, again}: {who: Session; again: () => void}) {
       </a>
       <header>
         <p class="name">Zorvane</p>
-        <TopBar games={games.value} />
+        <TopBar games={games.value} isOfNow={pageOf(view.page).isOfNow === true} />
         {who.needed && (
           <button type="button" class="leave" onClick={leave}>
             Sign out
@@ -117,7 +137,11 @@ function Console({who, again}: {who: Session; again: () => void}) {
       </header>
       <div class="body">
         <Navigation />
-        <Page game={nameOf(view.values.game, games.value)} />
+        {games.value.some(({key}) => key === view.values.game) ? (
+          <Page game={nameOf(view.values.game, games.value)} />
+        ) : (
+          <Unknown games={games.value} />
+        )}
       </div>
     </ViewContext.Provider>
   );

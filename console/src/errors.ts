@@ -45,3 +45,9 @@ export function troublesOf(rows: readonly Row[]): Trouble[] {
     };
   });
 }
+
+// The part of the players without a critical error. `rows` are the errors of these players by severity.
+export function crashFreeOf(players: number, rows: readonly Row[]): number | null {
+  const crashed = numberOf(rows.find((row) => row.severity === "critical")?.players);
+  return players === 0 ? null : 1 - crashed / players;
+}

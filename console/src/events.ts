@@ -44,6 +44,8 @@ const WORDS: {readonly [category: string]: (of: Of) => string} = {
     `the library reports ${of("error_action").replaceAll("_", " ")} (${of("error_area")}${ifAny(", ", of("error_parameter"))})${ifAny(": ", of("reason"))}`,
 };
 
+export const KINDS: readonly string[] = Object.keys(WORDS);
+
 // `record`: as an object, or as the text of one.
 export function wordsOfEvent(category: string, given: unknown): string {
   const record = typeof given === "string" ? parsed(given) : given;

@@ -22,8 +22,9 @@ function trendOf(days: readonly Row[]): string {
 export function outlookOf(currency: string, days: readonly Row[]): string {
   const each = earnedForEach(days);
   const earned = sumOf(days, "earned");
-  if (each === null) return `${currency} has no sinks in this time: all of the ${short(earned)} earned stay.`;
-  if (earned === 0) return `${currency} has no sources in this time: it is only spent.`;
+  if (each === null)
+    return `The currency ${currency} has no sinks in this time: all of the ${short(earned)} earned stay.`;
+  if (earned === 0) return `The currency ${currency} has no sources in this time: it is only spent.`;
   const what = each > MUCH ? "inflates" : each < 1 / MUCH ? "gets scarce" : "is in balance";
-  return `${currency} ${what}: ${number(each)} are earned for each one spent${trendOf(days)}.`;
+  return `The currency ${currency} ${what}: ${number(each)} are earned for each one spent${trendOf(days)}.`;
 }

@@ -261,14 +261,16 @@ TEST_F(OperationTest, LogsEachRequestOnce) {
     EXPECT_EQ(post(body), 400);
     EXPECT_EQ(post("[]", other), 401);
     EXPECT_EQ(get("/api/visits/refused").status, 200);
+    EXPECT_EQ(get("/api/games?unknown=1").status, 400);
     EXPECT_THAT(get("/api/visits/refused").body,
-                testing::AllOf(HasSubstr(R"("why":"the game is unknown")"), Not(HasSubstr(kKey))));
+                testing::AllOf(HasSubstr(R"("why":"the game is unknown")"), Not(HasSubstr(kKey)),
+                               HasSubstr(R"("path":"/api/games","game":"","status":400,"why":"unknown: )")));
     EXPECT_EQ(stop(), 0);
     const auto log = process_->errors();
     EXPECT_THAT(log, HasSubstr(known));
     EXPECT_THAT(log, HasSubstr(unknown));
     EXPECT_THAT(log, options[1] == "text" ? HasSubstr(" taken=1 refused=1 ") : HasSubstr(R"("taken":1,"refused":1,)"));
-    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 4) << log;
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 5) << log;
   }
   serve({"--quiet"});
   EXPECT_EQ(post("[]"), 200);

@@ -170,8 +170,18 @@ class Journeys(unittest.TestCase):
         browser.choose('Build', '1.2.0')
         browser.settle()
         self.assertAlmostEqual(number(browser.tile('Day 1')), next_day(builds['1.2.0']), delta=0.051)
-        browser.press('No filters')
-        browser.settle()
+        browser.visit('overview')
+        rows = browser.table('Builds, the newest first')
+        self.assertEqual([row['Build'] for row in rows], sorted(truth['builds'], reverse=True))
+        currency = max(truth['all']['revenue'], key=lambda name: truth['all']['revenue'][name]['count'])
+        for row in rows:
+            of = truth['builds'][row['Build']]
+            paid = of['revenue'].get(currency, {'amount': 0})['amount'] / (1 if currency == 'JPY' else 100) / of['players']
+            self.assertEqual(number(row['Players']), of['players'])
+            self.assertAlmostEqual(number(row['Sessions per player']), of['sessions'] / of['players'], delta=0.0051)
+            self.assertAlmostEqual(number(row['Day 1']), next_day(builds[row['Build']]), delta=0.051)
+            self.assertAlmostEqual(number(row[f'Revenue per player in {currency}']), paid, delta=max(0.0051 * paid, 1e-9))
+        crash_free = browser.tile('Crash-free players')
 
         browser.visit('levels')
         levels = {row['Level'].replace(' · ', ':'): [number(row[name]) for name in ('Starts', 'Fails', 'Completions', 'Players started', 'Completed')]
@@ -203,6 +213,7 @@ class Journeys(unittest.TestCase):
                          {name: [of['source']['amount'], abs(of['sink']['amount'])] for name, of in truth['all']['economy'].items()})
 
         browser.visit('errors')
+        self.assertEqual(browser.tile('Crash-free players'), crash_free)
         self.assertEqual(sum(number(row['Times']) for row in browser.table('Errors')), truth['all']['errors'])
         self.assertEqual(sum(number(row['Times']) for row in browser.table('Errors') if row['Severity'] == 'critical'),
                          sum(each['count'] for each in truth['errors'] if each['severity'] == 'critical'))
@@ -309,6 +320,8 @@ class Journeys(unittest.TestCase):
             self.assertTrue(driver.title.lower().startswith(page), driver.title)
             here = driver.execute_script('return document.querySelector("nav [aria-current]").getBoundingClientRect().toJSON()')
             self.assertTrue(here['left'] >= 0 and here['right'] <= 401, page)
+        self.assertNotIn('2026', browser.find('.fold').text, 'the collector is as it is now')
+        browser.visit('levels', build='1.2.0')
         fold = browser.find('.fold')
         self.assertTrue(fold.text.endswith('2026 · 1 filter'), fold.text)
         self.assertFalse(browser.field('Build').is_displayed())
@@ -316,13 +329,28 @@ class Journeys(unittest.TestCase):
         self.assertTrue(browser.field('Build').is_displayed())
         browser.field('Build').send_keys(Keys.ESCAPE)
         self.assertEqual((browser.field('Build').is_displayed(), driver.switch_to.active_element), (False, fold))
+        fold.send_keys(' ')
+        driver.find_element(By.LINK_TEXT, 'Money').click()
+        browser.until(lambda: not browser.field('Build').is_displayed(), 'the bar folded on the next page')
+
+        browser.visit('players')
+        player = browser.table('Players')[-1]['Player']
+        browser.field('The id begins with').send_keys(player[:12])
+        browser.until(lambda: [row['Player'] for row in browser.table('Players')] == [player], 'the player, without a further key')
+        browser.visit('errors', game='0' * 32)
+        self.assertIn('No game here has the key', browser.text())
+        driver.find_element(By.CSS_SELECTOR, 'main li a').click()
+        browser.until(lambda: 'What happened' in browser.text(), 'the same page of a game that is here')
 
         browser.visit('levels')
         title = driver.find_element(By.XPATH, '//th/button[.="Fails"]')
         for key, order in (Keys.ENTER, 'descending'), (' ', 'ascending'):
             title.send_keys(key)
             self.assertEqual(browser.find('th[aria-sort]').get_attribute('aria-sort'), order)
+        browser.visit('rows', category='none of them')
+        self.assertIn('There are no events', browser.text())
         browser.visit('rows', category='error')
+        browser.until(lambda: f'The latest 200 of {self.truth["all"]["errors"]:,}.' in browser.text(), 'how many there are')
         browser.find('tbody a').send_keys(Keys.ENTER)
         browser.until(lambda: '"event_uuid"' in driver.switch_to.active_element.text, 'the record, with the focus')
         record_of, address = browser.text_of('.record'), driver.current_url

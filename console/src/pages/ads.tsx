@@ -33,10 +33,15 @@ function actionsOf(rows: readonly Row[], names: readonly string[]): Row[] {
   });
 }
 
+const rate = (value: unknown) => share(value as number | null);
+const countOf = (name: (typeof ACTIONS)[number]) => ({name, title: TITLES[name]});
+
+// In a narrow window the first ones are in view.
 const COLUMNS = [
-  ...ACTIONS.map((name) => ({name, title: TITLES[name]})),
-  {name: "clicked_share", title: "Clicks of shows", show: (value: unknown) => share(value as number | null)},
-  {name: "failed_share", title: "Part that fails", show: (value: unknown) => share(value as number | null)},
+  countOf("show"),
+  {name: "clicked_share", title: "Click rate", show: rate},
+  {name: "failed_share", title: "Fail rate", show: rate},
+  ...(["clicked", "failed_show", "reward_received", "request", "loaded"] as const).map(countOf),
 ];
 
 function By({
@@ -50,6 +55,7 @@ function By({
   caption: string;
   file: string;
 }) {
+  const [first, ...others] = names.map((name, index) => ({name, title: titles[index]!}));
   return (
     <Answered of={useQuestion("ads", {by: [...names, "ad_action"].join(",")})} what="the ads">
       {({rows}) =>
@@ -61,7 +67,7 @@ function By({
             file={file}
             sort="show"
             rows={actionsOf(rows, names)}
-            columns={[...names.map((name, index) => ({name, title: titles[index]!})), ...COLUMNS]}
+            columns={[first!, ...COLUMNS, ...others]}
           />
         )
       }
@@ -139,7 +145,7 @@ function Failures() {
             columns={[
               {name: "reason", title: "Reason"},
               {name: "events", title: "Failures"},
-              {name: "part", title: "Part", show: (value) => share(value as number | null)},
+              {name: "part", title: "Share", show: (value) => share(value as number | null)},
               ...networks.map((name) => ({name: `of ${name}`, title: name === "" ? "no network" : name})),
             ]}
           />

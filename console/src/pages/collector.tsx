@@ -63,6 +63,8 @@ const counted = (counts: {readonly [name: string]: number} | null | undefined): 
 function Traffic({status, before}: {status: Status; before: Status | undefined}) {
   const {intake} = status;
   const refused = intake.refused_records;
+  const named = intake.bad_signatures + intake.unknown_games + intake.unreadable_bodies + intake.too_large;
+  const others = Math.max(0, (status.answers["4xx"] ?? 0) - named);
   return (
     <>
       <Tiles>
@@ -88,6 +90,7 @@ function Traffic({status, before}: {status: Status; before: Status | undefined})
           ["Refused: unknown game", many(intake.unknown_games, "request")],
           ["Refused: unreadable body", many(intake.unreadable_bodies, "request")],
           ["Refused: too large", many(intake.too_large, "request")],
+          ["Refused: for something else", `${many(others, "request")}, such as for what isn't there`],
           ["Answers by status", counted(status.answers)],
         ]}
       />
@@ -128,8 +131,8 @@ function Health({status: {archive, warehouse, configurations_age_seconds, lost_l
           [
             "Configurations",
             configurations_age_seconds === null
-              ? "at home here"
-              : `confirmed by their home ${duration(configurations_age_seconds)} ago`,
+              ? "kept here"
+              : `confirmed by the collector that keeps them, ${duration(configurations_age_seconds)} ago`,
           ],
           ["Log lines lost", whole(lost_log_lines)],
         ]}

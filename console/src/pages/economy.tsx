@@ -57,13 +57,16 @@ function Currencies({rows}: {rows: readonly Row[]}) {
   );
 }
 
-const SIDES: readonly Column[] = [
+// In a narrow window the first ones are in view.
+const GOODS: readonly Column[] = [
+  {name: "item_id", title: "Item"},
   {name: "earned", title: "Earned"},
-  {name: "earned_share", title: "Of all earned", show: shareShown},
-  {name: "players_earning", title: "Players earning"},
   {name: "spent", title: "Spent"},
+  {name: "earned_share", title: "Of all earned", show: shareShown},
   {name: "spent_share", title: "Of all spent", show: shareShown},
+  {name: "players_earning", title: "Players earning"},
   {name: "players_spending", title: "Players spending"},
+  {name: "item_type", title: "Item type"},
 ];
 
 // Where it comes from and what it goes to, the largest first.
@@ -91,7 +94,7 @@ function Goods({currency}: {currency: string}) {
                 spent_share: numberOf(row.sinks) === 0 ? null : ratio(numberOf(row.spent), sumOf(own, "spent")),
                 players_spending: orNone(row, "players_spending", "sinks"),
               }))}
-            columns={[{name: "item_type", title: "Item type"}, {name: "item_id", title: "Item"}, ...SIDES]}
+            columns={GOODS}
           />
         );
       }}

@@ -5,14 +5,16 @@ import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
 import {crashReportOf, fileOf, placeOf, type CrashReport} from "../crash";
 import {dayStart, eachDay, today} from "../days";
-import {keyOf, messageOf, troublesOf, type Trouble} from "../errors";
-import {many, shortDay, whole} from "../format";
+import {crashFreeOf, keyOf, messageOf, troublesOf, type Trouble} from "../errors";
+import {many, share, shortDay, whole} from "../format";
 import {Chart} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Spark} from "../parts/spark";
 import {Answered, Empty} from "../parts/states";
-import {byDay, byVersion, groupedBy, sumOf, textOf, type Row} from "../rows";
+import {Tile, Tiles} from "../parts/tile";
+import {useReleases} from "../releases";
+import {byDay, byVersion, groupedBy, numberOf, sumOf, textOf, type Row} from "../rows";
 
 const SEVERITIES = [
   ["critical", 5],
@@ -35,8 +37,33 @@ function useDays(): string[] {
   return eachDay(from, to < today() ? to : today());
 }
 
+// The number that the Overview compares with the time before.
+function CrashFree() {
+  const asked = together(useQuestion("overview", {whole: "yes"}), useQuestion("errors", {by: "severity"}));
+  return (
+    <Answered of={asked} what="the players">
+      {([{rows}, bySeverity]) => {
+        const players = numberOf(rows[0]?.players);
+        return (
+          players > 0 && (
+            <Tiles>
+              <Tile
+                label="Crash-free players"
+                value={crashFreeOf(players, bySeverity.rows)}
+                format={share}
+                note={`of ${many(players, "player")}`}
+              />
+            </Tiles>
+          )
+        );
+      }}
+    </Answered>
+  );
+}
+
 function Trend() {
   const days = useDays();
+  const marks = useReleases();
   return (
     <Answered of={useQuestion("errors", {by: "severity", daily: "yes"})} what="the days">
       {({rows}) => {
@@ -54,6 +81,7 @@ function Trend() {
             x={days.map(dayStart)}
             xTitle="Day"
             format={whole}
+            marks={marks}
             series={series}
           />
         );
@@ -221,6 +249,7 @@ function Players({trouble}: {trouble: Trouble}) {
 
 function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
   const days = useDays();
+  const marks = useReleases();
   return (
     <>
       <p>
@@ -238,6 +267,7 @@ function One({trouble, byBuild}: {trouble: Trouble; byBuild: readonly Row[]}) {
               x={days.map(dayStart)}
               xTitle="Day"
               format={whole}
+              marks={marks}
               series={[{label: "Times", values: byDay(counts, days, (row) => row.events as number)}]}
             />
           );
@@ -314,8 +344,9 @@ export function Errors() {
       <Section
         title="Day by day"
         rows={{category: "error"}}
-        how="What the game reported as errors, and the crashes that the library caught: those are critical."
+        how="What the game reported as errors, and the crashes that the library caught: those are critical. Crash-free are the players without a critical error. Dashed lines are the days on which a build first came."
       >
+        <CrashFree />
         <Trend />
       </Section>
       <Section

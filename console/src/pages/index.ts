@@ -22,11 +22,12 @@ export interface PageOfConsole {
   readonly question: string;
   readonly Page: ComponentType;
   readonly isHidden?: boolean; // others lead to it
+  readonly isOfNow?: boolean; // takes neither days nor filters
 }
 
 export const PAGES: readonly PageOfConsole[] = [
   {name: "overview", title: "Overview", question: "How is the game doing?", Page: Overview},
-  {name: "live", title: "Live", question: "What arrives, and what is wrong with it?", Page: Live},
+  {name: "live", title: "Live", question: "What arrives, and what is wrong with it?", Page: Live, isOfNow: true},
   {name: "retention", title: "Retention", question: "Do players come back?", Page: Retention},
   {name: "levels", title: "Levels", question: "Where do players give up?", Page: Levels},
   {name: "money", title: "Money", question: "What do players pay for?", Page: Money},
@@ -42,7 +43,7 @@ export const PAGES: readonly PageOfConsole[] = [
     Page: Experiments,
   },
   {name: "configurations", title: "Configurations", question: "What do running games get?", Page: Configurations},
-  {name: "collector", title: "Collector", question: "Does the collector keep up?", Page: Collector},
+  {name: "collector", title: "Collector", question: "Does the collector keep up?", Page: Collector, isOfNow: true},
   {name: "rows", title: "Rows", question: "Which events are behind this number?", Page: Rows, isHidden: true},
 ];
 

@@ -4,7 +4,7 @@ import {addressElsewhere, go, UNFILTERED, useView} from "../address";
 import {get, type Json} from "../api";
 import {quietly, useAsked, useQuestion} from "../asked";
 import {CALLS} from "../calls";
-import {fieldsNamedBy, notedFields, notesOf, wordsOfEvent, type Notes} from "../events";
+import {fieldsNamedBy, KINDS, notedFields, notesOf, wordsOfEvent, type Notes} from "../events";
 import {clock, many, moment, number, whole} from "../format";
 import {isTrouble, liveUrl, useLive, useSteps, type Arrival, type Looking, type Stream} from "../live";
 import {DataTable} from "../parts/data-table";
@@ -167,7 +167,7 @@ function Arrivals({looking, stream, notes, isPaused, pause}: ArrivalsProps) {
   const setKind = (value: string) => go(view, {live_kind: value === "" ? undefined : value});
   const {arrivals, troubles, skipped, perSecond, state} = stream;
   const good = arrivals.filter((arrival) => !isTrouble(arrival));
-  const kinds = [...new Set(good.map(({category}) => category))].sort();
+  const kinds = [...new Set([...KINDS, ...good.map(({category}) => category)])].sort();
   const shown = kind === WRONG ? troubles : kind === "" ? arrivals : good.filter(({category}) => category === kind);
   const rate = isPaused || perSecond === null ? "" : `${number(perSecond)} records a second. `;
   const rest = skipped > 0 ? `${whole(skipped)} more came than are shown here; all of them are kept.` : "";

@@ -135,12 +135,13 @@ function Items() {
             sort="events"
             rows={rows}
             columns={[
-              {name: "item_type", title: "Item type"},
+              // in a narrow window the first ones are in view
               {name: "item_id", title: "Item"},
-              {name: "currency", title: "Currency"},
+              {name: "total", title: "Revenue", show: (value, row) => money(numberOrNull(value), textOf(row.currency))},
               {name: "events", title: "Purchases"},
               {name: "players", title: "Payers"},
-              {name: "total", title: "Revenue", show: (value, row) => money(numberOrNull(value), textOf(row.currency))},
+              {name: "currency", title: "Currency"},
+              {name: "item_type", title: "Item type"},
             ]}
           />
         )

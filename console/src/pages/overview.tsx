@@ -2,13 +2,16 @@
 import {FILTERS, go, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
-import {dayNumber, daysIn, daysLater, dayStart, dayText, periodBefore, today} from "../days";
+import {daysIn, daysLater, dayStart, periodBefore, today} from "../days";
+import {crashFreeOf} from "../errors";
 import {duration, hour, minutes, money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
-import {Chart, type Mark} from "../parts/chart";
+import {Chart} from "../parts/chart";
 import {Section} from "../parts/section";
 import {Answered, Beginning, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
+import {useReleases} from "../releases";
 import {byDay, currenciesOf, daysWithData, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
+import {Builds} from "./overview-builds";
 
 interface Numbers {
   players: number;
@@ -22,14 +25,13 @@ interface Numbers {
 function numbersOf([overview, revenue, errors]: readonly [Answer, Answer, Answer]): Numbers {
   const all = overview.rows[0] ?? {};
   const players = numberOf(all.players);
-  const crashed = numberOf(errors.rows.find((row) => row.severity === "critical")?.players);
   return {
     players,
     newPlayers: numberOf(all.new_players),
     sessions: numberOf(all.sessions),
     length: ratio(numberOf(all.seconds), numberOf(all.ended)),
     revenue: new Map(revenue.rows.map((row) => [textOf(row.currency), numberOf(row.total)])), // most purchases first
-    crashFree: players === 0 ? null : 1 - crashed / players,
+    crashFree: crashFreeOf(players, errors.rows),
   };
 }
 
@@ -121,21 +123,10 @@ function Now() {
   );
 }
 
-// Where each build first came. One that was there before has an earlier day.
-const LOOK_BACK = 400;
-function releasesOf(builds: Answer | undefined, from: string): Mark[] {
-  return (builds?.rows ?? []).flatMap((row) =>
-    row.build !== "" && textOf(row.first_day) >= from
-      ? [{at: dayStart(textOf(row.first_day)), label: textOf(row.build)}]
-      : [],
-  );
-}
-
 function Days() {
   const view = useView();
   const {from = "", to = "", currency} = view.values;
-  const builds = useQuestion("builds", {build: undefined, from: dayText(Math.max(0, dayNumber(from) - LOOK_BACK))});
-  const releases = releasesOf(builds.value, from);
+  const releases = useReleases();
   return (
     <Answered of={together(useQuestion("overview"), useQuestion("revenue", {daily: "yes"}))} what="the days">
       {([{rows}, revenue]) => {
@@ -283,6 +274,7 @@ export function Overview() {
       >
         <Days />
       </Section>
+      <Builds />
       <Section
         title="Hour by hour"
         rows={{category: "user"}}

@@ -1,6 +1,6 @@
 // One player: found by the beginning of an id, and their life, session by session. Their data can be taken out and erased.
-import {useContext, useState} from "preact/hooks";
-import {addressOf, changed, FILTERS, go, useView} from "../address";
+import {useContext, useEffect, useState} from "preact/hooks";
+import {addressOf, changed, correct, FILTERS, go, useView} from "../address";
 import {change, questionUrl} from "../api";
 import {useQuestion, wordsOf, type Own} from "../asked";
 import {CALLS} from "../calls";
@@ -15,9 +15,21 @@ import {Answered, Empty} from "../parts/states";
 import {groupedBy, numberOf, numberOrNull, textOf, type Row} from "../rows";
 import {SessionContext} from "../session";
 
+const PAUSE_MS = 300; // of who types, before anything is asked
+
 function Find() {
   const view = useView();
   const {starts = ""} = view.values;
+  const [typed, setTyped] = useState(starts);
+  useEffect(() => setTyped(starts), [starts]);
+  useEffect(() => {
+    const wanted = typed.trim();
+    if (wanted === starts) return;
+    const find = () =>
+      correct({page: view.page, values: changed(view.values, {starts: wanted === "" ? undefined : wanted})});
+    const timer = setTimeout(find, PAUSE_MS);
+    return () => clearTimeout(timer);
+  }, [typed]);
   return (
     <Section
       title="Find a player"
@@ -27,12 +39,7 @@ function Find() {
       <form class="choices" onSubmit={(event) => event.preventDefault()}>
         <label>
           The id begins with
-          <input
-            type="search"
-            name="starts"
-            value={starts}
-            onChange={({currentTarget: {value}}) => go(view, {starts: value.trim() === "" ? undefined : value.trim()})}
-          />
+          <input type="search" name="starts" value={typed} onInput={({currentTarget: {value}}) => setTyped(value)} />
         </label>
         {starts !== "" && (
           <button type="button" onClick={() => go(view, {player: starts})}>
@@ -116,6 +123,8 @@ const dayOf = (seconds: number): string => dayText(Math.floor(seconds / 86_400))
 const isBad = (row: Row): boolean => row.category === "error" || row.category === "sdk_error";
 const timesOf = (rows: readonly Row[]): number[] =>
   rows.map((row) => numberOrNull(row.client_ts)).filter((time) => time !== null);
+
+const beginOf = (rows: readonly Row[]): number => Math.min(...timesOf(rows));
 
 // Of one second, a session's beginning comes first and its end last.
 const PLACES: {readonly [category: string]: number} = {user: -1, session_end: 1};
@@ -240,7 +249,9 @@ function Life({player}: {player: string}) {
       <Answered of={asked} what="this player">
         {({rows}) => {
           if (rows.length === 0) return <p class="note">There is nothing of a player with this id.</p>;
-          const sessions = [...groupedBy(rows, (row) => textOf(row.session_id)).values()];
+          const sessions = [...groupedBy(rows, (row) => textOf(row.session_id)).values()].sort(
+            (one, other) => beginOf(other) - beginOf(one), // the newest first
+          );
           return (
             <>
               <Times rows={rows} />

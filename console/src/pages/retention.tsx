@@ -3,57 +3,16 @@ import {go, useView} from "../address";
 import type {Cell} from "../api";
 import {useQuestion, useQuestions, type Answer, type Own} from "../asked";
 import {CALLS} from "../calls";
-import {dayNumber, dayText, today} from "../days";
+import {cohortsOf, isOver, rangeAfter, shareAfter} from "../cohorts";
+import {dayNumber, dayText} from "../days";
 import {day, share, whole} from "../format";
-import {shareInterval} from "../intervals";
 import {Chart, type Series} from "../parts/chart";
 import {DataTable} from "../parts/data-table";
 import {HeatMap} from "../parts/heat-map";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
-import {byVersion, numberOf, ratio, textOf} from "../rows";
-
-interface Cohort {
-  firstDay: string;
-  size: number;
-  players: ReadonlyMap<number, number>; // by days later
-}
-
-function cohortsOf({rows}: Answer): Cohort[] {
-  const cohorts = new Map<string, Map<number, number>>();
-  for (const row of rows) {
-    const firstDay = textOf(row.first_day);
-    if (!cohorts.has(firstDay)) cohorts.set(firstDay, new Map());
-    cohorts.get(firstDay)!.set(numberOf(row.days_later), numberOf(row.players));
-  }
-  return [...cohorts].map(([firstDay, players]) => ({firstDay, size: players.get(0) ?? 0, players}));
-}
-
-// A day counts once it is over, and only when it lies in the time.
-const isOver = (cohort: Cohort, later: number, to: string): boolean => {
-  const at = dayNumber(cohort.firstDay) + later;
-  return at <= dayNumber(to) && at < dayNumber(today());
-};
-
-// Of all cohorts together that have had the day, how many were there.
-function countedAfter(cohorts: readonly Cohort[], later: number, to: string): {back: number; all: number} {
-  const had = cohorts.filter((cohort) => cohort.size > 0 && isOver(cohort, later, to));
-  const of = (value: (cohort: Cohort) => number) => had.reduce((sum, cohort) => sum + value(cohort), 0);
-  return {back: of((cohort) => cohort.players.get(later) ?? 0), all: of((cohort) => cohort.size)};
-}
-
-function shareAfter(cohorts: readonly Cohort[], later: number, to: string): number | null {
-  const {back, all} = countedAfter(cohorts, later, to);
-  return ratio(back, all);
-}
-
-// Between what the true share lies in 95 of 100 cases.
-function rangeAfter(cohorts: readonly Cohort[], later: number, to: string): string | null {
-  const {back, all} = countedAfter(cohorts, later, to);
-  const interval = shareInterval(back, all);
-  return interval && `${share(interval.low)} to ${share(interval.high)}`;
-}
+import {byVersion, ratio, textOf} from "../rows";
 
 const DAYS = [1, 7, 30] as const;
 const MOST_DAYS = 30;

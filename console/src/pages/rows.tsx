@@ -4,12 +4,12 @@ import {addressElsewhere, addressOf, changed, sharedOf, useView} from "../addres
 import {filtersOf, useQuestion} from "../asked";
 import {questionUrl, type Cell} from "../api";
 import {wordsOfEvent} from "../events";
-import {moment} from "../format";
+import {moment, whole} from "../format";
 import {DataTable} from "../parts/data-table";
 import {Record} from "../parts/record";
 import {Section} from "../parts/section";
-import {Answered} from "../parts/states";
-import {numberOrNull, textOf, type Row} from "../rows";
+import {Answered, Empty} from "../parts/states";
+import {numberOrNull, sumOf, textOf, type Row} from "../rows";
 
 const MOST = 200;
 const LONGEST = 300; // characters of an event in words
@@ -41,6 +41,22 @@ function Chosen({row}: {row: Row | undefined}) {
   );
 }
 
+// How many there are, where that is known: of one kind or of all the question `events` counts them.
+function Count({own, shown}: {own: Readonly<Record<string, string>>; shown: number}) {
+  const {category, ...others} = own;
+  const asked = useQuestion("events");
+  const rows = asked.value?.rows ?? [];
+  const counted = sumOf(category === undefined ? rows : rows.filter((row) => row.category === category), "events");
+  if (shown < MOST) return <p>{shown === 1 ? "This is the only one." : `These are all ${whole(shown)}.`}</p>;
+  if (asked.isAsking) return <p>The latest {MOST}.</p>;
+  if (Object.keys(others).length > 0 || counted < shown) return <p>The latest {MOST}: there may be more.</p>;
+  return (
+    <p>
+      The latest {MOST} of {whole(counted)}.
+    </p>
+  );
+}
+
 export function Rows() {
   const view = useView();
   const shared = sharedOf(view.values);
@@ -58,53 +74,60 @@ export function Rows() {
         title={what === "" ? "All events" : `Events whose ${what}`}
         how={`The latest ${MOST} that the bar on top and this page's own filter leave, by the time of the device.`}
       >
-        <p>
-          <a href={csv} download="rows.csv">
-            Keep the latest 1,000 as CSV
-          </a>
-        </p>
         <Answered of={asked} what="the rows">
-          {({rows}) => (
-            <DataTable
-              caption="Events"
-              file="rows"
-              rows={rows}
-              columns={[
-                {
-                  name: "client_ts",
-                  title: "Time",
-                  show: (value, row) => (
-                    <a href={addressOf({page: view.page, values: changed(view.values, {row: idOf(row)})})}>
-                      {value === null ? "without a time" : moment(numberOrNull(value))}
-                    </a>
-                  ),
-                },
-                {name: "category", title: "Kind"},
-                {
-                  name: "user_id",
-                  title: "Player",
-                  show: (value) => (
-                    <a
-                      class="cut"
-                      title={shortOf(value)}
-                      href={addressElsewhere(view, "players", {player: textOf(value)})}
-                    >
-                      {shortOf(value)}
-                    </a>
-                  ),
-                },
-                {name: "platform", title: "Platform"},
-                {name: "build", title: "Build"},
-                {
-                  name: "record",
-                  title: "What",
-                  show: (value, row) => (
-                    <bdi class="short">{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>
-                  ),
-                },
-              ]}
-            />
-          )}
+          {({rows}) =>
+            rows.length === 0 ? (
+              <Empty what="events of this kind" />
+            ) : (
+              <>
+                <Count own={own} shown={rows.length} />
+                <p>
+                  <a href={csv} download="rows.csv">
+                    Keep the latest 1,000 as CSV
+                  </a>
+                </p>
+                <DataTable
+                  caption="Events"
+                  file="rows"
+                  rows={rows}
+                  columns={[
+                    {
+                      name: "client_ts",
+                      title: "Time",
+                      show: (value, row) => (
+                        <a href={addressOf({page: view.page, values: changed(view.values, {row: idOf(row)})})}>
+                          {value === null ? "without a time" : moment(numberOrNull(value))}
+                        </a>
+                      ),
+                    },
+                    {name: "category", title: "Kind"},
+                    {
+                      name: "record",
+                      title: "What",
+                      show: (value, row) => (
+                        <bdi class="short">{wordsOfEvent(textOf(row.category), value).slice(0, LONGEST)}</bdi>
+                      ),
+                    },
+                    {
+                      name: "user_id",
+                      title: "Player",
+                      show: (value) => (
+                        <a
+                          class="cut"
+                          title={shortOf(value)}
+                          href={addressElsewhere(view, "players", {player: textOf(value)})}
+                        >
+                          {shortOf(value)}
+                        </a>
+                      ),
+                    },
+                    {name: "platform", title: "Platform"},
+                    {name: "build", title: "Build"},
+                  ]}
+                />
+              </>
+            )
+          }
         </Answered>
       </Section>
     </>

@@ -13,7 +13,9 @@ interface Props {
 }
 
 // Many times as much is no percentage that anybody reads.
-const changeOf = (share: number): string => (share >= 4 ? `${number(Math.round(share + 1))} times` : change(share));
+const MULTIPLE = 4;
+const changeOf = (share: number): string =>
+  share >= MULTIPLE ? `${number(Math.round(share + 1))} times` : change(share);
 
 // Of a hundred.
 const points = (difference: number): string =>
@@ -22,6 +24,7 @@ const points = (difference: number): string =>
 function Difference({value, before, format, good, isShare = false}: Omit<Props, "label" | "note">) {
   if (before === undefined || before === null || value === null) return <p class="before">nothing to compare with</p>;
   const by = isShare ? value - before : before === 0 ? null : value / before - 1;
+  const isMultiple = !isShare && by !== null && by >= MULTIPLE;
   const isSame = by !== null && Math.abs(by) < 0.0005;
   const isGood = by !== null && !isSame && good !== undefined && by > 0 === (good === "more");
   const kind = good === undefined || by === null || isSame ? "same" : isGood ? "good" : "bad";
@@ -30,7 +33,7 @@ function Difference({value, before, format, good, isShare = false}: Omit<Props, 
       {by !== null && (
         <span class={`change ${kind}`}>{isSame ? "no change" : isShare ? points(by) : changeOf(by)}</span>
       )}{" "}
-      from {format(before)}
+      {isMultiple ? `the ${format(before)} before` : `from ${format(before)}`}
     </p>
   );
 }

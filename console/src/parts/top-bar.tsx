@@ -1,5 +1,5 @@
 // The bar on top: whose numbers, of which days, of which players. A narrow window shows it in a line, which unfolds.
-import {useRef, useState} from "preact/hooks";
+import {useEffect, useRef, useState} from "preact/hooks";
 import {FILTERS, go, useView, type FilterName, type Values} from "../address";
 import type {Json} from "../api";
 import {useQuestion} from "../asked";
@@ -100,7 +100,7 @@ function Period() {
             value !== "" && go(view, {from: daysLater(today(), 1 - Number(value)), to: today()})
           }
         >
-          <option value="">chosen days</option>
+          {preset === undefined && <option value="">Custom</option>}
           {PRESETS.map(([days, title]) => (
             <option key={days} value={days}>
               {title}
@@ -108,11 +108,11 @@ function Period() {
           ))}
         </select>
       </label>
-      <label>
+      <label class="date">
         From
         <input type="date" value={from} min="1970-01-01" onChange={({currentTarget: {value}}) => set("from", value)} />
       </label>
-      <label>
+      <label class="date">
         To
         <input type="date" value={to} min="1970-01-01" onChange={({currentTarget: {value}}) => set("to", value)} />
       </label>
@@ -127,7 +127,8 @@ function keysOf(games: Games, chosen: string | undefined): string[] {
 }
 
 // What is chosen, in a line.
-function wordsOf({game, from = today(), to = today(), ...others}: Values, games: Games): string {
+function wordsOf({game, from = today(), to = today(), ...others}: Values, games: Games, isOfNow: boolean): string {
+  if (isOfNow) return nameOf(game, games);
   const days = presetOf(from, to)?.[1] ?? (from === to ? day(from) : `${day(from)} – ${day(to)}`);
   const filters = FILTERS.filter((name) => others[name] !== undefined).length;
   return [nameOf(game, games), days, filters === 0 ? "" : many(filters, "filter")]
@@ -135,7 +136,28 @@ function wordsOf({game, from = today(), to = today(), ...others}: Values, games:
     .join(" · ");
 }
 
-export function TopBar({games}: {games: Games}) {
+const isFiltered = (values: Values): boolean => FILTERS.some((name) => values[name] !== undefined);
+
+function Players() {
+  const view = useView();
+  const asked = useQuestion("segments", UNFILTERED); // one question for all of them
+  const choices = choicesOf(asked.value?.rows ?? []);
+  return (
+    <div class="filters" aria-busy={asked.isAsking}>
+      {FILTERS.map((name) => (
+        <Filter key={name} name={name} found={choices[name]} />
+      ))}
+      {isFiltered(view.values) && (
+        <button type="button" onClick={() => go(view, UNFILTERED)}>
+          No filters
+        </button>
+      )}
+    </div>
+  );
+}
+
+// `isOfNow`: the page takes neither days nor filters.
+export function TopBar({games, isOfNow}: {games: Games; isOfNow: boolean}) {
   const [isOpen, setOpen] = useState(false);
   const fold = useRef<HTMLButtonElement>(null);
   const leave = (event: KeyboardEvent) => {
@@ -144,9 +166,7 @@ export function TopBar({games}: {games: Games}) {
     fold.current?.focus();
   };
   const view = useView();
-  const asked = useQuestion("segments", UNFILTERED); // one question for all of them
-  const choices = choicesOf(asked.value?.rows ?? []);
-  const isFiltered = FILTERS.some((name) => view.values[name] !== undefined);
+  useEffect(() => setOpen(false), [view.page]);
   return (
     <>
       <button
@@ -157,14 +177,13 @@ export function TopBar({games}: {games: Games}) {
         aria-controls="bar"
         onClick={() => setOpen(!isOpen)}
       >
-        {wordsOf(view.values, games)}
+        {wordsOf(view.values, games, isOfNow)}
       </button>
       <form
         id="bar"
-        class={isOpen ? "bar" : "bar folded"}
+        class={`bar ${isOpen ? "" : "folded"} ${isFiltered(view.values) ? "filtered" : ""}`}
         onKeyDown={leave}
-        aria-busy={asked.isAsking}
-        aria-label="Game, time and filters"
+        aria-label={isOfNow ? "Game" : "Game, time and filters"}
         onSubmit={(event) => event.preventDefault()}
       >
         <label>
@@ -180,14 +199,11 @@ export function TopBar({games}: {games: Games}) {
             ))}
           </select>
         </label>
-        <Period />
-        {FILTERS.map((name) => (
-          <Filter key={name} name={name} found={choices[name]} />
-        ))}
-        {isFiltered && (
-          <button type="button" onClick={() => go(view, UNFILTERED)}>
-            No filters
-          </button>
+        {!isOfNow && (
+          <>
+            <Period />
+            <Players />
+          </>
         )}
       </form>
     </>
