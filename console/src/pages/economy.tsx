@@ -1,11 +1,12 @@
 // Whether the game's own currencies inflate: what flows in and out, and what players hold of what they gained.
-import {go, useView} from "../address";
+import {useView} from "../address";
 import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
 import {dayStart, eachDay, today} from "../days";
 import {number, share, short, whole} from "../format";
 import {outlookOf} from "../inflation";
 import {Chart} from "../parts/chart";
+import {Choice} from "../parts/choice";
 import {DataTable, type Column} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
@@ -158,14 +159,7 @@ function Currency({rows, daily}: {rows: readonly Row[]; daily: readonly Row[]}) 
   const of = rows.find((row) => row.currency === chosen)!;
   return (
     <>
-      <label class="choice">
-        Currency
-        <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
-          {currencies.map((name) => (
-            <option key={name}>{name}</option>
-          ))}
-        </select>
-      </label>
+      <Choice title="Currency" name="currency" value={chosen} values={currencies} />
       <Tiles>
         <Tile label="Earned" value={numberOf(of.earned)} format={short} />
         <Tile label="Spent" value={numberOf(of.spent)} format={short} />

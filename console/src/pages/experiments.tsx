@@ -1,8 +1,10 @@
 // Which group of an experiment does better, and whether that can be told yet.
-import {go, useView} from "../address";
+import {useView} from "../address";
 import {together, useQuestion} from "../asked";
+import {daysLater, today} from "../days";
 import {duration, money, number, share, signed, signedPoints, unitsOf, whole} from "../format";
 import {difference, isSure, meanInterval, neededFor, ratioInterval, shareInterval, type Interval} from "../intervals";
+import {Choice} from "../parts/choice";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered, Empty} from "../parts/states";
@@ -11,6 +13,7 @@ import {currenciesOf, groupedBy, numberOf, ratio, textOf, type Row} from "../row
 interface Group {
   readonly name: string;
   readonly whole: Row; // what doesn't depend on the currency
+  readonly over: Row; // the same of the days that are over: who began yesterday may still come back today
   readonly money: Row | undefined; // of the chosen currency
   readonly crashed: number;
 }
@@ -30,7 +33,7 @@ const measuresOf = (currency: string | undefined): Measure[] => [
   {
     ...SHARE,
     title: "New players who came back on the next day",
-    of: ({whole}) => shareInterval(numberOf(whole.back_next_day), numberOf(whole.new_with_next_day)),
+    of: ({over}) => shareInterval(numberOf(over.back_next_day), numberOf(over.new_with_next_day)),
   },
   {
     title: "Sessions of a player",
@@ -58,7 +61,7 @@ const measuresOf = (currency: string | undefined): Measure[] => [
   },
   {
     ...SHARE,
-    title: "Players without a critical error",
+    title: "Crash-free players",
     of: ({whole, crashed}) => shareInterval(Math.max(0, numberOf(whole.players) - crashed), numberOf(whole.players)),
   },
   ...(currency === undefined
@@ -80,13 +83,11 @@ const measuresOf = (currency: string | undefined): Measure[] => [
       ] satisfies Measure[])),
 ];
 
-type Verdict = "better" | "worse" | "no difference can be told" | "too early to tell";
+type Verdict = "better" | "worse" | "no difference seen";
 const CLASSES: Partial<Record<Verdict, string>> = {better: "change good", worse: "change bad"};
 
-// While it is early, a difference is none to speak of.
-function verdictOf(of: Interval, isEarly: boolean): Verdict {
-  if (isEarly) return "too early to tell";
-  if (!isSure(of)) return "no difference can be told";
+function verdictOf(of: Interval): Verdict {
+  if (!isSure(of)) return "no difference seen";
   return of.value > 0 ? "better" : "worse";
 }
 
@@ -102,11 +103,15 @@ function Bar({of, least, most}: {of: Interval; least: number; most: number}) {
 }
 
 function Against({measure, of, isEarly}: {measure: Measure; of: Interval; isEarly: boolean}) {
-  const verdict = verdictOf(of, isEarly);
+  const verdict = verdictOf(of);
   return (
     <>
-      <strong class={CLASSES[verdict] ?? ""}>{verdict}</strong>: {measure.difference(of.low)} to{" "}
-      {measure.difference(of.high)} {measure.unit}
+      {isEarly ? (
+        <span>{isSure(of) ? `${verdict} so far` : verdict}</span>
+      ) : (
+        <strong class={CLASSES[verdict] ?? ""}>{verdict}</strong>
+      )}
+      : {measure.difference(of.low)} to {measure.difference(of.high)} {measure.unit}
     </>
   );
 }
@@ -139,10 +144,10 @@ function Measured({measure, groups, reference, isEarly}: Compared & {measure: Me
               Value
             </th>
             <th scope="col" class="of-numbers">
-              From
+              At least
             </th>
             <th scope="col" class="of-numbers">
-              To
+              At most
             </th>
             <th scope="col">
               <span class="unseen">As a picture</span>
@@ -188,7 +193,7 @@ function Told({group, reference, measures}: {group: Group; reference: Group; mea
     measures
       .filter(({of}) => {
         const [one, other] = [of(group), of(reference)];
-        return one && other && verdictOf(difference(one, other), false) === verdict;
+        return one && other && verdictOf(difference(one, other)) === verdict;
       })
       .map(({title}) => title.toLowerCase())
       .join(", ");
@@ -200,7 +205,7 @@ function Told({group, reference, measures}: {group: Group; reference: Group; mea
       </strong>{" "}
       against <bdi>{reference.name}</bdi>:{" "}
       {better === "" && worse === ""
-        ? "no difference can be told."
+        ? "no difference seen."
         : [better && `better at ${better}`, worse && `worse at ${worse}`].filter(Boolean).join("; ") + "."}
     </p>
   );
@@ -208,11 +213,11 @@ function Told({group, reference, measures}: {group: Group; reference: Group; mea
 
 // How many new players each group needs, and how many the smallest has.
 function needOf(groups: readonly Group[]): {needed: number; fewest: number} {
-  const all = groups.reduce((sum, {whole}) => sum + numberOf(whole.new_with_next_day), 0);
-  const back = groups.reduce((sum, {whole}) => sum + numberOf(whole.back_next_day), 0);
+  const all = groups.reduce((sum, {over}) => sum + numberOf(over.new_with_next_day), 0);
+  const back = groups.reduce((sum, {over}) => sum + numberOf(over.back_next_day), 0);
   return {
     needed: neededFor(ratio(back, all) ?? 0),
-    fewest: Math.min(...groups.map(({whole}) => numberOf(whole.new_with_next_day))),
+    fewest: Math.min(...groups.map(({over}) => numberOf(over.new_with_next_day))),
   };
 }
 
@@ -234,11 +239,13 @@ function Warning({groups, isEarly}: {groups: readonly Group[]; isEarly: boolean}
 function Experiment({
   name,
   rows,
+  over,
   crashed,
   currency,
 }: {
   name: string;
   rows: readonly Row[];
+  over: readonly Row[]; // of all experiments, and so are those who crashed
   crashed: readonly Row[];
   currency: string | undefined;
 }) {
@@ -246,6 +253,7 @@ function Experiment({
   const groups = [...groupedBy(rows, (row) => textOf(row.ab_variant_id))].sort().map(([variant, of]): Group => ({
     name: variant,
     whole: of[0]!,
+    over: over.find((row) => row.ab_id === name && row.ab_variant_id === variant) ?? {},
     money: of.find((row) => row.currency === currency),
     crashed: numberOf(crashed.find((row) => row.ab_id === name && row.ab_variant_id === variant)?.players),
   }));
@@ -257,21 +265,14 @@ function Experiment({
     <Section
       title={name}
       rows={{category: "user", ab_id: name}}
-      how="Of players whose records name the group. The interval holds the true value in 95 of 100 cases; a difference from one group to the other is told only where its own interval doesn't hold 0. With several groups and measures, one in twenty looks different by chance."
+      how="Of players whose records name the group. The interval holds the true value in 95 of 100 cases; a difference from one group to the other is one only where its own interval doesn't hold 0. With several groups and measures, one in twenty looks different by chance. The next day counts once it is over."
     >
       {!isEarly &&
         groups
           .filter((group) => group !== reference)
           .map((group) => <Told key={group.name} group={group} reference={reference} measures={measures} />)}
       <Warning groups={groups} isEarly={isEarly} />
-      <label class="choice">
-        Compared with
-        <select value={reference.name} onChange={({currentTarget: {value}}) => go(view, {reference: value})}>
-          {groups.map((group) => (
-            <option key={group.name}>{group.name}</option>
-          ))}
-        </select>
-      </label>
+      <Choice title="Compared with" name="reference" value={reference.name} values={groups.map(({name}) => name)} />
       {measures.map((measure) => (
         <Measured key={measure.title} measure={measure} groups={groups} reference={reference} isEarly={isEarly} />
       ))}
@@ -313,10 +314,16 @@ function Experiment({
 
 export function Experiments() {
   const view = useView();
-  const asked = together(useQuestion("groups"), useQuestion("errors", {by: "severity,ab_id,ab_variant_id"}));
+  const {from = today(), to = today()} = view.values;
+  const yesterday = daysLater(today(), -1);
+  const asked = together(
+    useQuestion("groups"),
+    useQuestion("groups", {to: from < today() && yesterday < to ? yesterday : to}),
+    useQuestion("errors", {by: "severity,ab_id,ab_variant_id"}),
+  );
   return (
     <Answered of={asked} what="the experiments">
-      {([{rows}, errors]) => {
+      {([{rows}, {rows: over}, errors]) => {
         const experiments = groupedBy(
           rows.filter((row) => row.ab_id !== ""),
           (row) => textOf(row.ab_id),
@@ -335,18 +342,9 @@ export function Experiments() {
         const chosen = currencies.includes(view.values.currency ?? "") ? view.values.currency : currencies[0];
         return (
           <>
-            {currencies.length > 1 && (
-              <label class="choice">
-                Currency
-                <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
-                  {currencies.map((each) => (
-                    <option key={each}>{each}</option>
-                  ))}
-                </select>
-              </label>
-            )}
+            {currencies.length > 1 && <Choice title="Currency" name="currency" value={chosen} values={currencies} />}
             {[...experiments].map(([name, of]) => (
-              <Experiment key={name} name={name} rows={of} crashed={crashed} currency={chosen} />
+              <Experiment key={name} name={name} rows={of} over={over} crashed={crashed} currency={chosen} />
             ))}
           </>
         );

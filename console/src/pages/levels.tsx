@@ -19,23 +19,17 @@ const nameOf = (row: Row): string =>
 const inOrder = (one: Row, other: Row): number =>
   numberOf(other.players_started) - numberOf(one.players_started) || byVersion(textOf(one.level), textOf(other.level));
 
-// The last level is the end of the game: who completes it and doesn't go on isn't lost.
-const measured = (row: Row, index: number, all: readonly Row[]): Row => {
-  const [started, completed, stopped, left] = [
-    numberOf(row.players_started),
-    numberOf(row.players_completed),
-    numberOf(row.players_stopped),
-    numberOf(row.players_left),
-  ];
-  const isLast = index === all.length - 1;
-  return {
-    ...row,
-    failed_share: ratio(numberOf(row.fails), numberOf(row.fails) + numberOf(row.completes)),
-    tries: ratio(numberOf(row.starts), started),
-    went_on: isLast ? null : completed - left,
-    lost: stopped + (isLast ? 0 : left),
-  };
-};
+// The last level is the end of the game: nobody goes on.
+const measured = (row: Row, index: number, all: readonly Row[]): Row => ({
+  ...row,
+  failed_share: ratio(numberOf(row.fails), numberOf(row.fails) + numberOf(row.completes)),
+  tries: ratio(numberOf(row.starts), numberOf(row.players_started)),
+  went_on: index === all.length - 1 ? null : numberOf(row.players_completed) - numberOf(row.players_left),
+});
+
+const wordsOfStopping = (row: Row): string =>
+  `${whole(numberOf(row.players_stopped))} of the ${whole(numberOf(row.players_started))} who started it (${share(ratio(numberOf(row.players_stopped), numberOf(row.players_started)))}), ` +
+  `at ${duration(numberOrNull(row.mean_seconds))} a try`;
 
 // The level with the most of something; absent where there is none of it.
 const worst = (levels: readonly Row[], column: string): Row | undefined =>
@@ -54,7 +48,7 @@ export function Levels() {
           .map((row): Row => ({...row, level: nameOf(row)}))
           .sort(inOrder)
           .map(measured);
-        const loser = worst(levels, "lost");
+        const stopper = worst(levels, "players_stopped");
         const hardest = worst(levels, "failed_share");
         const longest = worst(levels, "mean_seconds");
         return (
@@ -62,15 +56,15 @@ export function Levels() {
             <Section
               title="Where it hurts"
               rows={{category: "progression"}}
-              how="Players are lost at the level of their last report in this time: they stop there without having completed it, or complete it and go on to no other. Who plays on later counts as lost all the same. A level is hardest where the largest part of its tries that ended, failed."
+              how="Players stop at the level of their last report in this time if they haven't completed it; some of them play on later. A level is hardest where the largest part of its tries that ended, failed."
             >
               <Tiles>
-                {loser && (
+                {stopper && (
                   <Tile
-                    label="Loses most players"
-                    value={numberOf(loser.lost)}
-                    format={() => textOf(loser.level)}
-                    note={`${whole(numberOf(loser.lost))} of ${whole(numberOf(loser.players_started))} who started it: ${whole(numberOf(loser.players_stopped))} stopped there, ${whole(numberOf(loser.lost) - numberOf(loser.players_stopped))} completed it and didn't go on`}
+                    label="Most players stop at"
+                    value={numberOf(stopper.players_stopped)}
+                    format={() => textOf(stopper.level)}
+                    note={wordsOfStopping(stopper)}
                   />
                 )}
                 {hardest && (

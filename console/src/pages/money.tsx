@@ -1,10 +1,11 @@
 // What players pay: purchases by item and currency, payers, and the revenue of ads.
-import {go, useView} from "../address";
+import {useView} from "../address";
 import {together, useQuestion} from "../asked";
 import {CALLS} from "../calls";
 import {dayStart} from "../days";
 import {money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
 import {Chart} from "../parts/chart";
+import {Choice} from "../parts/choice";
 import {DataTable} from "../parts/data-table";
 import {Section} from "../parts/section";
 import {Answered, Beginning, Empty} from "../parts/states";
@@ -78,14 +79,7 @@ function Days() {
         const x = days.map(dayStart);
         return (
           <>
-            <label class="choice">
-              Currency
-              <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
-                {currencies.map((each) => (
-                  <option key={each}>{each}</option>
-                ))}
-              </select>
-            </label>
+            <Choice title="Currency" name="currency" value={chosen} values={currencies} />
             <Beginning what="purchases" days={days} from={from} />
             <div class="beside">
               <Chart

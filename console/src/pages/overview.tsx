@@ -1,11 +1,12 @@
 // How the game is doing: the numbers of the time against those of the time before, and how they went by day and by hour.
-import {FILTERS, go, useView} from "../address";
+import {FILTERS, useView} from "../address";
 import {together, useQuestion, type Answer} from "../asked";
 import {CALLS} from "../calls";
 import {daysIn, daysLater, dayStart, periodBefore, today} from "../days";
 import {crashFreeOf} from "../errors";
 import {duration, hour, minutes, money, moneyShort, moneyWhole, share, unitsOf, whole} from "../format";
 import {Chart} from "../parts/chart";
+import {Choice} from "../parts/choice";
 import {Section} from "../parts/section";
 import {Answered, Beginning, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
@@ -194,14 +195,7 @@ function Days() {
                   ]}
                 />
                 {currencies.length > 1 && (
-                  <label class="choice">
-                    Currency
-                    <select value={chosen} onChange={({currentTarget: {value}}) => go(view, {currency: value})}>
-                      {currencies.map((each) => (
-                        <option key={each}>{each}</option>
-                      ))}
-                    </select>
-                  </label>
+                  <Choice title="Currency" name="currency" value={chosen} values={currencies} />
                 )}
               </>
             )}
