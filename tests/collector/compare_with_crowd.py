@@ -23,9 +23,9 @@ MONTH = {'from': '2026-10-02', 'to': '2026-11-01'}
 class Collector:
     """A collector of its own, in `folder`."""
 
-    def __init__(self, program, folder, options):
+    def __init__(self, program, folder, options, games=('--game', f'{KEY}:{SECRET}')):
         self.process = subprocess.Popen(
-            [program, '--game', f'{KEY}:{SECRET}', '--port', '0', '--database', folder / 'archive.sqlite', '--quiet', *options],
+            [program, *games, '--port', '0', '--database', folder / 'archive.sqlite', '--quiet', *options],
             stdout=subprocess.PIPE, text=True)
         self.url = self.process.stdout.readline().split()[-1]
 

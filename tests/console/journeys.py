@@ -13,7 +13,7 @@ import time
 import unittest
 
 from selenium.webdriver.common.keys import Keys
-from stage import COIN_CAVE, EDITING, KEY, MONTH, READING, Browser, By, Prefix, Stage, number, record
+from stage import COIN_CAVE, EDITING, KEY, MONTH, NAME, READING, Browser, By, Prefix, Stage, number, record
 
 CONFIGURATIONS = {
     KEY: {
@@ -103,7 +103,8 @@ class Journeys(unittest.TestCase):
         browser = self.browser
         browser.visit('overview')
         self.assertIn('Token for reading', browser.text())
-        self.assertNotIn(KEY, browser.text())
+        for secret in KEY, NAME:
+            self.assertNotIn(secret, browser.text())
         for path in 'games', f'questions/overview?game={KEY}&from=2026-10-01&to=2026-11-01', f'live?game={KEY}', 'status':
             status = browser.driver.execute_async_script('fetch(arguments[0]).then((answer) => arguments[1](answer.status))', f'./api/{path}')
             self.assertEqual(status, 401, path)

@@ -31,6 +31,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / 'collect
 from compare_with_crowd import KEY, SECRET, Collector  # noqa: E402
 
 COIN_CAVE = '8abd34525196ff0ad667d9f522f1bb1a', 'bd698b827264cb9517fbc9ce731177608fe254ea'  # as examples/game has them
+NAME = 'Castle Run'  # of the game that the crowd plays
 READING, EDITING = 'read ' * 8, 'edit ' * 8
 MONTH = {'from': '2026-10-01', 'to': '2026-11-01'}
 PATIENCE = 20
@@ -44,8 +45,10 @@ class Stage:
         (self.folder / 'reading').write_text(READING.strip())
         (self.folder / 'editing').write_text(EDITING.strip())
         (self.folder / 'configurations.json').write_text(json.dumps(configurations))
+        (self.folder / 'games').write_text(f'{KEY} {SECRET} {NAME}\n{" ".join(COIN_CAVE)} Coin Cave\n')
         self.collector = Collector(collector, self.folder, ['--read-token', self.folder / 'reading', '--edit-token', self.folder / 'editing',
-                                                            '--configs', self.folder / 'configurations.json', '--game', ':'.join(COIN_CAVE)])
+                                                            '--configs', self.folder / 'configurations.json'],
+                                   ['--games', self.folder / 'games'])
         self.url = self.collector.url.replace('127.0.0.1', 'localhost')
         subprocess.run([crowd, '--collector', self.collector.url, '--game', f'{KEY}:{SECRET}', '--days', '30', '--players', '400', '--seed', '12',
                         '--until', '2026-11-01', '--truth', self.folder / 'truth.json', '--quiet'], check=True, timeout=600)
