@@ -1,6 +1,7 @@
 // The code with which a game fills an empty page.
 export const CALLS = {
   start: 'Zorvane::initializeWithGameKey("GAME KEY", "GAME SECRET");',
+  build: 'Zorvane::configureBuild("1.4.2"); // before the game initialises the library',
   purchase: 'Zorvane::addBusinessEventWithCurrency("USD", 299, "offer", "starter_pack", "shop", false);',
   impression:
     'Zorvane::addImpressionEventWithAdNetworkName("max", "11.4.2", {{"revenue", 0.012}, {"currency", "USD"}});',

@@ -1,6 +1,7 @@
 // The pages in the order of the navigation. A new one is a row.
 import type {ComponentType} from "preact";
 import {Ads} from "./ads";
+import {Builds} from "./builds";
 import {Collector} from "./collector";
 import {Configurations} from "./configurations";
 import {Designs} from "./designs";
@@ -29,6 +30,7 @@ export const PAGES: readonly PageOfConsole[] = [
   {name: "overview", title: "Overview", question: "How is the game doing?", Page: Overview},
   {name: "live", title: "Live", question: "What arrives, and what is wrong with it?", Page: Live, isOfNow: true},
   {name: "retention", title: "Retention", question: "Do players come back?", Page: Retention},
+  {name: "builds", title: "Builds", question: "Did a build help?", Page: Builds},
   {name: "levels", title: "Levels", question: "Where do players give up?", Page: Levels},
   {name: "money", title: "Money", question: "What do players pay for?", Page: Money},
   {name: "errors", title: "Errors", question: "What goes wrong, since when, and for how many?", Page: Errors},

@@ -12,7 +12,6 @@ import {Answered, Beginning, Empty} from "../parts/states";
 import {Tile, Tiles} from "../parts/tile";
 import {useReleases} from "../releases";
 import {byDay, currenciesOf, daysWithData, numberOf, ratio, sumOf, textOf, type Row} from "../rows";
-import {Builds} from "./overview-builds";
 
 interface Numbers {
   players: number;
@@ -268,7 +267,6 @@ export function Overview() {
       >
         <Days />
       </Section>
-      <Builds />
       <Section
         title="Hour by hour"
         rows={{category: "user"}}

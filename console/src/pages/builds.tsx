@@ -1,12 +1,13 @@
 // Whether a build helped: the newest builds side by side.
 import {useView} from "../address";
 import {together, useQuestion, useQuestions, type Answer} from "../asked";
+import {CALLS} from "../calls";
 import {cohortsOf, shareAfter} from "../cohorts";
 import {crashFreeOf} from "../errors";
 import {duration, money, number, share, whole} from "../format";
 import {DataTable, type Column} from "../parts/data-table";
 import {Section} from "../parts/section";
-import {Answered} from "../parts/states";
+import {Answered, Empty} from "../parts/states";
 import {byVersion, currenciesOf, numberOf, numberOrNull, ratio, textOf, type Row} from "../rows";
 
 const MOST = 8;
@@ -75,20 +76,25 @@ function Table({builds}: {builds: readonly string[]}) {
   );
 }
 
-// There is nothing to compare where all play the same build.
 export function Builds() {
-  const asked = useQuestion("builds");
-  const builds = (asked.value?.rows ?? []).map((row) => textOf(row.build)).sort((one, other) => byVersion(other, one));
-  if (builds.length < 2) return null;
-  const shown = builds.slice(0, MOST);
   return (
-    <Section
-      title="Build by build"
-      how={`Players of a build have a record of it in this time, so who had two counts for both. Crash-free are those without a critical error of that build. Day 1 is the part of those who began with the build and were there on the day after. Builds aren't played on the same days: a newer one has had its players for a shorter time, so look at shares and means rather than at sums.${
-        builds.length > MOST ? ` The newest ${MOST} of ${whole(builds.length)}.` : ""
-      }`}
-    >
-      <Table key={shown.join("\n")} builds={shown} />
-    </Section>
+    <Answered of={useQuestion("builds")} what="the builds">
+      {({rows}) => {
+        if (rows.length === 0) return <Empty what="players" call={CALLS.build} />;
+        const builds = rows.map((row) => textOf(row.build)).sort((one, other) => byVersion(other, one));
+        const shown = builds.slice(0, MOST);
+        return (
+          <Section
+            title="Side by side"
+            rows={{}}
+            how={`Players of a build have a record of it in this time, so who had two counts for both. Crash-free are those without a critical error of that build. Day 1 is the part of those who began with the build and were there on the day after. Builds aren't played on the same days: a newer one has had its players for a shorter time, so look at shares and means rather than at sums.${
+              builds.length > MOST ? ` The newest ${MOST} of ${whole(builds.length)}.` : ""
+            }`}
+          >
+            <Table key={shown.join("\n")} builds={shown} />
+          </Section>
+        );
+      }}
+    </Answered>
   );
 }
