@@ -1,6 +1,6 @@
 // What running games read: values and experiments, for whom and when; what each kind of player gets; every version.
 import {useContext, useEffect, useState} from "preact/hooks";
-import {FILTERS, useView} from "../address";
+import {UNFILTERED, useView} from "../address";
 import {change, get} from "../api";
 import {useAsked, useQuestion, wordsOf} from "../asked";
 import {CALLS} from "../calls";
@@ -203,9 +203,8 @@ function Kinds({kinds, version}: {kinds: readonly Kind[]; version: number}) {
 
 // Those who play, and those who are named but don't play yet.
 function EachKind({current}: {current: Version}) {
-  const none = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
   return (
-    <Answered of={useQuestion("segments", {...none, by: "platform,build"})} what="the kinds of players">
+    <Answered of={useQuestion("segments", {...UNFILTERED, by: "platform,build"})} what="the kinds of players">
       {({rows}) => {
         const found = rows
           .map((row) => ({platform: textOf(row.platform), build: textOf(row.build)}))

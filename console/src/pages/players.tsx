@@ -1,6 +1,6 @@
 // One player: found by the beginning of an id, and their life, session by session. Their data can be taken out and erased.
 import {useContext, useEffect, useState} from "preact/hooks";
-import {addressOf, changed, correct, FILTERS, go, useView} from "../address";
+import {addressOf, changed, correct, go, UNFILTERED, useView} from "../address";
 import {change, questionUrl} from "../api";
 import {useQuestion, wordsOf, type Own} from "../asked";
 import {CALLS} from "../calls";
@@ -89,7 +89,7 @@ const MOST = 2000;
 const MOST_SEARCHED = 4000; // characters of a record
 // All of a life, whatever the bar on top says.
 const wholeLife = (player: string): Own => ({
-  ...Object.fromEntries(FILTERS.map((name) => [name, undefined])),
+  ...UNFILTERED,
   from: "1970-01-01",
   to: "9999-12-31",
   user_id: player,

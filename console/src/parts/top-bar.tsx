@@ -1,6 +1,6 @@
 // The bar on top: whose numbers, of which days, of which players. A narrow window shows it in a line, which unfolds.
 import {useEffect, useRef, useState} from "preact/hooks";
-import {FILTERS, go, useView, type FilterName, type Values} from "../address";
+import {FILTERS, go, UNFILTERED, useView, type FilterName, type Values} from "../address";
 import type {Json} from "../api";
 import {useQuestion} from "../asked";
 import {day, many} from "../format";
@@ -48,8 +48,6 @@ function choicesOf(rows: readonly Row[]): Choices {
   };
   return Object.fromEntries(FILTERS.map((name) => [name, of(name)])) as Record<FilterName, string[]>;
 }
-
-const UNFILTERED = Object.fromEntries(FILTERS.map((name) => [name, undefined]));
 
 function Filter({name, found}: {name: FilterName; found: readonly string[]}) {
   const view = useView();
